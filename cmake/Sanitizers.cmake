@@ -1,0 +1,12 @@
+# ORNC_SANITIZE=address  -> AddressSanitizer + UndefinedBehaviorSanitizer (+ LeakSanitizer)
+# ORNC_SANITIZE=thread   -> ThreadSanitizer
+set(ORNC_SANITIZE "" CACHE STRING "Sanitizer build: '', 'address' or 'thread'")
+if(ORNC_SANITIZE STREQUAL "address")
+  add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
+  add_link_options(-fsanitize=address,undefined)
+elseif(ORNC_SANITIZE STREQUAL "thread")
+  add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=thread)
+elseif(NOT ORNC_SANITIZE STREQUAL "")
+  message(FATAL_ERROR "ORNC_SANITIZE must be '', 'address' or 'thread'")
+endif()

@@ -1,0 +1,244 @@
+// The logger through its exported functions: masks, level words, the three
+// sinks with their line formats, file handling and concurrent use.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <iterator>
+#include <fstream>
+#include <mutex>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ORNBase.h"
+
+namespace {
+
+std::mutex g_sink_mutex;
+std::vector<std::string> g_sink_lines;
+
+void collecting_sink(const char* line) {
+    std::lock_guard<std::mutex> lock(g_sink_mutex);
+    g_sink_lines.emplace_back(line);
+}
+
+std::vector<std::string> sink_lines() {
+    std::lock_guard<std::mutex> lock(g_sink_mutex);
+    return g_sink_lines;
+}
+
+std::string read_file(const std::string& path) {
+    std::ifstream in(path);
+    std::stringstream ss;
+    ss << in.rdbuf();
+    return ss.str();
+}
+
+const std::string kStamp = R"(\d{4}:\d{2}:\d{2} \d{2}:\d{2}:\d{2}\.\d{3,4})";
+
+class Logging : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char dir_template[] = "/tmp/ornc-log-XXXXXX";
+        ASSERT_NE(mkdtemp(dir_template), nullptr);
+        dir_ = dir_template;
+        g_sink_lines.clear();
+    }
+    void TearDown() override {
+        ORNLogStop();
+        ORNLogSetExternal(nullptr);
+        std::remove((dir_ + "/a.log").c_str());
+        std::remove((dir_ + "/b.log").c_str());
+        rmdir(dir_.c_str());
+    }
+    std::string dir_;
+};
+
+TEST_F(Logging, NothingIsWrittenInTheInitialState) {
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
+    testing::internal::CaptureStdout();
+    ORNLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "hidden");
+    // Written without consulting the masks; console output is on by default.
+    ORNLogMsg(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "direct");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FATAL: direct\n");
+}
+
+TEST_F(Logging, MasksDecideWhatIsWritten) {
+    ASSERT_EQ(ORNLogStart(0), ORN_OK);
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC));  // level mask still 0
+    ORNLogSetLevel(ORN_LOGLVL_MASK_WARN);
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC));
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT));
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT));
+
+    ORNLogSetLevel(ORN_LOGLVL_MASK_INFO);
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_QUEUE));  // queue lies outside MASK_ALL
+    ORNLogSetCategory(ORN_LOGCAT_MASK_ALLXL);
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_QUEUE));
+    ORNLogSetCategory(ORN_LOGCAT_PARAM);
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
+
+    ORNLogStop();
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM));
+}
+
+TEST_F(Logging, LevelWordIsTheHighestBitPresent) {
+    ORNLogSetExternal(collecting_sink);
+    const std::pair<int, const char*> cases[] = {{1, "INFO"},   {2, "WARNING"}, {3, "WARNING"}, {4, "ERROR"},
+                                                 {6, "ERROR"},  {8, "SEVERE"},  {16, "FATAL"}, {31, "FATAL"},
+                                                 {0, "UNKNOWN"}, {32, "UNKNOWN"}};
+    for (const auto& c : cases) ORNLogMsg(c.first, ORN_LOGCAT_MISC, "m");
+    const std::vector<std::string> lines = sink_lines();
+    ASSERT_EQ(lines.size(), std::size(cases));
+    for (size_t i = 0; i < lines.size(); ++i) {
+        EXPECT_TRUE(std::regex_match(lines[i], std::regex(kStamp + "\t" + cases[i].second + ": m"))) << lines[i];
+    }
+}
+
+TEST_F(Logging, ConsoleLinesHaveNoStampAndFollowTheSwitch) {
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStart(1), ORN_OK);
+    testing::internal::CaptureStdout();
+    ORNLog(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "on the console");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "WARNING: on the console\n");
+
+    ASSERT_EQ(ORNLogStart(0), ORN_OK);
+    testing::internal::CaptureStdout();
+    ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC, "quiet");
+    ORNLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "fatal always shows");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "FATAL: fatal always shows\n");
+}
+
+TEST_F(Logging, FileLinesAreStampedAndAppended) {
+    const std::string path = dir_ + "/a.log";
+    {
+        std::ofstream existing(path);
+        existing << "earlier\n";
+    }
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
+    ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: first");
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "second");
+    // Flushed after every line: readable before the file is closed.
+    const std::string content = read_file(path);
+    EXPECT_TRUE(std::regex_match(content, std::regex("earlier\n" + kStamp + "\tERROR: ORNC: first\n" + kStamp +
+                                                     "\tINFO: second\n")))
+        << content;
+}
+
+TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStart(0), ORN_OK);
+    ORNLogSetExternal(collecting_sink);
+    const std::string at_limit(4000, 'a');
+    const std::string over_limit(4001, 'b');
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, at_limit.c_str());
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, over_limit.c_str());
+    ORNLogSetExternal(nullptr);
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "after removal");
+
+    const std::vector<std::string> lines = sink_lines();
+    ASSERT_EQ(lines.size(), 2u);
+    EXPECT_TRUE(std::regex_match(lines[0], std::regex(kStamp + "\tINFO: a{4000}")));
+    EXPECT_EQ(lines[1], "INFO: Message exceeds internal buffer size\n");
+}
+
+TEST_F(Logging, LongMessagesReachConsoleAndFileInFull) {
+    const std::string path = dir_ + "/a.log";
+    const std::string long_message(5000, 'z');
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 1), ORN_OK);
+    testing::internal::CaptureStdout();
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, long_message.c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "INFO: " + long_message + "\n");
+    EXPECT_NE(read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
+}
+
+TEST_F(Logging, FileThatCannotBeOpenedLeavesLoggingOnWithoutFile) {
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    const std::string path = dir_ + "/missing-dir/x.log";
+    EXPECT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_ERR_OPEN_FILE_APPEND);
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
+    ORNLogSetExternal(collecting_sink);
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "still logged");
+    EXPECT_EQ(sink_lines().size(), 1u);
+}
+
+TEST_F(Logging, RenamingWhileAFileIsOpenStopsLogging) {
+    const std::string a = dir_ + "/a.log";
+    const std::string b = dir_ + "/b.log";
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStartFilename(a.c_str(), 0), ORN_OK);
+
+    ORNLogSetFilename(a.c_str());  // the same name: nothing happens
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
+
+    ORNLogSetFilename(b.c_str());
+    EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
+    ASSERT_EQ(ORNLogStart(0), ORN_OK);  // a new start opens the new name
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "into b");
+    EXPECT_NE(read_file(b).find("into b"), std::string::npos);
+    EXPECT_EQ(read_file(a).find("into b"), std::string::npos);
+
+    // Without an open file a rename only stores the name.
+    ORNLogStop();
+    ASSERT_EQ(ORNLogStartFilename("", 0), ORN_OK);
+    ORNLogSetFilename(a.c_str());
+    EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
+}
+
+TEST_F(Logging, TimeStampFormatAndSmallBuffers) {
+    char text[64];
+    std::memset(text, 'x', sizeof text);
+    ORNTimeToString(text, 0);
+    EXPECT_EQ(text[0], 'x');
+    ORNTimeToString(text, 31);
+    EXPECT_STREQ(text, "");
+    ORNTimeToString(text, 32);
+    EXPECT_TRUE(std::regex_match(text, std::regex(kStamp))) << text;
+    ORNTimeToString(nullptr, 64);  // refused, no crash
+}
+
+TEST_F(Logging, ConcurrentWritersAndReconfigurationKeepLinesWhole) {
+    const std::string path = dir_ + "/a.log";
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
+    ORNLogSetExternal(collecting_sink);
+
+    std::atomic<bool> go{true};
+    std::vector<std::thread> writers;
+    for (int t = 0; t < 3; ++t) {
+        writers.emplace_back([t, &go] {
+            char text[64];
+            for (int i = 0; i < 300 && go.load(); ++i) {
+                std::snprintf(text, sizeof text, "writer %d line %d", t, i);
+                ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_DATATRANSFER, text);
+            }
+        });
+    }
+    // Meanwhile the application reconfigures the logger.
+    for (int i = 0; i < 50; ++i) {
+        ORNLogSetLevel(i % 2 ? ORN_LOGLVL_MASK_INFO : ORN_LOGLVL_MASK_ALL);
+        ORNLogSetExternal(i % 3 ? collecting_sink : nullptr);
+        if (i % 10 == 0) ORNLogStartFilename(path.c_str(), 0);
+    }
+    for (std::thread& w : writers) w.join();
+    ORNLogStop();
+
+    std::istringstream in(read_file(path));
+    std::string line;
+    int count = 0;
+    const std::regex whole(kStamp + R"(\tINFO: writer \d line \d+)");
+    while (std::getline(in, line)) {
+        EXPECT_TRUE(std::regex_match(line, whole)) << line;
+        ++count;
+    }
+    EXPECT_GT(count, 0);
+}
+
+}  // namespace

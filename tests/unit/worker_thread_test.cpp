@@ -1,0 +1,249 @@
+// The periodic worker: activation, the stop hand-shake with a running call,
+// destruction with its bounded wait, and the thread shims. Timing bounds are
+// generous: they catch a worker that never runs or never stops, not jitter.
+#include <dirent.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ORNBase.h"
+#include "base/thread_shims.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+long elapsed_ms(Clock::time_point since) {
+    return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
+}
+
+int thread_count() {
+    int count = 0;
+    if (DIR* dir = opendir("/proc/self/task")) {
+        while (dirent* entry = readdir(dir)) {
+            if (entry->d_name[0] != '.') ++count;
+        }
+        closedir(dir);
+    }
+    return count;
+}
+
+struct Counter {
+    std::atomic<int> calls{0};
+    std::atomic<int> busy_ms{0};
+    std::atomic<bool> inside{false};
+    std::atomic<bool> finished_call{false};
+};
+
+void count_call(void* arg) {
+    Counter* counter = static_cast<Counter*>(arg);
+    counter->inside.store(true);
+    counter->calls.fetch_add(1);
+    if (counter->busy_ms.load() > 0) std::this_thread::sleep_for(std::chrono::milliseconds(counter->busy_ms.load()));
+    counter->finished_call.store(true);
+    counter->inside.store(false);
+}
+
+bool wait_until(const std::function<bool()>& condition, int timeout_ms) {
+    const auto start = Clock::now();
+    while (!condition()) {
+        if (elapsed_ms(start) > timeout_ms) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    }
+    return true;
+}
+
+std::mutex g_log_mutex;
+std::vector<std::string> g_log;
+void keep_log_line(const char* line) {
+    std::lock_guard<std::mutex> lock(g_log_mutex);
+    g_log.emplace_back(line);
+}
+int log_lines_containing(const std::string& text) {
+    std::lock_guard<std::mutex> lock(g_log_mutex);
+    int n = 0;
+    for (const std::string& line : g_log) n += line.find(text) != std::string::npos;
+    return n;
+}
+void log_everything_to_memory() {
+    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
+    ORNLogSetCategory(ORN_LOGCAT_MASK_ALL);
+    ORNLogStart(0);
+    ORNLogSetExternal(keep_log_line);
+}
+
+TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
+    Counter counter;
+    orn_thread_t worker;
+    ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
+    ASSERT_NE(worker.priv, nullptr);
+    const int threads_before = thread_count();
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+    EXPECT_EQ(thread_count(), threads_before + 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    EXPECT_EQ(counter.calls.load(), 0);
+
+    ORNThreadActive(&worker, 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const int active_calls = counter.calls.load();
+    // About one call per 10 ms; bounds wide enough for a loaded machine.
+    EXPECT_GE(active_calls, 5);
+    EXPECT_LE(active_calls, 35);
+
+    // Starting again keeps the one thread and makes it inactive.
+    EXPECT_EQ(ORNThreadStart(&worker), ORN_OK);
+    EXPECT_EQ(thread_count(), threads_before + 1);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));  // a pass in flight may still call
+    const int frozen = counter.calls.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    EXPECT_EQ(counter.calls.load(), frozen);
+
+    ORNThreadActive(&worker, 1);
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > frozen; }, 1000));
+    ORNThreadActive(&worker, 0);
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    const int after_pause = counter.calls.load();
+    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    EXPECT_EQ(counter.calls.load(), after_pause);
+
+    EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
+    ORNThreadDestroy(&worker);
+    EXPECT_EQ(worker.priv, nullptr);
+    EXPECT_TRUE(wait_until([&] { return thread_count() == threads_before; }, 1000));
+}
+
+TEST(Worker, StopWaitsForTheRunningCallToReturn) {
+    Counter counter;
+    counter.busy_ms.store(250);
+    orn_thread_t worker;
+    ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+    ORNThreadActive(&worker, 1);
+    ASSERT_TRUE(wait_until([&] { return counter.inside.load(); }, 2000));
+
+    const auto start = Clock::now();
+    EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
+    EXPECT_TRUE(counter.finished_call.load());  // the call ended before Stop returned
+    EXPECT_FALSE(counter.inside.load());
+    EXPECT_GE(elapsed_ms(start), 100);
+    const int calls = counter.calls.load();
+    ORNThreadDestroy(&worker);
+    EXPECT_EQ(counter.calls.load(), calls);
+}
+
+TEST(Worker, StopOnAnUninitialisedHandleIsHarmless) {
+    orn_thread_t worker{nullptr};
+    EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
+    EXPECT_EQ(ORNThreadStop(nullptr), ORN_OK);
+}
+
+TEST(Worker, DestroyOfARunningWorkerEndsItWithoutSignals) {
+    log_everything_to_memory();
+    Counter counter;
+    orn_thread_t worker;
+    ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+    ORNThreadActive(&worker, 1);
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 2; }, 2000));
+    ORNThreadDestroy(&worker);
+    EXPECT_EQ(worker.priv, nullptr);
+    EXPECT_LE(log_lines_containing("ORNThread: Trying to stop, cnt "), 10);
+    EXPECT_EQ(log_lines_containing("Still not stopped"), 0);
+    EXPECT_EQ(log_lines_containing("ORNThread: Terminate"), 0);
+}
+
+TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
+    log_everything_to_memory();
+    orn_thread_t worker;
+    ASSERT_EQ(ORNThreadInit(&worker, nullptr, nullptr, 10), ORN_OK);
+    const auto start = Clock::now();
+    ORNThreadDestroy(&worker);
+    const long waited = elapsed_ms(start);
+    EXPECT_GE(waited, 95);
+    EXPECT_LT(waited, 2000);
+    EXPECT_EQ(worker.priv, nullptr);
+    EXPECT_EQ(log_lines_containing("ORNThread: Trying to stop, cnt "), 10);
+    EXPECT_EQ(log_lines_containing("ORNThread: Trying to stop, cnt 9"), 1);
+    EXPECT_EQ(log_lines_containing("WARNING: ORNThread: Still not stopped"), 1);
+    EXPECT_EQ(log_lines_containing("WARNING: ORNThread: Terminate 0"), 1);  // no thread: nothing signalled
+}
+
+TEST(Worker, AWorkerThatWillNotEndIsSignalledAsLastResort) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            static Counter counter;
+            counter.busy_ms.store(60000);
+            orn_thread_t worker;
+            ORNThreadInit(&worker, count_call, &counter, 10);
+            ORNThreadStart(&worker);
+            ORNThreadActive(&worker, 1);
+            while (!counter.inside.load()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            ORNThreadDestroy(&worker);  // the call never returns: SIGHUP ends the process
+            std::this_thread::sleep_for(std::chrono::seconds(5));
+            std::exit(0);
+        },
+        ::testing::KilledBySignal(SIGHUP), "");
+}
+
+TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
+    Counter counter;
+    orn_thread_t worker;
+    ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 5), ORN_OK);
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+    ORNThreadStop(&worker);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the loop ends
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);               // a new thread
+    ORNThreadActive(&worker, 1);
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 0; }, 2000));
+    ORNThreadDestroy(&worker);
+
+    const int baseline = thread_count();
+    for (int cycle = 0; cycle < 40; ++cycle) {
+        ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 1), ORN_OK);
+        ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+        ORNThreadActive(&worker, 1);
+        ORNThreadStop(&worker);
+        ORNThreadDestroy(&worker);
+        ASSERT_EQ(worker.priv, nullptr);
+    }
+    EXPECT_TRUE(wait_until([&] { return thread_count() == baseline; }, 1000)) << thread_count();
+}
+
+TEST(ThreadShims, SleepAndThreadCreation) {
+    auto start = Clock::now();
+    Sleep(0);
+    EXPECT_LT(elapsed_ms(start), 50);
+    start = Clock::now();
+    Sleep(150);
+    const long slept = elapsed_ms(start);
+    EXPECT_GE(slept, 145);
+    EXPECT_LT(slept, 1500);
+
+    start = Clock::now();
+    ORNCSleep(20);
+    EXPECT_GE(elapsed_ms(start), 19);
+
+    static std::atomic<int> ran{0};
+    int id = 12345;
+    pthread_t thread = CreateThread(
+        nullptr, 0, [](void* arg) -> int* {
+            ran.store(*static_cast<int*>(arg));
+            return nullptr;
+        },
+        &id, 0, &id);
+    ASSERT_NE(thread, static_cast<pthread_t>(0));
+    pthread_join(thread, nullptr);
+    EXPECT_EQ(ran.load(), 12345);
+    EXPECT_EQ(id, 12345);  // the id argument is never written
+    EXPECT_EQ(CreateThread(nullptr, 0, nullptr, nullptr, 0, nullptr), static_cast<pthread_t>(0));
+    EXPECT_EQ(TerminateThread(0, 0), 0);
+}
+
+}  // namespace
