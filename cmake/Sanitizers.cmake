@@ -10,3 +10,7 @@ elseif(ORNC_SANITIZE STREQUAL "thread")
 elseif(NOT ORNC_SANITIZE STREQUAL "")
   message(FATAL_ERROR "ORNC_SANITIZE must be '', 'address' or 'thread'")
 endif()
+# g++ reports false "maybe uninitialized" inside libstdc++ under sanitizers.
+if(NOT ORNC_SANITIZE STREQUAL "" AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wno-maybe-uninitialized>)
+endif()

@@ -138,8 +138,10 @@ TEST(ImageVectors, ResizeKeepsItsEstablishedContract) {
     EXPECT_EQ(vec.used, 1);
     std::free(kept);  // still owned by us: a double free would abort here
 
+    orn_image_t* array = vec.image;
     EXPECT_EQ(ORNImageVecResize(&vec, -2), ORN_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(vec.image, nullptr);  // emptied without freeing
+    EXPECT_EQ(vec.image, nullptr);  // emptied without freeing: the array is still ours
+    std::free(array);
 }
 
 TEST(ImageVectors, ResizeToZeroEmptiesWithoutFreeing) {

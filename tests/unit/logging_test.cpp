@@ -50,8 +50,13 @@ protected:
         g_sink_lines.clear();
     }
     void TearDown() override {
-        ORNLogStop();
+        // Back to the initial logger state for the next case.
         ORNLogSetExternal(nullptr);
+        ORNLogSetFilename("");
+        ORNLogStart(1);
+        ORNLogStop();
+        ORNLogSetLevel(0);
+        ORNLogSetCategory(ORN_LOGCAT_MASK_ALL);
         std::remove((dir_ + "/a.log").c_str());
         std::remove((dir_ + "/b.log").c_str());
         rmdir(dir_.c_str());

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
@@ -23,7 +24,7 @@ long elapsed_ms(Clock::time_point since) {
     return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
 }
 
-int thread_count() {
+int count_tasks() {
     int count = 0;
     if (DIR* dir = opendir("/proc/self/task")) {
         while (dirent* entry = readdir(dir)) {
@@ -32,6 +33,18 @@ int thread_count() {
         closedir(dir);
     }
     return count;
+}
+
+// Threads of this process. The first thread created may bring helper
+// threads of a sanitizer runtime with it: one throw-away thread is made
+// first so that they are part of every baseline.
+int thread_count() {
+    static const bool warmed_up = [] {
+        std::thread([] {}).join();
+        return true;
+    }();
+    (void)warmed_up;
+    return count_tasks();
 }
 
 struct Counter {
@@ -72,6 +85,10 @@ int log_lines_containing(const std::string& text) {
     return n;
 }
 void log_everything_to_memory() {
+    {
+        std::lock_guard<std::mutex> lock(g_log_mutex);
+        g_log.clear();
+    }
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ORNLogSetCategory(ORN_LOGCAT_MASK_ALL);
     ORNLogStart(0);
