@@ -61,7 +61,7 @@ typedef orn_int32_t orn_status_t;
 #define ORN_ERR_ELEMENT_EXISTS (-15)
 #define ORN_ERR_ELEMENT_NOT_FOUND (-16)
 
-#define ORN_ERROR_MSG_LEN 128  /* bytes of one message, terminator included */
+#define ORN_ERROR_MSG_LEN 128 /* bytes of one message, terminator included */
 #define ORN_ERROR_TABLE_ROWS 128
 
 /* One row of a message table. A table is an array of ORN_ERROR_TABLE_ROWS
@@ -187,8 +187,7 @@ ORN_API int ORN_GetPixelSize(orn_pixel_t pix);
 
 ORN_API void ORNImageInitEmpty(orn_image_t* image);
 /* Wraps `data` (borrowed when non-null). */
-ORN_API orn_status_t ORNImageInitData(orn_image_t* image, int width, int height, orn_pixel_t type,
-                                      void* data);
+ORN_API orn_status_t ORNImageInitData(orn_image_t* image, int width, int height, orn_pixel_t type, void* data);
 /* Allocates a zero-filled buffer owned by the record. */
 ORN_API orn_status_t ORNImageInit(orn_image_t* image, int width, int height, orn_pixel_t type);
 ORN_API void ORNImageDestroy(orn_image_t* image);
@@ -235,8 +234,7 @@ typedef void (*orn_thread_func_t)(void* userdata);
 
 /* Prepares a worker that calls thread_func(userdata), then sleeps `delay`
  * ms, over and over while active. */
-ORN_API orn_status_t ORNThreadInit(orn_thread_t* thread, orn_thread_func_t thread_func, void* userdata,
-                                   int delay);
+ORN_API orn_status_t ORNThreadInit(orn_thread_t* thread, orn_thread_func_t thread_func, void* userdata, int delay);
 /* Asks the thread to end, waits up to 100 ms for it, then frees the state.
  * A thread that will not end is signalled as a last resort. */
 ORN_API void ORNThreadDestroy(orn_thread_t* thread);

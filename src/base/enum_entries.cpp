@@ -126,8 +126,7 @@ orn_status_t ORN_FindEnumEntry(char* entries, const char* name, int* value, int*
     char* cursor = entries;
     char* entry_name = nullptr;
     size_t entry_len = 0;
-    for (int i = 0; entries != nullptr && ORN_GetEnumEntry(&cursor, &entry_name, &entry_len, &running) == ORN_OK;
-         ++i) {
+    for (int i = 0; entries != nullptr && ORN_GetEnumEntry(&cursor, &entry_name, &entry_len, &running) == ORN_OK; ++i) {
         if (entry_len == wanted && std::memcmp(entry_name, name, wanted) == 0) {
             *index = i;
             *value = running;

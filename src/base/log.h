@@ -11,11 +11,11 @@ namespace orn {
 constexpr int kLogLineSize = 1024;
 }
 
-#define ORN_LOGF(level, category, ...)                                   \
-    do {                                                                 \
-        if (ORNDoLog((level), (category))) {                             \
-            char orn_log_text_[orn::kLogLineSize];                       \
+#define ORN_LOGF(level, category, ...)                                       \
+    do {                                                                     \
+        if (ORNDoLog((level), (category))) {                                 \
+            char orn_log_text_[orn::kLogLineSize];                           \
             std::snprintf(orn_log_text_, sizeof orn_log_text_, __VA_ARGS__); \
-            ORNLogMsg((level), (category), orn_log_text_);               \
-        }                                                                \
+            ORNLogMsg((level), (category), orn_log_text_);                   \
+        }                                                                    \
     } while (0)

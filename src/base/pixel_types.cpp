@@ -10,9 +10,9 @@ struct PixelTypeInfo {
 
 // Only these codes are recognised; MONO32F and C32F share one code.
 constexpr PixelTypeInfo kKnownPixelTypes[] = {
-    {ORN_PIX_CONF8, 1},   {ORN_PIX_MONO8, 1},  {ORN_PIX_MONO16, 2}, {ORN_PIX_MONO32F, 4},
-    {ORN_PIX_RGB8, 3},    {ORN_PIX_RGBA8, 4},  {ORN_PIX_RGB16, 6},  {ORN_PIX_RGBA16, 8},
-    {ORN_PIX_ABC32F, 12}, {ORN_PIX_AC32F, 8},  {ORN_PIX_MONO12, 2},
+    {ORN_PIX_CONF8, 1},   {ORN_PIX_MONO8, 1}, {ORN_PIX_MONO16, 2}, {ORN_PIX_MONO32F, 4},
+    {ORN_PIX_RGB8, 3},    {ORN_PIX_RGBA8, 4}, {ORN_PIX_RGB16, 6},  {ORN_PIX_RGBA16, 8},
+    {ORN_PIX_ABC32F, 12}, {ORN_PIX_AC32F, 8}, {ORN_PIX_MONO12, 2},
 };
 
 const PixelTypeInfo* find_pixel_type(orn_pixel_t code) {

@@ -1,12 +1,13 @@
 // Message table of the camera code set. Its first rows repeat the base codes
 // and take their texts from the base table when the table is built; the
 // camera codes follow.
+#include "base/status_messages.h"
+
 #include <cstring>
 #include <mutex>
 
 #include "ORNC.h"
 #include "base/log.h"
-#include "base/status_messages.h"
 
 namespace {
 
@@ -68,8 +69,8 @@ void ORNCResetErrorMessages(void) {
     // messages are lost on every rebuild of this table.
     ORNResetErrorMessages();
     int copied = 0;
-    const orn_status_t status = ORNCopyAndCheckErrorMessages(
-        g_camera_table, const_cast<orn_error_msg_entry_t*>(kCameraDefaults), &copied);
+    const orn_status_t status =
+        ORNCopyAndCheckErrorMessages(g_camera_table, const_cast<orn_error_msg_entry_t*>(kCameraDefaults), &copied);
     if (status != ORN_OK) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC, "Internal inconsistency in error tables");
     }

@@ -11,10 +11,10 @@
 namespace {
 
 TEST(PixelTypes, SizesOfKnownAndUnknownCodes) {
-    const std::pair<orn_pixel_t, int> known[] = {
-        {ORN_PIX_CONF8, 1},  {ORN_PIX_MONO8, 1},  {ORN_PIX_MONO16, 2}, {ORN_PIX_MONO32F, 4},
-        {ORN_PIX_RGB8, 3},   {ORN_PIX_RGBA8, 4},  {ORN_PIX_RGB16, 6},  {ORN_PIX_RGBA16, 8},
-        {ORN_PIX_ABC32F, 12}, {ORN_PIX_C32F, 4},  {ORN_PIX_AC32F, 8},  {ORN_PIX_MONO12, 2}};
+    const std::pair<orn_pixel_t, int> known[] = {{ORN_PIX_CONF8, 1},   {ORN_PIX_MONO8, 1},  {ORN_PIX_MONO16, 2},
+                                                 {ORN_PIX_MONO32F, 4}, {ORN_PIX_RGB8, 3},   {ORN_PIX_RGBA8, 4},
+                                                 {ORN_PIX_RGB16, 6},   {ORN_PIX_RGBA16, 8}, {ORN_PIX_ABC32F, 12},
+                                                 {ORN_PIX_C32F, 4},    {ORN_PIX_AC32F, 8},  {ORN_PIX_MONO12, 2}};
     for (const auto& k : known) {
         EXPECT_EQ(ORNPixelTypeGetSize(k.first), k.second) << std::hex << k.first;
         EXPECT_EQ(ORN_GetPixelSize(k.first), k.second);

@@ -6,8 +6,8 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <iterator>
 #include <fstream>
+#include <iterator>
 #include <mutex>
 #include <regex>
 #include <sstream>
@@ -94,8 +94,8 @@ TEST_F(Logging, MasksDecideWhatIsWritten) {
 
 TEST_F(Logging, LevelWordIsTheHighestBitPresent) {
     ORNLogSetExternal(collecting_sink);
-    const std::pair<int, const char*> cases[] = {{1, "INFO"},   {2, "WARNING"}, {3, "WARNING"}, {4, "ERROR"},
-                                                 {6, "ERROR"},  {8, "SEVERE"},  {16, "FATAL"}, {31, "FATAL"},
+    const std::pair<int, const char*> cases[] = {{1, "INFO"},    {2, "WARNING"}, {3, "WARNING"}, {4, "ERROR"},
+                                                 {6, "ERROR"},   {8, "SEVERE"},  {16, "FATAL"},  {31, "FATAL"},
                                                  {0, "UNKNOWN"}, {32, "UNKNOWN"}};
     for (const auto& c : cases) ORNLogMsg(c.first, ORN_LOGCAT_MISC, "m");
     const std::vector<std::string> lines = sink_lines();
@@ -131,8 +131,8 @@ TEST_F(Logging, FileLinesAreStampedAndAppended) {
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "second");
     // Flushed after every line: readable before the file is closed.
     const std::string content = read_file(path);
-    EXPECT_TRUE(std::regex_match(content, std::regex("earlier\n" + kStamp + "\tERROR: ORNC: first\n" + kStamp +
-                                                     "\tINFO: second\n")))
+    EXPECT_TRUE(std::regex_match(
+        content, std::regex("earlier\n" + kStamp + "\tERROR: ORNC: first\n" + kStamp + "\tINFO: second\n")))
         << content;
 }
 

@@ -216,7 +216,7 @@ TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
     ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
     ORNThreadStop(&worker);
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the loop ends
-    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);               // a new thread
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);                  // a new thread
     ORNThreadActive(&worker, 1);
     ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 0; }, 2000));
     ORNThreadDestroy(&worker);
@@ -250,7 +250,8 @@ TEST(ThreadShims, SleepAndThreadCreation) {
     static std::atomic<int> ran{0};
     int id = 12345;
     pthread_t thread = CreateThread(
-        nullptr, 0, [](void* arg) -> int* {
+        nullptr, 0,
+        [](void* arg) -> int* {
             ran.store(*static_cast<int*>(arg));
             return nullptr;
         },
