@@ -33,11 +33,21 @@ constexpr uint32_t kSourceId = 0;
 constexpr uint32_t kRegionId = 0;
 
 // Chunk ids. Chunk payloads are little-endian.
+//
+// Chunk layout on the stream (GenICam chunk format, parsed from the end of the
+// block): every chunk is its data followed by an 8-byte trailer, chunk id then
+// data length, both 32-bit big-endian. GvspFrame::chunk_data carries the
+// non-image chunks in that form (timestamp, then frame id, each only when
+// enabled). In single-image chunk mode the sender places the image's own
+// trailer (kChunkIdImage, image size) right after the image data and before
+// chunk_data; in multipart mode chunk_data is the trailing chunk part as is.
+// The device's PayloadSize counts all of it.
 constexpr uint32_t kChunkIdImage = 0x1000;      // the image itself in single-image chunk mode
 constexpr uint32_t kChunkIdTimestamp = 0x1001;  // 8 bytes, device timestamp of the frame
 constexpr uint32_t kChunkIdFrameId = 0x1002;    // 8 bytes, block id of the frame
 constexpr size_t kChunkTimestampSize = 8;
 constexpr size_t kChunkFrameIdSize = 8;
+constexpr size_t kChunkTrailerSize = 8;
 
 // PFNC pixel formats the sensor produces.
 constexpr uint32_t kPixelFormatMono8 = 0x01080001;
