@@ -1,0 +1,31 @@
+#include "platform/PvDeviceInfoGEV.h"
+
+#include "platform/gvcp/gvcp_protocol.h"
+
+PvDeviceInfoGEV::PvDeviceInfoGEV(const gvcp::DiscoveredDevice& device, const PvInterface* owner)
+    : identity_(device.identity) {
+    interface_ = owner;
+    model_ = identity_.model;
+    vendor_ = identity_.manufacturer;
+    serial_ = identity_.serial_number;
+    user_name_ = identity_.user_name;
+    version_ = identity_.device_version;
+    manufacturer_info_ = identity_.manufacturer_info;
+    ip_ = gvcp::format_ipv4(identity_.ip_address);
+    mac_ = gvcp::format_mac(identity_.mac);
+    mask_ = gvcp::format_ipv4(identity_.subnet_mask);
+    gateway_ = gvcp::format_ipv4(identity_.default_gateway);
+    local_ip_ = gvcp::format_ipv4(device.local_address);
+    display_id_ = identity_.manufacturer + " " + identity_.model + " (" + identity_.serial_number + ") " + ip_.str();
+}
+
+bool PvDeviceInfoGEV::IsDHCPAvailable() const { return (identity_.ip_config_supported & gvcp::IP_CONFIG_DHCP) != 0; }
+bool PvDeviceInfoGEV::IsDHCPEnabled() const { return (identity_.ip_config_current & gvcp::IP_CONFIG_DHCP) != 0; }
+bool PvDeviceInfoGEV::IsLLAAvailable() const { return (identity_.ip_config_supported & gvcp::IP_CONFIG_LLA) != 0; }
+bool PvDeviceInfoGEV::IsLLAEnabled() const { return (identity_.ip_config_current & gvcp::IP_CONFIG_LLA) != 0; }
+bool PvDeviceInfoGEV::IsPersistentAvailable() const {
+    return (identity_.ip_config_supported & gvcp::IP_CONFIG_PERSISTENT) != 0;
+}
+bool PvDeviceInfoGEV::IsPersistentEnabled() const {
+    return (identity_.ip_config_current & gvcp::IP_CONFIG_PERSISTENT) != 0;
+}

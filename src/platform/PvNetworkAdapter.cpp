@@ -1,0 +1,25 @@
+#include "platform/PvNetworkAdapter.h"
+
+#include "platform/PvDeviceInfoGEV.h"
+
+PvNetworkAdapter::PvNetworkAdapter(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found)
+    : adapter_(adapter) {
+    name_ = adapter.name;
+    for (const gvcp::AdapterAddress& address : adapter.addresses) {
+        ip_addresses_.emplace_back(gvcp::format_ipv4(address.address));
+        subnet_masks_.emplace_back(gvcp::format_ipv4(address.mask));
+    }
+    mac_ = adapter.has_mac ? gvcp::format_mac(adapter.mac) : std::string();
+    gateway_ = gvcp::format_ipv4(adapter.default_gateway);
+    for (const gvcp::DiscoveredDevice& device : found.devices) {
+        devices_.push_back(std::make_unique<PvDeviceInfoGEV>(device, this));
+    }
+}
+
+PvString PvNetworkAdapter::GetIPAddress(uint32_t index) const {
+    return index < ip_addresses_.size() ? ip_addresses_[index] : PvString();
+}
+
+PvString PvNetworkAdapter::GetSubnetMask(uint32_t index) const {
+    return index < subnet_masks_.size() ? subnet_masks_[index] : PvString();
+}

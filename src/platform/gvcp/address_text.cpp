@@ -1,0 +1,91 @@
+#include "platform/gvcp/address_text.h"
+
+#include <cctype>
+#include <cstdio>
+
+namespace gvcp {
+
+std::string format_ipv4(uint32_t address) {
+    char text[16];
+    std::snprintf(text, sizeof text, "%u.%u.%u.%u", (address >> 24) & 0xFFu, (address >> 16) & 0xFFu,
+                  (address >> 8) & 0xFFu, address & 0xFFu);
+    return text;
+}
+
+std::string format_mac(const MacAddress& mac) {
+    char text[18];
+    std::snprintf(text, sizeof text, "%02x:%02x:%02x:%02x:%02x:%02x", mac[0], mac[1], mac[2], mac[3], mac[4],
+                  mac[5]);
+    return text;
+}
+
+bool parse_ipv4(const char* text, uint32_t* address) {
+    if (text == nullptr || address == nullptr) {
+        return false;
+    }
+    uint32_t value = 0;
+    const char* p = text;
+    for (int part = 0; part < 4; ++part) {
+        if (part > 0) {
+            if (*p != '.') {
+                return false;
+            }
+            ++p;
+        }
+        int digits = 0;
+        uint32_t number = 0;
+        while (std::isdigit(static_cast<unsigned char>(*p)) != 0 && digits < 4) {
+            number = number * 10u + static_cast<uint32_t>(*p - '0');
+            ++p;
+            ++digits;
+        }
+        if (digits == 0 || digits > 3 || number > 255u) {
+            return false;
+        }
+        value = (value << 8) | number;
+    }
+    if (*p != '\0') {
+        return false;
+    }
+    *address = value;
+    return true;
+}
+
+namespace {
+int hex_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+}  // namespace
+
+bool parse_mac(const char* text, MacAddress* mac) {
+    if (text == nullptr || mac == nullptr) {
+        return false;
+    }
+    MacAddress bytes{};
+    const char* p = text;
+    for (size_t i = 0; i < bytes.size(); ++i) {
+        if (i > 0) {
+            if (*p != ':' && *p != '-') {
+                return false;
+            }
+            ++p;
+        }
+        const int high = hex_value(p[0]);
+        const int low = high >= 0 ? hex_value(p[1]) : -1;
+        if (low < 0) {
+            return false;
+        }
+        bytes[i] = static_cast<uint8_t>(high * 16 + low);
+        p += 2;
+    }
+    if (*p != '\0') {
+        return false;
+    }
+    *mac = bytes;
+    return true;
+}
+
+}  // namespace gvcp

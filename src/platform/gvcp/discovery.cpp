@@ -1,0 +1,214 @@
+#include "platform/gvcp/discovery.h"
+
+#include <algorithm>
+#include <memory>
+
+#include "base/log.h"
+#include "platform/gvcp/command_transaction.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "platform/gvcp/request_id.h"
+#include "platform/gvcp/udp_socket.h"
+
+namespace gvcp {
+
+namespace {
+
+constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
+constexpr size_t kReceiveCapacity = 2048;  // larger than any valid ack, so oversize is seen
+
+// One socket of one adapter and what it still waits for.
+struct Probe {
+    size_t adapter = 0;
+    UdpSocket socket;
+    bool loopback = false;
+    AddressList pending;  // loopback targets not yet answered or refused
+};
+
+std::vector<uint8_t> discovery_command(uint16_t request_id) {
+    return build_command(kFlagAckRequired | kFlagDiscoveryAllowBroadcastAck, DISCOVERY_CMD, request_id, {});
+}
+
+void open_loopback_probe(size_t index, const NetworkAdapter& adapter, const DiscoverySettings& settings,
+                         const std::vector<uint8_t>& command, std::vector<std::unique_ptr<Probe>>* probes) {
+    auto probe = std::make_unique<Probe>();
+    probe->adapter = index;
+    probe->loopback = true;
+    std::string error;
+    if (!probe->socket.open(adapter.addresses.front().address, 0, &error)) {
+        ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s: %s", adapter.name.c_str(),
+                 error.c_str());
+        return;
+    }
+    probe->socket.enable_error_queue();
+    for (uint32_t target : settings.loopback_targets) {
+        if (probe->socket.send_to(target, kPort, command.data(), command.size(), &error)) {
+            probe->pending.push_back(target);
+        }
+    }
+    probes->push_back(std::move(probe));
+}
+
+void open_broadcast_probes(size_t index, const NetworkAdapter& adapter, const std::vector<uint8_t>& command,
+                           std::vector<std::unique_ptr<Probe>>* probes) {
+    for (const AdapterAddress& address : adapter.addresses) {
+        if (address.address == 0) {
+            continue;
+        }
+        auto probe = std::make_unique<Probe>();
+        probe->adapter = index;
+        std::string error;
+        if (!probe->socket.open(address.address, 0, &error) || !probe->socket.enable_broadcast()) {
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s: %s", adapter.name.c_str(),
+                     error.c_str());
+            continue;
+        }
+        bool sent = false;
+        if (address.broadcast != 0) {
+            sent = probe->socket.send_to(address.broadcast, kPort, command.data(), command.size(), &error) || sent;
+        }
+        // The limited broadcast reaches devices configured for another
+        // subnet, but only a socket tied to this adapter may send it:
+        // otherwise it would leave through whatever adapter routing picks.
+        if (probe->socket.bind_to_device(adapter.name)) {
+            sent = probe->socket.send_to(kLimitedBroadcast, kPort, command.data(), command.size(), &error) || sent;
+        }
+        if (!sent) {
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s (%s) not sent %s",
+                     adapter.name.c_str(), format_ipv4(address.address).c_str(), error.c_str());
+            continue;
+        }
+        probes->push_back(std::move(probe));
+    }
+}
+
+void forget_pending(Probe* probe, uint32_t address) {
+    probe->pending.erase(std::remove(probe->pending.begin(), probe->pending.end(), address), probe->pending.end());
+}
+
+// Reads everything the socket holds. Returns true when an ack was accepted.
+bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, AdapterDiscovery* result) {
+    bool accepted_any = false;
+    uint8_t datagram[kReceiveCapacity];
+    for (;;) {
+        uint32_t source = 0;
+        uint16_t port = 0;
+        const long size = probe->socket.receive(datagram, sizeof datagram, &source, &port);
+        if (size == 0) {
+            break;
+        }
+        if (size < 0) {
+            break;
+        }
+        if (port != kPort) {
+            ++result->dropped_acks;
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT,
+                     "ORNC: GVCP: dropped datagram on %s from %s:%u (not the control port)", adapter_name.c_str(),
+                     format_ipv4(source).c_str(), port);
+            continue;
+        }
+        DeviceIdentity identity;
+        const AckVerdict verdict =
+            static_cast<size_t>(size) > sizeof datagram
+                ? AckVerdict::kLengthMismatch
+                : decode_discovery_ack(datagram, static_cast<size_t>(size), request_id, source, &identity);
+        if (verdict != AckVerdict::kAccepted) {
+            ++result->dropped_acks;
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: dropped %s from %s on %s, %ld bytes: %s",
+                     command_name(static_cast<size_t>(size) >= kHeaderSize
+                                      ? load_be16(datagram + kAckAnswerOffset)
+                                      : 0),
+                     format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
+            continue;
+        }
+        forget_pending(probe, source);
+        // A device that heard both broadcasts answers twice: keep one.
+        const bool known = std::any_of(result->devices.begin(), result->devices.end(),
+                                       [source](const DiscoveredDevice& device) {
+                                           return device.identity.ip_address == source;
+                                       });
+        if (known || result->devices.size() >= kMaxDevicesPerAdapter) {
+            continue;
+        }
+        DiscoveredDevice device;
+        device.identity = std::move(identity);
+        device.local_address = probe->socket.local_address();
+        result->devices.push_back(std::move(device));
+        accepted_any = true;
+    }
+    // Refused addresses have nothing listening: no answer will come.
+    uint32_t refused = 0;
+    while (probe->socket.receive_error(&refused)) {
+        forget_pending(probe, refused);
+    }
+    return accepted_any;
+}
+
+}  // namespace
+
+bool discover_devices(const std::vector<NetworkAdapter>& adapters, const DiscoverySettings& settings,
+                      std::vector<AdapterDiscovery>* results, std::string* error) {
+    results->assign(adapters.size(), AdapterDiscovery{});
+    if (adapters.empty()) {
+        return true;
+    }
+    const uint16_t request_id = next_request_id();
+    const std::vector<uint8_t> command = discovery_command(request_id);
+    const int64_t start = monotonic_ms();
+
+    std::vector<std::unique_ptr<Probe>> probes;
+    for (size_t i = 0; i < adapters.size(); ++i) {
+        const NetworkAdapter& adapter = adapters[i];
+        if (adapter.addresses.empty()) {
+            continue;
+        }
+        if (adapter.loopback) {
+            open_loopback_probe(i, adapter, settings, command, &probes);
+        } else {
+            open_broadcast_probes(i, adapter, command, &probes);
+        }
+    }
+    if (probes.empty()) {
+        if (error != nullptr) *error = "no adapter could send a discovery";
+        return false;
+    }
+    const bool any_broadcast =
+        std::any_of(probes.begin(), probes.end(), [](const std::unique_ptr<Probe>& p) { return !p->loopback; });
+
+    const int64_t deadline = start + settings.timeout_ms;
+    int64_t quiet_deadline = start + settings.quiet_ms;
+    DescriptorList fds;
+    for (const auto& probe : probes) {
+        fds.push_back(probe->socket.fd());
+    }
+    for (;;) {
+        const bool loopback_answered = std::all_of(probes.begin(), probes.end(), [](const std::unique_ptr<Probe>& p) {
+            return p->pending.empty();
+        });
+        const int64_t now = monotonic_ms();
+        if (now >= deadline || (loopback_answered && (!any_broadcast || now >= quiet_deadline))) {
+            break;
+        }
+        int64_t wait = deadline - now;
+        if (loopback_answered || any_broadcast) {
+            wait = std::min(wait, std::max<int64_t>(quiet_deadline - now, 0));
+        }
+        if (!wait_readable(fds.data(), fds.size(), static_cast<int>(wait))) {
+            continue;
+        }
+        for (auto& probe : probes) {
+            if (drain(probe.get(), adapters[probe->adapter].name, request_id, &(*results)[probe->adapter])) {
+                quiet_deadline = monotonic_ms() + settings.quiet_ms;
+            }
+        }
+    }
+
+    size_t found = 0;
+    for (const AdapterDiscovery& result : *results) {
+        found += result.devices.size();
+    }
+    ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %zu adapters: %zu devices in %lld ms",
+             adapters.size(), found, static_cast<long long>(monotonic_ms() - start));
+    return true;
+}
+
+}  // namespace gvcp

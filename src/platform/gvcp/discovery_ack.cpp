@@ -1,0 +1,114 @@
+#include "platform/gvcp/discovery_ack.h"
+
+#include <cstring>
+
+#include "platform/gvcp/gvcp_protocol.h"
+
+namespace gvcp {
+
+const char* ack_verdict_text(AckVerdict verdict) {
+    switch (verdict) {
+        case AckVerdict::kAccepted: return "accepted";
+        case AckVerdict::kTooShort: return "too short";
+        case AckVerdict::kLengthMismatch: return "length field disagrees with datagram size";
+        case AckVerdict::kBadStatus: return "error status";
+        case AckVerdict::kWrongAnswer: return "not a discovery ack";
+        case AckVerdict::kWrongAckId: return "answers another request";
+        case AckVerdict::kUnterminatedText: return "unterminated text field";
+        case AckVerdict::kUnprintableText: return "control characters in a text field";
+        case AckVerdict::kAddressMismatch: return "reported address differs from the sender";
+    }
+    return "unknown";
+}
+
+namespace {
+
+enum class TextCheck { kOk, kUnterminated, kUnprintable };
+
+// A text slot must hold its NUL inside the slot; what follows the NUL is
+// padding and ignored.
+TextCheck read_text(const uint8_t* payload, size_t offset, size_t slot, std::string* out) {
+    const uint8_t* start = payload + offset;
+    const void* nul = std::memchr(start, 0, slot);
+    if (nul == nullptr) {
+        return TextCheck::kUnterminated;
+    }
+    const size_t length = static_cast<size_t>(static_cast<const uint8_t*>(nul) - start);
+    for (size_t i = 0; i < length; ++i) {
+        if (start[i] < 0x20 || start[i] == 0x7F) {
+            return TextCheck::kUnprintable;
+        }
+    }
+    out->assign(reinterpret_cast<const char*>(start), length);
+    return TextCheck::kOk;
+}
+
+}  // namespace
+
+AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t request_id,
+                                uint32_t source_address, DeviceIdentity* identity) {
+    if (datagram == nullptr || size < kHeaderSize + kDiscoveryAckPayloadSize) {
+        return AckVerdict::kTooShort;
+    }
+    const uint16_t status = load_be16(datagram + kAckStatusOffset);
+    const uint16_t answer = load_be16(datagram + kAckAnswerOffset);
+    const uint16_t length = load_be16(datagram + kAckLengthOffset);
+    const uint16_t ack_id = load_be16(datagram + kAckIdOffset);
+    if (answer != DISCOVERY_ACK) {
+        return AckVerdict::kWrongAnswer;
+    }
+    if (status != STATUS_SUCCESS) {
+        return AckVerdict::kBadStatus;
+    }
+    if (length < kDiscoveryAckPayloadSize || length > kMaxPayloadSize || kHeaderSize + length != size) {
+        return AckVerdict::kLengthMismatch;
+    }
+    if (ack_id != request_id) {
+        return AckVerdict::kWrongAckId;
+    }
+
+    const uint8_t* payload = datagram + kHeaderSize;
+    DeviceIdentity decoded;
+    struct TextField {
+        size_t offset;
+        size_t slot;
+        std::string* target;
+    };
+    const TextField texts[] = {
+        {kDiscoveryManufacturerOffset, MANUFACTURER_NAME_SIZE, &decoded.manufacturer},
+        {kDiscoveryModelOffset, MODEL_NAME_SIZE, &decoded.model},
+        {kDiscoveryDeviceVersionOffset, DEVICE_VERSION_SIZE, &decoded.device_version},
+        {kDiscoveryManufacturerInfoOffset, MANUFACTURER_INFO_SIZE, &decoded.manufacturer_info},
+        {kDiscoverySerialOffset, SERIAL_NUMBER_SIZE, &decoded.serial_number},
+        {kDiscoveryUserNameOffset, USER_DEFINED_NAME_SIZE, &decoded.user_name},
+    };
+    for (const TextField& field : texts) {
+        static_assert(kDiscoveryUserNameOffset + USER_DEFINED_NAME_SIZE <= kDiscoveryAckPayloadSize,
+                      "every text slot lies inside the discovery payload");
+        switch (read_text(payload, field.offset, field.slot, field.target)) {
+            case TextCheck::kOk: break;
+            case TextCheck::kUnterminated: return AckVerdict::kUnterminatedText;
+            case TextCheck::kUnprintable: return AckVerdict::kUnprintableText;
+        }
+    }
+
+    decoded.gev_version = load_be32(payload + kDiscoveryVersionOffset);
+    decoded.device_mode = load_be32(payload + kDiscoveryDeviceModeOffset);
+    std::memcpy(decoded.mac.data(), payload + kDiscoveryMacOffset, kDiscoveryMacSize);
+    decoded.ip_config_supported = load_be32(payload + kDiscoverySupportedIpConfigOffset);
+    decoded.ip_config_current = load_be32(payload + kDiscoveryCurrentIpConfigOffset);
+    decoded.ip_address = load_be32(payload + kDiscoveryCurrentIpOffset);
+    decoded.subnet_mask = load_be32(payload + kDiscoveryCurrentMaskOffset);
+    decoded.default_gateway = load_be32(payload + kDiscoveryCurrentGatewayOffset);
+    // A device answers from its current address; an ack that names another
+    // one would send every later command to the wrong place.
+    if (decoded.ip_address != source_address) {
+        return AckVerdict::kAddressMismatch;
+    }
+    if (identity != nullptr) {
+        *identity = std::move(decoded);
+    }
+    return AckVerdict::kAccepted;
+}
+
+}  // namespace gvcp

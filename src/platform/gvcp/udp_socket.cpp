@@ -1,0 +1,147 @@
+#include "platform/gvcp/udp_socket.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <linux/errqueue.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <vector>
+
+namespace gvcp {
+
+UdpSocket::~UdpSocket() { close(); }
+
+UdpSocket::UdpSocket(UdpSocket&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
+
+UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept {
+    if (this != &other) {
+        close();
+        fd_ = other.fd_;
+        other.fd_ = -1;
+    }
+    return *this;
+}
+
+bool UdpSocket::open(uint32_t local_address, uint16_t local_port, std::string* error) {
+    close();
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (fd_ < 0) {
+        if (error != nullptr) *error = std::string("socket: ") + std::strerror(errno);
+        return false;
+    }
+    sockaddr_in local{};
+    local.sin_family = AF_INET;
+    local.sin_addr.s_addr = htonl(local_address);
+    local.sin_port = htons(local_port);
+    if (::bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
+        if (error != nullptr) *error = std::string("bind: ") + std::strerror(errno);
+        close();
+        return false;
+    }
+    return true;
+}
+
+void UdpSocket::close() {
+    if (fd_ >= 0) {
+        ::close(fd_);
+        fd_ = -1;
+    }
+}
+
+bool UdpSocket::enable_error_queue() {
+    const int on = 1;
+    return fd_ >= 0 && ::setsockopt(fd_, IPPROTO_IP, IP_RECVERR, &on, sizeof on) == 0;
+}
+
+bool UdpSocket::enable_broadcast() {
+    const int on = 1;
+    return fd_ >= 0 && ::setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) == 0;
+}
+
+bool UdpSocket::bind_to_device(const std::string& adapter_name) {
+    return fd_ >= 0 && ::setsockopt(fd_, SOL_SOCKET, SO_BINDTODEVICE, adapter_name.c_str(),
+                                    static_cast<socklen_t>(adapter_name.size())) == 0;
+}
+
+bool UdpSocket::send_to(uint32_t address, uint16_t port, const uint8_t* data, size_t size, std::string* error) {
+    sockaddr_in remote{};
+    remote.sin_family = AF_INET;
+    remote.sin_addr.s_addr = htonl(address);
+    remote.sin_port = htons(port);
+    const ssize_t sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    if (sent != static_cast<ssize_t>(size)) {
+        if (error != nullptr) *error = std::string("sendto: ") + std::strerror(errno);
+        return false;
+    }
+    return true;
+}
+
+long UdpSocket::receive(uint8_t* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port) {
+    sockaddr_in remote{};
+    socklen_t remote_size = sizeof remote;
+    const ssize_t got = ::recvfrom(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT,
+                                   reinterpret_cast<sockaddr*>(&remote), &remote_size);
+    if (got < 0) {
+        if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) {
+            return 0;
+        }
+        // A pending ICMP error is reported here once; it is read again
+        // from the error queue.
+        return errno == ECONNREFUSED ? 0 : -1;
+    }
+    *source_address = ntohl(remote.sin_addr.s_addr);
+    *source_port = ntohs(remote.sin_port);
+    return got == 0 ? -1 : static_cast<long>(got);  // an empty datagram is never valid
+}
+
+bool UdpSocket::receive_error(uint32_t* original_destination) {
+    uint8_t data[512];
+    uint8_t control[512];
+    sockaddr_in destination{};
+    iovec io{data, sizeof data};
+    msghdr message{};
+    message.msg_name = &destination;
+    message.msg_namelen = sizeof destination;
+    message.msg_iov = &io;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof control;
+    if (::recvmsg(fd_, &message, MSG_ERRQUEUE | MSG_DONTWAIT) < 0) {
+        return false;
+    }
+    *original_destination = ntohl(destination.sin_addr.s_addr);
+    return true;
+}
+
+uint32_t UdpSocket::local_address() const {
+    sockaddr_in local{};
+    socklen_t size = sizeof local;
+    if (fd_ < 0 || ::getsockname(fd_, reinterpret_cast<sockaddr*>(&local), &size) != 0) {
+        return 0;
+    }
+    return ntohl(local.sin_addr.s_addr);
+}
+
+int64_t monotonic_ms() {
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<int64_t>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
+}
+
+bool wait_readable(const int* fds, size_t count, int timeout_ms) {
+    std::vector<pollfd> polled(count);
+    for (size_t i = 0; i < count; ++i) {
+        polled[i].fd = fds[i];
+        polled[i].events = POLLIN;
+    }
+    const int ready = ::poll(polled.data(), polled.size(), timeout_ms < 0 ? 0 : timeout_ms);
+    return ready > 0;
+}
+
+}  // namespace gvcp

@@ -1,0 +1,53 @@
+// A non-blocking IPv4 UDP socket that closes itself. Addresses are host
+// byte order.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace gvcp {
+
+class UdpSocket {
+public:
+    UdpSocket() = default;
+    ~UdpSocket();
+    UdpSocket(UdpSocket&& other) noexcept;
+    UdpSocket& operator=(UdpSocket&& other) noexcept;
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
+
+    // Binds to local_address:local_port (0 = any). False with `error` set.
+    bool open(uint32_t local_address, uint16_t local_port, std::string* error);
+    void close();
+    bool is_open() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+
+    // Ask for ICMP errors (port unreachable) on the error queue.
+    bool enable_error_queue();
+    bool enable_broadcast();
+    // Restricts traffic to one adapter, so that a broadcast cannot leave by
+    // another one. Needs CAP_NET_RAW; false without it.
+    bool bind_to_device(const std::string& adapter_name);
+
+    bool send_to(uint32_t address, uint16_t port, const uint8_t* data, size_t size, std::string* error);
+    // One datagram, without waiting. Returns its real size (may exceed
+    // `capacity`, in which case it was cut), 0 when nothing is pending, -1
+    // on error.
+    long receive(uint8_t* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port);
+    // One ICMP error: the destination of the packet it refers to. False
+    // when the error queue is empty.
+    bool receive_error(uint32_t* original_destination);
+    uint32_t local_address() const;
+
+private:
+    int fd_ = -1;
+};
+
+// Milliseconds on a monotonic clock.
+int64_t monotonic_ms();
+// Waits until one of `fds` is readable or has an error, at most
+// `timeout_ms`. Returns false on timeout.
+bool wait_readable(const int* fds, size_t count, int timeout_ms);
+
+}  // namespace gvcp
