@@ -98,7 +98,7 @@ TEST(StreamScene, RenderingsAgreeOnValidityAndQuantisation) {
           ++invalid;
           continue;
         }
-        const double z = r.xyz[3 * i + 2];
+        const double z = static_cast<double>(r.xyz[3 * i + 2]);
         const double back = r.c16[i] * static_cast<double>(sc.c16_scale_mm) + static_cast<double>(sc.c16_offset_mm);
         EXPECT_LE(std::fabs(back - z), static_cast<double>(sc.c16_scale_mm) / 2 + 1e-3) << i;
         const double plane = 1000.0 + 0.1 * static_cast<double>(r.xyz[3 * i]);
