@@ -228,7 +228,6 @@ void VirtualSensor::Impl::control_loop() {
   while (running_) {
     auto now = std::chrono::steady_clock::now();
     handler_->check_heartbeat(now);
-    bool silent = silent_now();
     std::vector<UdpSocket*> sockets{&control_};
     for (UdpSocket& s : broadcast_) sockets.push_back(&s);
     const uint64_t generation = sockets_generation_;
@@ -237,7 +236,7 @@ void VirtualSensor::Impl::control_loop() {
       uint32_t peer_ip = 0;
       uint16_t peer_port = 0;
       long n = sockets[i]->receive(buffer.data(), buffer.size(), i == 0 ? kControlPollMs : 0, &peer_ip, &peer_port);
-      if (n <= 0 || silent) continue;
+      if (n <= 0 || silent_now()) continue;  // checked per datagram: faults change at any time
       std::vector<uint8_t> reply = handler_->handle(buffer.data(), static_cast<size_t>(n), PeerAddress{peer_ip, peer_port},
                                                     std::chrono::steady_clock::now());
       gvcp_commands_ = handler_->counters().commands;

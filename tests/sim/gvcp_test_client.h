@@ -1,0 +1,187 @@
+// A raw GVCP client for the sensor's control-channel tests: builds commands
+// byte by byte and reads acknowledges from a real UDP socket on loopback, so
+// the tests see exactly what any host on the wire would see.
+#ifndef ORNSIM_TESTS_GVCP_TEST_CLIENT_H
+#define ORNSIM_TESTS_GVCP_TEST_CLIENT_H
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "platform/gvcp/gvcp_protocol.h"
+
+namespace ornsim_test {
+
+struct Ack {
+  bool received = false;
+  uint16_t status = 0xFFFF;
+  uint16_t answer = 0;
+  uint16_t id = 0;
+  std::vector<uint8_t> payload;
+};
+
+inline uint32_t ipv4(const std::string& text) {
+  in_addr a{};
+  inet_pton(AF_INET, text.c_str(), &a);
+  return ntohl(a.s_addr);
+}
+
+class UdpEndpoint {
+ public:
+  explicit UdpEndpoint(const std::string& local_ip = "127.0.0.1") {
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(ipv4(local_ip));
+    ::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  }
+  ~UdpEndpoint() {
+    if (fd_ >= 0) ::close(fd_);
+  }
+  UdpEndpoint(const UdpEndpoint&) = delete;
+  UdpEndpoint& operator=(const UdpEndpoint&) = delete;
+
+  uint16_t port() const {
+    sockaddr_in a{};
+    socklen_t len = sizeof a;
+    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
+    return ntohs(a.sin_port);
+  }
+  void send(const std::vector<uint8_t>& bytes, uint32_t ip, uint16_t port) const {
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(ip);
+    a.sin_port = htons(port);
+    ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  }
+  // One datagram within timeout_ms, or an empty vector.
+  std::vector<uint8_t> receive(int timeout_ms, uint32_t* from_ip = nullptr, uint16_t* from_port = nullptr) const {
+    pollfd p{fd_, POLLIN, 0};
+    if (::poll(&p, 1, timeout_ms) <= 0) return {};
+    std::vector<uint8_t> buffer(65536);
+    sockaddr_in a{};
+    socklen_t len = sizeof a;
+    ssize_t n = ::recvfrom(fd_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&a), &len);
+    if (n < 0) return {};
+    buffer.resize(static_cast<size_t>(n));
+    if (from_ip != nullptr) *from_ip = ntohl(a.sin_addr.s_addr);
+    if (from_port != nullptr) *from_port = ntohs(a.sin_port);
+    return buffer;
+  }
+
+ private:
+  int fd_ = -1;
+};
+
+class GvcpClient {
+ public:
+  explicit GvcpClient(uint32_t device_ip) : device_ip_(device_ip) {}
+
+  void set_device(uint32_t ip) { device_ip_ = ip; }
+  uint16_t port() const { return socket_.port(); }
+
+  static std::vector<uint8_t> command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id,
+                                      uint8_t flags = gvcp::kFlagAckRequired) {
+    std::vector<uint8_t> p(gvcp::kHeaderSize + payload.size());
+    p[0] = gvcp::kKey;
+    p[1] = flags;
+    gvcp::store_be16(p.data() + 2, code);
+    gvcp::store_be16(p.data() + 4, static_cast<uint16_t>(payload.size()));
+    gvcp::store_be16(p.data() + 6, id);
+    std::copy(payload.begin(), payload.end(), p.begin() + gvcp::kHeaderSize);
+    return p;
+  }
+
+  void send_raw(const std::vector<uint8_t>& bytes) { socket_.send(bytes, device_ip_, gvcp::kPort); }
+  // Discards every pending datagram (bounded: stops after 100 ms of quiet).
+  void drain() {
+    for (int i = 0; i < 100000 && !socket_.receive(100).empty(); ++i) {
+    }
+  }
+
+  Ack wait_ack(uint16_t id, int timeout_ms = 1000) {
+    for (int tries = 0; tries < 8; ++tries) {
+      std::vector<uint8_t> d = socket_.receive(timeout_ms);
+      if (d.size() < gvcp::kHeaderSize) return Ack{};
+      Ack a;
+      a.received = true;
+      a.status = gvcp::load_be16(d.data());
+      a.answer = gvcp::load_be16(d.data() + 2);
+      a.id = gvcp::load_be16(d.data() + 6);
+      uint16_t length = gvcp::load_be16(d.data() + 4);
+      if (a.id != id) continue;  // a late answer to an earlier request
+      if (gvcp::kHeaderSize + length <= d.size()) a.payload.assign(d.begin() + gvcp::kHeaderSize, d.begin() + gvcp::kHeaderSize + length);
+      return a;
+    }
+    return Ack{};
+  }
+
+  Ack transact(uint16_t code, const std::vector<uint8_t>& payload, uint8_t flags = gvcp::kFlagAckRequired,
+               int timeout_ms = 1000) {
+    uint16_t id = next_id();
+    send_raw(command(code, payload, id, flags));
+    return wait_ack(id, timeout_ms);
+  }
+
+  Ack discovery() { return transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired); }
+
+  Ack read_registers(const std::vector<uint32_t>& addresses) {
+    std::vector<uint8_t> payload(addresses.size() * 4);
+    for (size_t i = 0; i < addresses.size(); ++i) gvcp::store_be32(payload.data() + 4 * i, addresses[i]);
+    return transact(gvcp::READREG_CMD, payload);
+  }
+  // Value of one register, or false.
+  bool read_register(uint32_t address, uint32_t* value) {
+    Ack a = read_registers({address});
+    if (!a.received || a.status != gvcp::STATUS_SUCCESS || a.payload.size() < 4) return false;
+    *value = gvcp::load_be32(a.payload.data());
+    return true;
+  }
+  Ack write_registers(const std::vector<std::pair<uint32_t, uint32_t>>& pairs) {
+    std::vector<uint8_t> payload(pairs.size() * 8);
+    for (size_t i = 0; i < pairs.size(); ++i) {
+      gvcp::store_be32(payload.data() + 8 * i, pairs[i].first);
+      gvcp::store_be32(payload.data() + 8 * i + 4, pairs[i].second);
+    }
+    return transact(gvcp::WRITEREG_CMD, payload);
+  }
+  uint16_t write_register(uint32_t address, uint32_t value) {
+    Ack a = write_registers({{address, value}});
+    return a.received ? a.status : 0xFFFF;
+  }
+  Ack read_memory(uint32_t address, uint16_t count) {
+    std::vector<uint8_t> payload(8, 0);
+    gvcp::store_be32(payload.data(), address);
+    gvcp::store_be16(payload.data() + 6, count);
+    return transact(gvcp::READMEM_CMD, payload);
+  }
+  Ack write_memory(uint32_t address, const std::vector<uint8_t>& data) {
+    std::vector<uint8_t> payload(4);
+    gvcp::store_be32(payload.data(), address);
+    payload.insert(payload.end(), data.begin(), data.end());
+    return transact(gvcp::WRITEMEM_CMD, payload);
+  }
+  bool take_control(uint32_t privilege = gvcp::CCP_CONTROL) {
+    return write_register(gvcp::REG_CCP, privilege) == gvcp::STATUS_SUCCESS;
+  }
+
+ private:
+  uint16_t next_id() {
+    id_ = static_cast<uint16_t>(id_ == 0xFFFF ? 1 : id_ + 1);
+    return id_;
+  }
+  UdpEndpoint socket_;
+  uint32_t device_ip_;
+  uint16_t id_ = 0;
+};
+
+}  // namespace ornsim_test
+
+#endif  // ORNSIM_TESTS_GVCP_TEST_CLIENT_H
