@@ -5,7 +5,9 @@
 // and prints the payload rate the sender sustains and the share of it the
 // receiver saw. A benchmark, not a test: the figure depends on the machine.
 //
-//   sim_stream_throughput [--packet-size 8192] [--seconds 3] [--single]
+//   sim_stream_throughput [--packet-size 8192] [--seconds 3] [--link-gbps G] [--single]
+//
+// --link-gbps paces the sender like a link of that rate (default: unpaced).
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <poll.h>
@@ -34,6 +36,7 @@ struct Options {
   uint32_t packet_size = 8192;
   double seconds = 3.0;
   bool single = false;
+  uint64_t link_speed_bps = 0;  // unlimited: measure the sender itself
 };
 
 bool parse(int argc, char** argv, Options* o) {
@@ -43,10 +46,12 @@ bool parse(int argc, char** argv, Options* o) {
       o->packet_size = static_cast<uint32_t>(std::strtoul(argv[++i], nullptr, 10));
     } else if (a == "--seconds" && i + 1 < argc) {
       o->seconds = std::strtod(argv[++i], nullptr);
+    } else if (a == "--link-gbps" && i + 1 < argc) {
+      o->link_speed_bps = static_cast<uint64_t>(std::strtod(argv[++i], nullptr) * 1e9);
     } else if (a == "--single") {
       o->single = true;
     } else {
-      std::fprintf(stderr, "usage: %s [--packet-size N] [--seconds S] [--single]\n", argv[0]);
+      std::fprintf(stderr, "usage: %s [--packet-size N] [--seconds S] [--link-gbps G] [--single]\n", argv[0]);
       return false;
     }
   }
@@ -109,6 +114,7 @@ int main(int argc, char** argv) {
   s.dest_ip = INADDR_LOOPBACK;
   s.dest_port = ntohs(addr.sin_port);
   s.packet_size = opt.packet_size;
+  s.link_speed_bps = opt.link_speed_bps;
   sender.configure(s);
 
   // One rendered frame, re-sent with new block ids: the benchmark measures

@@ -30,6 +30,8 @@ constexpr int kSendBufferBytes = 8 * 1024 * 1024;
 // How long a send waits for room in the socket buffer before giving a packet up.
 constexpr int kBusyRetries = 200;
 constexpr long kBusyRetryNs = 50'000;
+// Largest burst handed to the kernel at once when the link rate is emulated.
+constexpr size_t kPacedBurstBytes = 32 * 1024;
 // Fixed seed: the same settings drop the same packets on every run.
 constexpr uint64_t kLossSeed = 0x6a09e667f3bcc909ull;
 
@@ -119,6 +121,40 @@ class GvspSender::Impl {
     ++batch.count;
   }
 
+  // Spaces bursts of packets so that the average rate stays at the link
+  // speed: after `bytes` datagram bytes since `start`, wait until they would
+  // have left a link of `bps` bits per second.
+  struct LinkPacer {
+    uint64_t bps = 0;
+    uint64_t start_ns = 0;
+    uint64_t bytes = 0;
+    size_t burst_packets = kBatchSize;
+
+    LinkPacer(uint64_t link_bps, uint32_t packet_size) : bps(link_bps), start_ns(monotonic_ns()) {
+      if (bps > 0) {
+        const size_t per_burst = kPacedBurstBytes / (packet_size > 0 ? packet_size : 1);
+        burst_packets = per_burst < 1 ? 1 : per_burst > kBatchSize ? kBatchSize : per_burst;
+      }
+    }
+    void account(size_t packets, size_t udp_bytes) {
+      if (bps == 0) return;
+      bytes += udp_bytes + packets * gvsp::kIpUdpOverhead;
+      const long double due = static_cast<long double>(bytes) * 8e9L / static_cast<long double>(bps);
+      sleep_until_ns(start_ns + static_cast<uint64_t>(due));
+    }
+  };
+
+  // Sends what `batch` holds, then lets the pacer wait.
+  size_t flush_paced(int socket_fd, PacketBatch& batch, LinkPacer& pacer) {
+    size_t udp_bytes = 0;
+    for (size_t i = 0; i < batch.count; ++i)
+      for (size_t k = 0; k < batch.messages[i].msg_hdr.msg_iovlen; ++k) udp_bytes += batch.messages[i].msg_hdr.msg_iov[k].iov_len;
+    const size_t packets = batch.count;
+    const size_t accepted = flush(socket_fd, batch);
+    pacer.account(packets, udp_bytes);
+    return accepted;
+  }
+
   bool drop_this_packet(double ratio) {
     if (!(ratio > 0.0)) return false;
     std::lock_guard<std::mutex> lock(rng_mutex);
@@ -158,6 +194,7 @@ class GvspSender::Impl {
     }
 
     PacketBatch batch;
+    LinkPacer pacer(s.link_speed_bps, s.packet_size);
     uint64_t next_send = monotonic_ns();
     uint64_t sent = 0, dropped = 0;
     for (uint32_t id = 0; id < block->packet_count(); ++id) {
@@ -168,13 +205,13 @@ class GvspSender::Impl {
       queue(*block, id, false, dest, batch);
       if (delay_ns > 0) {
         sleep_until_ns(next_send);
-        sent += flush(fd, batch);
+        sent += flush_paced(fd, batch, pacer);
         next_send = monotonic_ns() + delay_ns;
-      } else if (batch.count == kBatchSize) {
-        sent += flush(fd, batch);
+      } else if (batch.count >= pacer.burst_packets) {
+        sent += flush_paced(fd, batch, pacer);
       }
     }
-    sent += flush(fd, batch);
+    sent += flush_paced(fd, batch, pacer);
 
     packets_sent += sent;
     packets_dropped += dropped;
@@ -285,12 +322,13 @@ void GvspSender::resend(uint64_t block_id, uint32_t first_packet_id, uint32_t la
 
   const sockaddr_in dest = make_address(s.dest_ip, s.dest_port);
   PacketBatch batch;
+  Impl::LinkPacer pacer(s.link_speed_bps, s.packet_size);
   uint64_t sent = 0;
   for (uint64_t id = first_packet_id; id <= last; ++id) {
     impl_->queue(*block, static_cast<uint32_t>(id), true, dest, batch);
-    if (batch.count == kBatchSize) sent += impl_->flush(impl_->fd, batch);
+    if (batch.count >= pacer.burst_packets) sent += impl_->flush_paced(impl_->fd, batch, pacer);
   }
-  sent += impl_->flush(impl_->fd, batch);
+  sent += impl_->flush_paced(impl_->fd, batch, pacer);
   impl_->packets_resent += sent;
 }
 

@@ -33,11 +33,15 @@ struct GvspPart { uint32_t pixel_format; uint32_t width, height; uint32_t source
 struct GvspFrame { uint64_t block_id; uint64_t timestamp; bool multipart; std::vector<GvspPart> parts; std::vector<uint8_t> chunk_data; };
 
 struct StreamSettings { uint32_t dest_ip = 0; uint16_t dest_port = 0; uint32_t packet_size = 1500; uint32_t packet_delay_ticks = 0;
-                        uint64_t tick_frequency = 1000000000; bool extended_ids = true; double loss_ratio = 0.0; size_t resend_frames = 8; };
+                        uint64_t tick_frequency = 1000000000; bool extended_ids = true; double loss_ratio = 0.0; size_t resend_frames = 8;
+                        uint64_t link_speed_bps = 1000000000; };
 // dest_ip: host byte order; 0 (or dest_port 0) means "no destination", frames are not sent.
 // packet_size: whole IP datagram (IP 20 + UDP 8 + GVSP header + data), as in the SCPS register.
 // packet_delay_ticks / tick_frequency: gap between two packets of a block.
 // loss_ratio: share of payload packets dropped on their first send (leaders and trailers are never dropped).
+// link_speed_bps: the wire rate the sender emulates (datagram bytes incl. IP/UDP headers); 0 sends as fast as
+//   the socket takes them. A real link paces packets; receivers size their socket buffers for that, and an
+//   unpaced burst on loopback overflows them.
 
 struct StreamCounters {
   uint64_t frames_sent = 0, packets_sent = 0, packets_dropped = 0, resend_requests = 0, packets_resent = 0;

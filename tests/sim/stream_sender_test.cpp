@@ -443,6 +443,17 @@ TEST_F(StreamSenderTest, PacketDelaySpacesThePacketsOfABlock) {
   ASSERT_TRUE(wait_complete(1));
 }
 
+TEST_F(StreamSenderTest, LinkSpeedPacesTheBlockLikeAWire) {
+  settings.packet_size = 1500;
+  settings.link_speed_bps = 50'000'000;  // 50 Mbit/s
+  reconfigure();
+  GvspFrame frame{1, 0, false, {mono8_part(320, 200, 1)}, {}};  // 64 000 bytes: at least 10 ms on such a link
+  const auto start = std::chrono::steady_clock::now();
+  ASSERT_TRUE(sender.send_frame(frame));
+  EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10));
+  ASSERT_TRUE(wait_complete(1));
+}
+
 TEST_F(StreamSenderTest, ResendRacingTheAcquisitionThreadKeepsFramesIntact) {
   settings.packet_size = 1500;
   settings.loss_ratio = 0.02;

@@ -17,11 +17,16 @@ else()
 endif()
 
 function(ornsim_stream_test name)
-  add_executable(${name} ${ARGN})
+  cmake_parse_arguments(ARG "SERIAL" "" "" ${ARGN})
+  add_executable(${name} ${ARG_UNPARSED_ARGUMENTS})
   target_include_directories(${name} PRIVATE ${ORNSIM_STREAM_TEST_DIR} ${ORNSIM_STREAM_SOURCE_DIR}
                              ${ORNSIM_STREAM_TEST_DIR}/../../sim/include)
   target_link_libraries(${name} PRIVATE ${ORNSIM_STREAM_TEST_LIB} ornc_warnings GTest::gtest GTest::gtest_main Threads::Threads)
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120)
+  if(ARG_SERIAL)
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120 RUN_SERIAL TRUE)
+  else()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 120)
+  endif()
 endfunction()
 
 ornsim_stream_test(sim_stream_scene_test ${ORNSIM_STREAM_TEST_DIR}/stream_scene_test.cpp)
@@ -29,6 +34,8 @@ ornsim_stream_test(sim_stream_sender_test ${ORNSIM_STREAM_TEST_DIR}/stream_sende
 
 # Aravis as the client of the whole virtual sensor: needs the device side.
 if(TARGET ornc_sim AND EXISTS ${ORNSIM_STREAM_TEST_DIR}/stream_aravis_test.cpp)
-  ornsim_stream_test(sim_stream_aravis_test ${ORNSIM_STREAM_TEST_DIR}/stream_aravis_test.cpp)
+  # Serial: Aravis's receiver (above all its packet socket, which sees every
+  # datagram on lo) must not share the machine with other streaming tests.
+  ornsim_stream_test(sim_stream_aravis_test ${ORNSIM_STREAM_TEST_DIR}/stream_aravis_test.cpp SERIAL)
   target_link_libraries(sim_stream_aravis_test PRIVATE PkgConfig::ARAVIS)
 endif()
