@@ -102,6 +102,9 @@ void AcquisitionEngine::run() {
     ++frames_this_run_;
     const bool last = (settings.mode == reg::kAcquisitionModeSingleFrame) ||
                       (settings.mode == reg::kAcquisitionModeMultiFrame && frames_this_run_ >= settings.frame_count);
+    // The acquisition ends with its last exposure, before that frame is on
+    // the wire: a host that has the frame finds the device idle.
+    if (last && generation == generation_) finish_locked();
     lock.unlock();
 
     const uint64_t timestamp = model_.timestamp_now();
@@ -116,7 +119,6 @@ void AcquisitionEngine::run() {
     }
 
     lock.lock();
-    if (last && generation == generation_) finish_locked();
   }
 }
 

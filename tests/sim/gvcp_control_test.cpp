@@ -22,10 +22,7 @@ using Clock = std::chrono::steady_clock;
 namespace {
 
 // Each fixture gets its own device address so suites can run in parallel.
-std::string next_address() {
-  static std::atomic<int> host{10};
-  return "127.0.31." + std::to_string(host++ % 200 + 10);
-}
+std::string next_address() { return unique_loopback_address(31); }
 
 class ControlChannel : public ::testing::Test {
  protected:
@@ -172,7 +169,8 @@ TEST_F(ControlChannel, SilentControllerLosesControlAfterTheHeartbeatTimeout) {
 }
 
 TEST_F(ControlChannel, ForceIpMovesTheDeviceToTheNewAddress) {
-  const uint32_t new_ip = ipv4("127.0.31.250");
+  const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
+  const uint32_t new_ip = ipv4(new_address);
   const std::string old_address = sensor_->current_address();
   std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
   const uint8_t wrong_mac[6] = {0x02, 0, 0, 0, 0x31, 0x02};
@@ -189,7 +187,7 @@ TEST_F(ControlChannel, ForceIpMovesTheDeviceToTheNewAddress) {
   ASSERT_TRUE(a.received);
   EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
   EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
-  EXPECT_EQ(sensor_->current_address(), "127.0.31.250");
+  EXPECT_EQ(sensor_->current_address(), new_address);
 
   GvcpClient moved(new_ip);
   Ack d = moved.discovery();
@@ -363,7 +361,7 @@ TEST_F(ControlChannel, CommandsWithoutAckRequestAreExecutedSilently) {
 TEST(SensorLifecycle, BadConfigurationIsRefusedWithAMessage) {
   std::string error;
   ornsim::SensorConfig config;
-  config.address = "127.0.31.300";
+  config.address = "127.31.0.300";
   EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
   EXPECT_NE(error.find("address"), std::string::npos);
   config.address = next_address();

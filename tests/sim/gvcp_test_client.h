@@ -33,6 +33,15 @@ inline uint32_t ipv4(const std::string& text) {
   return ntohl(a.s_addr);
 }
 
+// A loopback address of its own for each sensor a test starts: the second
+// octet names the suite, the third the test process, the fourth counts up, so
+// test processes running in parallel do not collide.
+inline std::string unique_loopback_address(int suite) {
+  static int host = 10;
+  host = host >= 249 ? 10 : host + 1;
+  return "127." + std::to_string(suite) + "." + std::to_string(::getpid() % 250) + "." + std::to_string(host);
+}
+
 class UdpEndpoint {
  public:
   explicit UdpEndpoint(const std::string& local_ip = "127.0.0.1") {

@@ -1,0 +1,337 @@
+// Acquisition control, frame layout, events and resend of the sensor, driven
+// the way a host drives it: GVCP register writes over UDP, frames collected
+// from a real GVSP socket, events from a real message-channel socket.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "device_registers.h"
+#include "gvcp_test_client.h"
+#include "ornsim/components.h"
+#include "ornsim/virtual_sensor.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "stream_wire_parser.h"
+
+using namespace ornsim_test;
+namespace reg = ornsim::reg;
+using std::chrono::milliseconds;
+
+namespace {
+
+std::string next_address() { return unique_loopback_address(32); }
+
+uint32_t f64_high(double v) {
+  uint64_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  return static_cast<uint32_t>(bits >> 32);
+}
+uint32_t f64_low(double v) {
+  uint64_t bits;
+  std::memcpy(&bits, &v, sizeof bits);
+  return static_cast<uint32_t>(bits);
+}
+
+class Acquisition : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ornsim::SensorConfig config;
+    config.address = next_address();
+    config.width = 64;
+    config.height = 48;
+    config.fps = 20.0;
+    sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
+    std::string error;
+    ASSERT_TRUE(sensor_->start(&error)) << error;
+    ip_ = ipv4(config.address);
+    client_ = std::make_unique<GvcpClient>(ip_);
+    ASSERT_TRUE(receiver_.ok());
+    ASSERT_TRUE(client_->take_control());
+    ASSERT_EQ(client_->write_registers({{gvcp::REG_SCDA0, ipv4("127.0.0.1")},
+                                        {gvcp::REG_SCP0, receiver_.port()},
+                                        {gvcp::REG_SCPS0, 1500}}).status,
+              gvcp::STATUS_SUCCESS);
+  }
+
+  void set_frame_rate(double hz) {
+    ASSERT_EQ(client_->write_registers({{reg::AcquisitionFrameRate, f64_high(hz)}, {reg::AcquisitionFrameRate + 4, f64_low(hz)}}).status,
+              gvcp::STATUS_SUCCESS);
+  }
+  size_t complete_blocks() {
+    size_t n = 0;
+    for (auto& entry : receiver_.blocks()) n += entry.second.complete() ? 1 : 0;
+    return n;
+  }
+  bool wait_blocks(size_t n, milliseconds timeout = milliseconds(3000)) {
+    return receiver_.pump([&] { return complete_blocks() >= n; }, timeout);
+  }
+  uint32_t read(uint32_t address) {
+    uint32_t v = 0xDEADBEEF;
+    EXPECT_TRUE(client_->read_register(address, &v)) << std::hex << address;
+    return v;
+  }
+
+  std::unique_ptr<ornsim::VirtualSensor> sensor_;
+  std::unique_ptr<GvcpClient> client_;
+  stream_test::StreamReceiver receiver_;
+  uint32_t ip_ = 0;
+};
+
+TEST_F(Acquisition, SingleAndMultiFrameModesStopByThemselves) {
+  ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), 1u);
+  EXPECT_EQ(read(reg::AcquisitionStatus), 0u);
+
+  receiver_.blocks().clear();
+  set_frame_rate(50.0);
+  ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame}, {reg::AcquisitionFrameCount, 3}}).status,
+            gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(3));
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), 3u);
+  EXPECT_EQ(read(reg::AcquisitionStatus), 0u);
+}
+
+TEST_F(Acquisition, ContinuousModeRunsUntilStoppedWithRisingIdsAndTimestamps) {
+  set_frame_rate(50.0);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(5));
+  EXPECT_EQ(read(reg::AcquisitionStatus), 1u);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+  receiver_.drain(milliseconds(200));
+  const size_t after_stop = receiver_.blocks().size();
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), after_stop);  // nothing after the stop
+  uint64_t previous_id = 0, previous_ts = 0;
+  for (auto& entry : receiver_.blocks()) {
+    stream_test::ImageLeader leader{};
+    ASSERT_TRUE(entry.second.leader && stream_test::decode_image_leader(*entry.second.leader, &leader));
+    if (previous_id != 0) {
+      EXPECT_EQ(entry.first, previous_id + 1);
+      EXPECT_GT(leader.timestamp, previous_ts);
+    }
+    previous_id = entry.first;
+    previous_ts = leader.timestamp;
+    EXPECT_EQ(leader.pixel_format, ornsim::kPixelFormatCoord3D_ABC32f);
+    EXPECT_EQ(leader.width, 64u);
+  }
+}
+
+TEST_F(Acquisition, SoftwareTriggerSendsOneFramePerTrigger) {
+  ASSERT_EQ(client_->write_registers({{reg::TriggerSelector, 0}, {reg::TriggerMode, 1}, {reg::TriggerSource, 0}}).status,
+            gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), 0u);  // armed, waiting
+  ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(2));
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), 2u);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);  // not acquiring: ignored
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks().size(), 2u);
+}
+
+TEST_F(Acquisition, FrameLayoutFollowsComponentsMultipartAndChunks) {
+  // Multipart with every component: one part each, in the fixed order.
+  ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_registers({{reg::ComponentSelector, 0}, {reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16}}).status,
+            gvcp::STATUS_SUCCESS);
+  const uint32_t expected = 64 * 48 * 2 + 64 * 48 + 64 * 48;
+  EXPECT_EQ(read(reg::PayloadSize), expected);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  stream_test::MultipartLeader leader;
+  auto& block = receiver_.blocks().begin()->second;
+  ASSERT_TRUE(stream_test::decode_multipart_leader(*block.leader, &leader));
+  EXPECT_EQ(leader.payload_type, 0x000Au);
+  ASSERT_EQ(leader.parts.size(), 3u);
+  EXPECT_EQ(leader.parts[0].data_purpose_id, ornsim::kRangeComponentId);
+  EXPECT_EQ(leader.parts[0].pixel_format, ornsim::kPixelFormatCoord3D_C16);
+  EXPECT_EQ(leader.parts[1].data_purpose_id, ornsim::kIntensityComponentId);
+  EXPECT_EQ(leader.parts[1].pixel_format, ornsim::kPixelFormatMono8);
+  EXPECT_EQ(leader.parts[2].data_purpose_id, ornsim::kConfidenceComponentId);
+  EXPECT_EQ(leader.parts[2].pixel_format, ornsim::kPixelFormatConfidence8);
+  uint64_t total = 0;
+  for (auto& part : leader.parts) total += part.length;
+  EXPECT_EQ(total, expected);
+
+  // Intensity off, chunks on: two image parts and a trailing chunk part.
+  receiver_.blocks().clear();
+  ASSERT_EQ(client_->write_registers({{reg::ComponentEnable + 4 * 1, 0}, {reg::ChunkModeActive, 1}}).status, gvcp::STATUS_SUCCESS);
+  const uint32_t with_chunks = 64 * 48 * 2 + 64 * 48 + 2 * (8 + 8);
+  EXPECT_EQ(read(reg::PayloadSize), with_chunks);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  auto& chunked = receiver_.blocks().begin()->second;
+  ASSERT_TRUE(stream_test::decode_multipart_leader(*chunked.leader, &leader));
+  ASSERT_EQ(leader.parts.size(), 3u);
+  EXPECT_EQ(leader.parts[1].data_purpose_id, ornsim::kConfidenceComponentId);
+  EXPECT_EQ(leader.parts[2].data_type, 0x000Au);  // chunk data
+  EXPECT_EQ(leader.parts[2].length, 32u);
+
+  // Single image with chunks: the first enabled component, then the chunks;
+  // the last chunk is the frame id, little-endian, under its trailer.
+  receiver_.blocks().clear();
+  ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, 0), gvcp::STATUS_SUCCESS);
+  EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * 2u + 8u + 2u * 16u);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  auto& single = receiver_.blocks().begin()->second;
+  stream_test::ImageLeader image{};
+  ASSERT_TRUE(stream_test::decode_image_leader(*single.leader, &image));
+  EXPECT_EQ(image.payload_type, 0x4001u);
+  std::vector<uint8_t> payload;
+  std::string why;
+  ASSERT_TRUE(stream_test::assemble_generic(single, &payload, &why)) << why;
+  ASSERT_EQ(payload.size(), 64u * 48u * 2u + 8u + 2u * 16u);
+  const uint8_t* tail = payload.data() + payload.size() - 8;
+  EXPECT_EQ(gvcp::load_be32(tail), ornsim::kChunkIdFrameId);
+  EXPECT_EQ(gvcp::load_be32(tail + 4), 8u);
+  uint64_t frame_id = 0;
+  for (int i = 7; i >= 0; --i) frame_id = (frame_id << 8) | tail[-8 + i];
+  EXPECT_EQ(frame_id, receiver_.blocks().begin()->first);
+  EXPECT_EQ(gvcp::load_be32(payload.data() + 64 * 48 * 2), ornsim::kChunkIdImage);
+}
+
+TEST_F(Acquisition, SettingsThatShapeFramesAreBusyWhileAcquiring) {
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_BUSY);
+  EXPECT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_BUSY);
+  EXPECT_EQ(client_->write_register(reg::ExposureTime, f64_high(500.0)), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+  EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_SUCCESS);
+}
+
+// EVENTDATA from the message channel: the command and its fields.
+struct EventPacket {
+  uint16_t req_id = 0, event_id = 0;
+  uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
+};
+bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
+  if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || gvcp::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD) return false;
+  if ((d[1] & gvcp::kFlagExtendedIds) == 0) return false;
+  const uint8_t* p = d.data() + 8;
+  e->req_id = gvcp::load_be16(d.data() + 6);
+  e->event_id = gvcp::load_be16(p + gvcp::kEventIdOffset);
+  e->block_id = gvcp::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
+  e->timestamp = gvcp::load_be64(p + gvcp::kEventExtendedTimestampOffset);
+  e->data_frame_id = gvcp::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
+  e->data_timestamp = gvcp::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
+  return true;
+}
+
+TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
+  UdpEndpoint host;
+  ASSERT_EQ(client_->write_registers({{gvcp::REG_MCDA, ipv4("127.0.0.1")}, {gvcp::REG_MCP, host.port()},
+                                      {gvcp::REG_MCTT, 100}, {gvcp::REG_MCRC, 2},
+                                      {reg::EventSelector, reg::kEventFrameEnd}, {reg::EventNotification, 1},
+                                      {reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame}}).status,
+            gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(1));
+  // Never acknowledged: the first send and MCRC retries, MCTT apart.
+  std::vector<EventPacket> copies;
+  for (int i = 0; i < 6; ++i) {
+    std::vector<uint8_t> d = host.receive(400);
+    EventPacket e;
+    if (d.empty()) break;
+    if (parse_event(d, &e)) copies.push_back(e);
+  }
+  ASSERT_EQ(copies.size(), 3u);
+  for (const EventPacket& e : copies) {
+    EXPECT_EQ(e.req_id, copies[0].req_id);
+    EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
+    EXPECT_EQ(e.block_id, receiver_.blocks().begin()->first);
+    EXPECT_EQ(e.data_frame_id, e.block_id);
+    EXPECT_EQ(e.data_timestamp, e.timestamp);
+  }
+  stream_test::ImageLeader leader{};
+  ASSERT_TRUE(stream_test::decode_image_leader(*receiver_.blocks().begin()->second.leader, &leader));
+  EXPECT_EQ(copies[0].timestamp, leader.timestamp);
+
+  // Acknowledged: sent once.
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  uint32_t device_ip = 0;
+  uint16_t device_port = 0;
+  std::vector<uint8_t> d = host.receive(2000, &device_ip, &device_port);
+  EventPacket e;
+  ASSERT_TRUE(parse_event(d, &e));
+  EXPECT_EQ(device_ip, ip_);
+  uint32_t mcsp = 0;
+  ASSERT_TRUE(client_->read_register(gvcp::REG_MCSP, &mcsp));
+  EXPECT_EQ(mcsp, device_port);
+  std::vector<uint8_t> ack(8 + 4, 0);
+  gvcp::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
+  gvcp::store_be16(ack.data() + 6, e.req_id);
+  host.send(ack, device_ip, device_port);
+  EXPECT_TRUE(host.receive(400).empty());
+  EXPECT_GE(sensor_->counters().events_sent, 4u);
+}
+
+TEST_F(Acquisition, PacketResendRecoversPacketsLostOnFirstSend) {
+  ornsim::FaultSwitches faults;
+  faults.stream_loss_ratio = 0.3;
+  sensor_->set_faults(faults);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  receiver_.pump([&] { return !receiver_.blocks().empty() && receiver_.blocks().begin()->second.trailer.has_value(); });
+  ASSERT_FALSE(receiver_.blocks().empty());
+  const uint64_t block_id = receiver_.blocks().begin()->first;
+  std::vector<uint32_t> missing = receiver_.blocks().begin()->second.missing();
+  ASSERT_FALSE(missing.empty());
+  // One request per missing packet, extended ids as the stream uses them.
+  for (uint32_t id : missing) {
+    std::vector<uint8_t> payload(gvcp::kResendExtendedPayloadSize, 0);
+    gvcp::store_be32(payload.data() + gvcp::kResendFirstPacketOffset, id);
+    gvcp::store_be32(payload.data() + gvcp::kResendLastPacketOffset, id);
+    gvcp::store_be64(payload.data() + gvcp::kResendExtendedBlockIdOffset, block_id);
+    client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, payload, 1, gvcp::kFlagExtendedIds));
+  }
+  EXPECT_TRUE(wait_blocks(1));
+  EXPECT_GT(receiver_.blocks().begin()->second.resent, 0u);
+  ornsim::SensorCounters c = sensor_->counters();
+  EXPECT_EQ(c.resend_requests, missing.size());
+  EXPECT_GE(c.packets_resent, missing.size());
+  EXPECT_GT(c.packets_dropped, 0u);
+}
+
+TEST_F(Acquisition, LosingTheControllerStopsTheStream) {
+  ASSERT_EQ(client_->write_register(gvcp::REG_HEARTBEAT_TIMEOUT, 500), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(wait_blocks(2));
+  // No command for longer than the heartbeat timeout.
+  receiver_.drain(milliseconds(1200));
+  const size_t before = receiver_.blocks().size();
+  receiver_.drain(milliseconds(400));
+  EXPECT_EQ(receiver_.blocks().size(), before);
+  GvcpClient other(ip_);
+  uint32_t status = 1;
+  ASSERT_TRUE(other.read_register(reg::AcquisitionStatus, &status));
+  EXPECT_EQ(status, 0u);
+}
+
+TEST_F(Acquisition, TimestampLatchReadsTheDeviceClock) {
+  EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW), 1000000000u);
+  EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH), 0u);
+  ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH), gvcp::STATUS_SUCCESS);
+  uint64_t first = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
+  std::this_thread::sleep_for(milliseconds(20));
+  ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH), gvcp::STATUS_SUCCESS);
+  uint64_t second = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
+  EXPECT_GE(second - first, 20000000u);  // 1 GHz ticks
+}
+
+}  // namespace
