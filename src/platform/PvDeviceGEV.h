@@ -1,12 +1,16 @@
-// A GigE Vision device. For now only the operations that need no
-// connection: the access-type query and the immediate IP configuration.
+// A GigE Vision device: the connection operations of PvDevice plus the
+// GigE-specific ones, and two static operations that need no connection
+// (the access-type query and the immediate IP configuration).
 #pragma once
 
+#include <cstdint>
+
 #include "platform/PvAccessType.h"
+#include "platform/PvDevice.h"
 #include "platform/PvResult.h"
 #include "platform/PvString.h"
 
-class PvDeviceGEV {
+class PvDeviceGEV : public PvDevice {
 public:
     // Reads who controls the device at `ip` (dotted decimal) without
     // taking control. TIMEOUT when nothing answers.
@@ -15,4 +19,31 @@ public:
     // discovery uses. The texts are dotted decimal / colon-separated hex.
     static PvResult SetIPConfiguration(const PvString& mac, const PvString& ip, const PvString& mask,
                                        const PvString& gateway);
+
+    ~PvDeviceGEV() override;
+
+    // Finds the largest packet size that reaches the host on stream
+    // `channel` and sets it. When the test fails and `fallback` is
+    // non-zero, sets `fallback` instead (the result still reports the
+    // failure). Only channel 0 is supported.
+    PvResult NegotiatePacketSize(uint32_t channel = 0, uint32_t fallback = 0);
+    // Points stream `channel` of the device at `ip`:`port`.
+    PvResult SetStreamDestination(const PvString& ip, uint16_t port, uint32_t channel = 0);
+
+    // Dotted decimal addresses of both ends of the control connection.
+    PvString GetIPAddress() const { return device_ip_; }
+    PvString GetLocalIPAddress() const { return interface_ip_; }
+
+    // --- platform side -------------------------------------------------
+    // The connected device at `ip`, or null. Streams open through it.
+    static PvDeviceGEV* FindConnected(const PvString& ip);
+    // Connects to `device_ip` from the local address `interface_ip`.
+    static PvDeviceGEV* Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result);
+
+private:
+    PvDeviceGEV() = default;
+    void BeforeDisconnect() override;
+
+    PvString device_ip_;
+    PvString interface_ip_;
 };

@@ -1,0 +1,71 @@
+// A connected device: its control channel and its node maps.
+//
+// Ownership: CreateAndConnect returns an object the caller releases with
+// PvDevice::Free (which disconnects first when needed). The device owns
+// its two parameter arrays; they and every parameter they hold die at
+// Disconnect, so handles lent to the application are valid from connect
+// until disconnect.
+//
+// Threads: Aravis runs the heartbeat on a thread of its own; every node
+// map access is serialised by the array's lock.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/PvDeviceInfo.h"
+#include "platform/PvGenParameterArray.h"
+#include "platform/PvResult.h"
+#include "platform/PvString.h"
+
+typedef struct _ArvDevice ArvDevice;
+
+class PvDevice {
+public:
+    // Connects to the device discovery described. Null on failure, with
+    // the reason in `*result` when `result` is non-null.
+    static PvDevice* CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result);
+    // Connects to the GigE Vision device at `ip` (dotted decimal) without
+    // discovery; the host end is the local address that routes to it.
+    static PvDevice* CreateAndConnect(const PvString& ip, PvResult* result);
+    // Disconnects (when connected) and deletes. Null is accepted.
+    static void Free(PvDevice* device);
+
+    virtual ~PvDevice();
+    PvDevice(const PvDevice&) = delete;
+    PvDevice& operator=(const PvDevice&) = delete;
+
+    // Releases control and the node maps. NOT_CONNECTED when not connected.
+    PvResult Disconnect();
+    bool IsConnected() const { return device_ != nullptr; }
+
+    // Null when not connected.
+    PvGenParameterArray* GetParameters() const { return parameters_.get(); }
+    PvGenParameterArray* GetCommunicationParameters() const { return communication_.get(); }
+
+    // The device's "PayloadSize"; 0 when it cannot be read.
+    uint32_t GetPayloadSize();
+
+    // Writes the device's description file as the device stores it: a
+    // name ending in ".zip" gets a zip archive holding the XML (the
+    // device's own archive when it has one), any other name the plain XML.
+    PvResult DumpGenICamXML(const PvString& file_name);
+
+    // --- platform side -------------------------------------------------
+    ArvDevice* GetArvDevice() const { return device_; }
+
+protected:
+    PvDevice() = default;
+    // Takes the reference on `device`, builds the node maps.
+    PvResult Attach(ArvDevice* device);
+    // Hook for the kind-specific part of disconnecting, run first.
+    virtual void BeforeDisconnect() {}
+
+private:
+    class CommunicationHooks;
+
+    ArvDevice* device_ = nullptr;
+    std::unique_ptr<PvGenParameterArray> parameters_;
+    std::unique_ptr<PvGenParameterArray> communication_;
+    std::unique_ptr<CommunicationHooks> communication_hooks_;
+};

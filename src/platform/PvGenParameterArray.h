@@ -1,0 +1,83 @@
+// A GenICam node map: the device's (from its description file) or one of
+// the platform's own (stream and communication statistics and settings).
+//
+// Ownership: the array owns every PvGenParameter, PvGenEnumEntry and
+// PvGenCategory it hands out; they stay valid until the array is
+// destroyed. The device (or stream) that built the array owns the array.
+//
+// Locking: Aravis's node map has no locking of its own, so one mutex per
+// array serialises every access to it; platform code that touches the
+// underlying ArvGc directly takes GetLock() first.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "platform/PvGenCategory.h"
+#include "platform/PvGenParameter.h"
+#include "platform/PvResult.h"
+#include "platform/PvString.h"
+
+typedef struct _ArvGc ArvGc;
+
+class PvGenParameterArray {
+public:
+    // Platform-side observer of the platform's own node maps: refreshes
+    // values before they are read and carries written settings to where
+    // they take effect. Called with the array lock held; it may use the
+    // Set*Unlocked helpers below but no PvGen* method of this array.
+    class ValueHooks {
+    public:
+        virtual ~ValueHooks() = default;
+        virtual void BeforeRead(PvGenParameterArray& array, PvGenParameter& parameter) = 0;
+        virtual PvResult AfterWrite(PvGenParameterArray& array, PvGenParameter& parameter) = 0;
+    };
+
+    // Walks `genicam` (a reference is taken) and creates a parameter per
+    // feature of its RegisterDescription, in document order. Null with
+    // `result` set when the node map has no RegisterDescription.
+    static std::unique_ptr<PvGenParameterArray> Create(ArvGc* genicam, PvResult* result);
+    ~PvGenParameterArray();
+    PvGenParameterArray(const PvGenParameterArray&) = delete;
+    PvGenParameterArray& operator=(const PvGenParameterArray&) = delete;
+
+    uint32_t GetCount() const { return static_cast<uint32_t>(parameters_.size()); }
+    // Null past the end or for an unknown name.
+    PvGenParameter* Get(uint32_t index) const;
+    PvGenParameter* Get(const PvString& name) const;
+
+    uint32_t GetCategoryCount() const { return static_cast<uint32_t>(categories_.size()); }
+    PvGenCategory* GetCategory(uint32_t index) const;
+    PvGenCategory* GetCategory(const PvString& name) const;
+
+    // --- platform side -------------------------------------------------
+    std::mutex& GetLock() const { return lock_; }
+    ArvGc* GetGenicam() const { return genicam_; }
+    // Borrowed; must outlive the array or be reset to null first.
+    void SetValueHooks(ValueHooks* hooks) { hooks_ = hooks; }
+    ValueHooks* GetValueHooks() const { return hooks_; }
+    // Writes through the PvGen* classes are refused (ACCESS_DENIED) for
+    // this feature; the platform still changes it with the helpers below.
+    void SetReadOnlyForApplication(const PvString& name);
+    // Value changes by the platform itself, lock held by the caller.
+    PvResult SetIntegerUnlocked(const char* name, int64_t value);
+    PvResult SetFloatUnlocked(const char* name, double value);
+
+private:
+    PvGenParameterArray(ArvGc* genicam);
+    void AddFeature(void* feature_node);
+    void BuildCategories();
+    void BuildSelectorRelations();
+
+    ArvGc* genicam_;
+    mutable std::mutex lock_;
+    ValueHooks* hooks_ = nullptr;
+    std::vector<std::unique_ptr<PvGenParameter>> parameters_;
+    std::unordered_map<std::string, PvGenParameter*> by_name_;
+    std::vector<std::unique_ptr<PvGenCategory>> categories_;
+    std::unordered_map<std::string, PvGenCategory*> categories_by_name_;
+};

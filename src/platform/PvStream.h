@@ -1,0 +1,77 @@
+// The receiving end of a device's stream channel, with its own node map
+// of statistics and settings.
+//
+// Ownership: CreateAndOpen returns an object the caller releases with
+// PvStream::Free (which closes first when needed). The stream never owns
+// the buffers queued into it: it keeps a record of each so that the
+// caller can get every one back (on abort) before deleting it.
+//
+// Threads: Aravis receives on a thread of its own; the queued-buffer
+// record is guarded by the stream's lock.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <set>
+
+#include "platform/PvBuffer.h"
+#include "platform/PvDeviceInfo.h"
+#include "platform/PvGenParameterArray.h"
+#include "platform/PvResult.h"
+#include "platform/PvString.h"
+
+typedef struct _ArvStream ArvStream;
+
+class PvStream {
+public:
+    // Opens the stream of the device discovery described; that device
+    // must be connected (PvDevice::CreateAndConnect) first. Null on
+    // failure, with the reason in `*result` when non-null.
+    static PvStream* CreateAndOpen(const PvDeviceInfo* device_info, PvResult* result);
+    // The same for the connected device at `ip`.
+    static PvStream* CreateAndOpen(const PvString& ip, PvResult* result);
+    // Closes (when open) and deletes. Null is accepted.
+    static void Free(PvStream* stream);
+
+    virtual ~PvStream();
+    PvStream(const PvStream&) = delete;
+    PvStream& operator=(const PvStream&) = delete;
+
+    // Stops reception and forgets the queued buffers (they are not
+    // returned; their memory stays with their owners). NOT_CONNECTED when
+    // not open. The node map dies here.
+    PvResult Close();
+    bool IsOpen() const { return stream_ != nullptr; }
+
+    // Null when not open.
+    PvGenParameterArray* GetParameters() const { return parameters_.get(); }
+
+    // How many buffers may be queued at once.
+    uint32_t GetQueuedBufferMaximum() const { return kQueuedBufferMaximum; }
+    uint32_t GetQueuedBufferCount() const;
+
+    // Hands `buffer` (allocated, not queued) to the receiver.
+    // INVALID_PARAMETER for null, unallocated or already queued buffers,
+    // NOT_CONNECTED when closed, GENERIC_ERROR when the queue is full.
+    PvResult QueueBuffer(PvBuffer* buffer);
+
+    // --- platform side -------------------------------------------------
+    ArvStream* GetArvStream() const { return stream_; }
+    static constexpr uint32_t kQueuedBufferMaximum = 64;
+
+protected:
+    PvStream() = default;
+    PvResult Attach(ArvStream* stream);
+
+    // Guards queued_.
+    mutable std::mutex queue_lock_;
+    std::set<PvBuffer*> queued_;
+
+private:
+    class StatisticsHooks;
+
+    ArvStream* stream_ = nullptr;
+    std::unique_ptr<PvGenParameterArray> parameters_;
+    std::unique_ptr<StatisticsHooks> statistics_hooks_;
+};
