@@ -6,8 +6,6 @@
 
 typedef struct _ArvGcCategory ArvGcCategory;
 
-class PvGenParameterArray;
-
 class PvGenCategory {
 public:
     PvGenCategory(const PvGenCategory&) = delete;
@@ -22,9 +20,8 @@ public:
 
 private:
     friend class PvGenParameterArray;
-    PvGenCategory(PvGenParameterArray* owner, ArvGcCategory* node);
+    explicit PvGenCategory(ArvGcCategory* node);
 
-    PvGenParameterArray* owner_;
     ArvGcCategory* node_;
     PvString name_;
 };

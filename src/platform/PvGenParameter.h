@@ -7,6 +7,7 @@
 // may be used from several threads.
 #pragma once
 
+#include <cstdint>
 #include <vector>
 
 #include "platform/PvGenParameterList.h"
@@ -84,6 +85,11 @@ protected:
     // Tells the sinks of this parameter that its value changed. Called
     // without the array lock held, after a successful change.
     void NotifyUpdate();
+    // With the array lock held: lets the platform refresh a value of its
+    // own node maps before a read, and carry a written one to where it
+    // takes effect after a write.
+    void RefreshLocked() const;
+    PvResult AfterWriteLocked();
 
     ArvGcFeatureNode* node() const { return node_; }
     PvGenParameterArray* owner() const { return owner_; }
@@ -94,7 +100,12 @@ private:
     PvGenParameterArray* owner_;
     ArvGcFeatureNode* node_;
     PvGenType type_;
+    uint32_t index_ = 0;  // position in the array (document order)
     PvString name_;
+    PvString display_name_;
+    PvString description_;
+    PvString tool_tip_;
+    PvGenVisibility visibility_ = PvGenVisibilityUndefined;
     PvString category_path_;
     std::vector<PvGenParameter*> selected_;
     std::vector<PvGenParameter*> selecting_;

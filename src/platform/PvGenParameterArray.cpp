@@ -1,0 +1,235 @@
+#include "platform/PvGenParameterArray.h"
+
+#include <arv.h>
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+#include <string>
+
+#include "platform/PvGenBoolean.h"
+#include "platform/PvGenCommand.h"
+#include "platform/PvGenEnum.h"
+#include "platform/PvGenFloat.h"
+#include "platform/PvGenInteger.h"
+#include "platform/PvGenRegister.h"
+#include "platform/PvGenString.h"
+#include "platform/aravis_result.h"
+
+namespace {
+
+// Aravis adds nodes of its own for GigE Vision devices; they are not the
+// device's features.
+constexpr const char* kAravisNodePrefix = "ArvGev";
+constexpr char kCategoryPathSeparator = '\\';
+
+bool is_aravis_node(const char* name) {
+    return std::strncmp(name, kAravisNodePrefix, std::strlen(kAravisNodePrefix)) == 0;
+}
+
+const char* feature_name(ArvDomNode* node) {
+    return arv_gc_feature_node_get_name(reinterpret_cast<ArvGcFeatureNode*>(node));
+}
+
+}  // namespace
+
+PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam) { g_object_ref(genicam_); }
+
+PvGenParameterArray::~PvGenParameterArray() {
+    // Parameters refer to nodes of the document: release them first.
+    parameters_.clear();
+    categories_.clear();
+    g_object_unref(genicam_);
+}
+
+std::unique_ptr<PvGenParameterArray> PvGenParameterArray::Create(ArvGc* genicam, PvResult* result) {
+    if (genicam == nullptr) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::INVALID_PARAMETER, "no node map");
+        }
+        return nullptr;
+    }
+    ArvDomElement* root = arv_dom_document_get_document_element(ARV_DOM_DOCUMENT(genicam));
+    if (root == nullptr || !ARV_IS_GC_REGISTER_DESCRIPTION_NODE(root)) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::NOT_FOUND, "the description has no RegisterDescription");
+        }
+        return nullptr;
+    }
+    std::unique_ptr<PvGenParameterArray> array(new PvGenParameterArray(genicam));
+    // Depth-first in document order: groups are transparent, a StructReg
+    // contributes its StructEntry features.
+    std::vector<ArvDomNode*> features;
+    std::vector<ArvDomNode*> categories;
+    std::function<void(ArvDomNode*)> walk = [&](ArvDomNode* parent) {
+        for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child != nullptr;
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (ARV_IS_GC_GROUP_NODE(child) || ARV_IS_GC_STRUCT_REG_NODE(child)) {
+                walk(child);
+            } else if (ARV_IS_GC_CATEGORY(child)) {
+                categories.push_back(child);
+            } else if (ARV_IS_GC_FEATURE_NODE(child)) {
+                features.push_back(child);
+            }
+        }
+    };
+    walk(ARV_DOM_NODE(root));
+    for (ArvDomNode* node : features) {
+        array->AddFeature(node);
+    }
+    for (ArvDomNode* node : categories) {
+        const char* name = feature_name(node);
+        if (name == nullptr || name[0] == '\0' || is_aravis_node(name) || array->categories_by_name_.count(name) != 0) {
+            continue;
+        }
+        array->categories_.emplace_back(new PvGenCategory(ARV_GC_CATEGORY(node)));
+        array->categories_by_name_.emplace(name, array->categories_.back().get());
+    }
+    array->BuildCategories();
+    array->BuildSelectorRelations();
+    if (result != nullptr) {
+        *result = PvResult::OK;
+    }
+    return array;
+}
+
+void PvGenParameterArray::AddFeature(void* feature_node) {
+    ArvDomNode* node = static_cast<ArvDomNode*>(feature_node);
+    const char* name = feature_name(node);
+    if (name == nullptr || name[0] == '\0' || is_aravis_node(name) || by_name_.count(name) != 0) {
+        return;
+    }
+    ArvGcFeatureNode* feature = ARV_GC_FEATURE_NODE(node);
+    PvGenParameter* parameter = nullptr;
+    // Order matters: an enumeration is also an integer, an IntReg also a
+    // register, a FloatReg also a register, a StringReg also a register.
+    if (ARV_IS_GC_ENUMERATION(node)) {
+        parameter = new PvGenEnum(this, feature);
+    } else if (ARV_IS_GC_BOOLEAN(node)) {
+        parameter = new PvGenBoolean(this, feature, PvGenTypeBoolean);
+    } else if (ARV_IS_GC_COMMAND(node)) {
+        parameter = new PvGenCommand(this, feature, PvGenTypeCommand);
+    } else if (ARV_IS_GC_INTEGER(node)) {
+        parameter = new PvGenInteger(this, feature, PvGenTypeInteger);
+    } else if (ARV_IS_GC_FLOAT(node)) {
+        parameter = new PvGenFloat(this, feature, PvGenTypeFloat);
+    } else if (ARV_IS_GC_STRING(node)) {
+        parameter = new PvGenString(this, feature, PvGenTypeString);
+    } else if (ARV_IS_GC_REGISTER(node)) {
+        parameter = new PvGenRegister(this, feature, PvGenTypeRegister);
+    } else {
+        return;  // ports and other nodes without a value
+    }
+    parameter->index_ = static_cast<uint32_t>(parameters_.size());
+    parameters_.emplace_back(parameter);
+    by_name_.emplace(name, parameter);
+}
+
+void PvGenParameterArray::BuildCategories() {
+    // Each feature and each category belongs to the first category (in
+    // document order) that lists it.
+    std::unordered_map<std::string, std::string> parent_of;
+    for (const auto& category : categories_) {
+        const GSList* members = arv_gc_category_get_features(category->node_);
+        for (const GSList* item = members; item != nullptr; item = item->next) {
+            const char* member = static_cast<const char*>(item->data);
+            if (member != nullptr && member != category->name_.str()) {
+                parent_of.emplace(member, category->name_.str());
+            }
+        }
+    }
+    auto path_of = [&](const std::string& category) {
+        std::string path = category;
+        std::string current = category;
+        // Bounded: a cycle in a broken description cannot loop forever.
+        for (size_t depth = 0; depth <= categories_.size(); ++depth) {
+            auto parent = parent_of.find(current);
+            if (parent == parent_of.end() || categories_by_name_.count(parent->second) == 0) {
+                break;
+            }
+            current = parent->second;
+            path = current + kCategoryPathSeparator + path;
+        }
+        return path;
+    };
+    for (const auto& parameter : parameters_) {
+        auto parent = parent_of.find(parameter->name_.str());
+        if (parent != parent_of.end() && categories_by_name_.count(parent->second) != 0) {
+            parameter->category_path_ = path_of(parent->second);
+        }
+    }
+}
+
+void PvGenParameterArray::BuildSelectorRelations() {
+    for (const auto& parameter : parameters_) {
+        ArvGcFeatureNode* node = parameter->node_;
+        if (!ARV_IS_GC_SELECTOR(node) || !arv_gc_selector_is_selector(ARV_GC_SELECTOR(node))) {
+            continue;
+        }
+        for (const GSList* item = arv_gc_selector_get_selected_features(ARV_GC_SELECTOR(node)); item != nullptr;
+             item = item->next) {
+            ArvGcFeatureNode* selected_node = static_cast<ArvGcFeatureNode*>(item->data);
+            const char* name = selected_node != nullptr ? arv_gc_feature_node_get_name(selected_node) : nullptr;
+            auto selected = name != nullptr ? by_name_.find(name) : by_name_.end();
+            if (selected == by_name_.end()) {
+                continue;
+            }
+            parameter->selected_.push_back(selected->second);
+            selected->second->selecting_.push_back(parameter.get());
+        }
+    }
+    auto by_index = [](const PvGenParameter* a, const PvGenParameter* b) { return a->index_ < b->index_; };
+    for (const auto& parameter : parameters_) {
+        std::sort(parameter->selected_.begin(), parameter->selected_.end(), by_index);
+        parameter->selected_.erase(std::unique(parameter->selected_.begin(), parameter->selected_.end()),
+                                   parameter->selected_.end());
+        std::sort(parameter->selecting_.begin(), parameter->selecting_.end(), by_index);
+        parameter->selecting_.erase(std::unique(parameter->selecting_.begin(), parameter->selecting_.end()),
+                                    parameter->selecting_.end());
+    }
+}
+
+PvGenParameter* PvGenParameterArray::Get(uint32_t index) const {
+    return index < parameters_.size() ? parameters_[index].get() : nullptr;
+}
+
+PvGenParameter* PvGenParameterArray::Get(const PvString& name) const {
+    auto found = by_name_.find(name.str());
+    return found != by_name_.end() ? found->second : nullptr;
+}
+
+PvGenCategory* PvGenParameterArray::GetCategory(uint32_t index) const {
+    return index < categories_.size() ? categories_[index].get() : nullptr;
+}
+
+PvGenCategory* PvGenParameterArray::GetCategory(const PvString& name) const {
+    auto found = categories_by_name_.find(name.str());
+    return found != categories_by_name_.end() ? found->second : nullptr;
+}
+
+void PvGenParameterArray::SetReadOnlyForApplication(const PvString& name) {
+    PvGenParameter* parameter = Get(name);
+    if (parameter != nullptr) {
+        parameter->read_only_for_application_ = true;
+    }
+}
+
+PvResult PvGenParameterArray::SetIntegerUnlocked(const char* name, int64_t value) {
+    ArvGcNode* node = arv_gc_get_node(genicam_, name);
+    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
+        return PvResult(PvResult::NOT_FOUND, std::string("no integer feature ") + name);
+    }
+    GError* error = nullptr;
+    arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, &error);
+    return platform::take_error(error);
+}
+
+PvResult PvGenParameterArray::SetFloatUnlocked(const char* name, double value) {
+    ArvGcNode* node = arv_gc_get_node(genicam_, name);
+    if (node == nullptr || !ARV_IS_GC_FLOAT(node)) {
+        return PvResult(PvResult::NOT_FOUND, std::string("no float feature ") + name);
+    }
+    GError* error = nullptr;
+    arv_gc_float_set_value(ARV_GC_FLOAT(node), value, &error);
+    return platform::take_error(error);
+}
