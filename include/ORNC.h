@@ -224,6 +224,218 @@ ORN_API ornc_access_type_t ORNCGetAccessTypeByIPAddress(const char* ip);
 ORN_API ornc_status_t ORNCDeviceSetIPConfiguration(const ornc_device_t* device, const char* ip, const char* mask,
                                                    const char* gateway);
 
+/* ------------------------------------------------------------------ */
+/* Connect and disconnect                                               */
+/* ------------------------------------------------------------------ */
+/* Connecting opens the control and stream channels, queues at most 16
+ * stream buffers, looks up the acquisition nodes, enables multipart
+ * transfer and builds the component table. A connect that fails part-way
+ * keeps what it already opened (a device that connected stays connected);
+ * call ORNCDisconnect to release it. Disconnect before connecting a handle
+ * again. The device handle is only read; it stays owned by its system. */
+
+ORN_API ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* device);
+/* ORNC_ERROR for a NULL handle; a key no supported device matches gives
+ * ORNC_ERR_DEVICE_NOT_FOUND. A NULL `sys` uses the shared system handle. */
+ORN_API ornc_status_t ORNCConnectBySerialNumber(const ornc_t* ornc, const ornc_system_t* sys, const char* sn);
+ORN_API ornc_status_t ORNCConnectByPattern(const ornc_t* ornc, const ornc_system_t* sys, const char* pattern);
+ORN_API ornc_status_t ORNCConnectByIPAddress(const ornc_t* ornc, const ornc_system_t* sys, const char* ip);
+/* Stops the acquisition worker, closes the stream and the device and frees
+ * the buffers. Parameter, category and component pointers obtained while
+ * connected must not be used afterwards. */
+ORN_API ornc_status_t ORNCDisconnect(ornc_t* ornc);
+/* Saves the connected device's GenICam description file as it was read
+ * from the device (zipped when the device serves it zipped). */
+ORN_API ornc_status_t ORNCDumpXML(ornc_t* ornc, const char* filename);
+
+/* ------------------------------------------------------------------ */
+/* Multipart components and selectors                                   */
+/* ------------------------------------------------------------------ */
+/* The component table is built at connect: one entry per combination of
+ * source, region, component and available pixel format (at most 100). It
+ * lives inside the handle: pointers into it stay valid until ORNCDestroy.
+ * A second connect of the same handle appends to the table. Enabling or
+ * querying a component leaves the three selectors on that component. */
+
+ORN_API int ORNCGetComponentCount(ornc_t* ornc);
+/* Stores a pointer to the handle's own table (not a copy); either output
+ * pointer may be NULL. */
+ORN_API ornc_status_t ORNCGetComponentArray(ornc_t* ornc, ornc_component_t** comp_array, int* comp_count);
+/* NULL for an index outside 0 .. count-1. */
+ORN_API const ornc_component_t* ORNCGetComponent(ornc_t* ornc, int index);
+ORN_API ornc_status_t ORNCGetSourceSelector(const ornc_t* ornc, int* src);
+ORN_API ornc_status_t ORNCGetRegionSelector(const ornc_t* ornc, int* rgn);
+ORN_API ornc_status_t ORNCGetComponentSelector(const ornc_t* ornc, int* cmp);
+ORN_API ornc_status_t ORNCSetSourceSelector(const ornc_t* ornc, int src);
+ORN_API ornc_status_t ORNCSetRegionSelector(const ornc_t* ornc, int rgn);
+ORN_API ornc_status_t ORNCSetComponentSelector(const ornc_t* ornc, int cmp);
+/* Enabling also sets the component's pixel format; disabling leaves it. */
+ORN_API ornc_status_t ORNCComponentEnable(ornc_t* ornc, const ornc_component_t* comp, orn_bool_t enable);
+/* 0 when disabled and on any failure. */
+ORN_API orn_bool_t ORNCComponentIsEnabled(ornc_t* ornc, const ornc_component_t* comp);
+
+/* ------------------------------------------------------------------ */
+/* Persistent IP configuration                                          */
+/* ------------------------------------------------------------------ */
+
+/* Writes the persistent address, mask and gateway (dotted decimal) of the
+ * connected device, then switches persistent IP at power-up on or off.
+ * A failed write keeps the writes before it. */
+ORN_API ornc_status_t ORNCIPMakePersistent(const ornc_t* ornc, const char* ip, const char* mask, const char* gateway,
+                                           orn_bool_t use_persistent);
+
+/* ------------------------------------------------------------------ */
+/* Parameters: arrays, categories, attributes                           */
+/* ------------------------------------------------------------------ */
+/* Parameter arrays, categories, parameters and parameter lists are lent by
+ * the connected handle: never free them; they stay valid until the handle
+ * disconnects. Unless a comment says otherwise the handles passed in must
+ * be valid (non-NULL) handles of a connected library handle. */
+
+/* Kind of a parameter. An integer node is ORN_PARAM_INTEGER when its range
+ * fits a signed 32-bit int (or exceeds it on both sides), ORN_PARAM_UINTEGER
+ * when it fits an unsigned one, and ORN_PARAM_NONE otherwise. Values 9 to
+ * 12 are never returned; they are kept for compatibility. */
+typedef enum orn_param_type_ {
+    ORN_PARAM_NONE = 0,
+    ORN_PARAM_BOOLEAN = 1,
+    ORN_PARAM_COMMAND = 2,
+    ORN_PARAM_ENUM = 3,
+    ORN_PARAM_FLOAT = 4,
+    ORN_PARAM_INTEGER = 5,
+    ORN_PARAM_UINTEGER = 6,
+    ORN_PARAM_STRING = 7,
+    ORN_PARAM_REGISTER = 8,
+    ORN_PARAM_FLOATSWISSKNIFE = 9,
+    ORN_PARAM_INTEGERSWISSKNIFE = 10,
+    ORN_PARAM_FLOATCONVERTER = 11,
+    ORN_PARAM_INTEGERCONVERTER = 12
+} orn_param_type_t;
+
+typedef enum orn_param_visibility_ {
+    ORN_VIS_BEGINNER = 0,
+    ORN_VIS_EXPERT = 1,
+    ORN_VIS_GURU = 2,
+    ORN_VIS_INVISIBLE = 3,
+    ORN_VIS_UNDEFINED = 4
+} orn_param_visibility_t;
+
+ORN_API int ORNCGetDeviceParamsCount(const ornc_t* ornc);
+ORN_API ornc_parameters_t* ORNCGetDeviceParams(const ornc_t* ornc);
+ORN_API int ORNCGetStreamParamsCount(const ornc_t* ornc);
+ORN_API ornc_parameters_t* ORNCGetStreamParams(const ornc_t* ornc);
+ORN_API int ORNCGetCommunicationParamsCount(const ornc_t* ornc);
+ORN_API ornc_parameters_t* ORNCGetCommunicationParams(const ornc_t* ornc);
+
+ORN_API int ORNCParamsGetCategoryCount(const ornc_parameters_t* ornc_params);
+/* Indices are not checked here: pass 0 .. count-1. */
+ORN_API ornc_category_t* ORNCParamsGetCategory(const ornc_parameters_t* ornc_params, int nr);
+ORN_API ornc_category_t* ORNCParamsGetCategoryByName(const ornc_parameters_t* ornc_params, const char* name);
+ORN_API ornc_param_t* ORNCParamsGetParam(const ornc_parameters_t* ornc_params, int nr);
+ORN_API ornc_param_t* ORNCParamsGetParamByName(const ornc_parameters_t* ornc_params, const char* name);
+/* The nr-th parameter (from 0) whose category is `cat`; NULL past the end. */
+ORN_API ornc_param_t* ORNCParamsGetParamInCategory(const ornc_parameters_t* ornc_params, ornc_category_t* cat,
+                                                   int nr);
+
+/* Name texts follow ORN_StringCopy: with a NULL `str` the size needed is
+ * returned; a text that does not fit leaves "" and returns 0. */
+ORN_API int ORNCCategoryGetName(const ornc_category_t* category, char* str, int len);
+ORN_API int ORNCCategoryGetDisplayName(const ornc_category_t* category, char* str, int len);
+ORN_API int ORNCParamGetCategoryName(const ornc_param_t* param, char* str, int len);
+ORN_API int ORNCParamGetName(const ornc_param_t* param, char* str, int len);
+ORN_API int ORNCParamGetDisplayName(const ornc_param_t* param, char* str, int len);
+ORN_API int ORNCParamGetDescription(const ornc_param_t* param, char* str, int len);
+ORN_API int ORNCParamGetTooltip(const ornc_param_t* param, char* str, int len);
+
+/* Accepts NULL (ORN_PARAM_NONE). */
+ORN_API orn_param_type_t ORNCParamGetType(const ornc_param_t* param);
+ORN_API orn_bool_t ORNCParamIsAvailable(const ornc_param_t* param);
+ORN_API orn_bool_t ORNCParamIsReadable(const ornc_param_t* param);
+ORN_API orn_bool_t ORNCParamIsWritable(const ornc_param_t* param);
+ORN_API orn_bool_t ORNCParamIsCached(const ornc_param_t* param);
+/* `visibility` is ignored (kept for compatibility). */
+ORN_API orn_bool_t ORNCParamIsVisible(const ornc_param_t* param, orn_param_visibility_t visibility);
+ORN_API orn_param_visibility_t ORNCParamGetVisibility(const ornc_param_t* param);
+ORN_API orn_bool_t ORNCParamIsSelector(const ornc_param_t* param);
+/* True when some selector selects this parameter. */
+ORN_API orn_bool_t ORNCParamIsSelected(const ornc_param_t* param);
+/* Parameters this selector selects. The array form returns the count, -1
+ * when `len` is too small (the `len` entries are set to NULL), -2 for
+ * inconsistent arguments. */
+ORN_API int ORNCParamGetSelectedCount(const ornc_param_t* param);
+ORN_API ornc_param_t* ORNCParamGetSelectedIndex(const ornc_param_t* param, int index);
+ORN_API int ORNCParamGetSelectedArray(const ornc_param_t* param, ornc_param_t** arr, int len);
+/* Selectors of this parameter; same conventions. */
+ORN_API int ORNCParamGetSelectingCount(const ornc_param_t* param);
+ORN_API ornc_param_t* ORNCParamGetSelectingIndex(const ornc_param_t* param, int index);
+ORN_API int ORNCParamGetSelectingArray(const ornc_param_t* param, ornc_param_t** arr, int len);
+/* Number of values a selector can take; 0 for a non-selector. */
+ORN_API int ORNCParamGetSelectingRange(const ornc_param_t* param);
+
+/* ------------------------------------------------------------------ */
+/* Parameters: typed values and ranges                                  */
+/* ------------------------------------------------------------------ */
+/* Checks come in this order: access (readable/writable), node kind, then
+ * the device. Integer writes are rounded to the node's step and clamped
+ * into its range, float writes clamped: numbers are never refused for
+ * range. Values are read from and written to the device at each call. */
+
+ORN_API ornc_status_t ORNCParamGetIntegerValue(const ornc_param_t* param, int* value);
+ORN_API ornc_status_t ORNCParamGetUIntegerValue(const ornc_param_t* param, unsigned int* value);
+ORN_API ornc_status_t ORNCParamGetFloatValue(const ornc_param_t* param, float* value);
+ORN_API ornc_status_t ORNCParamGetBooleanValue(const ornc_param_t* param, int* value);
+/* Copies `maxlen` raw bytes; no terminator is added. */
+ORN_API ornc_status_t ORNCParamGetRegisterValue(const ornc_param_t* param, char* value, size_t maxlen);
+/* Length + 1 of the current text, 0 on any failure. */
+ORN_API int ORNCParamGetStringSize(const ornc_param_t* param);
+/* A text longer than maxlen-1 characters is cut, and still ORNC_OK. */
+ORN_API ornc_status_t ORNCParamGetStringValue(const ornc_param_t* param, char* value, size_t maxlen);
+ORN_API ornc_status_t ORNCParamGetStringMaxSize(const ornc_param_t* param, int* maxsize);
+/* ORNC_OK once the command was sent, whatever the device answered. */
+ORN_API ornc_status_t ORNCParamSendCommand(ornc_param_t* param);
+ORN_API ornc_status_t ORNCParamSetIntegerValue(ornc_param_t* param, int value);
+ORN_API ornc_status_t ORNCParamSetUIntegerValue(ornc_param_t* param, unsigned int value);
+ORN_API ornc_status_t ORNCParamSetFloatValue(ornc_param_t* param, float value);
+ORN_API ornc_status_t ORNCParamSetBooleanValue(ornc_param_t* param, int value);
+ORN_API ornc_status_t ORNCParamSetStringValue(ornc_param_t* param, const char* value);
+ORN_API ornc_status_t ORNCParamSetRegisterValue(ornc_param_t* param, const char* value, int len);
+/* Range getters: every output pointer may be NULL. */
+ORN_API ornc_status_t ORNCParamGetIntegerMinMaxIncValues(const ornc_param_t* param, int* minval, int* maxval,
+                                                         unsigned int* incval);
+ORN_API ornc_status_t ORNCParamGetIntegerMinValue(const ornc_param_t* param, int* minval);
+ORN_API ornc_status_t ORNCParamGetIntegerMaxValue(const ornc_param_t* param, int* maxval);
+ORN_API ornc_status_t ORNCParamGetIntegerIncValue(const ornc_param_t* param, unsigned int* incval);
+ORN_API ornc_status_t ORNCParamGetUIntegerMinMaxIncValues(const ornc_param_t* param, unsigned int* minval,
+                                                          unsigned int* maxval, unsigned int* incval);
+ORN_API ornc_status_t ORNCParamGetUIntegerMinValue(const ornc_param_t* param, unsigned int* minval);
+ORN_API ornc_status_t ORNCParamGetUIntegerMaxValue(const ornc_param_t* param, unsigned int* maxval);
+ORN_API ornc_status_t ORNCParamGetUIntegerIncValue(const ornc_param_t* param, unsigned int* incval);
+ORN_API ornc_status_t ORNCParamGetFloatMinMaxValues(const ornc_param_t* param, float* minval, float* maxval);
+ORN_API ornc_status_t ORNCParamGetFloatMinValue(const ornc_param_t* param, float* minval);
+ORN_API ornc_status_t ORNCParamGetFloatMaxValue(const ornc_param_t* param, float* maxval);
+
+/* ------------------------------------------------------------------ */
+/* Parameters: enumerations and text form                               */
+/* ------------------------------------------------------------------ */
+/* Enumeration values are the entries' integers (low 32 bits). Entry
+ * indices run over all entries, available or not. Entry names and display
+ * names are cut to the buffer and still succeed. */
+
+ORN_API ornc_status_t ORNCParamGetEnumValue(const ornc_param_t* param, int* value);
+ORN_API ornc_status_t ORNCParamSetEnumValue(ornc_param_t* param, int value);
+ORN_API ornc_status_t ORNCParamSetEnumValueByName(ornc_param_t* param, const char* value);
+ORN_API ornc_status_t ORNCParamGetEnumEntryCount(const ornc_param_t* param, int* cnt);
+ORN_API ornc_status_t ORNCParamGetEnumEntryValue(const ornc_param_t* param, int nr, int* valuept);
+ORN_API ornc_status_t ORNCParamGetEnumEntryAvailable(const ornc_param_t* param, int nr, orn_bool_t* availpt);
+ORN_API ornc_status_t ORNCParamGetEnumEntryName(const ornc_param_t* param, int nr, char* str, int len);
+ORN_API ornc_status_t ORNCParamGetEnumEntryDisplayName(const ornc_param_t* param, int nr, char* str, int len);
+/* Text form of any integer, enumeration (its number), boolean ("true",
+ * "false", or a number), string and float parameter. The read gives the
+ * whole text or, with ORNC_ERR_STRING_TOO_LONG, an empty one (strings are
+ * cut instead, as ORNCParamGetStringValue does). */
+ORN_API ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str);
+ORN_API ornc_status_t ORNCParamGetValue(const ornc_param_t* param, char* value, size_t maxlen);
+
 #ifdef __cplusplus
 }
 #endif

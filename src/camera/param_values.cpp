@@ -1,0 +1,494 @@
+// Typed reads and writes of one parameter, and the ranges of numeric ones.
+// 64-bit integer nodes are offered as 32-bit signed or unsigned values
+// chosen by their range; numeric writes are fitted into the range rather
+// than refused.
+#include <cstring>
+
+#include "ORNC.h"
+#include "base/log.h"
+#include "camera/param_internal.h"
+#include "platform/PvGenBoolean.h"
+#include "platform/PvGenCommand.h"
+#include "platform/PvGenFloat.h"
+#include "platform/PvGenInteger.h"
+#include "platform/PvGenParameter.h"
+#include "platform/PvGenRegister.h"
+#include "platform/PvGenString.h"
+
+namespace {
+
+// Names in range-failure messages are read into this many bytes.
+constexpr int kRangeNameSize = 64;
+// Longest string length that still fits an int with its terminator.
+constexpr int64_t kMaxStringMaxLength = 0x3FFFFFFE;
+
+// `what` names the failed read: "Int64 GetMin", "Float GetMax", ...
+void ORNC_LogRangeFailure(const ornc_param_t* param, const char* what, const PvResult& result) {
+    if (!ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM)) {
+        return;
+    }
+    char name[kRangeNameSize];
+    ORNCParamGetName(param, name, sizeof name);
+    char text[orn::kLogLineSize];
+    std::snprintf(text, sizeof text, "ORNC: %s %s failed: %d (%s)", name, what, static_cast<int>(result.GetCode()),
+                  result.GetDescription().GetAscii());
+    ORNLogMsg(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, text);
+}
+
+// Range of a node read for a write: min <= max and a non-negative step.
+bool ORNC_ReadWriteRange(const ornc_param_t* param, int64_t* min, int64_t* max, int64_t* inc) {
+    if (ORNC_ParamGetIntegerMinMaxInc64Values(param, min, max, inc) != ORNC_OK) {
+        return false;
+    }
+    return *min <= *max && *inc >= 0;
+}
+
+// The value on the step grid from `min` nearest to `value`; a remainder of
+// exactly half a step rounds up. Wrapping arithmetic keeps values at the
+// ends of the 64-bit range defined; clamping afterwards fixes the result.
+int64_t ORNC_RoundToStep(int64_t value, int64_t min, int64_t inc) {
+    const int64_t d = static_cast<int64_t>(static_cast<uint64_t>(value) - static_cast<uint64_t>(min));
+    const int64_t r = d % inc;
+    uint64_t rounded = static_cast<uint64_t>(min) + static_cast<uint64_t>(d) - static_cast<uint64_t>(r);
+    if (r >= (inc >> 1)) {
+        rounded += static_cast<uint64_t>(inc);
+    }
+    return static_cast<int64_t>(rounded);
+}
+
+}  // namespace
+
+ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, int64_t* minval64, int64_t* maxval64,
+                                                    int64_t* incval64) {
+    if (minval64 != nullptr) *minval64 = 0;
+    if (maxval64 != nullptr) *maxval64 = 0;
+    if (incval64 != nullptr) *incval64 = 0;
+    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_WRONG_TYPE;
+    }
+    if (minval64 != nullptr) {
+        const PvResult result = node->GetMin(*minval64);
+        if (result.IsFailure()) {
+            ORNC_LogRangeFailure(param, "Int64 GetMin", result);
+            return ORNC_ERR_PARAM_NOT_AVAILABLE;
+        }
+    }
+    if (maxval64 != nullptr) {
+        const PvResult result = node->GetMax(*maxval64);
+        if (result.IsFailure()) {
+            ORNC_LogRangeFailure(param, "Int64 GetMax", result);
+            return ORNC_ERR_PARAM_NOT_AVAILABLE;
+        }
+    }
+    if (incval64 != nullptr) {
+        const PvResult result = node->GetIncrement(*incval64);
+        if (result.IsFailure()) {
+            ORNC_LogRangeFailure(param, "Int64 GetIncrement", result);
+            return ORNC_ERR_PARAM_NOT_AVAILABLE;
+        }
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNC_ParamWriteFailed(ornc_param_t* param, const PvResult& result) {
+    if (ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM)) {
+        const PvString name = param != nullptr ? ORNC_ToParam(param)->GetName() : PvString();
+        char text[orn::kLogLineSize];
+        std::snprintf(text, sizeof text, "ORNC: Parameter %s write failed code %d, %s, %s", name.GetAscii(),
+                      static_cast<int>(result.GetCode()), result.GetCodeString().GetAscii(),
+                      result.GetDescription().GetAscii());
+        ORNLogMsg(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, text);
+    }
+    return ORNC_ERR_PARAM_WRITE_FAILED;
+}
+
+ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value) {
+    if (!ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    int64_t min = 0;
+    int64_t max = 0;
+    int64_t inc = 0;
+    if (!ORNC_ReadWriteRange(param, &min, &max, &inc)) {
+        return ORNC_ERR_INTERNAL;
+    }
+    if (inc > 1) {
+        value = ORNC_RoundToStep(value, min, inc);
+    }
+    if (value < min) {
+        value = min;
+    } else if (value > max) {
+        value = max;
+    }
+    const PvResult result = node->SetValue(value);
+    if (result.IsFailure()) {
+        return ORNC_ParamWriteFailed(param, result);
+    }
+    return ORNC_OK;
+}
+
+extern "C" {
+
+ornc_status_t ORNCParamGetIntegerValue(const ornc_param_t* param, int* value) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    int64_t v = 0;
+    if (node->GetValue(v).IsFailure()) {
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    if (v < INT32_MIN || v > INT32_MAX) {
+        return ORNC_ERR_OUT_OF_RANGE;
+    }
+    *value = static_cast<int>(v);
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetUIntegerValue(const ornc_param_t* param, unsigned int* value) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    int64_t v = 0;
+    if (node->GetValue(v).IsFailure()) {
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    if (v < 0 || v > static_cast<int64_t>(UINT32_MAX)) {
+        return ORNC_ERR_OUT_OF_RANGE;
+    }
+    *value = static_cast<unsigned int>(v);
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetFloatValue(const ornc_param_t* param, float* value) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenFloat* node = ORNC_ParamAs<PvGenFloat>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    double v = 0.0;
+    if (node->GetValue(v).IsFailure()) {
+        *value = 0.0f;
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    *value = static_cast<float>(v);
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetBooleanValue(const ornc_param_t* param, int* value) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenBoolean* node = ORNC_ParamAs<PvGenBoolean>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    bool v = false;
+    const PvResult result = node->GetValue(v);
+    if (result.IsFailure()) {
+        *value = 0;
+        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Reading boolean event parameter failed code %d %s",
+                 static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    *value = v ? 1 : 0;
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetRegisterValue(const ornc_param_t* param, char* value, size_t maxlen) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenRegister* node = ORNC_ParamAs<PvGenRegister>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr || maxlen == 0 ||
+        node->Get(reinterpret_cast<unsigned char*>(value), static_cast<int64_t>(maxlen)).IsFailure()) {
+        if (value != nullptr && maxlen > 0) {
+            value[0] = 0;
+        }
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    return ORNC_OK;
+}
+
+int ORNCParamGetStringSize(const ornc_param_t* param) {
+    if (param == nullptr || !ORNC_ParamReadable(param)) {
+        return 0;
+    }
+    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
+    if (node == nullptr) {
+        return 0;
+    }
+    PvString text;
+    if (node->GetValue(text).IsFailure()) {
+        return 0;
+    }
+    return static_cast<int>(text.GetLength()) + 1;
+}
+
+ornc_status_t ORNCParamGetStringValue(const ornc_param_t* param, char* value, size_t maxlen) {
+    if (!ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    PvString text;
+    if (node->GetValue(text).IsFailure()) {
+        if (maxlen > 0) {
+            value[0] = '\0';
+        }
+        return ORNC_ERR_PARAM_READ_FAILED;
+    }
+    if (maxlen > 0) {
+        std::strncpy(value, text.GetAscii(), maxlen);
+        value[maxlen - 1] = '\0';
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetStringMaxSize(const ornc_param_t* param, int* maxsize) {
+    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (maxsize == nullptr) {
+        return ORNC_ERROR;
+    }
+    int64_t length = 0;
+    node->GetMaxLength(length);
+    if (length > kMaxStringMaxLength) {
+        return ORNC_ERR_INTERNAL;
+    }
+    *maxsize = static_cast<int>(length);
+    return ORNC_OK;
+}
+
+// The device's answer to the command is not examined: a refused command
+// still counts as sent.
+ornc_status_t ORNCParamSendCommand(ornc_param_t* param) {
+    PvGenCommand* node = ORNC_ParamAs<PvGenCommand>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    node->Execute();
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamSetIntegerValue(ornc_param_t* param, int value) {
+    return ORNC_ParamSetInteger64Value(param, static_cast<int64_t>(value));
+}
+
+ornc_status_t ORNCParamSetUIntegerValue(ornc_param_t* param, unsigned int value) {
+    return ORNC_ParamSetInteger64Value(param, static_cast<int64_t>(value));
+}
+
+// Clamped into [min, max] without step rounding. A NaN fails both
+// comparisons and reaches the node as it is.
+ornc_status_t ORNCParamSetFloatValue(ornc_param_t* param, float value) {
+    if (!ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    PvGenFloat* node = ORNC_ParamAs<PvGenFloat>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    double min = 0.0;
+    double max = 0.0;
+    if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
+        return ORNC_ERR_INTERNAL;
+    }
+    double v = static_cast<double>(value);
+    if (v < min) {
+        v = min;
+    } else if (v > max) {
+        v = max;
+    }
+    const PvResult result = node->SetValue(v);
+    if (result.IsFailure()) {
+        return ORNC_ParamWriteFailed(param, result);
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamSetBooleanValue(ornc_param_t* param, int value) {
+    if (!ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    PvGenBoolean* node = ORNC_ParamAs<PvGenBoolean>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    PvGenType type = PvGenTypeUndefined;
+    node->GetType(type);
+    if (type != PvGenTypeBoolean) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    const PvResult result = node->SetValue(value != 0);
+    if (result.IsFailure()) {
+        return ORNC_ParamWriteFailed(param, result);
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamSetStringValue(ornc_param_t* param, const char* value) {
+    if (!ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr) {
+        return ORNC_ERROR;
+    }
+    const PvResult result = node->SetValue(PvString(value));
+    if (result.IsFailure()) {
+        return ORNC_ParamWriteFailed(param, result);
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamSetRegisterValue(ornc_param_t* param, const char* value, int len) {
+    if (!ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    PvGenRegister* node = ORNC_ParamAs<PvGenRegister>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (value == nullptr || len < 0) {
+        return ORNC_ERROR;
+    }
+    const PvResult result = node->Set(reinterpret_cast<const unsigned char*>(value), static_cast<int64_t>(len));
+    if (result.IsFailure()) {
+        return ORNC_ParamWriteFailed(param, result);
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetIntegerMinMaxIncValues(const ornc_param_t* param, int* minval, int* maxval,
+                                                 unsigned int* incval) {
+    int64_t min = 0;
+    int64_t max = 0;
+    int64_t inc = 0;
+    const ornc_status_t status = ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, &inc);
+    if (status == ORNC_OK && !ORNC_IsSigned32View(min, max)) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    // Low 32 bits, also after a failure (what was read, else 0) and for a
+    // range beyond 32 bits on both sides: a cut, deliberately not a clamp.
+    if (minval != nullptr) *minval = static_cast<int>(static_cast<uint32_t>(min));
+    if (maxval != nullptr) *maxval = static_cast<int>(static_cast<uint32_t>(max));
+    if (incval != nullptr) *incval = static_cast<unsigned int>(inc);
+    return status;
+}
+
+ornc_status_t ORNCParamGetIntegerMinValue(const ornc_param_t* param, int* minval) {
+    return ORNCParamGetIntegerMinMaxIncValues(param, minval, nullptr, nullptr);
+}
+
+ornc_status_t ORNCParamGetIntegerMaxValue(const ornc_param_t* param, int* maxval) {
+    return ORNCParamGetIntegerMinMaxIncValues(param, nullptr, maxval, nullptr);
+}
+
+ornc_status_t ORNCParamGetIntegerIncValue(const ornc_param_t* param, unsigned int* incval) {
+    return ORNCParamGetIntegerMinMaxIncValues(param, nullptr, nullptr, incval);
+}
+
+ornc_status_t ORNCParamGetUIntegerMinMaxIncValues(const ornc_param_t* param, unsigned int* minval,
+                                                  unsigned int* maxval, unsigned int* incval) {
+    int64_t min = 0;
+    int64_t max = 0;
+    int64_t inc = 0;
+    const ornc_status_t status = ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, &inc);
+    if (status == ORNC_OK && !ORNC_IsUnsigned32View(min, max)) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (minval != nullptr) *minval = static_cast<unsigned int>(min);
+    if (maxval != nullptr) *maxval = static_cast<unsigned int>(max);
+    if (incval != nullptr) *incval = static_cast<unsigned int>(inc);
+    return status;
+}
+
+ornc_status_t ORNCParamGetUIntegerMinValue(const ornc_param_t* param, unsigned int* minval) {
+    return ORNCParamGetUIntegerMinMaxIncValues(param, minval, nullptr, nullptr);
+}
+
+ornc_status_t ORNCParamGetUIntegerMaxValue(const ornc_param_t* param, unsigned int* maxval) {
+    return ORNCParamGetUIntegerMinMaxIncValues(param, nullptr, maxval, nullptr);
+}
+
+ornc_status_t ORNCParamGetUIntegerIncValue(const ornc_param_t* param, unsigned int* incval) {
+    return ORNCParamGetUIntegerMinMaxIncValues(param, nullptr, nullptr, incval);
+}
+
+ornc_status_t ORNCParamGetFloatMinMaxValues(const ornc_param_t* param, float* minval, float* maxval) {
+    if (minval != nullptr) *minval = 0.0f;
+    if (maxval != nullptr) *maxval = 0.0f;
+    PvGenFloat* node = ORNC_ParamAs<PvGenFloat>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_WRONG_TYPE;
+    }
+    if (minval != nullptr) {
+        double min = 0.0;
+        const PvResult result = node->GetMin(min);
+        if (result.IsFailure()) {
+            ORNC_LogRangeFailure(param, "Float GetMin", result);
+            return ORNC_ERR_PARAM_NOT_AVAILABLE;
+        }
+        *minval = static_cast<float>(min);
+    }
+    if (maxval != nullptr) {
+        double max = 0.0;
+        const PvResult result = node->GetMax(max);
+        if (result.IsFailure()) {
+            ORNC_LogRangeFailure(param, "Float GetMax", result);
+            return ORNC_ERR_PARAM_NOT_AVAILABLE;
+        }
+        *maxval = static_cast<float>(max);
+    }
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCParamGetFloatMinValue(const ornc_param_t* param, float* minval) {
+    return ORNCParamGetFloatMinMaxValues(param, minval, nullptr);
+}
+
+ornc_status_t ORNCParamGetFloatMaxValue(const ornc_param_t* param, float* maxval) {
+    return ORNCParamGetFloatMinMaxValues(param, nullptr, maxval);
+}
+
+}  // extern "C"
