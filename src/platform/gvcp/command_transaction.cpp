@@ -107,7 +107,7 @@ TransactionResult run_transaction(const std::vector<TransactionRoute>& routes, c
                     uint32_t source = 0;
                     uint16_t port = 0;
                     const long size = route.socket->receive(datagram, sizeof datagram, &source, &port);
-                    if (size <= 0) {
+                    if (size < 0) {
                         break;
                     }
                     if (judge_ack(datagram, size, request_id, expected_answer, expected_payload_size, source,

@@ -93,12 +93,12 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
         uint32_t source = 0;
         uint16_t port = 0;
         const long size = probe->socket.receive(datagram, sizeof datagram, &source, &port);
-        if (size == 0) {
-            break;
-        }
         if (size < 0) {
             break;
         }
+        // On loopback an address that answered, even badly, is done: a
+        // second answer to the same request is not waited for.
+        forget_pending(probe, source);
         if (port != kPort) {
             ++result->dropped_acks;
             ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT,
@@ -120,7 +120,6 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
                      format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
             continue;
         }
-        forget_pending(probe, source);
         // A device that heard both broadcasts answers twice: keep one.
         const bool known = std::any_of(result->devices.begin(), result->devices.end(),
                                        [source](const DiscoveredDevice& device) {

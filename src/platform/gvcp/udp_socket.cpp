@@ -74,7 +74,12 @@ bool UdpSocket::send_to(uint32_t address, uint16_t port, const uint8_t* data, si
     remote.sin_family = AF_INET;
     remote.sin_addr.s_addr = htonl(address);
     remote.sin_port = htons(port);
-    const ssize_t sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    ssize_t sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    if (sent < 0 && errno == ECONNREFUSED) {
+        // The refusal belongs to an earlier datagram (nothing listened
+        // there); reporting it consumed it, so this one can go now.
+        sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+    }
     if (sent != static_cast<ssize_t>(size)) {
         if (error != nullptr) *error = std::string("sendto: ") + std::strerror(errno);
         return false;
@@ -88,16 +93,13 @@ long UdpSocket::receive(uint8_t* buffer, size_t capacity, uint32_t* source_addre
     const ssize_t got = ::recvfrom(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT,
                                    reinterpret_cast<sockaddr*>(&remote), &remote_size);
     if (got < 0) {
-        if (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) {
-            return 0;
-        }
-        // A pending ICMP error is reported here once; it is read again
-        // from the error queue.
-        return errno == ECONNREFUSED ? 0 : -1;
+        // Nothing pending, or an ICMP error reported here once (it is read
+        // again from the error queue).
+        return -1;
     }
     *source_address = ntohl(remote.sin_addr.s_addr);
     *source_port = ntohs(remote.sin_port);
-    return got == 0 ? -1 : static_cast<long>(got);  // an empty datagram is never valid
+    return static_cast<long>(got);
 }
 
 bool UdpSocket::receive_error(uint32_t* original_destination) {

@@ -31,9 +31,9 @@ public:
     bool bind_to_device(const std::string& adapter_name);
 
     bool send_to(uint32_t address, uint16_t port, const uint8_t* data, size_t size, std::string* error);
-    // One datagram, without waiting. Returns its real size (may exceed
-    // `capacity`, in which case it was cut), 0 when nothing is pending, -1
-    // on error.
+    // One datagram, without waiting. Returns its real size (0 for an empty
+    // datagram; more than `capacity` when it was cut), or -1 when nothing
+    // is pending or on error.
     long receive(uint8_t* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port);
     // One ICMP error: the destination of the packet it refers to. False
     // when the error queue is empty.
