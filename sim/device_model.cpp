@@ -174,8 +174,8 @@ DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file
   store32(reg::ComponentPixelFormat + 0 * reg::kComponentStride, kPixelFormatCoord3D_ABC32f);
   store32(reg::ComponentPixelFormat + 1 * reg::kComponentStride, kPixelFormatMono8);
   store32(reg::ComponentPixelFormat + 2 * reg::kComponentStride, kPixelFormatConfidence8);
-  store_f64(reg::Scan3dCoordinateScale, kSceneDefaultC16ScaleMm);
-  store_f64(reg::Scan3dCoordinateOffset, kSceneDefaultC16OffsetMm);
+  store_f64(reg::Scan3dCoordinateScale, static_cast<double>(kSceneDefaultC16ScaleMm));
+  store_f64(reg::Scan3dCoordinateOffset, static_cast<double>(kSceneDefaultC16OffsetMm));
   store_f64(reg::Scan3dInvalidDataValue, 0.0);
   for (uint32_t k = 0; k < reg::kChunkCount; ++k) store32(reg::ChunkEnable + 4 * k, 1);
   update_payload_size_locked();
