@@ -1,0 +1,486 @@
+// The value rules of the parameter API on real nodes of a real device: the
+// virtual sensor runs a GenICam file with features of the test's own in
+// its plain memory (step rounding, clamping, 32-bit views, 64-bit ranges,
+// read-only and write-only nodes, registers, strings, enumerations,
+// booleans, commands, selectors), reached over GVCP on loopback.
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+#include "ORNC.h"
+#include "camera_test_support.h"
+#include "ornsim/components.h"
+
+namespace {
+
+using camtest::device_param;
+using camtest::value_text;
+
+constexpr const char* kSerial = "RT000001";
+
+class ParamRules : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        workdir_ = new orntest::TempWorkDir;
+        ornsim::SensorConfig config = camtest::sensor_config(10, kSerial);
+        config.genicam_file = workdir_->path() + "/range_tests.xml";
+        camtest::write_file(config.genicam_file, camtest::range_test_xml(config));
+        sensor_ = new camtest::SensorScope(config);
+        handle_ = new camtest::Handle;
+        connect_status_ = sensor_->ok() ? ORNCConnectBySerialNumber(handle_->get(), nullptr, kSerial) : ORNC_ERROR;
+    }
+    static void TearDownTestSuite() {
+        delete handle_;
+        delete sensor_;
+        delete workdir_;
+    }
+    void SetUp() override {
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+        ASSERT_EQ(connect_status_, ORNC_OK);
+    }
+
+    static ornc_param_t* param(const char* name) { return device_param(handle_->get(), name); }
+
+    static int64_t read_int(const char* name) {
+        int value = -12345;
+        EXPECT_EQ(ORNCParamGetIntegerValue(param(name), &value), ORNC_OK) << name;
+        return value;
+    }
+
+    static orntest::TempWorkDir* workdir_;
+    static camtest::SensorScope* sensor_;
+    static camtest::Handle* handle_;
+    static ornc_status_t connect_status_;
+};
+
+orntest::TempWorkDir* ParamRules::workdir_ = nullptr;
+camtest::SensorScope* ParamRules::sensor_ = nullptr;
+camtest::Handle* ParamRules::handle_ = nullptr;
+ornc_status_t ParamRules::connect_status_ = ORNC_ERROR;
+
+TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
+    ornc_param_t* step10 = param("IntStep10");
+    const struct {
+        int written;
+        int stored;
+    } step10_cases[] = {{14, 10}, {15, 20}, {95, 100}, {250, 100}, {-7, 0}, {40, 40}};
+    for (const auto& c : step10_cases) {
+        ASSERT_EQ(ORNCParamSetIntegerValue(step10, c.written), ORNC_OK) << c.written;
+        EXPECT_EQ(read_int("IntStep10"), c.stored) << "written " << c.written;
+    }
+    // 99 rounds to 101 on the grid from 1 and is clamped to 100, off the grid.
+    ornc_param_t* step4 = param("IntStep4");
+    ASSERT_EQ(ORNCParamSetIntegerValue(step4, 99), ORNC_OK);
+    EXPECT_EQ(read_int("IntStep4"), 100);
+    ASSERT_EQ(ORNCParamSetIntegerValue(step4, 50), ORNC_OK);
+    EXPECT_EQ(read_int("IntStep4"), 49);
+    ASSERT_EQ(ORNCParamSetUIntegerValue(step4, 4000000000u), ORNC_OK);
+    EXPECT_EQ(read_int("IntStep4"), 100);
+    // Increment 1: only clamping.
+    ornc_param_t* selector = param("IndexSelector");
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 5), ORNC_OK);
+    EXPECT_EQ(read_int("IndexSelector"), 5);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 9), ORNC_OK);
+    EXPECT_EQ(read_int("IndexSelector"), 7);
+    // The text form takes the same path.
+    ASSERT_EQ(ORNCParamSetValue(step10, "64"), ORNC_OK);
+    EXPECT_EQ(value_text(step10), "60");
+    EXPECT_EQ(ORNCParamSetValue(step10, "sixty"), ORNC_ERR_PARAM_INVALID_VALUE);
+    EXPECT_EQ(value_text(step10), "60");
+}
+
+TEST_F(ParamRules, IntegerKindAndRangeGettersFollowThe32BitViews) {
+    EXPECT_EQ(ORNCParamGetType(param("IntStep10")), ORN_PARAM_INTEGER);
+    EXPECT_EQ(ORNCParamGetType(param("IntUnsigned32")), ORN_PARAM_UINTEGER);
+    EXPECT_EQ(ORNCParamGetType(param("IntMinusOneToU32")), ORN_PARAM_NONE);
+    EXPECT_EQ(ORNCParamGetType(param("IntFull64")), ORN_PARAM_INTEGER);
+    EXPECT_EQ(ORNCParamGetType(param("IntTo2Pow32")), ORN_PARAM_NONE);
+    EXPECT_EQ(ORNCParamGetType(param("IntWriteOnly")), ORN_PARAM_INTEGER);
+    EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
+
+    int min = 1;
+    int max = 1;
+    unsigned int inc = 0;
+    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntStep10"), &min, &max, &inc), ORNC_OK);
+    EXPECT_EQ(min, 0);
+    EXPECT_EQ(max, 100);
+    EXPECT_EQ(inc, 10u);
+    ASSERT_EQ(ORNCParamGetIntegerIncValue(param("IntStep4"), &inc), ORNC_OK);
+    EXPECT_EQ(inc, 4u);
+
+    // The unsigned range has no signed view: outputs stay as they were.
+    min = 7;
+    EXPECT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntUnsigned32"), &min, nullptr, nullptr),
+              ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(min, 7);
+    unsigned int umin = 7;
+    unsigned int umax = 0;
+    ASSERT_EQ(ORNCParamGetUIntegerMinMaxIncValues(param("IntUnsigned32"), &umin, &umax, nullptr), ORNC_OK);
+    EXPECT_EQ(umin, 0u);
+    EXPECT_EQ(umax, 4294967295u);
+    EXPECT_EQ(ORNCParamGetUIntegerMaxValue(param("IntStep10"), &umax), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetUIntegerMinValue(param("IntMinusOneToU32"), &umin), ORNC_ERR_PARAM_TYPE_MISMATCH);
+
+    // The full 64-bit range counts as signed; its ends are cut, not clamped.
+    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntFull64"), &min, &max, nullptr), ORNC_OK);
+    EXPECT_EQ(min, 0);
+    EXPECT_EQ(max, -1);
+
+    // A float is the wrong kind for a range and a mismatch for a value.
+    min = 55;
+    EXPECT_EQ(ORNCParamGetIntegerMinValue(param("FloatRange"), &min), ORNC_ERR_PARAM_WRONG_TYPE);
+    EXPECT_EQ(min, 0);
+    int value = 55;
+    EXPECT_EQ(ORNCParamGetIntegerValue(param("FloatRange"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(value, 55);
+    float fmin = 1.0f;
+    EXPECT_EQ(ORNCParamGetFloatMinValue(param("IntStep10"), &fmin), ORNC_ERR_PARAM_WRONG_TYPE);
+    EXPECT_EQ(fmin, 0.0f);
+}
+
+TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
+    // -1, 2^40 and 2^32 as big-endian 64-bit values, through the register
+    // that spans the three nodes.
+    unsigned char raw[24] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0, 0, 0, 0, 0,
+                             0,    0,    0,    0x01, 0,    0,    0,    0};
+    ornc_param_t* span = param("RawSpan");
+    EXPECT_EQ(ORNCParamGetType(span), ORN_PARAM_REGISTER);
+    ASSERT_EQ(ORNCParamSetRegisterValue(span, reinterpret_cast<const char*>(raw), sizeof raw), ORNC_OK);
+    char back[24] = {};
+    ASSERT_EQ(ORNCParamGetRegisterValue(span, back, sizeof back), ORNC_OK);
+    EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
+
+    int value = 77;
+    unsigned int uvalue = 77;
+    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntMinusOneToU32"), &value), ORNC_OK);
+    EXPECT_EQ(value, -1);
+    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntMinusOneToU32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(uvalue, 77u);
+    value = 77;
+    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntTo2Pow32"), &value), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(value, 77);
+    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntTo2Pow32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(uvalue, 77u);
+    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntFull64"), &value), ORNC_ERR_OUT_OF_RANGE);
+
+    // Text forms: no view at all is -1 for reads and -209 for writes; a
+    // view whose value does not fit is the typed read's -6.
+    EXPECT_EQ(value_text(param("IntTo2Pow32")), "<status -1>");
+    EXPECT_EQ(value_text(param("IntFull64")), "<status -6>");
+    EXPECT_EQ(ORNCParamSetValue(param("IntTo2Pow32"), "5"), ORNC_ERR_PARAM_INVALID_VALUE);
+    EXPECT_EQ(ORNCParamSetValue(param("IntMinusOneToU32"), "5"), ORNC_ERR_PARAM_INVALID_VALUE);
+    ASSERT_EQ(ORNCParamSetValue(param("IntFull64"), "-123456"), ORNC_OK);
+    EXPECT_EQ(value_text(param("IntFull64")), "-123456");
+}
+
+TEST_F(ParamRules, UnsignedNodesTakeTheUnsignedPath) {
+    ornc_param_t* u32 = param("IntUnsigned32");
+    ASSERT_EQ(ORNCParamSetValue(u32, "4000000000"), ORNC_OK);
+    unsigned int value = 0;
+    ASSERT_EQ(ORNCParamGetUIntegerValue(u32, &value), ORNC_OK);
+    EXPECT_EQ(value, 4000000000u);
+    EXPECT_EQ(value_text(u32), "4000000000");
+    int signed_value = 9;
+    EXPECT_EQ(ORNCParamGetIntegerValue(u32, &signed_value), ORNC_ERR_OUT_OF_RANGE);
+    ASSERT_EQ(ORNCParamSetUIntegerValue(u32, 4294967295u), ORNC_OK);
+    EXPECT_EQ(value_text(u32), "4294967295");
+    ASSERT_EQ(ORNCParamSetIntegerValue(u32, -5), ORNC_OK);  // clamped to the minimum
+    EXPECT_EQ(value_text(u32), "0");
+}
+
+TEST_F(ParamRules, FloatWritesAreClampedAndPrintedWithSixDecimals) {
+    ornc_param_t* f = param("FloatRange");
+    EXPECT_EQ(ORNCParamGetType(f), ORN_PARAM_FLOAT);
+    float min = -1.0f;
+    float max = -1.0f;
+    ASSERT_EQ(ORNCParamGetFloatMinMaxValues(f, &min, &max), ORNC_OK);
+    EXPECT_EQ(min, 0.0f);
+    EXPECT_EQ(max, 100.0f);
+
+    float value = 0.0f;
+    ASSERT_EQ(ORNCParamSetFloatValue(f, 1e9f), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
+    EXPECT_EQ(value, 100.0f);
+    ASSERT_EQ(ORNCParamSetFloatValue(f, -3.0f), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
+    EXPECT_EQ(value, 0.0f);
+
+    ASSERT_EQ(ORNCParamSetValue(f, "2.5"), ORNC_OK);
+    EXPECT_EQ(value_text(f), "2.500000");
+    char text[16];
+    std::strcpy(text, "junk");
+    EXPECT_EQ(ORNCParamGetValue(f, text, 8), ORNC_ERR_STRING_TOO_LONG);
+    EXPECT_STREQ(text, "");
+    ASSERT_EQ(ORNCParamGetValue(f, text, 9), ORNC_OK);
+    EXPECT_STREQ(text, "2.500000");
+    EXPECT_EQ(ORNCParamSetValue(f, "much"), ORNC_ERR_PARAM_INVALID_VALUE);
+
+    // A NaN fails both comparisons and reaches the device unclamped.
+    ASSERT_EQ(ORNCParamSetFloatValue(f, std::numeric_limits<float>::quiet_NaN()), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
+    EXPECT_TRUE(std::isnan(value));
+}
+
+TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
+    ornc_param_t* ro = param("IntReadOnly");
+    EXPECT_EQ(ORNCParamIsReadable(ro), 1);
+    EXPECT_EQ(ORNCParamIsWritable(ro), 0);
+    const uint64_t commands_before = sensor_->sensor().counters().gvcp_commands;
+    EXPECT_EQ(ORNCParamSetIntegerValue(ro, 5), ORNC_ERR_PARAM_NOT_WRITEABLE);
+    EXPECT_EQ(ORNCParamSetValue(ro, "5"), ORNC_ERR_PARAM_NOT_WRITEABLE);
+    EXPECT_EQ(ORNCParamSetFloatValue(ro, 1.0f), ORNC_ERR_PARAM_NOT_WRITEABLE);
+    EXPECT_EQ(sensor_->sensor().counters().gvcp_commands, commands_before);
+    EXPECT_EQ(value_text(ro), "0");
+
+    ornc_param_t* wo = param("IntWriteOnly");
+    EXPECT_EQ(ORNCParamIsReadable(wo), 0);
+    EXPECT_EQ(ORNCParamIsWritable(wo), 1);
+    int value = 3;
+    EXPECT_EQ(ORNCParamGetIntegerValue(wo, &value), ORNC_ERR_PARAM_NOT_READABLE);
+    EXPECT_EQ(value, 3);
+    char text[16];
+    std::strcpy(text, "junk");
+    EXPECT_EQ(ORNCParamGetValue(wo, text, sizeof text), ORNC_ERR_PARAM_NOT_READABLE);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(ORNCParamSetIntegerValue(wo, 500), ORNC_OK);
+    EXPECT_EQ(ORNCParamSetValue(wo, "600"), ORNC_OK);
+    // The built-in read-only features refuse writes the same way.
+    EXPECT_EQ(ORNCParamSetIntegerValue(param("SensorWidth"), 10), ORNC_ERR_PARAM_NOT_WRITEABLE);
+    EXPECT_EQ(ORNCParamSetStringValue(param("DeviceModelName"), "x"), ORNC_ERR_PARAM_NOT_WRITEABLE);
+}
+
+TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
+    ornc_param_t* s = param("TextValue");
+    EXPECT_EQ(ORNCParamGetType(s), ORN_PARAM_STRING);
+    ASSERT_EQ(ORNCParamSetStringValue(s, "Sensor"), ORNC_OK);
+    char text[32];
+    ASSERT_EQ(ORNCParamGetStringValue(s, text, 4), ORNC_OK);
+    EXPECT_STREQ(text, "Sen");
+    ASSERT_EQ(ORNCParamGetStringValue(s, text, sizeof text), ORNC_OK);
+    EXPECT_STREQ(text, "Sensor");
+    EXPECT_EQ(ORNCParamGetStringSize(s), 7);
+    int maxsize = 0;
+    ASSERT_EQ(ORNCParamGetStringMaxSize(s, &maxsize), ORNC_OK);
+    EXPECT_EQ(maxsize, 16);
+    // The text form of a string is cut the same way, and still succeeds.
+    ASSERT_EQ(ORNCParamGetValue(s, text, 4), ORNC_OK);
+    EXPECT_STREQ(text, "Sen");
+    ASSERT_EQ(ORNCParamSetValue(s, "abc"), ORNC_OK);
+    EXPECT_EQ(value_text(s), "abc");
+    EXPECT_EQ(ORNCParamGetStringSize(param("IntStep10")), 0);
+    EXPECT_EQ(ORNCParamGetStringMaxSize(param("IntStep10"), &maxsize), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetStringValue(param("IntStep10"), text, sizeof text), ORNC_ERR_PARAM_TYPE_MISMATCH);
+
+    ornc_param_t* reg = param("RawBlock");
+    const char raw[8] = {'\x01', '\x00', '\x7f', '\x80', '\xff', 'A', 'B', '\x00'};
+    ASSERT_EQ(ORNCParamSetRegisterValue(reg, raw, sizeof raw), ORNC_OK);
+    char back[8] = {};
+    ASSERT_EQ(ORNCParamGetRegisterValue(reg, back, sizeof back), ORNC_OK);
+    EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
+    // Neither text form exists for registers.
+    std::strcpy(text, "junk");
+    EXPECT_EQ(ORNCParamGetValue(reg, text, sizeof text), ORNC_ERROR);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(ORNCParamSetValue(reg, "1"), ORNC_ERR_INTERNAL);
+    EXPECT_EQ(ORNCParamGetRegisterValue(param("IntStep10"), back, sizeof back), ORNC_ERR_PARAM_TYPE_MISMATCH);
+}
+
+TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
+    ornc_param_t* b = param("FlagValue");
+    EXPECT_EQ(ORNCParamGetType(b), ORN_PARAM_BOOLEAN);
+    const struct {
+        const char* text;
+        ornc_status_t status;
+        const char* after;
+    } cases[] = {{"1", ORNC_OK, "true"},     {"0", ORNC_OK, "false"},    {"10", ORNC_OK, "true"},
+                 {"false", ORNC_OK, "false"}, {"1x", ORNC_OK, "true"},     {"00", ORNC_OK, "false"},
+                 {"true", ORNC_OK, "true"},   {"True", ORNC_ERR_PARAM_INVALID_VALUE, "true"},
+                 {"yes", ORNC_ERR_PARAM_INVALID_VALUE, "true"}};
+    for (const auto& c : cases) {
+        EXPECT_EQ(ORNCParamSetValue(b, c.text), c.status) << c.text;
+        EXPECT_EQ(value_text(b), c.after) << c.text;
+    }
+    ASSERT_EQ(ORNCParamSetBooleanValue(b, 0), ORNC_OK);
+    int value = 9;
+    ASSERT_EQ(ORNCParamGetBooleanValue(b, &value), ORNC_OK);
+    EXPECT_EQ(value, 0);
+    EXPECT_EQ(ORNCParamSetBooleanValue(param("IntStep10"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetBooleanValue(param("ModeChoice"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+}
+
+TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
+    ornc_param_t* e = param("ModeChoice");
+    EXPECT_EQ(ORNCParamGetType(e), ORN_PARAM_ENUM);
+    int count = 0;
+    ASSERT_EQ(ORNCParamGetEnumEntryCount(e, &count), ORNC_OK);
+    EXPECT_EQ(count, 3);
+    int value = 0;
+    ASSERT_EQ(ORNCParamGetEnumEntryValue(e, 1, &value), ORNC_OK);
+    EXPECT_EQ(value, 2);
+    orn_bool_t available = 0;
+    ASSERT_EQ(ORNCParamGetEnumEntryAvailable(e, 2, &available), ORNC_OK);
+    EXPECT_EQ(available, 1);
+    char name[32];
+    ASSERT_EQ(ORNCParamGetEnumEntryName(e, 1, name, 4), ORNC_OK);
+    EXPECT_STREQ(name, "Con");
+    ASSERT_EQ(ORNCParamGetEnumEntryName(e, 1, name, sizeof name), ORNC_OK);
+    EXPECT_STREQ(name, "Continuous");
+    ASSERT_EQ(ORNCParamGetEnumEntryDisplayName(e, 2, name, sizeof name), ORNC_OK);
+    EXPECT_STREQ(name, "Gamma Mode");
+    EXPECT_EQ(ORNCParamGetEnumEntryValue(e, 3, &value), ORNC_ERROR);
+    EXPECT_EQ(ORNCParamGetEnumEntryName(e, -1, name, sizeof name), ORNC_ERROR);
+
+    ASSERT_EQ(ORNCParamSetValue(e, "3"), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetEnumValue(e, &value), ORNC_OK);
+    EXPECT_EQ(value, 3);
+    EXPECT_EQ(ORNCParamSetValue(e, "Continuous"), ORNC_ERR_PARAM_INVALID_VALUE);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Continuous"), ORNC_OK);
+    EXPECT_EQ(value_text(e), "2");
+    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "Nope"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);
+    ASSERT_EQ(ORNCParamSetEnumValue(e, 1), ORNC_OK);
+    EXPECT_EQ(value_text(e), "1");
+    // A number no entry has is the node's to refuse.
+    EXPECT_EQ(ORNCParamSetEnumValue(e, 42), ORNC_ERR_PARAM_WRITE_FAILED);
+    EXPECT_EQ(value_text(e), "1");
+
+    EXPECT_EQ(ORNCParamSetEnumValue(param("IntStep10"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetEnumEntryCount(param("IntStep10"), &count), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetEnumValue(param("IntStep10"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+}
+
+TEST_F(ParamRules, CommandsAreSentWhateverTheDeviceAnswers) {
+    ornc_param_t* c = param("PulseCommand");
+    EXPECT_EQ(ORNCParamGetType(c), ORN_PARAM_COMMAND);
+    EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
+    EXPECT_EQ(ORNCParamSendCommand(param("IntStep10")), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamSendCommand(nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    // Commands are never readable, so their text form stops at the access
+    // check; writing one as text is not supported.
+    char text[8];
+    std::strcpy(text, "junk");
+    EXPECT_EQ(ORNCParamIsReadable(c), 0);
+    EXPECT_EQ(ORNCParamGetValue(c, text, sizeof text), ORNC_ERR_PARAM_NOT_READABLE);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(ORNCParamSetValue(c, "1"), ORNC_ERR_INTERNAL);
+
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "PulseCommand";
+    sensor_->sensor().set_faults(faults);
+    EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
+    sensor_->sensor().set_faults(ornsim::FaultSwitches{});
+}
+
+TEST_F(ParamRules, RefusedWritesAreReportedAndLogged) {
+    ornc_param_t* p = param("IntStep10");
+    ASSERT_EQ(ORNCParamSetIntegerValue(p, 30), ORNC_OK);
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "IntStep10";
+    sensor_->sensor().set_faults(faults);
+    {
+        orntest::LogCapture log;
+        EXPECT_EQ(ORNCParamSetIntegerValue(p, 70), ORNC_ERR_PARAM_WRITE_FAILED);
+        EXPECT_EQ(ORNCParamSetValue(p, "80"), ORNC_ERR_PARAM_WRITE_FAILED);
+        EXPECT_EQ(log.count_containing("ORNC: Parameter IntStep10 write failed code "), 2);
+    }
+    sensor_->sensor().set_faults(ornsim::FaultSwitches{});
+    EXPECT_EQ(read_int("IntStep10"), 30);
+    EXPECT_EQ(ORNCParamSetIntegerValue(p, 70), ORNC_OK);
+    EXPECT_EQ(read_int("IntStep10"), 70);
+}
+
+TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
+    ornc_param_t* selector = param("IndexSelector");
+    ornc_param_t* selected = param("IndexedValue");
+    EXPECT_EQ(ORNCParamIsSelector(selector), 1);
+    EXPECT_EQ(ORNCParamIsSelector(selected), 0);
+    EXPECT_EQ(ORNCParamIsSelected(selected), 1);
+    EXPECT_EQ(ORNCParamIsSelected(selector), 0);
+    EXPECT_EQ(ORNCParamGetSelectingRange(selector), 8);
+    EXPECT_EQ(ORNCParamGetSelectingRange(selected), 0);
+    EXPECT_EQ(ORNCParamGetSelectingRange(param("ComponentSelector")), 3);
+    EXPECT_EQ(ORNCParamGetSelectedCount(selector), 1);
+    EXPECT_EQ(ORNCParamGetSelectedIndex(selector, 0), selected);
+    EXPECT_EQ(ORNCParamGetSelectedIndex(selector, 1), nullptr);
+    EXPECT_EQ(ORNCParamGetSelectedIndex(selector, -1), nullptr);
+    EXPECT_EQ(ORNCParamGetSelectingCount(selected), 1);
+    EXPECT_EQ(ORNCParamGetSelectingIndex(selected, 0), selector);
+
+    // Each selector value addresses its own register.
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 3), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 333), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 4), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 444), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 3), ORNC_OK);
+    EXPECT_EQ(value_text(selected), "333");
+
+    // The stream channel selector of the built-in file selects 8 features.
+    ornc_param_t* channel = param("GevStreamChannelSelector");
+    ASSERT_EQ(ORNCParamGetSelectedCount(channel), 8);
+    ornc_param_t* arr[10];
+    for (ornc_param_t*& p : arr) p = selector;
+    EXPECT_EQ(ORNCParamGetSelectedArray(channel, arr, 3), -1);
+    EXPECT_EQ(arr[0], nullptr);
+    EXPECT_EQ(arr[2], nullptr);
+    EXPECT_EQ(arr[3], selector);
+    EXPECT_EQ(ORNCParamGetSelectedArray(channel, arr, 10), 8);
+    EXPECT_EQ(camtest::param_name(arr[0]), "GevSCPHostPort");
+    EXPECT_EQ(camtest::param_name(arr[7]), "GevSCCFGMultiPartEnabled");
+    EXPECT_EQ(arr[8], selector);
+    EXPECT_EQ(ORNCParamGetSelectedArray(channel, nullptr, 0), -1);
+    EXPECT_EQ(ORNCParamGetSelectedArray(selected, nullptr, 0), 0);
+    EXPECT_EQ(ORNCParamGetSelectedArray(channel, arr, 0), -2);
+    EXPECT_EQ(ORNCParamGetSelectedArray(channel, nullptr, 4), -2);
+    EXPECT_EQ(ORNCParamGetSelectingArray(selected, arr, -1), -2);
+    EXPECT_EQ(ORNCParamGetSelectingArray(selected, arr, 1), 1);
+    EXPECT_EQ(arr[0], selector);
+}
+
+TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
+    ornc_param_t* width = param("Width");
+    EXPECT_EQ(ORNCParamGetName(width, nullptr, 0), 6);
+    char text[128];
+    std::strcpy(text, "junk");
+    EXPECT_EQ(ORNCParamGetName(width, text, 5), 0);
+    EXPECT_STREQ(text, "");
+    EXPECT_EQ(ORNCParamGetName(width, text, 6), 6);
+    EXPECT_STREQ(text, "Width");
+    ASSERT_GT(ORNCParamGetTooltip(width, text, sizeof text), 0);
+    EXPECT_STREQ(text, "Width of the images sent, in pixels.");
+    ASSERT_GT(ORNCParamGetDisplayName(param("IntStep10"), text, sizeof text), 0);
+    EXPECT_STREQ(text, "IntStep10 Display");
+    // Without a display name the name stands in.
+    ASSERT_GT(ORNCParamGetDisplayName(param("FloatRange"), text, sizeof text), 0);
+    EXPECT_STREQ(text, "FloatRange");
+    ASSERT_GT(ORNCParamGetCategoryName(param("IntStep10"), text, sizeof text), 0);
+    EXPECT_STREQ(text, "Root\\RangeTests");
+
+    EXPECT_EQ(ORNCParamGetVisibility(width), ORN_VIS_BEGINNER);
+    EXPECT_EQ(ORNCParamGetVisibility(param("SensorWidth")), ORN_VIS_EXPERT);
+    EXPECT_EQ(ORNCParamGetVisibility(param("GevVersionMajor")), ORN_VIS_GURU);
+    EXPECT_EQ(ORNCParamGetVisibility(param("WidthReg")), ORN_VIS_INVISIBLE);
+    for (const char* name : {"Width", "GevVersionMajor", "WidthReg"}) {
+        EXPECT_EQ(ORNCParamIsVisible(param(name), ORN_VIS_BEGINNER), ORNCParamIsVisible(param(name), ORN_VIS_GURU))
+            << name;
+    }
+    EXPECT_EQ(ORNCParamIsAvailable(width), 1);
+    EXPECT_EQ(ORNCParamIsCached(param("IntStep10")), 0);
+
+    // Category membership accepts the path with and without the root.
+    ornc_parameters_t* params = ORNCGetDeviceParams(handle_->get());
+    ornc_category_t* tests = ORNCParamsGetCategoryByName(params, "RangeTests");
+    ASSERT_NE(tests, nullptr);
+    EXPECT_EQ(camtest::category_name(tests), "RangeTests");
+    ASSERT_GT(ORNCCategoryGetDisplayName(tests, text, sizeof text), 0);
+    EXPECT_STREQ(text, "Range Tests");
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 0), param("IntStep10"));
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 16), param("IndexedValue"));
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 17), nullptr);
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, -1), nullptr);
+    EXPECT_EQ(ORNCParamsGetCategoryByName(params, "NoSuchCategory"), nullptr);
+    EXPECT_EQ(ORNCParamsGetParamByName(params, "NoSuchFeature"), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,197 @@
+// Finding, filtering and selecting virtual sensors on loopback through the
+// public API. Three sensors: one with a built-in model, one whose model
+// only "genicam_devices.ini" admits, and a second listing of the first
+// (same serial number and model, other address).
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "ORNC.h"
+#include "discovery_test_support.h"
+#include "sensor_fleet.h"
+
+namespace {
+
+using orntest::device_ip;
+using orntest::device_serial;
+using orntest::text_of;
+
+// This suite's own loopback block; ctest serialises its cases on it.
+constexpr const char* kHosts = "127.0.44.1-127.0.44.8";
+constexpr const char* kBuiltInAddress = "127.0.44.1";
+constexpr const char* kFileOnlyAddress = "127.0.44.2";
+constexpr const char* kTwinAddress = "127.0.44.3";
+constexpr const char* kBuiltInModel = "lumenGAUGE Virtual 3D";
+constexpr const char* kFileOnlyModel = "Model X 100";
+
+class SensorDiscovery : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string error;
+        ASSERT_TRUE(fleet_.add(orntest::sensor_config(kBuiltInAddress, "VSA0001", kBuiltInModel, "02:00:00:00:44:01"),
+                               &error))
+            << error;
+        ASSERT_TRUE(fleet_.add(orntest::sensor_config(kFileOnlyAddress, "VSB0002", kFileOnlyModel, "02:00:00:00:44:02"),
+                               &error))
+            << error;
+        ASSERT_TRUE(fleet_.add(orntest::sensor_config(kTwinAddress, "VSA0001", kBuiltInModel, "02:00:00:00:44:03"),
+                               &error))
+            << error;
+    }
+
+    orntest::ScopedEnv interfaces_{"ORNC_INTERFACES", "lo"};
+    orntest::ScopedEnv hosts_{"ORNC_LOOPBACK_HOSTS", kHosts};
+    orntest::TempWorkDir workdir_;
+    orntest::SensorFleet fleet_;
+};
+
+TEST_F(SensorDiscovery, SecondListingOfADeviceIsHiddenWithItsLogLine) {
+    orntest::LogCapture log;
+    orntest::SystemScope scope;
+    EXPECT_EQ(1, ORNCSysGetDeviceCount(&scope.sys));
+    EXPECT_EQ(1, log.count_containing("ORNC: Removed double defined device lumenGAUGE Virtual 3D VSA0001"));
+    const ornc_device_t* kept = ORNCSysGetDevice(&scope.sys, 0);
+    ASSERT_NE(nullptr, kept);
+    // Whichever twin answered first is the one listed.
+    const std::string ip = device_ip(kept);
+    EXPECT_TRUE(ip == kBuiltInAddress || ip == kTwinAddress) << ip;
+    EXPECT_EQ(nullptr, ORNCSysGetDevice(&scope.sys, 1));
+}
+
+TEST_F(SensorDiscovery, ModelFileRules) {
+    orntest::SystemScope scope;
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+    struct Case {
+        std::string content;
+        int expected;
+    };
+    const Case cases[] = {
+        {"Model X\r\n", 2},                        // CR LF is trimmed, the line is a substring
+        {"Model X", 2},                            // last line without an end
+        {" Model X\n", 1},                         // a leading blank is part of the substring
+        {"# Model X\n\n#\r\n", 1},                 // comments and empty lines admit nothing
+        {"\nModel Y\nX 10\n", 2},                  // any line that is a substring
+        {"model x\n", 1},                          // case-sensitive
+        {std::string(1100, 'a') + "\nModel X\n", 2},  // a long line does not swallow the next
+    };
+    for (const Case& c : cases) {
+        workdir_.write_model_file(c.content);
+        EXPECT_EQ(c.expected, ORNCSysGetDeviceCount(&scope.sys)) << "file: " << c.content;
+    }
+    workdir_.remove_model_file();
+    EXPECT_EQ(1, ORNCSysGetDeviceCount(&scope.sys));
+}
+
+TEST_F(SensorDiscovery, NthSelectionCountsOnlySupportedDevices) {
+    workdir_.write_model_file("Model X\n");
+    orntest::SystemScope scope;
+    ASSERT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
+    const ornc_device_t* first = ORNCSysGetDevice(&scope.sys, 0);
+    const ornc_device_t* second = ORNCSysGetDevice(&scope.sys, 1);
+    ASSERT_NE(nullptr, first);
+    ASSERT_NE(nullptr, second);
+    EXPECT_NE(first, second);
+    EXPECT_EQ(nullptr, ORNCSysGetDevice(&scope.sys, 2));
+    EXPECT_EQ(nullptr, ORNCSysGetDevice(&scope.sys, -1));
+
+    ASSERT_EQ(1, ORNCSysGetInterfaceCount(&scope.sys));
+    const ornc_interface_t* lo = ORNCSysGetInterface(&scope.sys, 0);
+    ASSERT_NE(nullptr, lo);
+    EXPECT_EQ(nullptr, ORNCSysGetInterface(&scope.sys, 1));
+    EXPECT_EQ(nullptr, ORNCSysGetInterface(&scope.sys, -1));
+    EXPECT_EQ(2, ORNCInterfaceGetDeviceCount(&scope.sys, lo));
+    EXPECT_EQ(first, ORNCInterfaceGetDevice(&scope.sys, lo, -1));
+    EXPECT_EQ(first, ORNCInterfaceGetDevice(&scope.sys, lo, 0));
+    EXPECT_EQ(second, ORNCInterfaceGetDevice(&scope.sys, lo, 1));
+    EXPECT_EQ(nullptr, ORNCInterfaceGetDevice(&scope.sys, lo, 2));
+}
+
+TEST_F(SensorDiscovery, SelectionBySerialNumberIPAndPattern) {
+    workdir_.write_model_file("Model X\n");
+    orntest::LogCapture log;
+    orntest::SystemScope scope;
+
+    const ornc_device_t* file_only = ORNCSysGetDeviceBySerialNumber(&scope.sys, "VSB0002");
+    ASSERT_NE(nullptr, file_only);
+    EXPECT_EQ(kFileOnlyAddress, device_ip(file_only));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "VSB000"));  // exact match only
+    EXPECT_GE(log.count_containing("ORNC: Device not found"), 1);
+
+    EXPECT_EQ(file_only, ORNCSysGetDeviceByIP(&scope.sys, kFileOnlyAddress));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, "127.000.044.002"));  // compared as text
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, "127.0.44.7"));
+
+    EXPECT_EQ(ORNCSysGetDevice(&scope.sys, 0), ORNCSysGetDeviceByPattern(&scope.sys, ""));
+    EXPECT_EQ(ORNCSysGetDevice(&scope.sys, 0), ORNCSysGetDeviceByPattern(&scope.sys, nullptr));
+    EXPECT_EQ(file_only, ORNCSysGetDeviceByPattern(&scope.sys, "Model X"));
+    EXPECT_EQ(file_only, ORNCSysGetDeviceByPattern(&scope.sys, "VSB0002"));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByPattern(&scope.sys, "model x"));
+}
+
+TEST_F(SensorDiscovery, MalformedIPTextIsRefusedWithoutASearch) {
+    orntest::LogCapture log;
+    orntest::SystemScope scope;
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+    log.clear();
+    for (const char* text : {"192.168.0.256", "1.2.3", "-1.2.3.4", "a.b.c.d"}) {
+        EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, text)) << text;
+    }
+    EXPECT_EQ(4, log.count_containing("ORNC: Getting device by ip"));
+    EXPECT_EQ(0, log.count_containing("ORNC: Find iterate"));
+    log.clear();
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, ""));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, nullptr));
+    EXPECT_TRUE(log.lines().empty());
+}
+
+TEST_F(SensorDiscovery, SearchLogsEveryStep) {
+    workdir_.write_model_file("Model X\n");
+    orntest::LogCapture log;
+    orntest::SystemScope scope;
+    ASSERT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "VSB0002"));
+    EXPECT_EQ(1, log.count_containing("ORNC: Getting device by serial number"));
+    EXPECT_EQ(1, log.count_containing("ORNC: Finding devices"));
+    EXPECT_EQ(1, log.count_containing("ORNC: Devices retrieved"));
+    EXPECT_EQ(1, log.count_containing("ORNC: Find iterate device interface 1/1"));
+    EXPECT_GE(log.count_containing("ORNC: Find iterate device 1/3"), 1);
+    EXPECT_EQ(1, log.count_containing("ORNC: Found device ORNC Virtual Sensors Model X 100 (VSB0002)"));
+    log.clear();
+    int count = -1;
+    count = ORNCSysGetDeviceCount(&scope.sys);
+    EXPECT_EQ(2, count);
+    EXPECT_EQ(1, log.count_containing("ORNC: 2 matching devices found"));
+}
+
+TEST_F(SensorDiscovery, SharedSystemServesCallsWithoutAHandle) {
+    workdir_.write_model_file("Model X\n");
+    ornc_t ornc;
+    ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
+    const ornc_device_t* file_only = ORNCSysGetDeviceBySerialNumber(nullptr, "VSB0002");
+    ASSERT_NE(nullptr, file_only);
+    // A later call renews the shared system; the earlier handle stays usable.
+    const ornc_device_t* by_ip = ORNCSysGetDeviceByIP(nullptr, kFileOnlyAddress);
+    ASSERT_NE(nullptr, by_ip);
+    EXPECT_EQ(kFileOnlyAddress, device_ip(file_only));
+    EXPECT_EQ(2, ORNCSysGetDeviceCount(nullptr));
+    ORNCDestroy(&ornc);
+    EXPECT_EQ(nullptr, ornc.priv);
+}
+
+TEST_F(SensorDiscovery, RepeatedInitDiscoverDestroy) {
+    // Run under -DORNC_SANITIZE=address, LeakSanitizer checks that every
+    // round gives back what it took.
+    for (int round = 0; round < 25; ++round) {
+        ornc_t ornc;
+        ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
+        ornc_system_t sys;
+        ASSERT_EQ(ORNC_OK, ORNCSysInit(&sys));
+        ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&sys));
+        ASSERT_EQ(1, ORNCSysGetDeviceCount(&sys));
+        ASSERT_NE(nullptr, ORNCSysGetDeviceByPattern(nullptr, "VSA0001"));
+        ORNCSysDestroy(&sys);
+        ORNCDestroy(&ornc);
+    }
+}
+
+}  // namespace
