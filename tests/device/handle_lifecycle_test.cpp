@@ -1,0 +1,93 @@
+// The library handle, the version texts and the system handle's guards,
+// through the exported functions. No device is needed.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "ORNC.h"
+#include "camera/ornc_priv.h"
+#include "discovery_test_support.h"
+
+namespace {
+
+TEST(HandleLifecycle, InitGivesAZeroedStateWithLinuxDefaults) {
+    ornc_t ornc;
+    ornc.priv = reinterpret_cast<ornc_priv_t*>(&ornc);  // garbage that InitEmpty must clear
+    ORNCInitEmpty(&ornc);
+    EXPECT_EQ(nullptr, ornc.priv);
+    ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
+    ASSERT_NE(nullptr, ornc.priv);
+    // No configuration store on Linux: no dump, no name, logging stays off.
+    EXPECT_EQ(0, ornc.priv->dump_xml);
+    EXPECT_STREQ("", ornc.priv->dump_xml_file);
+    EXPECT_EQ(nullptr, ornc.priv->lDevice);
+    EXPECT_EQ(nullptr, ornc.priv->lSystem);
+    EXPECT_EQ(0, ornc.priv->comp_count);
+    EXPECT_EQ(0u, ornc.priv->acquistate.mode);
+    EXPECT_EQ(0, ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
+    ORNCDestroy(&ornc);
+    EXPECT_EQ(nullptr, ornc.priv);
+    ORNCDestroy(&ornc);  // a second time does nothing
+    ORNCDestroy(nullptr);
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCInit(nullptr));
+}
+
+TEST(HandleLifecycle, InitAndDestroyLogAndDestroyStopsLogging) {
+    orntest::LogCapture log;
+    ornc_t ornc;
+    ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
+    EXPECT_EQ(1, log.count_containing("ORNCInit success"));
+    ORNCDestroy(&ornc);
+    EXPECT_EQ(1, log.count_containing("ORNC: Destroyed"));
+    EXPECT_EQ(0, ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
+}
+
+TEST(HandleLifecycle, VersionTexts) {
+    EXPECT_EQ(11, ORNCGetVersion(nullptr, 0));
+    EXPECT_EQ(20, ORNCGetVersionDetail(nullptr, 0));
+    char text[32];
+    EXPECT_EQ(11, ORNCGetVersion(text, sizeof text));
+    EXPECT_STREQ("1.6.2.5563", text);
+    EXPECT_EQ(20, ORNCGetVersionDetail(text, sizeof text));
+    EXPECT_STREQ("ORNC SDK 1.6.2.5563", text);
+    std::strcpy(text, "junk");
+    EXPECT_EQ(0, ORNCGetVersion(text, 10));
+    EXPECT_STREQ("", text);
+    std::strcpy(text, "junk");
+    EXPECT_EQ(0, ORNCGetVersionDetail(text, 19));
+    EXPECT_STREQ("", text);
+    EXPECT_EQ(11, ORNCGetVersion(text, 11));
+}
+
+TEST(SystemHandle, UninitialisedHandlesAreRefused) {
+    ornc_system_t sys{nullptr};
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysFindDevices(&sys));
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysFindDevices(nullptr));
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysGetInterfaceCount(&sys));
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysGetInterfaceCount(nullptr));
+    EXPECT_EQ(nullptr, ORNCSysGetInterface(&sys, 0));
+    EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysGetDeviceCount(&sys));
+    EXPECT_EQ(nullptr, ORNCSysGetDevice(&sys, 0));
+    EXPECT_EQ(nullptr, ORNCSysGetDevice(nullptr, -1));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByPattern(&sys, "x"));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&sys, "x"));
+    EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&sys, "127.0.0.1"));
+    EXPECT_EQ(ORNC_ERROR, ORNCSysInit(nullptr));
+    ORNCSysDestroy(nullptr);
+    ORNCSysDestroy(&sys);
+    EXPECT_EQ(nullptr, sys.priv);
+}
+
+TEST(SystemHandle, InitDoesNotDiscoverAndDestroyReleases) {
+    orntest::LogCapture log;
+    ornc_system_t sys{nullptr};
+    ASSERT_EQ(ORNC_OK, ORNCSysInit(&sys));
+    ASSERT_NE(nullptr, sys.priv);
+    EXPECT_EQ(1, log.count_containing("ORNC: Initializing system"));
+    EXPECT_EQ(0, log.count_containing("ORNC: Finding devices"));
+    ORNCSysDestroy(&sys);
+    EXPECT_EQ(nullptr, sys.priv);
+    EXPECT_EQ(1, log.count_containing("ORNC: Destroying system"));
+}
+
+}  // namespace

@@ -1,0 +1,21 @@
+# White-box tests of the platform layer (src/platform) against the virtual
+# sensor in-process and Aravis's fake camera, over real UDP on loopback.
+# Included by tests/device/CMakeLists.txt; every target is prefixed
+# platform_.
+if(NOT TARGET ornc_sim)
+  return()
+endif()
+
+set(ORNC_FAKE_GV_CAMERA ${PROJECT_SOURCE_DIR}/.deps/aravis-tools/usr/bin/arv-fake-gv-camera-0.8 CACHE FILEPATH
+    "arv-fake-gv-camera-0.8, extracted from the Debian aravis-tools package")
+
+function(ornc_platform_test name)
+  add_executable(${name} ${ARGN})
+  target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_LIST_DIR})
+  target_link_libraries(${name} PRIVATE ornc_internal ornc_sim ornc_warnings GTest::gtest GTest::gtest_main
+                        Threads::Threads PkgConfig::ARAVIS)
+  target_compile_definitions(${name} PRIVATE ORNC_FAKE_GV_CAMERA="${ORNC_FAKE_GV_CAMERA}")
+  gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 30 PROPERTIES TIMEOUT 180)
+endfunction()
+
+ornc_platform_test(platform_node_map_test ${CMAKE_CURRENT_LIST_DIR}/platform_node_map_test.cpp)
