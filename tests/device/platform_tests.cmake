@@ -6,7 +6,7 @@ if(NOT TARGET ornc_sim)
   return()
 endif()
 
-set(ORNC_FAKE_GV_CAMERA ${PROJECT_SOURCE_DIR}/.deps/aravis-tools/usr/bin/arv-fake-gv-camera-0.8 CACHE FILEPATH
+set(ORNC_FAKE_GV_CAMERA ${CMAKE_CURRENT_LIST_DIR}/../../.deps/aravis-tools/usr/bin/arv-fake-gv-camera-0.8 CACHE FILEPATH
     "arv-fake-gv-camera-0.8, extracted from the Debian aravis-tools package")
 
 function(ornc_platform_test name)

@@ -1,0 +1,373 @@
+// Connecting to the virtual sensor by every key and by device, walking
+// and using its three node maps, the description dump, the persistent IP
+// settings, and a sensor that stops answering.
+#include <chrono>
+#include <cstring>
+#include <functional>
+#include <set>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "ORNC.h"
+#include "camera_test_support.h"
+
+namespace {
+
+using camtest::value_text;
+
+class Connect : public ::testing::Test {
+protected:
+    void start(int host, const std::string& serial) {
+        config_ = camtest::sensor_config(host, serial);
+        sensor_ = std::make_unique<camtest::SensorScope>(config_);
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+    }
+    void start_with_xml(int host, const std::string& serial, const std::string& xml) {
+        config_ = camtest::sensor_config(host, serial);
+        config_.genicam_file = workdir_.path() + "/" + serial + ".xml";
+        camtest::write_file(config_.genicam_file, xml);
+        sensor_ = std::make_unique<camtest::SensorScope>(config_);
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+    }
+
+    orntest::TempWorkDir workdir_;
+    ornsim::SensorConfig config_;
+    std::unique_ptr<camtest::SensorScope> sensor_;
+};
+
+TEST_F(Connect, ByEveryKeyAndByDevice) {
+    start(20, "CN000020");
+    orntest::SystemScope system;
+    ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
+    const ornc_device_t* device = ORNCSysGetDeviceBySerialNumber(&system.sys, "CN000020");
+    ASSERT_NE(device, nullptr);
+
+    struct Case {
+        const char* what;
+        std::function<ornc_status_t(const ornc_t*)> connect;
+        std::string log_line;
+    };
+    const std::string address = config_.address;
+    const Case cases[] = {
+        {"serial", [&](const ornc_t* o) { return ORNCConnectBySerialNumber(o, &system.sys, "CN000020"); },
+         "ORNC: Connecting by serial number CN000020"},
+        {"serial, shared system", [&](const ornc_t* o) { return ORNCConnectBySerialNumber(o, nullptr, "CN000020"); },
+         "ORNC: Connecting by serial number CN000020"},
+        {"pattern", [&](const ornc_t* o) { return ORNCConnectByPattern(o, &system.sys, "Virtual 3D"); },
+         "ORNC: Connecting by pattern Virtual 3D"},
+        {"empty pattern", [&](const ornc_t* o) { return ORNCConnectByPattern(o, nullptr, nullptr); },
+         "ORNC: Connecting by pattern (empty)"},
+        {"ip", [&](const ornc_t* o) { return ORNCConnectByIPAddress(o, &system.sys, address.c_str()); },
+         "ORNC: Connecting by ip address " + address},
+        {"device", [&](const ornc_t* o) { return ORNCConnectByDevice(o, device); }, "ORNC: Connecting to device"},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.what);
+        camtest::Handle handle;
+        {
+            orntest::LogCapture log;
+            ASSERT_EQ(c.connect(handle.get()), ORNC_OK);
+            EXPECT_EQ(log.count_containing(c.log_line), 1);
+            EXPECT_EQ(log.count_containing("ORNC: Streaming buffers created"), 1);
+            EXPECT_EQ(log.count_containing("ORNC: Multipart enabled"), 1);
+            EXPECT_EQ(log.count_containing("Number of available components: 4"), 1);
+            EXPECT_EQ(log.count_containing("ORNC: --- DEVICE PARAMS -----------------"), 1);
+            EXPECT_EQ(log.count_containing("ORNC: --- END COMMUNICATION PARAMS -----------------"), 1);
+        }
+        // The connection works: the serial number comes from the device.
+        char serial[32];
+        ASSERT_EQ(ORNCParamGetStringValue(camtest::device_param(handle.get(), "DeviceSerialNumber"), serial,
+                                          sizeof serial),
+                  ORNC_OK);
+        EXPECT_STREQ(serial, "CN000020");
+        EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    }
+}
+
+TEST_F(Connect, FailuresByKeyAndHandle) {
+    start(21, "CN000021");
+    camtest::Handle handle;
+    EXPECT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "NOPE"), ORNC_ERR_DEVICE_NOT_FOUND);
+    EXPECT_EQ(ORNCConnectByIPAddress(handle.get(), nullptr, "127.52.0.254"), ORNC_ERR_DEVICE_NOT_FOUND);
+    EXPECT_EQ(ORNCConnectByPattern(handle.get(), nullptr, "No Such Model"), ORNC_ERR_DEVICE_NOT_FOUND);
+    // A null handle is -1 for the key family but -3 by device.
+    EXPECT_EQ(ORNCConnectBySerialNumber(nullptr, nullptr, "CN000021"), ORNC_ERROR);
+    EXPECT_EQ(ORNCConnectByPattern(nullptr, nullptr, ""), ORNC_ERROR);
+    EXPECT_EQ(ORNCConnectByIPAddress(nullptr, nullptr, config_.address.c_str()), ORNC_ERROR);
+    EXPECT_EQ(ORNCConnectByDevice(nullptr, nullptr), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCConnectByDevice(handle.get(), nullptr), ORNC_ERR_DEVICE_NOT_FOUND);
+    ornc_t uninitialised{nullptr};
+    EXPECT_EQ(ORNCConnectBySerialNumber(&uninitialised, nullptr, "CN000021"), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCDisconnect(&uninitialised), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCDisconnect(nullptr), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetDeviceParams(&uninitialised), nullptr);
+    EXPECT_EQ(ORNCGetDeviceParamsCount(nullptr), 0);
+
+    // Disconnecting a handle that never connected only logs.
+    orntest::LogCapture log;
+    EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    ASSERT_EQ(log.lines().size(), 2u);
+    EXPECT_EQ(log.count_containing("ORNC: Disconnecting"), 1);
+    EXPECT_EQ(log.count_containing("ORNC: Disconnected"), 1);
+}
+
+TEST_F(Connect, AModelThatIsNoLongerSupportedIsRefused) {
+    config_ = camtest::sensor_config(22, "CN000022");
+    config_.model = "Other Cam 7";
+    sensor_ = std::make_unique<camtest::SensorScope>(config_);
+    ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+    workdir_.write_model_file("Other Cam\n");
+    orntest::SystemScope system;
+    ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
+    const ornc_device_t* device = ORNCSysGetDeviceBySerialNumber(&system.sys, "CN000022");
+    ASSERT_NE(device, nullptr);
+    workdir_.remove_model_file();
+    camtest::Handle handle;
+    orntest::LogCapture log;
+    EXPECT_EQ(ORNCConnectByDevice(handle.get(), device), ORNC_ERR_DEVICE_UNSUPPORTED);
+    EXPECT_EQ(log.count_containing("Device Other Cam 7 not supported"), 1);
+    EXPECT_EQ(log.count_containing("ORNC: Connecting to device"), 0);
+}
+
+// Every parameter of the three node maps is read through its typed
+// function and its text form, and every writable one written back with
+// the value it had; every category lists members that name it.
+TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
+    start(23, "CN000023");
+    camtest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000023"), ORNC_OK);
+    const struct {
+        const char* what;
+        ornc_parameters_t* params;
+        int count;
+    } maps[] = {{"device", ORNCGetDeviceParams(handle.get()), ORNCGetDeviceParamsCount(handle.get())},
+                {"stream", ORNCGetStreamParams(handle.get()), ORNCGetStreamParamsCount(handle.get())},
+                {"communication", ORNCGetCommunicationParams(handle.get()),
+                 ORNCGetCommunicationParamsCount(handle.get())}};
+    std::set<orn_param_type_t> kinds_seen;
+    for (const auto& map : maps) {
+        SCOPED_TRACE(map.what);
+        ASSERT_NE(map.params, nullptr);
+        ASSERT_GT(map.count, 0);
+        EXPECT_EQ(ORNCParamsGetParam(map.params, map.count), nullptr);
+        EXPECT_EQ(ORNCParamsGetParam(map.params, -1), nullptr);
+        for (int i = 0; i < map.count; ++i) {
+            ornc_param_t* p = ORNCParamsGetParam(map.params, i);
+            ASSERT_NE(p, nullptr) << i;
+            const std::string name = camtest::param_name(p);
+            SCOPED_TRACE(name);
+            ASSERT_FALSE(name.empty());
+            EXPECT_EQ(ORNCParamsGetParamByName(map.params, name.c_str()), p);
+            const orn_param_type_t kind = ORNCParamGetType(p);
+            kinds_seen.insert(kind);
+            if (!ORNCParamIsReadable(p)) {
+                EXPECT_EQ(value_text(p), "<status -208>");
+                continue;
+            }
+            const std::string text = value_text(p);
+            const bool writable = ORNCParamIsWritable(p) != 0;
+            switch (kind) {
+                case ORN_PARAM_INTEGER: {
+                    int v = 0;
+                    const ornc_status_t s = ORNCParamGetIntegerValue(p, &v);
+                    if (s == ORNC_OK) {
+                        EXPECT_EQ(text, std::to_string(v));
+                        if (writable) {
+                        EXPECT_EQ(ORNCParamSetIntegerValue(p, v), ORNC_OK);
+                    }
+                    } else {
+                        EXPECT_EQ(s, ORNC_ERR_OUT_OF_RANGE);  // a 64-bit value beyond int
+                    }
+                    break;
+                }
+                case ORN_PARAM_UINTEGER: {
+                    unsigned int v = 0;
+                    ASSERT_EQ(ORNCParamGetUIntegerValue(p, &v), ORNC_OK);
+                    EXPECT_EQ(text, std::to_string(v));
+                    if (writable) {
+                        EXPECT_EQ(ORNCParamSetUIntegerValue(p, v), ORNC_OK);
+                    }
+                    break;
+                }
+                case ORN_PARAM_FLOAT: {
+                    float v = 0.0f;
+                    ASSERT_EQ(ORNCParamGetFloatValue(p, &v), ORNC_OK);
+                    EXPECT_FALSE(text.empty());
+                    if (writable) {
+                        EXPECT_EQ(ORNCParamSetFloatValue(p, v), ORNC_OK);
+                    }
+                    break;
+                }
+                case ORN_PARAM_BOOLEAN: {
+                    int v = 0;
+                    ASSERT_EQ(ORNCParamGetBooleanValue(p, &v), ORNC_OK);
+                    EXPECT_EQ(text, v != 0 ? "true" : "false");
+                    if (writable) {
+                        EXPECT_EQ(ORNCParamSetBooleanValue(p, v), ORNC_OK);
+                    }
+                    break;
+                }
+                case ORN_PARAM_ENUM: {
+                    int v = 0;
+                    ASSERT_EQ(ORNCParamGetEnumValue(p, &v), ORNC_OK);
+                    EXPECT_EQ(text, std::to_string(v));
+                    if (writable) {
+                        EXPECT_EQ(ORNCParamSetEnumValue(p, v), ORNC_OK);
+                    }
+                    int count = 0;
+                    ASSERT_EQ(ORNCParamGetEnumEntryCount(p, &count), ORNC_OK);
+                    EXPECT_GT(count, 0);
+                    break;
+                }
+                case ORN_PARAM_STRING: {
+                    char v[512];
+                    ASSERT_EQ(ORNCParamGetStringValue(p, v, sizeof v), ORNC_OK);
+                    EXPECT_EQ(ORNCParamGetStringSize(p), static_cast<int>(std::strlen(v)) + 1);
+                    if (writable) {
+                        EXPECT_EQ(ORNCParamSetStringValue(p, v), ORNC_OK);
+                    }
+                    break;
+                }
+                case ORN_PARAM_REGISTER:
+                    EXPECT_EQ(text, "<status -1>");
+                    break;
+                default:
+                    break;
+            }
+            // The text form writes back what it read.
+            if (writable && text.rfind("<status", 0) != 0 && kind != ORN_PARAM_FLOAT) {
+                EXPECT_EQ(ORNCParamSetValue(p, text.c_str()), ORNC_OK);
+                EXPECT_EQ(value_text(p), text);
+            }
+        }
+
+        const int categories = ORNCParamsGetCategoryCount(map.params);
+        for (int c = 0; c < categories; ++c) {
+            ornc_category_t* category = ORNCParamsGetCategory(map.params, c);
+            ASSERT_NE(category, nullptr);
+            const std::string cname = camtest::category_name(category);
+            ASSERT_FALSE(cname.empty());
+            EXPECT_EQ(ORNCParamsGetCategoryByName(map.params, cname.c_str()), category);
+            for (int m = 0;; ++m) {
+                ornc_param_t* member = ORNCParamsGetParamInCategory(map.params, category, m);
+                if (member == nullptr) break;
+                char path[256];
+                ASSERT_GT(ORNCParamGetCategoryName(member, path, sizeof path), 0);
+                EXPECT_TRUE(std::string(path) == cname || std::string(path) == "Root\\" + cname) << path;
+            }
+        }
+    }
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_INTEGER), 1u);
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_FLOAT), 1u);
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_BOOLEAN), 1u);
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_ENUM), 1u);
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_STRING), 1u);
+    EXPECT_EQ(kinds_seen.count(ORN_PARAM_COMMAND), 1u);
+
+    // The stream map carries the rate and bandwidth the acquisition reports.
+    EXPECT_EQ(ORNCParamGetType(ORNCParamsGetParamByName(ORNCGetStreamParams(handle.get()), "AcquisitionRate")),
+              ORN_PARAM_FLOAT);
+    EXPECT_EQ(ORNCParamGetType(ORNCParamsGetParamByName(ORNCGetStreamParams(handle.get()), "Bandwidth")),
+              ORN_PARAM_FLOAT);
+    // Connect switched multipart on for stream channel 0.
+    int multipart = 0;
+    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "GevSCCFGMultiPartEnabled"), &multipart),
+              ORNC_OK);
+    EXPECT_EQ(multipart, 1);
+}
+
+TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
+    start(24, "CN000024");
+    camtest::Handle handle;
+    EXPECT_EQ(ORNCDumpXML(handle.get(), "early.xml"), ORNC_ERROR);  // not connected
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000024"), ORNC_OK);
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCDumpXML(handle.get(), "device.xml"), ORNC_OK);
+        EXPECT_EQ(log.count_containing("ORNC: XML dumped"), 1);
+    }
+    EXPECT_EQ(camtest::read_file("device.xml"), camtest::builtin_xml(config_));
+    ASSERT_EQ(ORNCDumpXML(handle.get(), "device.xml.zip"), ORNC_OK);
+    EXPECT_EQ(camtest::read_file("device.xml.zip").substr(0, 2), "PK");
+    {
+        orntest::LogCapture log;
+        EXPECT_EQ(ORNCDumpXML(handle.get(), "no/such/dir/device.xml"), ORNC_ERROR);
+        EXPECT_EQ(log.count_containing("ORNC: ORNCDumpXML "), 1);
+    }
+    EXPECT_EQ(ORNCDumpXML(handle.get(), nullptr), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCDumpXML(nullptr, "x.xml"), ORNC_ERR_UNINITIALIZED);
+}
+
+unsigned int read_uint(const ornc_t* ornc, const char* name) {
+    unsigned int value = 0;
+    EXPECT_EQ(ORNCParamGetUIntegerValue(camtest::device_param(ornc, name), &value), ORNC_OK) << name;
+    return value;
+}
+
+TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
+    start(25, "CN000025");
+    camtest::Handle handle;
+    EXPECT_EQ(ORNCIPMakePersistent(nullptr, "1.2.3.4", "255.0.0.0", "1.0.0.1", 1), ORNC_ERR_DEVICE_NOT_CONNECTED);
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000025"), ORNC_OK);
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.10.20", "255.255.0.0", "169.254.0.1", 1), ORNC_OK);
+        EXPECT_EQ(log.count_containing("ORNC: Making IP persistent"), 1);
+        EXPECT_EQ(log.count_containing("ORNC: Made IP persistent"), 1);
+    }
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0xA9FE0A14u);
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
+    int persistent = 0;
+    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP"),
+                                       &persistent),
+              ORNC_OK);
+    EXPECT_EQ(persistent, 1);
+
+    // A refused mask write stops there: the address before it stays.
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "GevPersistentSubnetMask";
+    sensor_->sensor().set_faults(faults);
+    EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.30.40", "255.255.255.0", "169.254.30.1", 0),
+              ORNC_ERR_PARAM_WRITE_FAILED);
+    sensor_->sensor().set_faults(ornsim::FaultSwitches{});
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0xA9FE1E28u);
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
+    // A text that is no address is a failed write too.
+    EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "not an address", "255.0.0.0", "1.0.0.1", 0),
+              ORNC_ERR_PARAM_WRITE_FAILED);
+}
+
+TEST_F(Connect, PersistentIPNeedsAllFourFeatures) {
+    const ornsim::SensorConfig probe = camtest::sensor_config(26, "CN000026");
+    start_with_xml(26, "CN000026",
+                   camtest::rename_feature(camtest::builtin_xml(probe), "GevPersistentDefaultGateway", "GevGateway"));
+    camtest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000026"), ORNC_OK);
+    EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.10.20", "255.255.0.0", "169.254.0.1", 1), ORNC_ERR_INTERNAL);
+    EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0u);
+}
+
+TEST_F(Connect, ASilentSensorGivesErrorsInBoundedTimeAndDisconnects) {
+    start(27, "CN000027");
+    camtest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000027"), ORNC_OK);
+    ornc_param_t* width = camtest::device_param(handle.get(), "Width");
+    ornsim::FaultSwitches faults;
+    faults.silent_after_s = 0.0;
+    sensor_->sensor().set_faults(faults);
+
+    using Clock = std::chrono::steady_clock;
+    auto started = Clock::now();
+    int value = 0;
+    EXPECT_EQ(ORNCParamGetIntegerValue(width, &value), ORNC_ERR_PARAM_READ_FAILED);
+    EXPECT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_ERR_PARAM_WRITE_FAILED);
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(20));
+    started = Clock::now();
+    EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    EXPECT_LT(Clock::now() - started, std::chrono::seconds(20));
+}
+
+}  // namespace

@@ -1,0 +1,205 @@
+// Discovery over a real Ethernet-like link: the test moves itself into a
+// network namespace of its own, puts a virtual sensor into a second one,
+// and joins the two with a veth pair using link-local addresses. Nothing
+// leaves these namespaces. Skips without root.
+#include <gtest/gtest.h>
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "ORNC.h"
+#include "discovery_test_support.h"
+#include "ornsim/virtual_sensor.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "private_network.h"
+
+namespace {
+
+using orntest::run_command;
+using orntest::text_of;
+
+constexpr const char* kHostAdapter = "ornc-host";
+constexpr const char* kHostAddress = "169.254.10.1";
+constexpr const char* kSensorAddress = "169.254.10.2";
+constexpr const char* kMovedAddress = "169.254.20.7";
+constexpr const char* kGateway = "169.254.10.254";
+constexpr const char* kSensorSerial = "VSN0005";
+
+std::string command_output(const std::string& command) {
+    std::string output;
+    FILE* pipe = ::popen(command.c_str(), "r");
+    if (pipe == nullptr) return output;
+    char chunk[256];
+    while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
+    ::pclose(pipe);
+    return output;
+}
+
+// The sensor's namespace, named so that ip(8) can reach it; deleted (with
+// the veth end inside it) when the test ends.
+class SensorNamespace {
+public:
+    SensorNamespace() : name_("ornc-disc-" + std::to_string(::getpid())) {
+        created_ = run_command("ip netns add " + name_);
+    }
+    ~SensorNamespace() {
+        if (created_) run_command("ip netns del " + name_);
+    }
+    bool created() const { return created_; }
+    const std::string& name() const { return name_; }
+    std::string ip(const std::string& arguments) const { return "ip -n " + name_ + " " + arguments; }
+
+private:
+    std::string name_;
+    bool created_ = false;
+};
+
+class LinkLocalSensor : public ::testing::Test {
+protected:
+    void SetUp() override {
+        std::string why;
+        if (!orntest::enter_private_network(&why)) {
+            GTEST_SKIP() << why;
+        }
+        namespace_ = std::make_unique<SensorNamespace>();
+        ASSERT_TRUE(namespace_->created());
+        ASSERT_TRUE(run_command(std::string("ip link add ") + kHostAdapter + " type veth peer name ornc-dev netns " +
+                                namespace_->name()));
+        ASSERT_TRUE(run_command(std::string("ip addr add ") + kHostAddress + "/16 dev " + kHostAdapter));
+        ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " up"));
+        ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kSensorAddress + "/16 dev ornc-dev")));
+        ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev up")));
+        ASSERT_TRUE(run_command(namespace_->ip("link set lo up")));
+        ASSERT_TRUE(run_command(std::string("ip route add default via ") + kGateway + " dev " + kHostAdapter));
+        start_sensor();
+        ASSERT_NE(nullptr, sensor_);
+        // The veth link needs a moment after coming up; ask until it answers.
+        for (int attempt = 0; attempt < 50 && device_ == nullptr; ++attempt) {
+            ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
+            device_ = ORNCSysGetDeviceBySerialNumber(&scope_->sys, kSensorSerial);
+            if (device_ == nullptr) ::usleep(100000);
+        }
+        ASSERT_NE(nullptr, device_) << "the sensor never answered over the veth link";
+        adapter_ = orntest::interface_named(&scope_->sys, kHostAdapter);
+        ASSERT_NE(nullptr, adapter_);
+    }
+
+    void TearDown() override {
+        scope_.reset();
+        sensor_.reset();  // joins its threads and closes its sockets before the namespace goes
+        namespace_.reset();
+    }
+
+    // The sensor's sockets and threads are made by a thread that entered
+    // the sensor's namespace; everything it starts stays there.
+    void start_sensor() {
+        std::thread starter([this] {
+            const int ns = ::open(("/run/netns/" + namespace_->name()).c_str(), O_RDONLY | O_CLOEXEC);
+            if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) {
+                if (ns >= 0) ::close(ns);
+                return;
+            }
+            ::close(ns);
+            ornsim::SensorConfig config;
+            config.address = kSensorAddress;
+            config.serial = kSensorSerial;
+            config.model = "Tri_Bench Virtual";
+            config.mac = "02:00:00:00:45:05";
+            auto sensor = std::make_unique<ornsim::VirtualSensor>(config);
+            std::string error;
+            if (sensor->start(&error)) sensor_ = std::move(sensor);
+        });
+        starter.join();
+    }
+
+    orntest::ScopedEnv interfaces_{"ORNC_INTERFACES", nullptr};  // every adapter of this namespace
+    orntest::TempWorkDir workdir_;
+    std::unique_ptr<SensorNamespace> namespace_;
+    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<orntest::SystemScope> scope_ = std::make_unique<orntest::SystemScope>();
+    const ornc_device_t* device_ = nullptr;
+    const ornc_interface_t* adapter_ = nullptr;
+};
+
+TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
+    EXPECT_EQ(2, ORNCSysGetInterfaceCount(&scope_->sys));  // lo and the veth end
+    EXPECT_EQ(1, ORNCSysGetDeviceCount(&scope_->sys));
+    EXPECT_EQ(1, ORNCInterfaceGetDeviceCount(&scope_->sys, adapter_));
+    EXPECT_EQ(device_, ORNCInterfaceGetDevice(&scope_->sys, adapter_, 0));
+    EXPECT_EQ(0, ORNCInterfaceGetDeviceCount(&scope_->sys, orntest::interface_named(&scope_->sys, "lo")));
+
+    EXPECT_EQ(kSensorAddress, orntest::device_ip(device_));
+    EXPECT_EQ("255.255.0.0", text_of(ORNCDeviceGetSubnetMask, device_));
+    EXPECT_EQ("02:00:00:00:45:05", text_of(ORNCDeviceGetMACAddress, device_));
+
+    ASSERT_EQ(1, ORNCInterfaceGetIPAddressCount(adapter_));
+    char text[32];
+    ASSERT_GT(ORNCInterfaceGetIPAddress(adapter_, 0, text, sizeof text), 0);
+    EXPECT_STREQ(kHostAddress, text);
+    ASSERT_GT(ORNCInterfaceGetSubnetMask(adapter_, 0, text, sizeof text), 0);
+    EXPECT_STREQ("255.255.0.0", text);
+    EXPECT_EQ(kGateway, text_of(ORNCInterfaceGetDefaultGateway, adapter_));
+    const std::string link = command_output(std::string("ip -br link show ") + kHostAdapter);
+    const std::string mac = text_of(ORNCInterfaceGetMACAddress, adapter_);
+    EXPECT_EQ(17u, mac.size());
+    EXPECT_NE(std::string::npos, link.find(mac)) << link;
+}
+
+// Holds control from a socket of its own, as another application would.
+bool take_control(int fd, const char* device, uint32_t ccp) {
+    uint8_t command[gvcp::kHeaderSize + 8] = {};
+    command[gvcp::kCmdKeyOffset] = gvcp::kKey;
+    command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
+    gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
+    gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
+    gvcp::store_be16(command + gvcp::kCmdReqIdOffset, 0x5151);
+    gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
+    gvcp::store_be32(command + gvcp::kHeaderSize + 4, ccp);
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(gvcp::kPort);
+    inet_pton(AF_INET, device, &to.sin_addr);
+    if (::sendto(fd, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) < 0) return false;
+    pollfd polled{fd, POLLIN, 0};
+    uint8_t ack[64];
+    return ::poll(&polled, 1, 2000) == 1 &&
+           ::recv(fd, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
+           gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
+}
+
+TEST_F(LinkLocalSensor, AccessTypeIsOpenThenControlWhileAnotherClientHoldsIt) {
+    EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kSensorAddress));
+    const int other = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    ASSERT_GE(other, 0);
+    ASSERT_TRUE(take_control(other, kSensorAddress, gvcp::CCP_CONTROL));
+    EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kSensorAddress));
+    EXPECT_TRUE(take_control(other, kSensorAddress, 0));
+    ::close(other);
+}
+
+TEST_F(LinkLocalSensor, ForceIPMovesItAndANewDiscoveryFindsItThere) {
+    // A real device re-addresses its own interface; the virtual sensor can
+    // only bind an address its namespace already holds.
+    ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev")));
+    ASSERT_EQ(ORNC_OK, ORNCDeviceSetIPConfiguration(device_, kMovedAddress, "255.255.0.0", "0.0.0.0"));
+    EXPECT_EQ(kMovedAddress, sensor_->current_address());
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
+    adapter_ = orntest::interface_named(&scope_->sys, kHostAdapter);
+    ASSERT_NE(nullptr, adapter_);
+    const ornc_device_t* moved = ORNCInterfaceGetDevice(&scope_->sys, adapter_, 0);
+    ASSERT_NE(nullptr, moved);
+    EXPECT_EQ(kMovedAddress, orntest::device_ip(moved));
+    EXPECT_EQ(kSensorSerial, orntest::device_serial(moved));
+    EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kMovedAddress));
+}
+
+}  // namespace
