@@ -1,10 +1,12 @@
-// A stream buffer. Its memory is ours (allocated by Alloc, freed by Free
-// or the destructor); Aravis fills it through a wrapper ArvBuffer whose
-// user data points back to this PvBuffer.
+// A stream buffer. Its memory is ours (allocated by Alloc); Aravis fills
+// it through a wrapper ArvBuffer whose user data is a small record that
+// points back to this PvBuffer.
 //
-// Ownership: the creator owns the PvBuffer. While it is queued in a
-// stream the stream holds the wrapper too, so the buffer must not be
-// re-allocated or deleted before the stream hands it back or is closed.
+// Ownership: the creator owns the PvBuffer. The memory belongs to the
+// wrapper's record and is released with the last reference to the
+// wrapper, so a stream that still holds the wrapper (a buffer deleted
+// while queued) never writes into freed memory; such an orphaned wrapper
+// no longer maps back to a PvBuffer. Alloc and Free refuse while queued.
 #pragma once
 
 #include <cstdint>
@@ -45,5 +47,7 @@ private:
     uint8_t* data_ = nullptr;
     uint32_t size_ = 0;
     ArvBuffer* arv_buffer_ = nullptr;
+    struct Memory;
+    Memory* memory_ = nullptr;  // owned by arv_buffer_
     bool queued_ = false;
 };

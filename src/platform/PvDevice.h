@@ -55,7 +55,7 @@ public:
     ArvDevice* GetArvDevice() const { return device_; }
 
 protected:
-    PvDevice() = default;
+    PvDevice();
     // Takes the reference on `device`, builds the node maps.
     PvResult Attach(ArvDevice* device);
     // Hook for the kind-specific part of disconnecting, run first.

@@ -65,12 +65,16 @@ PvResult PvGenFloat::GetMax(double& max) const {
 }
 
 PvResult PvGenFloat::GetIncrement(double& increment) const {
-    double read = 0.0;
-    PvResult result =
-        read_locked(*owner(), [this](GError** error) { return arv_gc_float_get_inc(as_float(node()), error); }, read);
-    if (result.IsOK()) {
-        // Aravis answers DBL_MIN for a node that declares no increment.
+    std::lock_guard<std::mutex> guard(owner()->GetLock());
+    GError* error = nullptr;
+    const double read = arv_gc_float_get_inc(as_float(node()), &error);
+    // Aravis answers DBL_MIN for a node that declares no increment (and,
+    // for a FloatReg, an error saying so): that is no step, not a failure.
+    if (error != nullptr && error->domain == ARV_GC_ERROR && error->code == ARV_GC_ERROR_PROPERTY_NOT_DEFINED) {
+        g_clear_error(&error);
+    }
+    if (error == nullptr) {
         increment = read == DBL_MIN ? 0.0 : read;
     }
-    return result;
+    return platform::take_error(error);
 }

@@ -158,7 +158,8 @@ PvResult PvGenParameter::IsReadable(bool& readable) const {
         flag = arv_gc_feature_node_is_available(node_, &error);
     }
     if (error == nullptr && flag) {
-        flag = mode_reads(arv_gc_feature_node_get_actual_access_mode(node_));
+        // A command has no value to read, whatever its register allows.
+        flag = type_ != PvGenTypeCommand && mode_reads(arv_gc_feature_node_get_actual_access_mode(node_));
     }
     if (error == nullptr) {
         readable = flag;

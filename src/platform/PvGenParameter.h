@@ -40,7 +40,7 @@ public:
     PvResult GetType(PvGenType& type) const;
 
     // Access flags. Readable and writable combine the access mode with
-    // implemented, available and locked. The bool& forms report a node
+    // implemented, available and locked; a command is never readable. The bool& forms report a node
     // whose state cannot be evaluated as a failure (flag left untouched);
     // the flag-returning forms report it as false.
     PvResult IsAvailable(bool& available) const;

@@ -33,7 +33,9 @@ const char* feature_name(ArvDomNode* node) {
 
 }  // namespace
 
-PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam) { g_object_ref(genicam_); }
+PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam), lock_(std::make_shared<std::mutex>()) {
+    g_object_ref(genicam_);
+}
 
 PvGenParameterArray::~PvGenParameterArray() {
     // Parameters refer to nodes of the document: release them first.

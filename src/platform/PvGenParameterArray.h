@@ -55,7 +55,10 @@ public:
     PvGenCategory* GetCategory(const PvString& name) const;
 
     // --- platform side -------------------------------------------------
-    std::mutex& GetLock() const { return lock_; }
+    std::mutex& GetLock() const { return *lock_; }
+    // The same lock, for objects that may outlive the array but still
+    // reach its node map (a stream's Aravis object touches the device's).
+    std::shared_ptr<std::mutex> GetSharedLock() const { return lock_; }
     ArvGc* GetGenicam() const { return genicam_; }
     // Borrowed; must outlive the array or be reset to null first.
     void SetValueHooks(ValueHooks* hooks) { hooks_ = hooks; }
@@ -74,7 +77,7 @@ private:
     void BuildSelectorRelations();
 
     ArvGc* genicam_;
-    mutable std::mutex lock_;
+    std::shared_ptr<std::mutex> lock_;
     ValueHooks* hooks_ = nullptr;
     std::vector<std::unique_ptr<PvGenParameter>> parameters_;
     std::unordered_map<std::string, PvGenParameter*> by_name_;

@@ -61,8 +61,10 @@ public:
     static constexpr uint32_t kQueuedBufferMaximum = 64;
 
 protected:
-    PvStream() = default;
-    PvResult Attach(ArvStream* stream);
+    PvStream();
+    // Takes the reference on `stream`; `device_lock` is the lock of the
+    // device's node map, which Aravis touches when the stream closes.
+    PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);
 
     // Guards queued_.
     mutable std::mutex queue_lock_;
@@ -72,6 +74,7 @@ private:
     class StatisticsHooks;
 
     ArvStream* stream_ = nullptr;
+    std::shared_ptr<std::mutex> device_lock_;
     std::unique_ptr<PvGenParameterArray> parameters_;
     std::unique_ptr<StatisticsHooks> statistics_hooks_;
 };

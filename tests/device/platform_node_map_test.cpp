@@ -164,8 +164,8 @@ constexpr const char kTestXml[] = R"XML(<?xml version="1.0" encoding="utf-8"?>
   </IntReg>
   <StructReg Comment="two bytes of one register">
     <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
-    <StructEntry Name="TestStructLow" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>0</LSB><MSB>7</MSB></StructEntry>
-    <StructEntry Name="TestStructHigh" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>8</LSB><MSB>15</MSB></StructEntry>
+    <StructEntry Name="TestStructLow" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB></StructEntry>
+    <StructEntry Name="TestStructHigh" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB></StructEntry>
   </StructReg>
   <Group Comment="grouped">
     <Integer Name="TestInnerValue" NameSpace="Custom">

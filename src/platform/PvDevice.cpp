@@ -1,0 +1,212 @@
+#include "platform/PvDevice.h"
+
+#include <arv.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <mutex>
+#include <string>
+
+#include "platform/PvDeviceGEV.h"
+#include "platform/PvDeviceInfoGEV.h"
+#include "platform/aravis_result.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "platform/local_address.h"
+#include "platform/own_node_maps.h"
+#include "platform/zip_writer.h"
+
+namespace {
+
+constexpr const char* kPayloadSizeFeature = "PayloadSize";
+constexpr const char* kZipSuffix = ".zip";
+constexpr const char* kXmlSuffix = ".xml";
+
+bool ends_with(const std::string& text, const char* suffix) {
+    const size_t length = std::strlen(suffix);
+    return text.size() >= length && strcasecmp(text.c_str() + text.size() - length, suffix) == 0;
+}
+
+// Name of the XML file inside a ".zip" dump: the archive's own name
+// without directory and ".zip", made to end in ".xml".
+std::string zip_entry_name(const std::string& file_name) {
+    std::string base = file_name.substr(file_name.find_last_of('/') + 1);
+    base.resize(base.size() - std::strlen(kZipSuffix));
+    if (!ends_with(base, kXmlSuffix)) {
+        base += kXmlSuffix;
+    }
+    return base;
+}
+
+}  // namespace
+
+// Keeps the communication node map current: the heartbeat time-out lives
+// in the device and is read at connect and written through.
+class PvDevice::CommunicationHooks : public PvGenParameterArray::ValueHooks {
+public:
+    explicit CommunicationHooks(ArvDevice* device) : device_(device) {}
+
+    void BeforeRead(PvGenParameterArray&, PvGenParameter&) override {}
+
+    PvResult AfterWrite(PvGenParameterArray& array, PvGenParameter& parameter) override {
+        if (parameter.GetName() != platform::communication_feature::kHeartbeatTimeout) {
+            return PvResult::OK;
+        }
+        GError* error = nullptr;
+        const int64_t value = arv_gc_integer_get_value(
+            ARV_GC_INTEGER(arv_gc_get_node(array.GetGenicam(), platform::communication_feature::kHeartbeatTimeout)),
+            &error);
+        if (error == nullptr) {
+            arv_device_write_register(device_, gvcp::REG_HEARTBEAT_TIMEOUT, static_cast<guint32>(value), &error);
+        }
+        return platform::take_error(error);
+    }
+
+private:
+    ArvDevice* device_;
+};
+
+PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result) {
+    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    if (gev == nullptr) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::INVALID_PARAMETER,
+                               device_info == nullptr ? "no device" : "not a GigE Vision device");
+        }
+        return nullptr;
+    }
+    return PvDeviceGEV::Connect(gev->GetLocalIPAddress(), gev->GetIPAddress(), result);
+}
+
+PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
+    uint32_t device_address = 0;
+    uint32_t local = 0;
+    if (!platform::parse_ipv4(ip.str(), device_address)) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: \"" + ip.str() + "\"");
+        }
+        return nullptr;
+    }
+    if (!platform::local_address_for(device_address, local)) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::NETWORK_ERROR, "no route to " + ip.str());
+        }
+        return nullptr;
+    }
+    return PvDeviceGEV::Connect(platform::format_ipv4(local), ip, result);
+}
+
+void PvDevice::Free(PvDevice* device) {
+    if (device == nullptr) {
+        return;
+    }
+    if (device->IsConnected()) {
+        device->Disconnect();
+    }
+    delete device;
+}
+
+PvDevice::PvDevice() = default;
+
+PvDevice::~PvDevice() {
+    if (IsConnected()) {
+        Disconnect();
+    }
+}
+
+PvResult PvDevice::Attach(ArvDevice* device) {
+    device_ = device;
+    // Writes to read-only nodes must fail instead of reaching the device.
+    arv_device_set_access_check_policy(device_, ARV_ACCESS_CHECK_POLICY_ENABLE);
+
+    PvResult result;
+    parameters_ = PvGenParameterArray::Create(arv_device_get_genicam(device_), &result);
+    if (parameters_ == nullptr) {
+        return result;
+    }
+    communication_ = platform::create_communication_node_map(&result);
+    if (communication_ == nullptr) {
+        return result;
+    }
+    communication_hooks_.reset(new CommunicationHooks(device_));
+    communication_->SetValueHooks(communication_hooks_.get());
+
+    guint32 heartbeat_timeout = 0;
+    GError* error = nullptr;
+    if (arv_device_read_register(device_, gvcp::REG_HEARTBEAT_TIMEOUT, &heartbeat_timeout, &error)) {
+        communication_->SetIntegerUnlocked(platform::communication_feature::kHeartbeatTimeout, heartbeat_timeout);
+    }
+    g_clear_error(&error);
+    return PvResult::OK;
+}
+
+PvResult PvDevice::Disconnect() {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    BeforeDisconnect();
+    if (communication_ != nullptr) {
+        communication_->SetValueHooks(nullptr);
+    }
+    communication_.reset();
+    communication_hooks_.reset();
+    parameters_.reset();
+    // Releases control and stops the heartbeat (unless an open stream
+    // still holds the device; closing it finishes the job).
+    g_object_unref(device_);
+    device_ = nullptr;
+    return PvResult::OK;
+}
+
+uint32_t PvDevice::GetPayloadSize() {
+    if (parameters_ == nullptr) {
+        return 0;
+    }
+    std::lock_guard<std::mutex> guard(parameters_->GetLock());
+    ArvGcNode* node = arv_gc_get_node(parameters_->GetGenicam(), kPayloadSizeFeature);
+    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
+        return 0;
+    }
+    GError* error = nullptr;
+    const int64_t size = arv_gc_integer_get_value(ARV_GC_INTEGER(node), &error);
+    if (error != nullptr || size < 0 || size > static_cast<int64_t>(UINT32_MAX)) {
+        g_clear_error(&error);
+        return 0;
+    }
+    return static_cast<uint32_t>(size);
+}
+
+PvResult PvDevice::DumpGenICamXML(const PvString& file_name) {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    if (file_name.GetLength() == 0) {
+        return PvResult(PvResult::INVALID_PARAMETER, "no file name");
+    }
+    size_t size = 0;
+    const char* xml = arv_device_get_genicam_xml(device_, &size);
+    if (xml == nullptr || size == 0) {
+        return PvResult(PvResult::NOT_FOUND, "the device gave no description file");
+    }
+    std::string content(xml, size);
+    // Aravis may count the terminator; the file holds the text only.
+    while (!content.empty() && content.back() == '\0') {
+        content.pop_back();
+    }
+    const std::string& name = file_name.str();
+    std::string bytes = ends_with(name, kZipSuffix) ? platform::make_stored_zip(zip_entry_name(name), content) : content;
+    if (bytes.empty()) {
+        return PvResult(PvResult::GENERIC_ERROR, "the description cannot be archived");
+    }
+    FILE* file = std::fopen(name.c_str(), "wb");
+    if (file == nullptr) {
+        return PvResult(PvResult::GENERIC_ERROR, name + ": " + std::strerror(errno));
+    }
+    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    const int saved_errno = errno;
+    const bool closed = std::fclose(file) == 0;
+    if (!written || !closed) {
+        return PvResult(PvResult::GENERIC_ERROR, name + ": " + std::strerror(written ? errno : saved_errno));
+    }
+    return PvResult::OK;
+}

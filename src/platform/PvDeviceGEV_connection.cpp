@@ -1,0 +1,166 @@
+#include <arv.h>
+
+#include <map>
+#include <mutex>
+#include <string>
+
+#include "platform/PvDeviceGEV.h"
+#include "platform/aravis_result.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "platform/local_address.h"
+#include "platform/own_node_maps.h"
+
+namespace {
+
+// Connected devices by address, so that a stream can be opened for a
+// device that is named by its discovery record or its address only.
+struct ConnectedDevices {
+    std::mutex lock;
+    std::map<std::string, PvDeviceGEV*> by_address;
+};
+
+ConnectedDevices& connected_devices() {
+    static ConnectedDevices* devices = new ConnectedDevices;  // never destroyed: used at exit
+    return *devices;
+}
+
+ArvGvDevice* gv(ArvDevice* device) { return ARV_GV_DEVICE(device); }
+
+}  // namespace
+
+PvDeviceGEV::~PvDeviceGEV() {
+    if (IsConnected()) {
+        Disconnect();
+    }
+}
+
+PvDeviceGEV* PvDeviceGEV::FindConnected(const PvString& ip) {
+    ConnectedDevices& devices = connected_devices();
+    std::lock_guard<std::mutex> guard(devices.lock);
+    auto found = devices.by_address.find(ip.str());
+    return found != devices.by_address.end() ? found->second : nullptr;
+}
+
+PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result) {
+    auto fail = [result](PvResult failure) -> PvDeviceGEV* {
+        if (result != nullptr) {
+            *result = failure;
+        }
+        return nullptr;
+    };
+    uint32_t interface_address = 0;
+    uint32_t device_address = 0;
+    if (!platform::parse_ipv4(interface_ip.str(), interface_address) ||
+        !platform::parse_ipv4(device_ip.str(), device_address)) {
+        return fail(PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address pair: \"" + interface_ip.str() +
+                                                              "\", \"" + device_ip.str() + "\""));
+    }
+    if (!platform::is_local_ipv4(interface_address)) {
+        return fail(PvResult(PvResult::INVALID_PARAMETER, interface_ip.str() + " is not an address of this host"));
+    }
+    const std::string canonical_device = platform::format_ipv4(device_address);
+    if (FindConnected(canonical_device) != nullptr) {
+        return fail(PvResult(PvResult::ACCESS_DENIED, canonical_device + " is already connected"));
+    }
+
+    GInetAddress* interface_inet = g_inet_address_new_from_string(platform::format_ipv4(interface_address).c_str());
+    GInetAddress* device_inet = g_inet_address_new_from_string(canonical_device.c_str());
+    GError* error = nullptr;
+    ArvDevice* device = arv_gv_device_new(interface_inet, device_inet, &error);
+    g_object_unref(interface_inet);
+    g_object_unref(device_inet);
+    if (device == nullptr || error != nullptr) {
+        if (device != nullptr) {
+            g_object_unref(device);
+        }
+        return fail(error != nullptr ? platform::take_error(error)
+                                     : PvResult(PvResult::GENERIC_ERROR, "connection failed"));
+    }
+    // Aravis connects even when another application holds control; this
+    // platform only hands out devices it controls.
+    if (!arv_gv_device_is_controller(gv(device))) {
+        g_object_unref(device);
+        return fail(PvResult(PvResult::ACCESS_DENIED, "another application controls " + canonical_device));
+    }
+    // The packet size is negotiated on request (NegotiatePacketSize), not
+    // behind the caller's back when the stream opens.
+    g_object_set(device, "packet-size-adjustment", ARV_GV_PACKET_SIZE_ADJUSTMENT_NEVER, nullptr);
+
+    PvDeviceGEV* connected = new PvDeviceGEV;
+    connected->device_ip_ = canonical_device;
+    connected->interface_ip_ = platform::format_ipv4(interface_address);
+    PvResult attached = connected->Attach(device);
+    if (attached.IsFailure()) {
+        delete connected;  // disconnects
+        return fail(attached);
+    }
+    PvGenParameterArray* communication = connected->GetCommunicationParameters();
+    {
+        std::lock_guard<std::mutex> guard(communication->GetLock());
+        communication->SetIntegerUnlocked(platform::communication_feature::kDeviceIPAddress, device_address);
+        communication->SetIntegerUnlocked(platform::communication_feature::kInterfaceIPAddress, interface_address);
+    }
+    {
+        ConnectedDevices& devices = connected_devices();
+        std::lock_guard<std::mutex> guard(devices.lock);
+        devices.by_address[canonical_device] = connected;
+    }
+    if (result != nullptr) {
+        *result = PvResult::OK;
+    }
+    return connected;
+}
+
+void PvDeviceGEV::BeforeDisconnect() {
+    ConnectedDevices& devices = connected_devices();
+    std::lock_guard<std::mutex> guard(devices.lock);
+    auto found = devices.by_address.find(device_ip_.str());
+    if (found != devices.by_address.end() && found->second == this) {
+        devices.by_address.erase(found);
+    }
+}
+
+PvResult PvDeviceGEV::NegotiatePacketSize(uint32_t channel, uint32_t fallback) {
+    if (!IsConnected()) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    if (channel != 0) {
+        return PvResult(PvResult::NOT_SUPPORTED, "only stream channel 0 is negotiated");
+    }
+    std::lock_guard<std::mutex> guard(GetParameters()->GetLock());
+    GError* error = nullptr;
+    arv_gv_device_auto_packet_size(gv(GetArvDevice()), &error);
+    if (error == nullptr) {
+        return PvResult::OK;
+    }
+    PvResult failure = platform::take_error(error);
+    if (fallback != 0) {
+        arv_gv_device_set_packet_size(gv(GetArvDevice()), static_cast<gint>(fallback), &error);
+        g_clear_error(&error);
+    }
+    return failure;
+}
+
+PvResult PvDeviceGEV::SetStreamDestination(const PvString& ip, uint16_t port, uint32_t channel) {
+    if (!IsConnected()) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    uint32_t address = 0;
+    if (!platform::parse_ipv4(ip.str(), address)) {
+        return PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: \"" + ip.str() + "\"");
+    }
+    guint32 channels = 0;
+    GError* error = nullptr;
+    if (!arv_device_read_register(GetArvDevice(), gvcp::REG_NUMBER_OF_STREAM_CHANNELS, &channels, &error)) {
+        return platform::take_error(error);
+    }
+    if (channel >= channels) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the device has " + std::to_string(channels) + " stream channels");
+    }
+    const uint32_t offset = channel * gvcp::kStreamChannelStride;
+    if (arv_device_write_register(GetArvDevice(), gvcp::REG_SCDA0 + offset, address, &error) &&
+        arv_device_write_register(GetArvDevice(), gvcp::REG_SCP0 + offset, port & gvcp::SCP_PORT_MASK, &error)) {
+        return PvResult::OK;
+    }
+    return platform::take_error(error);
+}

@@ -1,0 +1,182 @@
+#include "platform/PvStream.h"
+
+#include <arv.h>
+
+#include <chrono>
+
+#include "platform/PvDeviceInfoGEV.h"
+#include "platform/PvStreamGEV.h"
+#include "platform/own_node_maps.h"
+
+namespace {
+// Aravis's name for the payload byte counter of a stream.
+constexpr const char* kTransferredBytesInfo = "n_transferred_bytes";
+// Rates are measured over at least this long, so two reads in a row do
+// not report noise.
+constexpr std::chrono::milliseconds kRateWindow{200};
+}  // namespace
+
+// Keeps the statistics of the stream node map current: counters are read
+// from Aravis when they are read, rates from the change since the last
+// measurement.
+class PvStream::StatisticsHooks : public PvGenParameterArray::ValueHooks {
+public:
+    explicit StatisticsHooks(PvStream* stream) : stream_(stream), last_time_(std::chrono::steady_clock::now()) {}
+
+    void BeforeRead(PvGenParameterArray& array, PvGenParameter& parameter) override {
+        namespace feature = platform::stream_feature;
+        ArvStream* stream = stream_->GetArvStream();
+        if (stream == nullptr) {
+            return;
+        }
+        const PvString name = parameter.GetName();
+        guint64 completed = 0;
+        guint64 failures = 0;
+        guint64 underruns = 0;
+        arv_stream_get_statistics(stream, &completed, &failures, &underruns);
+        if (name == feature::kBlockCount) {
+            array.SetIntegerUnlocked(feature::kBlockCount, static_cast<int64_t>(completed));
+        } else if (name == feature::kBlocksDropped) {
+            array.SetIntegerUnlocked(feature::kBlocksDropped, static_cast<int64_t>(failures));
+        } else if (name == feature::kBlocksUnderrun) {
+            array.SetIntegerUnlocked(feature::kBlocksUnderrun, static_cast<int64_t>(underruns));
+        } else if (name == feature::kResendRequests || name == feature::kPacketsMissing) {
+            guint64 resent = 0;
+            guint64 missing = 0;
+            if (ARV_IS_GV_STREAM(stream)) {
+                arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), &resent, &missing);
+            }
+            array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(resent));
+            array.SetIntegerUnlocked(feature::kPacketsMissing, static_cast<int64_t>(missing));
+        } else if (name == feature::kQueuedBufferCount) {
+            array.SetIntegerUnlocked(feature::kQueuedBufferCount, stream_->GetQueuedBufferCount());
+        } else if (name == feature::kAcquisitionRate || name == feature::kBandwidth) {
+            UpdateRates(array, completed, arv_stream_get_info_uint64_by_name(stream, kTransferredBytesInfo));
+        }
+    }
+
+    PvResult AfterWrite(PvGenParameterArray&, PvGenParameter&) override { return PvResult::OK; }
+
+private:
+    void UpdateRates(PvGenParameterArray& array, guint64 completed, guint64 bytes) {
+        const auto now = std::chrono::steady_clock::now();
+        const auto elapsed = now - last_time_;
+        if (elapsed < kRateWindow) {
+            return;
+        }
+        const double seconds = std::chrono::duration<double>(elapsed).count();
+        array.SetFloatUnlocked(platform::stream_feature::kAcquisitionRate,
+                               static_cast<double>(completed - last_completed_) / seconds);
+        array.SetFloatUnlocked(platform::stream_feature::kBandwidth,
+                               static_cast<double>(bytes - last_bytes_) * 8.0 / seconds);
+        last_time_ = now;
+        last_completed_ = completed;
+        last_bytes_ = bytes;
+    }
+
+    PvStream* stream_;
+    std::chrono::steady_clock::time_point last_time_;
+    guint64 last_completed_ = 0;
+    guint64 last_bytes_ = 0;
+};
+
+PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* result) {
+    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    if (gev == nullptr) {
+        if (result != nullptr) {
+            *result = PvResult(PvResult::INVALID_PARAMETER,
+                               device_info == nullptr ? "no device" : "not a GigE Vision device");
+        }
+        return nullptr;
+    }
+    return PvStreamGEV::Open(gev->GetIPAddress(), result);
+}
+
+PvStream* PvStream::CreateAndOpen(const PvString& ip, PvResult* result) { return PvStreamGEV::Open(ip, result); }
+
+void PvStream::Free(PvStream* stream) {
+    if (stream == nullptr) {
+        return;
+    }
+    if (stream->IsOpen()) {
+        stream->Close();
+    }
+    delete stream;
+}
+
+PvStream::PvStream() = default;
+
+PvStream::~PvStream() {
+    if (IsOpen()) {
+        Close();
+    }
+}
+
+PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
+    stream_ = stream;
+    device_lock_ = std::move(device_lock);
+    PvResult result;
+    parameters_ = platform::create_stream_node_map(&result);
+    if (parameters_ == nullptr) {
+        return result;
+    }
+    statistics_hooks_.reset(new StatisticsHooks(this));
+    parameters_->SetValueHooks(statistics_hooks_.get());
+    return PvResult::OK;
+}
+
+PvResult PvStream::Close() {
+    if (stream_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+    }
+    if (parameters_ != nullptr) {
+        parameters_->SetValueHooks(nullptr);
+    }
+    parameters_.reset();
+    statistics_hooks_.reset();
+    {
+        // Stopping the receiver releases the wrappers it holds and tells
+        // the device to stop sending through the device's node map.
+        std::lock_guard<std::mutex> queue_guard(queue_lock_);
+        if (device_lock_ != nullptr) {
+            std::lock_guard<std::mutex> device_guard(*device_lock_);
+            g_object_unref(stream_);
+        } else {
+            g_object_unref(stream_);
+        }
+        stream_ = nullptr;
+        for (PvBuffer* buffer : queued_) {
+            buffer->SetQueued(false);
+        }
+        queued_.clear();
+    }
+    device_lock_.reset();
+    return PvResult::OK;
+}
+
+uint32_t PvStream::GetQueuedBufferCount() const {
+    std::lock_guard<std::mutex> guard(queue_lock_);
+    return static_cast<uint32_t>(queued_.size());
+}
+
+PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
+    if (buffer == nullptr || buffer->GetArvBuffer() == nullptr) {
+        return PvResult(PvResult::INVALID_PARAMETER, buffer == nullptr ? "no buffer" : "the buffer has no memory");
+    }
+    std::lock_guard<std::mutex> guard(queue_lock_);
+    if (stream_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+    }
+    if (buffer->IsQueued()) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the buffer is already queued");
+    }
+    if (queued_.size() >= kQueuedBufferMaximum) {
+        return PvResult(PvResult::GENERIC_ERROR, "the queue is full");
+    }
+    // The stream takes a reference of its own; ours stays with the PvBuffer.
+    g_object_ref(buffer->GetArvBuffer());
+    arv_stream_push_buffer(stream_, buffer->GetArvBuffer());
+    buffer->SetQueued(true);
+    queued_.insert(buffer);
+    return PvResult::OK;
+}
