@@ -3,12 +3,12 @@
 // its plain memory (step rounding, clamping, 32-bit views, 64-bit ranges,
 // read-only and write-only nodes, registers, strings, enumerations,
 // booleans, commands, selectors), reached over GVCP on loopback.
+#include <gtest/gtest.h>
+
 #include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
-
-#include <gtest/gtest.h>
 
 #include "ORNC.h"
 #include "camera_test_support.h"
@@ -144,8 +144,8 @@ TEST_F(ParamRules, IntegerKindAndRangeGettersFollowThe32BitViews) {
 TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
     // -1, 2^40 and 2^32 as big-endian 64-bit values, through the register
     // that spans the three nodes.
-    unsigned char raw[24] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0, 0, 0, 0, 0,
-                             0,    0,    0,    0x01, 0,    0,    0,    0};
+    unsigned char raw[24] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0,
+                             0,    0,    0,    0,    0,    0,    0,    0x01, 0, 0, 0,    0};
     ornc_param_t* span = param("RawSpan");
     EXPECT_EQ(ORNCParamGetType(span), ORN_PARAM_REGISTER);
     ASSERT_EQ(ORNCParamSetRegisterValue(span, reinterpret_cast<const char*>(raw), sizeof raw), ORNC_OK);
@@ -295,9 +295,14 @@ TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
         const char* text;
         ornc_status_t status;
         const char* after;
-    } cases[] = {{"1", ORNC_OK, "true"},     {"0", ORNC_OK, "false"},    {"10", ORNC_OK, "true"},
-                 {"false", ORNC_OK, "false"}, {"1x", ORNC_OK, "true"},     {"00", ORNC_OK, "false"},
-                 {"true", ORNC_OK, "true"},   {"True", ORNC_ERR_PARAM_INVALID_VALUE, "true"},
+    } cases[] = {{"1", ORNC_OK, "true"},
+                 {"0", ORNC_OK, "false"},
+                 {"10", ORNC_OK, "true"},
+                 {"false", ORNC_OK, "false"},
+                 {"1x", ORNC_OK, "true"},
+                 {"00", ORNC_OK, "false"},
+                 {"true", ORNC_OK, "true"},
+                 {"True", ORNC_ERR_PARAM_INVALID_VALUE, "true"},
                  {"yes", ORNC_ERR_PARAM_INVALID_VALUE, "true"}};
     for (const auto& c : cases) {
         EXPECT_EQ(ORNCParamSetValue(b, c.text), c.status) << c.text;

@@ -1,11 +1,10 @@
 #include "camera_test_support.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <fstream>
 #include <sstream>
-
-#include <gtest/gtest.h>
 
 #include "device_registers.h"
 #include "genicam_xml.h"
@@ -51,8 +50,8 @@ std::string register_feature(const std::string& name, uint32_t offset, int lengt
 
 std::string plain_int_reg(const std::string& name, uint32_t offset, const std::string& access,
                           const std::string& index = "") {
-    std::string xml = "  <IntReg Name=\"" + name + "\" NameSpace=\"Custom\">\n    <Address>" + reg_address(offset) +
-                      "</Address>\n";
+    std::string xml =
+        "  <IntReg Name=\"" + name + "\" NameSpace=\"Custom\">\n    <Address>" + reg_address(offset) + "</Address>\n";
     if (!index.empty()) xml += "    <pIndex Offset=\"4\">" + index + "</pIndex>\n";
     xml += "    <Length>4</Length>\n    <AccessMode>" + access +
            "</AccessMode>\n    <pPort>Device</pPort>\n    <Cachable>NoCache</Cachable>\n"
@@ -74,8 +73,8 @@ std::string range_test_features() {
     xml += "  <Category Name=\"RangeTests\" NameSpace=\"Custom\">\n";
     xml += "    <DisplayName>Range Tests</DisplayName>\n";
     for (const char* f : {"IntStep10", "IntStep4", "IntUnsigned32", "IntMinusOneToU32", "IntFull64", "IntTo2Pow32",
-                          "RawSpan", "IntWriteOnly", "IntReadOnly", "FloatRange", "TextValue", "RawBlock",
-                          "FlagValue", "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue"}) {
+                          "RawSpan", "IntWriteOnly", "IntReadOnly", "FloatRange", "TextValue", "RawBlock", "FlagValue",
+                          "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue"}) {
         xml += std::string("    <pFeature>") + f + "</pFeature>\n";
     }
     xml += "  </Category>\n";
@@ -88,8 +87,9 @@ std::string range_test_features() {
     xml += register_feature("RawSpan", 0x10, 24);
     xml += integer_feature("IntWriteOnly", 0x28, 4, false, "0", "1000", "", "WO");
     xml += integer_feature("IntReadOnly", 0x2C, 4, false, "0", "1000", "", "RO");
-    xml += "  <Float Name=\"FloatRange\" NameSpace=\"Custom\">\n    <pValue>FloatRangeReg</pValue>\n"
-           "    <Min>0</Min>\n    <Max>100</Max>\n  </Float>\n";
+    xml +=
+        "  <Float Name=\"FloatRange\" NameSpace=\"Custom\">\n    <pValue>FloatRangeReg</pValue>\n"
+        "    <Min>0</Min>\n    <Max>100</Max>\n  </Float>\n";
     xml += "  <FloatReg Name=\"FloatRangeReg\" NameSpace=\"Custom\">\n    <Address>" + reg_address(0x30) +
            "</Address>\n    <Length>8</Length>\n    <AccessMode>RW</AccessMode>\n    <pPort>Device</pPort>\n"
            "    <Cachable>NoCache</Cachable>\n    <Endianess>BigEndian</Endianess>\n  </FloatReg>\n";
@@ -97,26 +97,31 @@ std::string range_test_features() {
            "</Address>\n    <Length>16</Length>\n    <AccessMode>RW</AccessMode>\n    <pPort>Device</pPort>\n"
            "    <Cachable>NoCache</Cachable>\n  </StringReg>\n";
     xml += register_feature("RawBlock", 0x60, 8);
-    xml += "  <Boolean Name=\"FlagValue\" NameSpace=\"Custom\">\n    <pValue>FlagValueReg</pValue>\n"
-           "    <OnValue>1</OnValue>\n    <OffValue>0</OffValue>\n  </Boolean>\n";
+    xml +=
+        "  <Boolean Name=\"FlagValue\" NameSpace=\"Custom\">\n    <pValue>FlagValueReg</pValue>\n"
+        "    <OnValue>1</OnValue>\n    <OffValue>0</OffValue>\n  </Boolean>\n";
     xml += plain_int_reg("FlagValueReg", 0x70, "RW");
     xml += "  <Enumeration Name=\"ModeChoice\" NameSpace=\"Custom\">\n";
-    for (const auto& entry : {std::make_pair("Alpha", 1), std::make_pair("Continuous", 2), std::make_pair("Gamma", 3)}) {
+    for (const auto& entry :
+         {std::make_pair("Alpha", 1), std::make_pair("Continuous", 2), std::make_pair("Gamma", 3)}) {
         xml += std::string("    <EnumEntry Name=\"") + entry.first + "\" NameSpace=\"Custom\">\n      <DisplayName>" +
                entry.first + " Mode</DisplayName>\n      <Value>" + std::to_string(entry.second) +
                "</Value>\n    </EnumEntry>\n";
     }
     xml += "    <pValue>ModeChoiceReg</pValue>\n  </Enumeration>\n";
     xml += plain_int_reg("ModeChoiceReg", 0x74, "RW");
-    xml += "  <Command Name=\"PulseCommand\" NameSpace=\"Custom\">\n    <pValue>PulseCommandReg</pValue>\n"
-           "    <CommandValue>1</CommandValue>\n  </Command>\n";
+    xml +=
+        "  <Command Name=\"PulseCommand\" NameSpace=\"Custom\">\n    <pValue>PulseCommandReg</pValue>\n"
+        "    <CommandValue>1</CommandValue>\n  </Command>\n";
     xml += plain_int_reg("PulseCommandReg", 0x78, "WO");
-    xml += "  <Integer Name=\"IndexSelector\" NameSpace=\"Custom\">\n    <pValue>IndexSelectorReg</pValue>\n"
-           "    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n    <pSelected>IndexedValue</pSelected>\n"
-           "  </Integer>\n";
+    xml +=
+        "  <Integer Name=\"IndexSelector\" NameSpace=\"Custom\">\n    <pValue>IndexSelectorReg</pValue>\n"
+        "    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n    <pSelected>IndexedValue</pSelected>\n"
+        "  </Integer>\n";
     xml += plain_int_reg("IndexSelectorReg", 0x7C, "RW");
-    xml += "  <Integer Name=\"IndexedValue\" NameSpace=\"Custom\">\n    <pValue>IndexedValueReg</pValue>\n"
-           "    <Min>0</Min>\n    <Max>1000000</Max>\n  </Integer>\n";
+    xml +=
+        "  <Integer Name=\"IndexedValue\" NameSpace=\"Custom\">\n    <pValue>IndexedValueReg</pValue>\n"
+        "    <Min>0</Min>\n    <Max>1000000</Max>\n  </Integer>\n";
     xml += plain_int_reg("IndexedValueReg", 0x80, "RW", "IndexSelector");
     return xml;
 }
@@ -129,9 +134,7 @@ void replace_all(std::string* text, const std::string& from, const std::string& 
 
 }  // namespace
 
-std::string test_address(int host) {
-    return "127.52." + std::to_string(::getpid() % 250) + "." + std::to_string(host);
-}
+std::string test_address(int host) { return "127.52." + std::to_string(::getpid() % 250) + "." + std::to_string(host); }
 
 std::string builtin_xml(const ornsim::SensorConfig& config) {
     ornsim::GenicamIdentity identity;
