@@ -136,7 +136,7 @@ DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file
   store32(REG_PERSISTENT_IP_ADDRESS, id.ip);
   store32(REG_PERSISTENT_SUBNET_MASK, id.mask);
   store32(REG_PERSISTENT_GATEWAY, id.gateway);
-  store32(REG_LINK_SPEED, 1000);
+  store32(REG_LINK_SPEED, id.link_speed_mbps);
   store32(REG_NUMBER_OF_MESSAGE_CHANNELS, 1);
   store32(REG_NUMBER_OF_STREAM_CHANNELS, 1);
   store32(REG_NUMBER_OF_ACTIVE_LINKS, 1);
@@ -485,6 +485,7 @@ StreamRegisters DeviceModel::stream() const {
   s.packet_delay = load32(gvcp::REG_SCPD0);
   s.multipart = (load32(gvcp::REG_SCCFG0) & gvcp::SCCFG_MULTIPART) != 0;
   s.extended_ids = (load32(gvcp::REG_GVSP_CONFIGURATION) & gvcp::GVSP_CONFIG_64BIT_BLOCK_ID) != 0;
+  s.link_speed_mbps = load32(gvcp::REG_LINK_SPEED);
   return s;
 }
 

@@ -25,6 +25,7 @@ struct DeviceIdentity {
   uint32_t ip = 0, mask = 0xFF000000, gateway = 0;  // host order
   uint32_t sensor_width = 640, sensor_height = 480;
   double fps = 10.0;
+  uint32_t link_speed_mbps = 1000;
 };
 
 // What the caller must do after a successful write.
@@ -60,6 +61,7 @@ struct StreamRegisters {
   uint32_t packet_delay = 0;
   bool multipart = false;
   bool extended_ids = true;
+  uint32_t link_speed_mbps = 1000;
 };
 
 struct MessageRegisters {

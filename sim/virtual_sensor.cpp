@@ -101,6 +101,8 @@ bool VirtualSensor::Impl::start(std::string* error) {
   if (config_.width < 16 || config_.height < 16 || config_.width > 8192 || config_.height > 8192)
     return fail(error, "image size must be between 16 and 8192 pixels per side");
   if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");
+  if (config_.link_speed_mbps < 10 || config_.link_speed_mbps > 100000)
+    return fail(error, "link speed must be between 10 and 100000 Mbit/s");
 
   // The GenICam file: built in, or the given one.
   if (config_.genicam_file.empty()) {
@@ -140,6 +142,7 @@ bool VirtualSensor::Impl::start(std::string* error) {
   identity.sensor_width = config_.width;
   identity.sensor_height = config_.height;
   identity.fps = config_.fps;
+  identity.link_speed_mbps = config_.link_speed_mbps;
   model_ = std::make_unique<DeviceModel>(identity, std::move(served), served_name);
   handler_ = std::make_unique<GvcpHandler>(*model_, *this);
 
@@ -262,6 +265,7 @@ void VirtualSensor::Impl::configure_stream() {
   settings.packet_delay_ticks = regs.packet_delay;
   settings.tick_frequency = 1000000000;
   settings.extended_ids = regs.extended_ids;
+  settings.link_speed_bps = uint64_t{regs.link_speed_mbps} * 1000000u;
   {
     std::lock_guard<std::mutex> lock(faults_mutex_);
     settings.loss_ratio = faults_.stream_loss_ratio;

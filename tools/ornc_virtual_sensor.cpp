@@ -29,6 +29,7 @@ void usage(FILE* out) {
       "  --zip-genicam         serve the GenICam file as a zip archive\n"
       "  --width N, --height N sensor size in pixels (default 640x480)\n"
       "  --fps HZ              default frame rate (default 10)\n"
+      "  --link-speed MBPS     emulated link rate of the stream (default 1000)\n"
       "Fault switches:\n"
       "  --loss RATIO          drop this share of stream data packets on first send (0..1)\n"
       "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
@@ -83,6 +84,7 @@ int main(int argc, char** argv) {
     else if (arg == "--width") ok = parse_unsigned(value, &count) && count <= 65535 && ((config.width = static_cast<uint32_t>(count)), true);
     else if (arg == "--height") ok = parse_unsigned(value, &count) && count <= 65535 && ((config.height = static_cast<uint32_t>(count)), true);
     else if (arg == "--fps") ok = parse_double(value, &config.fps);
+    else if (arg == "--link-speed") ok = parse_unsigned(value, &count) && count <= 100000 && ((config.link_speed_mbps = static_cast<uint32_t>(count)), true);
     else if (arg == "--loss") ok = parse_double(value, &faults.stream_loss_ratio) && faults.stream_loss_ratio >= 0.0 && faults.stream_loss_ratio <= 1.0;
     else if (arg == "--refuse-writes") faults.refuse_writes_feature = value;
     else if (arg == "--silent-after") ok = parse_double(value, &faults.silent_after_s) && faults.silent_after_s >= 0.0;

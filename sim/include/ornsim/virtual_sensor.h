@@ -25,6 +25,7 @@ struct SensorConfig {
   uint32_t width = 640, height = 480;
   double fps = 10.0;
   bool zipped_xml = false;                  // serve the GenICam file as a zip archive
+  uint32_t link_speed_mbps = 1000;          // emulated link rate of the stream (and GevLinkSpeed)
 };
 
 struct FaultSwitches {
