@@ -21,3 +21,4 @@ endfunction()
 
 ornc_camera_test(camera_param_rules_test ${CMAKE_CURRENT_LIST_DIR}/camera_param_rules_test.cpp)
 ornc_camera_test(camera_connect_test ${CMAKE_CURRENT_LIST_DIR}/camera_connect_test.cpp)
+ornc_camera_test(camera_components_test ${CMAKE_CURRENT_LIST_DIR}/camera_components_test.cpp)

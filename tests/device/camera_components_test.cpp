@@ -1,0 +1,196 @@
+// The multipart component table built at connect from the sensor's
+// selectors, the selector functions, and switching components on and off,
+// against the virtual sensor's own GenICam file and variants of it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+
+#include "ORNC.h"
+#include "camera_test_support.h"
+#include "ornsim/components.h"
+
+namespace {
+
+class Components : public ::testing::Test {
+protected:
+    void start(int host, const std::string& serial, const std::string& xml = "") {
+        config_ = camtest::sensor_config(host, serial);
+        if (!xml.empty()) {
+            config_.genicam_file = workdir_.path() + "/" + serial + ".xml";
+            camtest::write_file(config_.genicam_file, xml);
+        }
+        sensor_ = std::make_unique<camtest::SensorScope>(config_);
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+    }
+    int enum_value(const ornc_t* ornc, const char* name) {
+        int value = -1;
+        EXPECT_EQ(ORNCParamGetEnumValue(camtest::device_param(ornc, name), &value), ORNC_OK) << name;
+        return value;
+    }
+
+    orntest::TempWorkDir workdir_;
+    ornsim::SensorConfig config_;
+    std::unique_ptr<camtest::SensorScope> sensor_;
+};
+
+void expect_component(const ornc_component_t* c, int component, const char* compname, uint32_t pixelformat,
+                      const char* pixelname) {
+    ASSERT_NE(c, nullptr);
+    EXPECT_EQ(c->source, 0);
+    EXPECT_EQ(c->region, 0);
+    EXPECT_EQ(c->component, component);
+    EXPECT_STREQ(c->compname, compname);
+    EXPECT_EQ(static_cast<uint32_t>(c->pixelformat), pixelformat);
+    EXPECT_STREQ(c->pixelname, pixelname);
+}
+
+TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormat) {
+    start(30, "CP000030");
+    camtest::Handle handle;
+    EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
+    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
+    expect_component(ORNCGetComponent(handle.get(), 0), 0, "Range", ornsim::kPixelFormatCoord3D_ABC32f,
+                     "Coord3D_ABC32f");
+    expect_component(ORNCGetComponent(handle.get(), 1), 0, "Range", ornsim::kPixelFormatCoord3D_C16, "Coord3D_C16");
+    expect_component(ORNCGetComponent(handle.get(), 2), 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8");
+    expect_component(ORNCGetComponent(handle.get(), 3), 2, "Confidence", ornsim::kPixelFormatConfidence8,
+                     "Confidence8");
+    EXPECT_EQ(ORNCGetComponent(handle.get(), 4), nullptr);
+    EXPECT_EQ(ORNCGetComponent(handle.get(), -1), nullptr);
+    EXPECT_EQ(ORNCGetComponent(nullptr, 0), nullptr);
+
+    ornc_component_t* table = nullptr;
+    int count = 0;
+    ASSERT_EQ(ORNCGetComponentArray(handle.get(), &table, &count), ORNC_OK);
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(table, ORNCGetComponent(handle.get(), 0));  // the handle's own table
+    EXPECT_EQ(ORNCGetComponentArray(handle.get(), nullptr, nullptr), ORNC_OK);
+    EXPECT_EQ(ORNCGetComponentArray(nullptr, &table, &count), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetComponentCount(nullptr), 0);
+
+    // A second connect on the same handle appends the components again.
+    ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
+    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 8);
+    expect_component(ORNCGetComponent(handle.get(), 6), 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8");
+}
+
+TEST_F(Components, DiscoveryRestoresTheSelectorsItFound) {
+    start(31, "CP000031");
+    {
+        camtest::Handle first;
+        ASSERT_EQ(ORNCConnectBySerialNumber(first.get(), nullptr, "CP000031"), ORNC_OK);
+        ASSERT_EQ(ORNCSetComponentSelector(first.get(), 2), ORNC_OK);
+    }
+    camtest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000031"), ORNC_OK);
+    EXPECT_EQ(ORNCGetComponentCount(handle.get()), 4);
+    int value = -1;
+    ASSERT_EQ(ORNCGetComponentSelector(handle.get(), &value), ORNC_OK);
+    EXPECT_EQ(value, 2);
+    ASSERT_EQ(ORNCGetSourceSelector(handle.get(), &value), ORNC_OK);
+    EXPECT_EQ(value, 0);
+    ASSERT_EQ(ORNCGetRegionSelector(handle.get(), &value), ORNC_OK);
+    EXPECT_EQ(value, 0);
+
+    // The selector family: a null handle or output is -3; a value no entry
+    // has is the device's to refuse.
+    EXPECT_EQ(ORNCGetSourceSelector(nullptr, &value), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetRegionSelector(handle.get(), nullptr), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetComponentSelector(nullptr, 1), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetComponentSelector(handle.get(), 9), ORNC_ERR_PARAM_WRITE_FAILED);
+    ASSERT_EQ(ORNCSetComponentSelector(handle.get(), 1), ORNC_OK);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+}
+
+TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
+    start(32, "CP000032");
+    camtest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000032"), ORNC_OK);
+    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
+    const ornc_component_t* abc = ORNCGetComponent(handle.get(), 0);
+    const ornc_component_t* c16 = ORNCGetComponent(handle.get(), 1);
+    const ornc_component_t* intensity = ORNCGetComponent(handle.get(), 2);
+    const ornc_component_t* confidence = ORNCGetComponent(handle.get(), 3);
+
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCComponentEnable(handle.get(), intensity, 1), ORNC_OK);
+        EXPECT_EQ(log.count_containing("Enabled component s0 r0 c1 Intensity 0x1080001 Mono8"), 1);
+    }
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), confidence, 0), ORNC_OK);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 2);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), confidence), 0);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+    int enabled = -1;
+    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "ComponentEnable"), &enabled), ORNC_OK);
+    EXPECT_EQ(enabled, 1);
+
+    // Enabling sets the component's pixel format; disabling leaves it.
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), c16, 1), ORNC_OK);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_C16);
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCComponentEnable(handle.get(), abc, 0), ORNC_OK);
+        EXPECT_EQ(log.count_containing("Disabled component s0 r0 c0 Range 0x26000c0 Coord3D_ABC32f"), 1);
+    }
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 0);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_C16);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), c16), 0);
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), abc, 1), ORNC_OK);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_ABC32f);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), c16), 1);
+
+    // A record with a component the device does not have fails at the selector.
+    ornc_component_t bogus = *intensity;
+    bogus.component = 7;
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), &bogus, 1), ORNC_ERR_PARAM_WRITE_FAILED);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), &bogus), 0);
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), nullptr, 1), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), nullptr), 0);
+
+    // The device refusing the enable bit is reported as a failed write (the
+    // sensor refuses the register at the feature's base address, which is
+    // the Range component's).
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "ComponentEnable";
+    sensor_->sensor().set_faults(faults);
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), abc, 0), ORNC_ERR_PARAM_WRITE_FAILED);
+    sensor_->sensor().set_faults(ornsim::FaultSwitches{});
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), abc), 1);
+}
+
+TEST_F(Components, ASensorWithoutRegionSelectorFailsConnectButStaysUsable) {
+    const ornsim::SensorConfig probe = camtest::sensor_config(33, "CP000033");
+    start(33, "CP000033", camtest::rename_feature(camtest::builtin_xml(probe), "RegionSelector", "RegionChooser"));
+    camtest::Handle handle;
+    {
+        orntest::LogCapture log;
+        EXPECT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000033"), ORNC_ERR_PARAM_UNDEFINED);
+        EXPECT_EQ(log.count_containing("Could not find parameter RegionSelector"), 1);
+        EXPECT_EQ(log.count_containing("Number of available components"), 0);
+    }
+    EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
+    int value = -1;
+    EXPECT_EQ(ORNCGetRegionSelector(handle.get(), &value), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetRegionSelector(handle.get(), 0), ORNC_ERR_UNINITIALIZED);
+    ASSERT_EQ(ORNCGetSourceSelector(handle.get(), &value), ORNC_OK);  // found before the missing one
+    EXPECT_EQ(value, 0);
+    ornc_component_t record{};
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), &record, 1), ORNC_ERR_UNINITIALIZED);
+
+    // No roll-back: the device and its parameters stay connected.
+    ornc_param_t* width = camtest::device_param(handle.get(), "Width");
+    ASSERT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
+    EXPECT_EQ(camtest::value_text(width), "320");
+    ASSERT_EQ(ORNCDumpXML(handle.get(), "renamed.xml"), ORNC_OK);
+    EXPECT_NE(camtest::read_file("renamed.xml").find("RegionChooser"), std::string::npos);
+    EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+}
+
+}  // namespace
