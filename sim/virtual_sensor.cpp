@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdio>
 #include <mutex>
+#include <shared_mutex>
 #include <thread>
 #include <vector>
 
@@ -74,7 +75,10 @@ class VirtualSensor::Impl : public DeviceActions {
   std::unique_ptr<MessageChannel> message_;
   std::unique_ptr<AcquisitionEngine> engine_;
 
-  mutable std::mutex stream_mutex_;  // guards sender_ (replaced by FORCEIP)
+  // Guards the sender_ pointer, which FORCEIP replaces (exclusive lock). The
+  // sender itself is thread-safe: frames, resends and settings share the lock,
+  // so a resend never waits for a frame to finish.
+  mutable std::shared_mutex stream_mutex_;
   std::unique_ptr<GvspSender> sender_;
 
   UdpSocket control_;                      // unicast, replies go out here
@@ -149,7 +153,7 @@ bool VirtualSensor::Impl::start(std::string* error) {
   if (!open_control_sockets(ip, error)) return fail(error, error != nullptr ? *error : "cannot open control socket");
   ip_ = ip;
   {
-    std::lock_guard<std::mutex> lock(stream_mutex_);
+    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
     sender_ = std::make_unique<GvspSender>(ip);
     std::string why;
     if (!sender_->open(&why)) return fail(error, "stream socket: " + why);
@@ -163,7 +167,7 @@ bool VirtualSensor::Impl::start(std::string* error) {
   engine_ = std::make_unique<AcquisitionEngine>(
       *model_,
       [this](GvspFrame&& frame) {
-        std::lock_guard<std::mutex> lock(stream_mutex_);
+        std::shared_lock<std::shared_mutex> lock(stream_mutex_);
         return sender_ != nullptr && sender_->send_frame(std::move(frame));
       },
       [this](const AcquisitionSnapshot& settings, uint64_t block_id, uint64_t timestamp) {
@@ -208,7 +212,7 @@ void VirtualSensor::Impl::stop() {
   if (engine_) engine_->stop_thread();
   if (message_) message_->close();
   {
-    std::lock_guard<std::mutex> lock(stream_mutex_);
+    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
     if (sender_) sender_->close();
   }
   control_.close();
@@ -270,14 +274,14 @@ void VirtualSensor::Impl::configure_stream() {
     std::lock_guard<std::mutex> lock(faults_mutex_);
     settings.loss_ratio = faults_.stream_loss_ratio;
   }
-  std::lock_guard<std::mutex> lock(stream_mutex_);
+  std::shared_lock<std::shared_mutex> lock(stream_mutex_);
   if (sender_) sender_->configure(settings);
 }
 
 void VirtualSensor::Impl::apply(const WriteEffects& effects) {
   if (effects.stream_changed || effects.start_acquisition || effects.fire_test_packet) configure_stream();
   if (effects.fire_test_packet) {
-    std::lock_guard<std::mutex> lock(stream_mutex_);
+    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
     if (sender_) sender_->send_test_packet(effects.test_packet_size);
   }
   if (effects.stop_acquisition) engine_->stop();
@@ -287,7 +291,7 @@ void VirtualSensor::Impl::apply(const WriteEffects& effects) {
 
 void VirtualSensor::Impl::packet_resend(uint64_t block_id, uint32_t first, uint32_t last) {
   if (silent_) return;
-  std::lock_guard<std::mutex> lock(stream_mutex_);
+  std::shared_lock<std::shared_mutex> lock(stream_mutex_);
   if (sender_) sender_->resend(block_id, first, last);
 }
 
@@ -300,7 +304,7 @@ bool VirtualSensor::Impl::force_ip(uint32_t ip, uint32_t /*mask*/, uint32_t /*ga
   engine_->stop();
   if (!open_control_sockets(ip, &why)) return false;
   {
-    std::lock_guard<std::mutex> lock(stream_mutex_);
+    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
     auto sender = std::make_unique<GvspSender>(ip);
     if (sender->open(&why)) {
       if (sender_) sender_->close();
@@ -345,7 +349,7 @@ SensorCounters VirtualSensor::Impl::counters() const {
   c.gvcp_commands = gvcp_commands_;
   c.gvcp_errors = gvcp_errors_;
   {
-    std::lock_guard<std::mutex> lock(stream_mutex_);
+    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
     if (sender_) {
       StreamCounters s = sender_->counters();
       c.frames_sent = s.frames_sent;

@@ -302,7 +302,12 @@ TEST_F(Acquisition, PacketResendRecoversPacketsLostOnFirstSend) {
   }
   EXPECT_TRUE(wait_blocks(1));
   EXPECT_GT(receiver_.blocks().begin()->second.resent, 0u);
+  // The sender counts a resent packet once it is out: give the count a moment.
   ornsim::SensorCounters c = sensor_->counters();
+  for (int i = 0; i < 100 && c.packets_resent < missing.size(); ++i) {
+    std::this_thread::sleep_for(milliseconds(10));
+    c = sensor_->counters();
+  }
   EXPECT_EQ(c.resend_requests, missing.size());
   EXPECT_GE(c.packets_resent, missing.size());
   EXPECT_GT(c.packets_dropped, 0u);
