@@ -22,3 +22,11 @@ endfunction()
 ornc_camera_test(camera_param_rules_test ${CMAKE_CURRENT_LIST_DIR}/camera_param_rules_test.cpp)
 ornc_camera_test(camera_connect_test ${CMAKE_CURRENT_LIST_DIR}/camera_connect_test.cpp)
 ornc_camera_test(camera_components_test ${CMAKE_CURRENT_LIST_DIR}/camera_components_test.cpp)
+
+# Aravis's fake camera runs in a network namespace the test makes (root).
+set(ornc_camera_fake_binary "${ORNC_ARV_FAKE_CAMERA}")
+if(ornc_camera_fake_binary STREQUAL "")
+  set(ornc_camera_fake_binary ${PROJECT_SOURCE_DIR}/.deps/aravis-tools/usr/bin/arv-fake-gv-camera-0.8)
+endif()
+ornc_camera_test(camera_aravis_fake_test ${CMAKE_CURRENT_LIST_DIR}/camera_aravis_fake_test.cpp)
+target_compile_definitions(camera_aravis_fake_test PRIVATE ORNC_ARV_FAKE_CAMERA="${ornc_camera_fake_binary}")
