@@ -122,6 +122,19 @@ public:
     FakeCamera& operator=(const FakeCamera&) = delete;
 
     bool started() const { return pid_ > 0; }
+    // False once the process has exited (for instance because another
+    // program holds its port).
+    bool running() {
+        if (pid_ <= 0) {
+            return false;
+        }
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) == pid_) {
+            pid_ = -1;
+            return false;
+        }
+        return true;
+    }
 
 private:
     static int open_null() {

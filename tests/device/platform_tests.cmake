@@ -19,3 +19,5 @@ function(ornc_platform_test name)
 endfunction()
 
 ornc_platform_test(platform_node_map_test ${CMAKE_CURRENT_LIST_DIR}/platform_node_map_test.cpp)
+ornc_platform_test(platform_connect_test ${CMAKE_CURRENT_LIST_DIR}/platform_connect_test.cpp)
+ornc_platform_test(platform_fake_camera_test ${CMAKE_CURRENT_LIST_DIR}/platform_fake_camera_test.cpp)
