@@ -175,6 +175,7 @@ ORN_API int ORNCSysGetInterfaceCount(const ornc_system_t* sys);
 ORN_API const ornc_interface_t* ORNCSysGetInterface(const ornc_system_t* sys, int nr);
 ORN_API int ORNCSysGetDeviceCount(const ornc_system_t* sys);
 ORN_API const ornc_device_t* ORNCSysGetDevice(const ornc_system_t* sys, int nr);
+/* A NULL adapter gives 0 and NULL: it never widens the search to all. */
 ORN_API int ORNCInterfaceGetDeviceCount(const ornc_system_t* sys, const ornc_interface_t* interf);
 ORN_API const ornc_device_t* ORNCInterfaceGetDevice(const ornc_system_t* sys, const ornc_interface_t* interf, int nr);
 /* NULL or "" selects the first supported device. */

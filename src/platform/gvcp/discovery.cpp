@@ -187,9 +187,11 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         if (now >= deadline || (loopback_answered && (!any_broadcast || now >= quiet_deadline))) {
             break;
         }
+        // Wake for the quiet deadline only while it lies ahead: once it has
+        // passed, only loopback answers (or the time-out) are waited for.
         int64_t wait = deadline - now;
-        if (loopback_answered || any_broadcast) {
-            wait = std::min(wait, std::max<int64_t>(quiet_deadline - now, 0));
+        if (any_broadcast && quiet_deadline > now) {
+            wait = std::min(wait, quiet_deadline - now);
         }
         if (!wait_readable(fds.data(), fds.size(), static_cast<int>(wait))) {
             continue;
