@@ -242,11 +242,12 @@ ORN_API ornc_status_t ORNCConnectBySerialNumber(const ornc_t* ornc, const ornc_s
 ORN_API ornc_status_t ORNCConnectByPattern(const ornc_t* ornc, const ornc_system_t* sys, const char* pattern);
 ORN_API ornc_status_t ORNCConnectByIPAddress(const ornc_t* ornc, const ornc_system_t* sys, const char* ip);
 /* Stops the acquisition worker, closes the stream and the device and frees
- * the buffers. Parameter, category and component pointers obtained while
- * connected must not be used afterwards. */
+ * the buffers. Parameter and category handles obtained while connected
+ * must not be used afterwards (the component table stays). */
 ORN_API ornc_status_t ORNCDisconnect(ornc_t* ornc);
-/* Saves the connected device's GenICam description file as it was read
- * from the device (zipped when the device serves it zipped). */
+/* Saves the connected device's GenICam description file: a name ending in
+ * ".zip" gets a zip archive holding it, any other name the plain XML.
+ * ORNC_ERROR when the handle is not connected or the file cannot be made. */
 ORN_API ornc_status_t ORNCDumpXML(ornc_t* ornc, const char* filename);
 
 /* ------------------------------------------------------------------ */
