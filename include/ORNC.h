@@ -164,8 +164,17 @@ ORN_API int ORNCGetVersionDetail(char* buf, int len);
  * supported models are built in, plus one model-name substring per line
  * of "genicam_devices.ini" in the current working directory.
  *
- * The environment variable ORNC_INTERFACES (comma-separated adapter names)
- * limits discovery to those adapters. */
+ * Environment, read at every discovery:
+ *   ORNC_INTERFACES            comma-separated adapter names: only these are
+ *                              listed and asked (e.g. "lo")
+ *   ORNC_LOOPBACK_HOSTS        loopback has no broadcast, so these addresses
+ *                              are asked one by one: "127.0.0.1-127.0.0.8"
+ *                              (the default), or a comma-separated list of
+ *                              addresses and ranges
+ *   ORNC_DISCOVERY_QUIET_MS    listening ends this long after the last
+ *                              answer (default 100)
+ *   ORNC_DISCOVERY_TIMEOUT_MS  and never lasts longer than this (default
+ *                              1000) */
 
 ORN_API ornc_status_t ORNCSysInit(ornc_system_t* sys);
 ORN_API void ORNCSysDestroy(ornc_system_t* sys);
