@@ -178,6 +178,30 @@ TEST_F(SensorDiscovery, SharedSystemServesCallsWithoutAHandle) {
     EXPECT_EQ(nullptr, ornc.priv);
 }
 
+TEST_F(SensorDiscovery, EnvironmentLimitsWhatIsAsked) {
+    workdir_.write_model_file("Model X\n");
+    {
+        // Without the first twin, the second one is no longer a duplicate.
+        orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", "127.0.44.2,127.0.44.3");
+        orntest::SystemScope scope;
+        EXPECT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
+        EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope.sys, kBuiltInAddress));
+        EXPECT_NE(nullptr, ORNCSysGetDeviceByIP(&scope.sys, kTwinAddress));
+    }
+    {
+        orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", "127.0.44.2-127.0.44.2, junk");
+        orntest::SystemScope scope;
+        EXPECT_EQ(1, ORNCSysGetDeviceCount(&scope.sys));
+        EXPECT_EQ("VSB0002", device_serial(ORNCSysGetDevice(&scope.sys, 0)));
+    }
+    {
+        orntest::ScopedEnv interfaces("ORNC_INTERFACES", "no-such-adapter");
+        orntest::SystemScope scope;
+        EXPECT_EQ(0, ORNCSysGetInterfaceCount(&scope.sys));
+        EXPECT_EQ(0, ORNCSysGetDeviceCount(&scope.sys));
+    }
+}
+
 TEST_F(SensorDiscovery, RepeatedInitDiscoverDestroy) {
     // Run under -DORNC_SANITIZE=address, LeakSanitizer checks that every
     // round gives back what it took.
