@@ -25,7 +25,7 @@
 
 namespace {
 
-constexpr const char* kSensorAddress = "127.0.0.76";
+constexpr const char* kSensorAddress = "127.0.46.10";
 constexpr const char* kInterfaceAddress = "127.0.0.1";
 
 double seconds_for(int count, const std::function<bool(int)>& step) {

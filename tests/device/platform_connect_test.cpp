@@ -21,9 +21,9 @@
 
 namespace {
 
-constexpr const char* kSensorAddress = "127.0.0.72";
-constexpr const char* kZippedSensorAddress = "127.0.0.73";
-constexpr const char* kSilentAddress = "127.0.0.74";  // nothing listens here
+constexpr const char* kSensorAddress = "127.0.46.2";
+constexpr const char* kZippedSensorAddress = "127.0.46.3";
+constexpr const char* kSilentAddress = "127.0.46.4";  // nothing listens here
 
 std::unique_ptr<ornsim::VirtualSensor> start_sensor(const char* address, bool zipped = false) {
     ornsim::SensorConfig config;
@@ -88,7 +88,7 @@ TEST(PlatformConnect, BadAddressesFailWithoutTraffic) {
         const char* device_ip;
     };
     // 10.255.255.1 is no address of this host: refused before Aravis runs.
-    const Case cases[] = {{"10.255.255.1", "127.0.0.72"}, {"127.0.0.1", "not an address"}, {"", "127.0.0.72"}};
+    const Case cases[] = {{"10.255.255.1", "127.0.46.2"}, {"127.0.0.1", "not an address"}, {"", "127.0.46.2"}};
     for (const Case& c : cases) {
         PvResult result;
         EXPECT_EQ(PvDeviceGEV::Connect(c.interface_ip, c.device_ip, &result), nullptr);
@@ -226,10 +226,10 @@ TEST(PlatformStream, OpensOnTheConnectedDeviceAndPointsItAtTheHost) {
     // The device now sends to the stream's socket.
     EXPECT_EQ(read_register(device.get(), gvcp::REG_SCP0) & gvcp::SCP_PORT_MASK, gev->GetLocalPort());
     PvDeviceGEV* device_gev = dynamic_cast<PvDeviceGEV*>(device.get());
-    ASSERT_TRUE(device_gev->SetStreamDestination("127.0.0.9", 4567, 0).IsOK());
-    EXPECT_EQ(read_register(device.get(), gvcp::REG_SCDA0), 0x7F000009u);
+    ASSERT_TRUE(device_gev->SetStreamDestination("127.0.46.9", 4567, 0).IsOK());
+    EXPECT_EQ(read_register(device.get(), gvcp::REG_SCDA0), 0x7F002E09u);
     EXPECT_EQ(read_register(device.get(), gvcp::REG_SCP0) & gvcp::SCP_PORT_MASK, 4567u);
-    EXPECT_EQ(device_gev->SetStreamDestination("127.0.0.9", 4567, 7).GetCode(), PvResult::INVALID_PARAMETER);
+    EXPECT_EQ(device_gev->SetStreamDestination("127.0.46.9", 4567, 7).GetCode(), PvResult::INVALID_PARAMETER);
     EXPECT_EQ(device_gev->SetStreamDestination("host", 4567, 0).GetCode(), PvResult::INVALID_PARAMETER);
     ASSERT_TRUE(device_gev->SetStreamDestination(gev->GetLocalIPAddress(), gev->GetLocalPort(), 0).IsOK());
 

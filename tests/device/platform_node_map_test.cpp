@@ -27,7 +27,7 @@
 
 namespace {
 
-constexpr const char* kSensorAddress = "127.0.0.71";
+constexpr const char* kSensorAddress = "127.0.46.1";
 constexpr uint32_t kBase = 0x00100000;  // the sensor's plain memory
 
 // Register addresses of the features below (offsets into plain memory).
