@@ -3,6 +3,9 @@
 // every bad datagram is dropped with a log line.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <atomic>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -19,7 +22,7 @@ using orntest::ScriptedResponder;
 using Datagrams = std::vector<std::vector<uint8_t>>;
 
 // This suite's own loopback block; ctest serialises its cases on it.
-constexpr const char* kHosts = "127.0.45.1-127.0.45.20";
+constexpr const char* kHosts = "127.0.45.1-127.0.45.20";  // hostile peers from .1 up, the honest one last
 constexpr const char* kHonestAddress = "127.0.45.20";
 
 std::string address(int host) { return "127.0.45." + std::to_string(host); }
@@ -28,6 +31,7 @@ AckFields honest_fields() {
     AckFields fields;
     fields.model = "lumenGAUGE Honest";
     fields.serial = "HONEST01";
+    fields.vendor = "ORNC Pr\xC3\xBC" "fger\xC3\xA4te";  // UTF-8 is a valid device text
     return fields;
 }
 
@@ -105,6 +109,14 @@ const Hostile kHostiles[] = {
              return Datagrams{ack};
          };
      }},
+    {"broken UTF-8 in the model",
+     [](uint32_t ip) -> ScriptedResponder::Script {
+         return [ip](uint16_t id) {
+             auto ack = good_ack(id, ip);
+             ack[gvcp::kHeaderSize + gvcp::kDiscoveryModelOffset + 2] = 0xC3;  // lead byte, then plain ASCII
+             return Datagrams{ack};
+         };
+     }},
     {"answers another request",
      [](uint32_t ip) -> ScriptedResponder::Script {
          return [ip](uint16_t id) { return Datagrams{good_ack(static_cast<uint16_t>(id + 1), ip)}; };
@@ -179,6 +191,7 @@ TEST_F(HostileDiscovery, OnlyTheHonestPeerIsListedAndEveryBadAckIsLogged) {
     EXPECT_EQ(kHonestAddress, orntest::device_ip(device));
     EXPECT_EQ("HONEST01", orntest::device_serial(device));
     EXPECT_EQ("lumenGAUGE Honest", orntest::text_of(ORNCDeviceGetModelName, device));
+    EXPECT_EQ(honest_fields().vendor, orntest::text_of(ORNCDeviceGetVendorName, device));
 
     const int hostile_count = static_cast<int>(sizeof kHostiles / sizeof kHostiles[0]);
     EXPECT_EQ(hostile_count, log.count_containing("ORNC: GVCP: dropped"));
@@ -226,6 +239,72 @@ TEST_F(HostileDiscovery, RepeatedDiscoveryKeepsOnlyTheLatestDevices) {
     honest_->stop();
     ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
     EXPECT_EQ(0, ORNCSysGetDeviceCount(&scope.sys));
+}
+
+// Fits its slot with the terminator, and holds no control character: the
+// mutations only ever produce ASCII that the library lets through, or
+// bytes of 0x80 and above, which must then form UTF-8 (checked loosely
+// here: every lead byte is followed by its continuation bytes).
+bool printable(const std::string& text, size_t slot) {
+    if (text.size() >= slot) return false;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        if (byte < 0x20 || byte == 0x7F) return false;
+        if (byte < 0x80) continue;
+        const size_t continuation = byte >= 0xF0 ? 3 : byte >= 0xE0 ? 2 : byte >= 0xC0 ? 1 : 99;
+        if (continuation == 99 || i + continuation >= text.size()) return false;
+        for (size_t k = 1; k <= continuation; ++k) {
+            if ((static_cast<unsigned char>(text[i + k]) & 0xC0) != 0x80) return false;
+        }
+        i += continuation;
+    }
+    return true;
+}
+
+TEST_F(HostileDiscovery, RandomlyCorruptedAcksNeverYieldAGarbageDevice) {
+    // One peer whose every answer is a valid ack with a few random bytes
+    // changed, cut or extended. Whatever comes out must be a device at the
+    // peer's own address with clean texts.
+    constexpr const char* kMutant = "127.0.45.17";
+    std::mt19937 random(20261122);
+    std::atomic<int> round{0};
+    ScriptedResponder mutant(kMutant, [&random, &round](uint16_t id) {
+        AckFields fields;
+        fields.serial = "MUTANT" + std::to_string(round.load());
+        auto ack = make_discovery_ack(id, fields, orntest::ipv4(kMutant));
+        const int flips = 1 + static_cast<int>(random() % 6);
+        for (int i = 0; i < flips; ++i) {
+            ack[random() % ack.size()] = static_cast<uint8_t>(random());
+        }
+        switch (random() % 4) {
+            case 0: ack.resize(random() % ack.size()); break;
+            case 1: ack.resize(ack.size() + random() % 300, static_cast<uint8_t>(random())); break;
+            default: break;
+        }
+        return Datagrams{ack};
+    });
+    std::string error;
+    ASSERT_TRUE(mutant.start(&error)) << error;
+    orntest::SystemScope scope;
+    int listed = 0;
+    for (; round < 300; ++round) {
+        ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+        const ornc_interface_t* lo = orntest::interface_named(&scope.sys, "lo");
+        ASSERT_NE(nullptr, lo);
+        for (int i = 0;; ++i) {
+            const ornc_device_t* device = ORNCInterfaceGetDevice(&scope.sys, lo, i);
+            if (device == nullptr || i > 2) break;
+            const std::string ip = orntest::device_ip(device);
+            if (ip == kHonestAddress) continue;
+            ++listed;
+            EXPECT_EQ(kMutant, ip);
+            EXPECT_TRUE(printable(orntest::device_serial(device), gvcp::SERIAL_NUMBER_SIZE));
+            EXPECT_TRUE(printable(orntest::text_of(ORNCDeviceGetModelName, device), gvcp::MODEL_NAME_SIZE));
+            EXPECT_TRUE(printable(orntest::text_of(ORNCDeviceGetVendorName, device), gvcp::MANUFACTURER_NAME_SIZE));
+        }
+    }
+    // Flips that land in padding leave the ack valid: some rounds list it.
+    EXPECT_GT(listed, 0);
 }
 
 }  // namespace

@@ -15,7 +15,7 @@ const char* ack_verdict_text(AckVerdict verdict) {
         case AckVerdict::kWrongAnswer: return "not a discovery ack";
         case AckVerdict::kWrongAckId: return "answers another request";
         case AckVerdict::kUnterminatedText: return "unterminated text field";
-        case AckVerdict::kUnprintableText: return "control characters in a text field";
+        case AckVerdict::kUnprintableText: return "control characters or broken UTF-8 in a text field";
         case AckVerdict::kAddressMismatch: return "reported address differs from the sender";
     }
     return "unknown";
@@ -24,6 +24,45 @@ const char* ack_verdict_text(AckVerdict verdict) {
 namespace {
 
 enum class TextCheck { kOk, kUnterminated, kUnprintable };
+
+// Device texts are ASCII or UTF-8 (the device mode register says which;
+// ASCII is a subset). Control characters and broken sequences would end up
+// in logs and in the application's buffers, so they are refused.
+bool is_clean_utf8(const uint8_t* text, size_t length) {
+    size_t i = 0;
+    while (i < length) {
+        const uint8_t lead = text[i];
+        size_t continuation = 0;
+        uint32_t code = 0;
+        if (lead < 0x80) {
+            if (lead < 0x20 || lead == 0x7F) return false;
+            ++i;
+            continue;
+        } else if (lead >= 0xC2 && lead <= 0xDF) {
+            continuation = 1;
+            code = lead & 0x1Fu;
+        } else if (lead >= 0xE0 && lead <= 0xEF) {
+            continuation = 2;
+            code = lead & 0x0Fu;
+        } else if (lead >= 0xF0 && lead <= 0xF4) {
+            continuation = 3;
+            code = lead & 0x07u;
+        } else {
+            return false;
+        }
+        if (length - i <= continuation) return false;
+        for (size_t k = 1; k <= continuation; ++k) {
+            if ((text[i + k] & 0xC0u) != 0x80u) return false;
+            code = (code << 6) | (text[i + k] & 0x3Fu);
+        }
+        // Overlong forms, surrogates and values past Unicode.
+        const uint32_t smallest[] = {0, 0x80, 0x800, 0x10000};
+        if (code < smallest[continuation] || (code >= 0xD800 && code <= 0xDFFF) || code > 0x10FFFF) return false;
+        if (code < 0xA0 && code >= 0x80) return false;  // C1 control characters
+        i += continuation + 1;
+    }
+    return true;
+}
 
 // A text slot must hold its NUL inside the slot; what follows the NUL is
 // padding and ignored.
@@ -34,10 +73,8 @@ TextCheck read_text(const uint8_t* payload, size_t offset, size_t slot, std::str
         return TextCheck::kUnterminated;
     }
     const size_t length = static_cast<size_t>(static_cast<const uint8_t*>(nul) - start);
-    for (size_t i = 0; i < length; ++i) {
-        if (start[i] < 0x20 || start[i] == 0x7F) {
-            return TextCheck::kUnprintable;
-        }
+    if (!is_clean_utf8(start, length)) {
+        return TextCheck::kUnprintable;
     }
     out->assign(reinterpret_cast<const char*>(start), length);
     return TextCheck::kOk;

@@ -37,7 +37,7 @@ enum class AckVerdict {
     kWrongAnswer,        // not a DISCOVERY_ACK
     kWrongAckId,         // answers another request
     kUnterminatedText,   // a text field fills its whole slot without a NUL
-    kUnprintableText,    // a text field holds control characters
+    kUnprintableText,    // a text field holds control characters or broken UTF-8
     kAddressMismatch,    // the reported address is not the sender's
 };
 
