@@ -145,8 +145,12 @@ PvResult PvStream::Close() {
             g_object_unref(stream_);
         }
         stream_ = nullptr;
-        for (PvBuffer* buffer : queued_) {
-            buffer->SetQueued(false);
+        for (ArvBuffer* wrapper : queued_) {
+            PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
+            if (buffer != nullptr) {
+                buffer->SetQueued(false);
+            }
+            g_object_unref(wrapper);
         }
         queued_.clear();
     }
@@ -173,10 +177,13 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
     if (queued_.size() >= kQueuedBufferMaximum) {
         return PvResult(PvResult::GENERIC_ERROR, "the queue is full");
     }
-    // The stream takes a reference of its own; ours stays with the PvBuffer.
-    g_object_ref(buffer->GetArvBuffer());
-    arv_stream_push_buffer(stream_, buffer->GetArvBuffer());
+    // One reference goes to the stream, one to the record; the
+    // PvBuffer keeps its own.
+    ArvBuffer* wrapper = buffer->GetArvBuffer();
+    g_object_ref(wrapper);
+    queued_.insert(wrapper);
+    g_object_ref(wrapper);
+    arv_stream_push_buffer(stream_, wrapper);
     buffer->SetQueued(true);
-    queued_.insert(buffer);
     return PvResult::OK;
 }

@@ -66,9 +66,11 @@ protected:
     // device's node map, which Aravis touches when the stream closes.
     PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);
 
-    // Guards queued_.
+    // Guards queued_: the wrappers of the buffers handed to Aravis, each
+    // with a reference of the record's own, so that a buffer deleted while
+    // queued (its wrapper then maps back to null) is still accounted for.
     mutable std::mutex queue_lock_;
-    std::set<PvBuffer*> queued_;
+    std::set<ArvBuffer*> queued_;
 
 private:
     class StatisticsHooks;
