@@ -1,0 +1,29 @@
+// How parameters are shown and set by ornc-tool: type and access words,
+// the current value as text (enumerations by entry name), and writes from
+// text (enumerations by entry name or number).
+#pragma once
+
+#include <string>
+
+#include "ORNC.h"
+
+namespace ornctool {
+
+std::string param_name(const ornc_param_t* param);
+const char* param_type_name(orn_param_type_t type);
+// "RW", "RO", "WO", or "NA" when the parameter is not available.
+std::string param_access(const ornc_param_t* param);
+const char* visibility_name(orn_param_visibility_t visibility);
+// "beginner", "expert", "guru" or "invisible"; false for anything else.
+bool parse_visibility(const std::string& text, orn_param_visibility_t* visibility);
+
+// The value as text. Enumerations give their entry name unless `numeric`.
+// Commands and registers have no text form; they give "" and ORNC_OK.
+ornc_status_t param_value_text(const ornc_param_t* param, bool numeric, std::string* text);
+// Writes a value given as text; an enumeration takes an entry name too.
+ornc_status_t param_set_text(ornc_param_t* param, const std::string& text);
+
+// The device, stream or communication parameters of a connected handle.
+ornc_parameters_t* parameter_map(const ornc_t* ornc, const std::string& map_name);
+
+}  // namespace ornctool
