@@ -4,6 +4,10 @@
 
 #include <new>
 
+namespace platform {
+class ReceivedFrame {};
+}  // namespace platform
+
 // The wrapper's user data: the memory and the way back to the PvBuffer.
 // Destroyed by Aravis with the wrapper's last reference.
 struct PvBuffer::Memory {

@@ -6,15 +6,29 @@
 // wrapper's record and is released with the last reference to the
 // wrapper, so a stream that still holds the wrapper (a buffer deleted
 // while queued) never writes into freed memory; such an orphaned wrapper
-// no longer maps back to a PvBuffer. Alloc and Free refuse while queued.
+// no longer maps back to a PvBuffer. Alloc, Free and Reset refuse while
+// queued. The image and multipart views (GetImage, GetMultiPartContainer)
+// belong to the buffer and point into its memory: they describe the last
+// transfer and stay valid until the buffer is queued again, reset, freed
+// or deleted.
+//
+// A buffer is used by one thread at a time: the one that queued it, then
+// the one that retrieved it.
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
+#include "platform/IPvImage.h"
+#include "platform/IPvMultiPartContainer.h"
 #include "platform/PvPayloadType.h"
 #include "platform/PvResult.h"
 
 typedef struct _ArvBuffer ArvBuffer;
+
+namespace platform {
+class ReceivedFrame;
+}
 
 class PvBuffer {
 public:
@@ -31,9 +45,31 @@ public:
     void Free();
     // Allocated size in bytes (0 before Alloc).
     uint32_t GetSize() const { return size_; }
+    // What the last retrieved transfer carried (PvPayloadTypeImage for a
+    // single image with or without chunks, PvPayloadTypeMultiPart for a
+    // multipart frame); before any transfer, or after Reset, the type the
+    // buffer was made or reset for.
     PvPayloadType GetPayloadType() const { return payload_type_; }
     const uint8_t* GetDataPointer() const { return data_; }
     uint8_t* GetDataPointer() { return data_; }
+    // Bytes the last transfer wrote into the buffer (0 before any).
+    uint32_t GetPayloadSize() const;
+
+    // The single image of the last transfer. Never null: for a buffer that
+    // holds no image the view reports no data and zero sizes.
+    IPvImage* GetImage();
+    // The parts of the last transfer. Never null: no parts unless it was a
+    // multipart frame.
+    IPvMultiPartContainer* GetMultiPartContainer();
+
+    // Chunks found at the end of the last transfer (single image with
+    // chunk data, or the chunk part of a multipart frame); 0 when none.
+    uint32_t GetChunkCount() const;
+    bool HasChunks() const { return GetChunkCount() != 0; }
+
+    // Forgets the last transfer and sets the payload type the buffer is
+    // meant for. GENERIC_ERROR while queued.
+    PvResult Reset(PvPayloadType payload_type = PvPayloadTypeImage);
 
     // --- platform side -------------------------------------------------
     ArvBuffer* GetArvBuffer() const { return arv_buffer_; }
@@ -41,6 +77,15 @@ public:
     static PvBuffer* FromArvBuffer(ArvBuffer* buffer);
     bool IsQueued() const { return queued_; }
     void SetQueued(bool queued) { queued_ = queued; }
+    // Reads what the stream wrote into the wrapper (status, payload type,
+    // image geometry, parts) and checks it against the memory: OK for a
+    // complete transfer that fits, a failure code otherwise (the views
+    // then show nothing).
+    PvResult TakeTransfer();
+    // Forgets the last transfer (queued again, aborted).
+    void ClearTransfer();
+    // The PvBuffer whose memory starts at `data`, or null.
+    static PvBuffer* FromDataPointer(const uint8_t* data);
 
 private:
     PvPayloadType payload_type_;
@@ -50,4 +95,5 @@ private:
     struct Memory;
     Memory* memory_ = nullptr;  // owned by arv_buffer_
     bool queued_ = false;
+    std::unique_ptr<platform::ReceivedFrame> received_;
 };

@@ -66,6 +66,9 @@ private:
     ArvDevice* device_;
 };
 
+// Filled in with the message channel and link-loss handling.
+class PvDevice::EventDispatch {};
+
 PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result) {
     const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
     if (gev == nullptr) {

@@ -13,6 +13,7 @@
 #include <cstdint>
 #include <memory>
 
+#include "platform/PvDeviceEventSink.h"
 #include "platform/PvDeviceInfo.h"
 #include "platform/PvGenParameterArray.h"
 #include "platform/PvResult.h"
@@ -46,6 +47,26 @@ public:
     // The device's "PayloadSize"; 0 when it cannot be read.
     uint32_t GetPayloadSize();
 
+    // Prepares stream `channel` of the device for an acquisition: locks
+    // the transport parameters ("TLParamsLocked", when the device has
+    // it) and, when multipart transfer is enabled on the channel, turns
+    // on the extended ids that multipart frames need. StreamDisable
+    // unlocks. NOT_CONNECTED when not connected, INVALID_PARAMETER for a
+    // channel the device does not have.
+    PvResult StreamEnable(uint32_t channel = 0);
+    PvResult StreamDisable(uint32_t channel = 0);
+
+    // Link-loss and device-event notifications (see PvDeviceEventSink).
+    // Registering the first sink opens the message channel (a socket on
+    // the host end of the control connection that the device sends its
+    // events to); unregistering the last one closes it. The sink is
+    // borrowed; the device forgets it at UnregisterEventSink and at
+    // Disconnect. INVALID_PARAMETER for null or a sink already
+    // registered, NOT_CONNECTED when not connected; a device without a
+    // message channel still reports link loss.
+    PvResult RegisterEventSink(PvDeviceEventSink* sink);
+    PvResult UnregisterEventSink(PvDeviceEventSink* sink);
+
     // Writes the device's description file as the device stores it: a
     // name ending in ".zip" gets a zip archive holding the XML (the
     // device's own archive when it has one), any other name the plain XML.
@@ -63,9 +84,13 @@ protected:
 
 private:
     class CommunicationHooks;
+    class EventDispatch;
 
     ArvDevice* device_ = nullptr;
     std::unique_ptr<PvGenParameterArray> parameters_;
     std::unique_ptr<PvGenParameterArray> communication_;
     std::unique_ptr<CommunicationHooks> communication_hooks_;
+    // Sinks, the link-loss handler and the message channel; created at the
+    // first RegisterEventSink.
+    std::unique_ptr<EventDispatch> events_;
 };

@@ -54,6 +54,15 @@ public:
     PvGenCategory* GetCategory(uint32_t index) const;
     PvGenCategory* GetCategory(const PvString& name) const;
 
+    // Binds the chunk features to the chunk data of a retrieved buffer:
+    // `data` is the buffer's data pointer and `size` its payload size.
+    // The features read that buffer's values until DetachDataChunks or a
+    // new attach; detach before the buffer is queued again or deleted.
+    // INVALID_PARAMETER when `data` is no retrieved buffer with chunks or
+    // `size` exceeds its payload.
+    PvResult AttachDataChunks(uint8_t* data, uint32_t size);
+    PvResult DetachDataChunks();
+
     // --- platform side -------------------------------------------------
     std::mutex& GetLock() const { return *lock_; }
     // The same lock, for objects that may outlive the array but still

@@ -7,10 +7,13 @@
 // caller can get every one back (on abort) before deleting it.
 //
 // Threads: Aravis receives on a thread of its own; the queued-buffer
-// record is guarded by the stream's lock.
+// record is guarded by the stream's lock. RetrieveBuffer may block in one
+// thread while another queues or aborts.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <set>
@@ -49,12 +52,30 @@ public:
 
     // How many buffers may be queued at once.
     uint32_t GetQueuedBufferMaximum() const { return kQueuedBufferMaximum; }
+    // Buffers queued and not yet retrieved, aborted ones included (they
+    // still wait to be retrieved).
     uint32_t GetQueuedBufferCount() const;
 
     // Hands `buffer` (allocated, not queued) to the receiver.
     // INVALID_PARAMETER for null, unallocated or already queued buffers,
     // NOT_CONNECTED when closed, GENERIC_ERROR when the queue is full.
     PvResult QueueBuffer(PvBuffer* buffer);
+
+    // Takes back one buffer: the oldest aborted one first, else the next
+    // completed transfer, waiting up to `timeout_ms`. The call's result is
+    // OK when a buffer comes back, TIMEOUT when none came in time,
+    // NOT_CONNECTED when closed, INVALID_PARAMETER for a null `buffer`.
+    // With a buffer, `*operation_result` (when non-null) says how its
+    // transfer went: OK for a complete frame that fits the buffer,
+    // ABORTED for a buffer returned by AbortQueuedBuffers, a failure
+    // (NETWORK_ERROR for missing packets, GENERIC_ERROR for a frame that
+    // does not fit) otherwise. A failed buffer carries no image.
+    PvResult RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, uint32_t timeout_ms = 0xFFFFFFFFu);
+    // Takes every queued buffer away from the receiver, including the one
+    // being filled; each comes back through RetrieveBuffer with ABORTED.
+    // A RetrieveBuffer blocked in another thread returns promptly with
+    // one of them.
+    PvResult AbortQueuedBuffers();
 
     // --- platform side -------------------------------------------------
     ArvStream* GetArvStream() const { return stream_; }
@@ -66,11 +87,13 @@ protected:
     // device's node map, which Aravis touches when the stream closes.
     PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);
 
-    // Guards queued_: the wrappers of the buffers handed to Aravis, each
-    // with a reference of the record's own, so that a buffer deleted while
-    // queued (its wrapper then maps back to null) is still accounted for.
+    // Guards queued_ and aborted_: the wrappers of the buffers handed to
+    // Aravis (and those taken back by an abort, oldest first), each with a
+    // reference of the record's own, so that a buffer deleted while queued
+    // (its wrapper then maps back to null) is still accounted for.
     mutable std::mutex queue_lock_;
     std::set<ArvBuffer*> queued_;
+    std::deque<ArvBuffer*> aborted_;
 
 private:
     class StatisticsHooks;
