@@ -1,6 +1,7 @@
 // list and info: what discovery sees, without connecting.
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "command_line.h"
 #include "commands.h"
@@ -67,43 +68,46 @@ int run_list(int argc, char** argv) {
     const ornc_status_t status = discovery.run();
     if (status != ORNC_OK) return cli.fail_status("discovery failed", status);
     const ornc_system_t* sys = discovery.system();
+
+    // With no device found, every device query of the library runs a new
+    // discovery, and a new discovery invalidates the adapter handles: so
+    // the adapters are described first, the devices counted once, and the
+    // adapter handles fetched again afterwards.
     const int adapters = ORNCSysGetInterfaceCount(sys);
-
-    if (cli.has("--brief")) {
-        for (int a = 0; a < adapters; ++a) {
-            const ornc_interface_t* adapter = ORNCSysGetInterface(sys, a);
-            const int devices = ORNCInterfaceGetDeviceCount(sys, adapter);
-            for (int d = 0; d < devices; ++d) {
-                const DeviceRow row = describe(ORNCInterfaceGetDevice(sys, adapter, d));
-                std::printf("%s\t%s\t%s\n", row.serial.c_str(), row.ip.c_str(), row.model.c_str());
-            }
-        }
-        return kExitOk;
-    }
-
     TextTable adapter_table({"ADAPTER", "ADDRESSES", "MAC", "GATEWAY", "DEVICES"});
-    TextTable device_table({"ADAPTER", "MODEL", "SERIAL", "IP", "MAC", "ACCESS"});
-    int total = 0;
+    std::vector<std::vector<std::string>> adapter_rows;
     for (int a = 0; a < adapters; ++a) {
         const ornc_interface_t* adapter = ORNCSysGetInterface(sys, a);
-        const std::string name = text_of(ORNCInterfaceGetDescription, adapter);
-        const int devices = ORNCInterfaceGetDeviceCount(sys, adapter);
-        std::string gateway = text_of(ORNCInterfaceGetDefaultGateway, adapter);
-        adapter_table.add({name, adapter_addresses(adapter), text_of(ORNCInterfaceGetMACAddress, adapter),
-                           gateway.empty() ? "-" : gateway, std::to_string(devices)});
+        const std::string gateway = text_of(ORNCInterfaceGetDefaultGateway, adapter);
+        adapter_rows.push_back({text_of(ORNCInterfaceGetDescription, adapter), adapter_addresses(adapter),
+                                text_of(ORNCInterfaceGetMACAddress, adapter), gateway.empty() ? "-" : gateway});
+    }
+    const int total = ORNCSysGetDeviceCount(sys) > 0 ? ORNCSysGetDeviceCount(sys) : 0;
+
+    TextTable device_table({"ADAPTER", "MODEL", "SERIAL", "IP", "MAC", "ACCESS"});
+    for (int a = 0; a < adapters; ++a) {
+        const ornc_interface_t* adapter = total > 0 ? ORNCSysGetInterface(sys, a) : nullptr;
+        const int devices = adapter != nullptr ? ORNCInterfaceGetDeviceCount(sys, adapter) : 0;
+        adapter_rows[static_cast<size_t>(a)].push_back(std::to_string(devices));
+        adapter_table.add(adapter_rows[static_cast<size_t>(a)]);
         for (int d = 0; d < devices; ++d) {
             const DeviceRow row = describe(ORNCInterfaceGetDevice(sys, adapter, d));
-            device_table.add({name, row.model, row.serial, row.ip, row.mac, row.access});
-            ++total;
+            if (cli.has("--brief")) {
+                std::printf("%s\t%s\t%s\n", row.serial.c_str(), row.ip.c_str(), row.model.c_str());
+            }
+            device_table.add({adapter_rows[static_cast<size_t>(a)][0], row.model, row.serial, row.ip, row.mac,
+                              row.access});
         }
     }
+    if (cli.has("--brief")) return kExitOk;
+
     std::printf("Adapters (%d):\n", adapters);
     adapter_table.print(stdout, "  ");
-    if (total == 0) {
+    if (device_table.size() == 0) {
         std::printf("\nNo supported device found.\n");
         return kExitOk;
     }
-    std::printf("\nSupported devices (%d):\n", total);
+    std::printf("\nSupported devices (%zu):\n", device_table.size());
     device_table.print(stdout, "  ");
     return kExitOk;
 }

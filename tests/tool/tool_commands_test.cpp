@@ -1,0 +1,338 @@
+// ornc-tool end to end: each subcommand run as a child process against
+// virtual sensors on loopback, its output and its exit code.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+
+#include "tool_test_fixture.h"
+
+namespace tooltest {
+namespace {
+
+std::string read_whole(const std::string& path) {
+    std::string data;
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return data;
+    char buffer[65536];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) data.append(buffer, n);
+    std::fclose(file);
+    return data;
+}
+
+// The line of `text` that contains `needle`, or "".
+std::string line_with(const std::string& text, const std::string& needle) {
+    for (const std::string& line : lines_of(text)) {
+        if (line.find(needle) != std::string::npos) return line;
+    }
+    return "";
+}
+
+// The parameter line of `params` output for `name`, split into words.
+std::vector<std::string> param_row(const std::string& out, const std::string& name) {
+    for (const std::string& line : lines_of(out)) {
+        std::vector<std::string> row;
+        size_t at = 0;
+        while (at < line.size()) {
+            const size_t start = line.find_first_not_of(' ', at);
+            if (start == std::string::npos) break;
+            const size_t end = line.find(' ', start);
+            row.push_back(line.substr(start, end == std::string::npos ? std::string::npos : end - start));
+            at = end == std::string::npos ? line.size() : end;
+        }
+        if (!row.empty() && row[0] == name) return row;
+    }
+    return {};
+}
+
+TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
+    start_sensor(2, "TOOL-A", 160, 120, "02:00:00:00:73:02");
+    start_sensor(3, "TOOL-B", 160, 120, "02:00:00:00:73:03");
+    ToolResult r = tool({"list"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("Supported devices (2):"), std::string::npos) << r.out;
+    const std::string header = line_with(r.out, "SERIAL");
+    const std::string row_a = line_with(r.out, "TOOL-A");
+    const std::string row_b = line_with(r.out, "TOOL-B");
+    ASSERT_FALSE(header.empty());
+    ASSERT_FALSE(row_a.empty());
+    ASSERT_FALSE(row_b.empty());
+    // Every column starts at the same place in the header and the rows.
+    for (const char* column : {"SERIAL", "IP", "MAC", "ACCESS"}) {
+        size_t at = header.find(std::string(" ") + column);
+        while (at != std::string::npos && at + 1 + std::strlen(column) < header.size() &&
+               header[at + 1 + std::strlen(column)] != ' ') {
+            at = header.find(std::string(" ") + column, at + 1);
+        }
+        ASSERT_NE(at, std::string::npos) << column;
+        ++at;
+        EXPECT_EQ(row_a[at - 1], ' ') << column << "\n" << r.out;
+        EXPECT_NE(row_a[at], ' ') << column << "\n" << r.out;
+        EXPECT_EQ(row_b[at - 1], ' ') << column << "\n" << r.out;
+        EXPECT_NE(row_b[at], ' ') << column << "\n" << r.out;
+    }
+    EXPECT_NE(row_a.find(block_address(2)), std::string::npos);
+    EXPECT_NE(row_a.find("02:00:00:00:73:02"), std::string::npos);
+    EXPECT_NE(row_a.find("lumenGAUGE Virtual 3D"), std::string::npos);
+    EXPECT_NE(row_a.find(" open"), std::string::npos);
+    EXPECT_EQ(row_a.rfind("  lo ", 0), 0u) << "the adapter column comes first: " << row_a;
+
+    r = tool({"list", "--brief"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    std::vector<std::string> lines = lines_of(r.out);
+    std::sort(lines.begin(), lines.end());
+    ASSERT_EQ(lines.size(), 2u) << r.out;
+    EXPECT_EQ(lines[0], "TOOL-A\t" + block_address(2) + "\tlumenGAUGE Virtual 3D");
+    EXPECT_EQ(lines[1], "TOOL-B\t" + block_address(3) + "\tlumenGAUGE Virtual 3D");
+}
+
+TEST_F(ToolTest, ListWithoutDevicesSaysSoAndSucceeds) {
+    ToolResult r = tool({"list"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("No supported device found."), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find("lo "), std::string::npos) << "the loopback adapter is listed\n" << r.out;
+    r = tool({"list", "--brief"});
+    EXPECT_EQ(r.exit_code, 0);
+    EXPECT_EQ(r.out, "");
+}
+
+TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
+    start_sensor(4, "TOOL-INFO", 160, 120, "02:00:00:00:73:04");
+    for (const std::string& key : {std::string("TOOL-INFO"), block_address(4), std::string("Virtual 3D")}) {
+        ToolResult r = tool({"info", key});
+        ASSERT_EQ(r.exit_code, 0) << key << "\n" << report(r);
+        EXPECT_NE(line_with(r.out, "Serial number").find("TOOL-INFO"), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "IP address").find(block_address(4)), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "MAC address").find("02:00:00:00:73:04"), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "GigE Vision version").find("2.1"), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "Vendor").find("ORNC Virtual Sensors"), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "Access").find("open"), std::string::npos) << r.out;
+        EXPECT_NE(line_with(r.out, "Adapter ").find("lo"), std::string::npos) << r.out;
+    }
+    ToolResult r = tool({"info", "NO-SUCH-SERIAL"});
+    EXPECT_EQ(r.exit_code, 3) << report(r);
+    EXPECT_NE(r.err.find("no supported device matches 'NO-SUCH-SERIAL'"), std::string::npos) << r.err;
+    EXPECT_EQ(r.out, "");
+}
+
+TEST_F(ToolTest, ParamsPrintsTheTreeWithTypesAccessAndValues) {
+    start_sensor(5, "TOOL-PARAMS", 160, 120);
+    ToolResult r = tool({"params", "TOOL-PARAMS"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(param_row(r.out, "Width"), (std::vector<std::string>{"Width", "Integer", "RW", "160"}));
+    EXPECT_EQ(param_row(r.out, "SensorHeight"), (std::vector<std::string>{"SensorHeight", "UInteger", "RO", "120"}));
+    EXPECT_EQ(param_row(r.out, "AcquisitionMode"),
+              (std::vector<std::string>{"AcquisitionMode", "Enumeration", "RW", "Continuous"}));
+    EXPECT_EQ(param_row(r.out, "AcquisitionStart"), (std::vector<std::string>{"AcquisitionStart", "Command", "WO"}));
+    EXPECT_NE(r.out.find("AcquisitionControl (Acquisition Control)\n"), std::string::npos) << r.out;
+    std::smatch count;
+    ASSERT_TRUE(std::regex_search(r.out, count, std::regex("(\\d+) parameters shown")));
+    const int all = std::stoi(count[1]);
+
+    r = tool({"params", "TOOL-PARAMS", "--category", "AnalogControl"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(param_row(r.out, "Gain").size(), 4u) << r.out;
+    EXPECT_TRUE(param_row(r.out, "Width").empty()) << "another category leaked in\n" << r.out;
+
+    r = tool({"params", "TOOL-PARAMS", "--visibility", "beginner"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    ASSERT_TRUE(std::regex_search(r.out, count, std::regex("(\\d+) parameters shown")));
+    EXPECT_LT(std::stoi(count[1]), all);
+    EXPECT_FALSE(param_row(r.out, "Width").empty());
+
+    r = tool({"params", "TOOL-PARAMS", "--map", "communication"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_FALSE(param_row(r.out, "HeartbeatTimeout").empty()) << r.out;
+
+    r = tool({"params", "TOOL-PARAMS", "--category", "NoSuchCategory"});
+    EXPECT_EQ(r.exit_code, 1) << report(r);
+    EXPECT_NE(r.err.find("no category 'NoSuchCategory'"), std::string::npos) << r.err;
+    r = tool({"params", "TOOL-PARAMS", "--visibility", "everyone"});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+}
+
+TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
+    start_sensor(6, "TOOL-SET", 160, 120);
+    ToolResult r = tool({"set", "TOOL-SET", "Width", "96"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "Width = 96\n");
+    r = tool({"get", "TOOL-SET", "Width"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "96\n");
+    // Numbers are clamped into the range, never refused.
+    r = tool({"set", "TOOL-SET", "Width", "100000"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "Width = 160\n");
+
+    r = tool({"set", "TOOL-SET", "AcquisitionMode", "SingleFrame"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "AcquisitionMode = SingleFrame\n");
+    r = tool({"get", "TOOL-SET", "AcquisitionMode", "--number"});
+    EXPECT_EQ(r.out, "1\n") << report(r);
+    r = tool({"set", "TOOL-SET", "AcquisitionMode", "0"});
+    EXPECT_EQ(r.out, "AcquisitionMode = Continuous\n") << report(r);
+
+    r = tool({"set", "TOOL-SET", "ExposureTime", "2500.5"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    r = tool({"get", "TOOL-SET", "ExposureTime"});
+    EXPECT_NEAR(std::stod(r.out), 2500.5, 1e-3) << report(r);
+    r = tool({"set", "TOOL-SET", "ChunkModeActive", "true"});
+    EXPECT_EQ(r.out, "ChunkModeActive = true\n") << report(r);
+
+    struct Refusal {
+        std::vector<std::string> args;
+        const char* message;
+    };
+    for (const Refusal& refusal :
+         {Refusal{{"set", "TOOL-SET", "Width", "wide"}, "Parameter has invalid value (-209)"},
+          Refusal{{"set", "TOOL-SET", "SensorWidth", "100"}, "Parameter is not writeable (-205)"},
+          Refusal{{"set", "TOOL-SET", "AcquisitionMode", "Sometimes"}, "Enum entry not found (-222)"},
+          Refusal{{"get", "TOOL-SET", "NoSuchFeature"}, "Parameter is undefined (-219)"},
+          Refusal{{"get", "TOOL-SET", "AcquisitionStart"}, "Wrong type of parameter (-210)"}}) {
+        r = tool(refusal.args);
+        EXPECT_EQ(r.exit_code, 1) << report(r);
+        EXPECT_NE(r.err.find(refusal.message), std::string::npos) << report(r);
+        EXPECT_EQ(r.out, "");
+    }
+    // The refused writes changed nothing.
+    r = tool({"get", "TOOL-SET", "Width"});
+    EXPECT_EQ(r.out, "160\n");
+}
+
+TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
+    ornsim::VirtualSensor& sensor = start_sensor(7, "TOOL-EXEC", 160, 120);
+    ToolResult r = tool({"set", "TOOL-EXEC", "AcquisitionMode", "SingleFrame"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    const uint64_t frames_before = sensor.counters().frames_sent;
+    r = tool({"exec", "TOOL-EXEC", "AcquisitionStart"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "AcquisitionStart executed\n");
+    // The device started its single frame: it left the sensor.
+    EXPECT_EQ(sensor.counters().frames_sent, frames_before + 1);
+
+    r = tool({"exec", "TOOL-EXEC", "Width"});
+    EXPECT_EQ(r.exit_code, 1) << report(r);
+    EXPECT_NE(r.err.find("Width is not a command (type Integer): Parameter type mismatch (-206)"), std::string::npos)
+        << r.err;
+}
+
+TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
+    start_sensor(8, "TOOL-COMP", 160, 120);
+    ToolResult r = tool({"components", "TOOL-COMP"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(param_row(r.out, "0"),
+              (std::vector<std::string>{"0", "0", "0", "0", "Range", "Coord3D_ABC32f", "(0x026000C0)", "yes"}));
+    EXPECT_EQ(param_row(r.out, "1"), (std::vector<std::string>{"1", "0", "0", "0", "Range", "Coord3D_C16",
+                                                                "(0x011000B8)", "other", "format"}));
+    EXPECT_EQ(param_row(r.out, "2").back(), "yes");
+    EXPECT_EQ(param_row(r.out, "3")[4], "Confidence");
+    EXPECT_NE(r.out.find("4 component entries."), std::string::npos);
+
+    r = tool({"components", "TOOL-COMP", "disable", "Intensity", "3"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("Intensity disabled\n3 disabled\n"), std::string::npos) << r.out;
+    r = tool({"components", "TOOL-COMP"});
+    EXPECT_EQ(param_row(r.out, "2").back(), "no") << r.out;
+    EXPECT_EQ(param_row(r.out, "3").back(), "no") << r.out;
+
+    r = tool({"components", "TOOL-COMP", "enable", "Range:Coord3D_C16", "Intensity"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(param_row(r.out, "0").back(), "format") << r.out;
+    EXPECT_EQ(param_row(r.out, "1").back(), "yes") << r.out;
+    EXPECT_EQ(param_row(r.out, "2").back(), "yes") << r.out;
+    // Enabling set the component's pixel format on the device.
+    r = tool({"set", "TOOL-COMP", "ComponentSelector", "Range"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    r = tool({"get", "TOOL-COMP", "PixelFormat"});
+    EXPECT_EQ(r.out, "Coord3D_C16\n") << report(r);
+
+    r = tool({"components", "TOOL-COMP", "enable", "Colour"});
+    EXPECT_EQ(r.exit_code, 1) << report(r);
+    EXPECT_NE(r.err.find("no component 'Colour': Element not found (-16)"), std::string::npos) << r.err;
+    r = tool({"components", "TOOL-COMP", "toggle", "0"});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+    r = tool({"components", "TOOL-COMP", "enable"});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+}
+
+TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
+    ornsim::VirtualSensor& sensor = start_sensor(9, "TOOL-IP", 160, 120);
+    ToolResult r = tool({"ipconfig", "TOOL-IP", "--ip", block_address(10), "--mask", "255.0.0.0"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "TOOL-IP: " + block_address(9) + " -> " + block_address(10) + " mask 255.0.0.0 gateway 0.0.0.0\n");
+    EXPECT_EQ(sensor.current_address(), block_address(10));
+    r = tool({"list", "--brief"});
+    EXPECT_EQ(r.out, "TOOL-IP\t" + block_address(10) + "\tlumenGAUGE Virtual 3D\n") << report(r);
+
+    r = tool({"ipconfig", block_address(10), "--ip", block_address(11), "--mask", "255.255.0.0", "--gateway",
+              block_address(1), "--persistent"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("persistent IP " + block_address(11) + " mask 255.255.0.0"), std::string::npos) << r.out;
+    EXPECT_EQ(sensor.current_address(), block_address(11));
+    r = tool({"get", "TOOL-IP", "GevPersistentSubnetMask"});
+    EXPECT_EQ(r.out, std::to_string(0xFFFF0000u) + "\n") << report(r);
+    r = tool({"get", "TOOL-IP", "GevCurrentIPConfigurationPersistentIP"});
+    EXPECT_EQ(r.out, "true\n") << report(r);
+
+    r = tool({"ipconfig", "TOOL-IP", "--ip", "127.300.0.1", "--mask", "255.0.0.0"});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+    EXPECT_NE(r.err.find("IP address invalid (-217)"), std::string::npos) << r.err;
+    r = tool({"ipconfig", "TOOL-IP", "--ip", block_address(12)});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+    EXPECT_EQ(sensor.current_address(), block_address(11)) << "refused calls move nothing";
+}
+
+TEST_F(ToolTest, DumpXmlWritesThePlainFileOrAZipArchive) {
+    start_sensor(12, "TOOL-XML", 160, 120);
+    char dir_template[] = "/tmp/ornc-tool-xml.XXXXXX";
+    ASSERT_NE(mkdtemp(dir_template), nullptr);
+    const std::string dir = dir_template;
+    ToolResult r = tool({"dump-xml", "TOOL-XML", dir + "/device.xml"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    const std::string xml = read_whole(dir + "/device.xml");
+    EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
+    EXPECT_NE(xml.find("<RegisterDescription"), std::string::npos);
+    EXPECT_NE(xml.find("\"Width\""), std::string::npos);
+    r = tool({"dump-xml", "TOOL-XML", dir + "/device.zip"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(read_whole(dir + "/device.zip").substr(0, 4), std::string("PK\x03\x04", 4));
+    r = tool({"dump-xml", "TOOL-XML", dir + "/missing-folder/device.xml"});
+    EXPECT_EQ(r.exit_code, 1) << report(r);
+    EXPECT_NE(r.err.find("cannot write"), std::string::npos) << r.err;
+    std::remove((dir + "/device.xml").c_str());
+    std::remove((dir + "/device.zip").c_str());
+    rmdir(dir.c_str());
+}
+
+TEST_F(ToolTest, HelpUsageErrorsAndExitCodes) {
+    ToolResult r = tool({"--help"});
+    EXPECT_EQ(r.exit_code, 0);
+    for (const char* command : {"list", "info", "params", "get", "set", "exec", "components", "ipconfig", "dump-xml"}) {
+        EXPECT_NE(r.out.find(std::string("  ") + command + " "), std::string::npos) << command;
+        ToolResult help = tool({command, "--help"});
+        EXPECT_EQ(help.exit_code, 0) << command;
+        EXPECT_EQ(help.out.rfind(std::string("Usage: ornc-tool ") + command, 0), 0u) << help.out;
+        EXPECT_EQ(help.err, "");
+    }
+    r = tool({});
+    EXPECT_EQ(r.exit_code, 2);
+    r = tool({"fly"});
+    EXPECT_EQ(r.exit_code, 2);
+    EXPECT_NE(r.err.find("unknown command 'fly'"), std::string::npos);
+    r = tool({"list", "--colour"});
+    EXPECT_EQ(r.exit_code, 2);
+    EXPECT_NE(r.err.find("unknown option --colour"), std::string::npos);
+    r = tool({"get", "SERIAL"});
+    EXPECT_EQ(r.exit_code, 2);
+    EXPECT_NE(r.err.find("missing argument"), std::string::npos);
+    r = tool({"get", "NO-DEVICE", "Width"});
+    EXPECT_EQ(r.exit_code, 3) << report(r);
+    r = tool({"--version"});
+    EXPECT_EQ(r.exit_code, 0);
+    EXPECT_NE(r.out.find("libORNC"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace tooltest
