@@ -67,6 +67,13 @@ PvResult PvGenInteger::GetMax(int64_t& max) const {
 }
 
 PvResult PvGenInteger::GetIncrement(int64_t& increment) const {
-    return read_locked(*owner(), [this](GError** error) { return arv_gc_integer_get_inc(as_integer(node()), error); },
-                       increment);
+    const PvResult result = read_locked(
+        *owner(), [this](GError** error) { return arv_gc_integer_get_inc(as_integer(node()), error); }, increment);
+    // Some node kinds (masked registers among them) have no increment in
+    // Aravis; a feature that declares none steps by one.
+    if (result.IsFailure() || increment < 1) {
+        increment = 1;
+        return PvResult::OK;
+    }
+    return result;
 }

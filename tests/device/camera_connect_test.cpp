@@ -167,12 +167,9 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
             }
             const std::string text = value_text(p);
             const bool writable = ORNCParamIsWritable(p) != 0;
-            // Integer writes need the whole range; nodes without a step
-            // (masked registers) are refused as an internal error.
-            unsigned int inc = 0;
-            const bool range_known =
-                ORNCParamGetIntegerIncValue(p, &inc) == ORNC_OK || ORNCParamGetUIntegerIncValue(p, &inc) == ORNC_OK;
-            const ornc_status_t integer_write = range_known ? ORNC_OK : ORNC_ERR_INTERNAL;
+            // Every writable integer takes its own value back, masked
+            // registers (which declare no step) included.
+            const ornc_status_t integer_write = ORNC_OK;
             switch (kind) {
                 case ORN_PARAM_INTEGER: {
                     int v = 0;
