@@ -24,5 +24,8 @@ int run_components(int argc, char** argv);
 int run_ipconfig(int argc, char** argv);
 // description_commands.cpp
 int run_dump_xml(int argc, char** argv);
+// acquisition_commands.cpp (built once the library offers acquisition)
+int run_grab(int argc, char** argv);
+int run_events(int argc, char** argv);
 
 }  // namespace ornctool

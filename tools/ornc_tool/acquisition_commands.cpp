@@ -1,0 +1,501 @@
+// grab and events: acquiring frames to files, and watching what a device
+// reports while it runs.
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cerrno>
+#include <cstring>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "command_line.h"
+#include "commands.h"
+#include "device_session.h"
+#include "frame_files.h"
+#include "parameter_text.h"
+
+namespace ornctool {
+
+namespace {
+
+const char kGrabUsage[] =
+    "Usage: ornc-tool grab DEVICE [-n N] [--out DIR] [--components LIST] [--timeout S]\n"
+    "Acquires N frames (default 5) and writes each frame's parts into DIR\n"
+    "(default ./out):\n"
+    "  frame_NNNN_range.ply        the point cloud (binary PLY, millimetres; invalid\n"
+    "                              points left out; intensity as grey colour,\n"
+    "                              confidence as a property)\n"
+    "  frame_NNNN_intensity.png    the intensity image\n"
+    "  frame_NNNN_confidence.png   the confidence map\n"
+    "  summary.json                device, frames, rate, files\n"
+    "A progress bar with the live rate is shown on a terminal.\n"
+    "\n"
+    "  -n N               number of frames\n"
+    "  --out DIR          output directory (created when missing)\n"
+    "  --components LIST  comma-separated components to enable, the others are\n"
+    "                     disabled (e.g. Range,Intensity); default: as the device\n"
+    "                     is set\n"
+    "  --timeout S        give up when no frame arrives for S seconds (default 10)\n";
+
+const char kEventsUsage[] =
+    "Usage: ornc-tool events DEVICE [--event NAME]... [--acquire] [--seconds S] [--count N]\n"
+    "Prints the device's events and the parameter changes made through the\n"
+    "library as they arrive, until S seconds have passed (default 10), N events\n"
+    "have arrived, or Ctrl-C.\n"
+    "\n"
+    "  --event NAME   switch notification on for this event (EventSelector entry,\n"
+    "                 e.g. FrameEnd) for the run\n"
+    "  --acquire      run a continuous acquisition meanwhile (frames are dropped),\n"
+    "                 so that frame events flow\n";
+
+std::atomic<bool> interrupted{false};
+
+void on_signal(int) { interrupted = true; }
+
+// Ctrl-C ends the run cleanly: acquisition stopped, device released.
+struct InterruptScope {
+    struct sigaction old_int {};
+    struct sigaction old_term {};
+    InterruptScope() {
+        interrupted = false;
+        struct sigaction action {};
+        action.sa_handler = on_signal;
+        sigemptyset(&action.sa_mask);
+        sigaction(SIGINT, &action, &old_int);
+        sigaction(SIGTERM, &action, &old_term);
+    }
+    ~InterruptScope() {
+        sigaction(SIGINT, &old_int, nullptr);
+        sigaction(SIGTERM, &old_term, nullptr);
+    }
+};
+
+using Clock = std::chrono::steady_clock;
+
+double seconds_since(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// Frames handed over from the acquisition thread to the tool's thread.
+struct FrameQueue {
+    std::mutex mutex;
+    std::condition_variable ready;
+    std::deque<std::vector<FramePart>> frames;
+    size_t limit = 4;  // frames beyond this are dropped rather than piling up
+    long failed = 0;
+    long dropped = 0;
+
+    void push_image(const orn_image_t* image) {
+        std::vector<FramePart> parts;
+        if (image != nullptr) parts.push_back(copy(*image));
+        push(image == nullptr, std::move(parts));
+    }
+    void push_vector(const orn_image_vec_t* vec) {
+        std::vector<FramePart> parts;
+        if (vec != nullptr) {
+            for (int i = 0; i < vec->used && vec->image != nullptr; ++i) parts.push_back(copy(vec->image[i]));
+        }
+        push(vec == nullptr, std::move(parts));
+    }
+
+private:
+    static FramePart copy(const orn_image_t& image) {
+        FramePart part;
+        part.type = image.type;
+        part.width = image.width;
+        part.height = image.height;
+        const int pixel_size = ORNPixelTypeGetSize(image.type);
+        if (image.data != nullptr && image.width > 0 && image.height > 0 && pixel_size > 0) {
+            const size_t bytes =
+                static_cast<size_t>(image.width) * static_cast<size_t>(image.height) * static_cast<size_t>(pixel_size);
+            const uint8_t* data = static_cast<const uint8_t*>(image.data);
+            part.data.assign(data, data + bytes);
+        }
+        return part;
+    }
+    void push(bool failure, std::vector<FramePart> parts) {
+        std::lock_guard<std::mutex> lock(mutex);
+        if (failure) {
+            ++failed;
+        } else if (frames.size() >= limit) {
+            ++dropped;
+        } else {
+            frames.push_back(std::move(parts));
+        }
+        ready.notify_one();
+    }
+};
+
+void on_image(orn_image_t* image, void* userdata) { static_cast<FrameQueue*>(userdata)->push_image(image); }
+void on_image_vector(orn_image_vec_t* vec, void* userdata) {
+    static_cast<FrameQueue*>(userdata)->push_vector(vec);
+}
+
+void draw_progress(long done, long total, double elapsed, double bytes) {
+    if (!isatty(STDERR_FILENO)) return;
+    const int width = 30;
+    const int filled = total > 0 ? static_cast<int>(width * done / total) : 0;
+    const double fps = elapsed > 0 ? static_cast<double>(done) / elapsed : 0.0;
+    const double mbps = elapsed > 0 ? bytes / elapsed / 1e6 : 0.0;
+    std::fprintf(stderr, "\r[%s%s] %ld/%ld frames  %.1f frames/s  %.1f MB/s ", std::string(filled, '#').c_str(),
+                 std::string(width - filled, '-').c_str(), done, total, fps, mbps);
+    std::fflush(stderr);
+}
+
+std::string json_escape(const std::string& text) {
+    std::string out;
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char code[8];
+            std::snprintf(code, sizeof code, "\\u%04x", static_cast<unsigned>(c));
+            out += code;
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+// Switches the listed components on and every other one off.
+int select_components(const CommandLine& cli, ornc_t* ornc, const std::string& list) {
+    std::vector<std::string> wanted;
+    for (size_t start = 0; start <= list.size();) {
+        const size_t comma = list.find(',', start);
+        const std::string item = list.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
+        if (!item.empty()) wanted.push_back(item);
+        if (comma == std::string::npos) break;
+        start = comma + 1;
+    }
+    if (wanted.empty()) return cli.fail(kExitUsage, "--components needs at least one component name");
+    const int count = ORNCGetComponentCount(ornc);
+    std::map<std::string, bool> is_wanted;
+    for (const std::string& item : wanted) is_wanted[item.substr(0, item.find(':'))] = true;
+    for (const std::string& item : wanted) {
+        const std::string name = item.substr(0, item.find(':'));
+        const std::string pixel = item.find(':') == std::string::npos ? "" : item.substr(item.find(':') + 1);
+        const ornc_component_t* found = nullptr;
+        for (int i = 0; i < count && found == nullptr; ++i) {
+            const ornc_component_t* comp = ORNCGetComponent(ornc, i);
+            if (comp != nullptr && name == comp->compname && (pixel.empty() || pixel == comp->pixelname)) found = comp;
+        }
+        if (found == nullptr) {
+            return cli.fail(kExitFailed, "no component '" + item + "': " + status_text(ORNC_ERR_ELEMENT_NOT_FOUND) +
+                                             " (see ornc-tool components DEVICE)");
+        }
+        const ornc_status_t status = ORNCComponentEnable(ornc, found, 1);
+        if (status != ORNC_OK) return cli.fail_status("cannot enable " + item, status);
+    }
+    std::map<std::string, bool> disabled;
+    for (int i = 0; i < count; ++i) {
+        const ornc_component_t* comp = ORNCGetComponent(ornc, i);
+        if (comp == nullptr || is_wanted.count(comp->compname) != 0 || disabled.count(comp->compname) != 0) continue;
+        const ornc_status_t status = ORNCComponentEnable(ornc, comp, 0);
+        if (status != ORNC_OK) return cli.fail_status(std::string("cannot disable ") + comp->compname, status);
+        disabled[comp->compname] = true;
+    }
+    return kExitOk;
+}
+
+struct WrittenFrame {
+    long index;
+    std::vector<std::string> files;
+    std::vector<std::string> parts;  // "Coord3D_ABC32f 160x120"
+    long points = -1;
+};
+
+}  // namespace
+
+int run_grab(int argc, char** argv) {
+    CommandLine cli("grab", kGrabUsage);
+    cli.option("-n", true).option("--out", true).option("--components", true).option("--timeout", true);
+    cli.positionals(1, 1);
+    if (!cli.parse(argc, argv)) return cli.exit_code();
+    long long frames_wanted = 5;
+    if (cli.has("-n") && (!parse_int(cli.value("-n"), &frames_wanted) || frames_wanted < 1 || frames_wanted > 100000)) {
+        return cli.fail(kExitUsage, "-n takes a number of frames from 1 to 100000");
+    }
+    double timeout_s = 10.0;
+    if (cli.has("--timeout") && (!parse_double(cli.value("--timeout"), &timeout_s) || timeout_s <= 0)) {
+        return cli.fail(kExitUsage, "--timeout takes a positive number of seconds");
+    }
+    const std::string out_dir = cli.value("--out", "out");
+    if (mkdir(out_dir.c_str(), 0777) != 0 && errno != EEXIST) {
+        return cli.fail(kExitFailed, "cannot create " + out_dir + ": " + std::strerror(errno));
+    }
+
+    // Declared before the connection: the library's threads may still call
+    // into the queue until the connection is closed.
+    FrameQueue queue;
+    Discovery discovery;
+    Connection connection;
+    int exit_code = kExitOk;
+    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
+    const ornc_device_t* device = discovery.find(cli.positional()[0]);
+    const std::string serial = text_of(ORNCDeviceGetSerialNumber, device);
+    const std::string model = text_of(ORNCDeviceGetModelName, device);
+    ornc_t* ornc = connection.handle();
+    if (cli.has("--components")) {
+        exit_code = select_components(cli, ornc, cli.value("--components"));
+        if (exit_code != kExitOk) return exit_code;
+    }
+
+    InterruptScope interrupt_scope;
+    ORNCSetImageCallback(ornc, on_image, &queue);
+    ORNCSetImageVecCallback(ornc, on_image_vector, &queue);
+    ornc_status_t status = ORNCStart(ornc);
+    if (status != ORNC_OK) return cli.fail_status("cannot start the acquisition thread", status);
+    status = ORNCAcquisitionStartMode(ornc, 0, 0);  // continuous, trigger off
+    if (status != ORNC_OK) {
+        ORNCStop(ornc);
+        return cli.fail_status("cannot start the acquisition", status);
+    }
+
+    const Clock::time_point start = Clock::now();
+    Clock::time_point last_frame = start;
+    std::vector<WrittenFrame> written;
+    double bytes = 0;
+    std::string write_error;
+    while (static_cast<long long>(written.size()) < frames_wanted && !interrupted && write_error.empty()) {
+        std::vector<FramePart> parts;
+        {
+            std::unique_lock<std::mutex> lock(queue.mutex);
+            queue.ready.wait_for(lock, std::chrono::milliseconds(100), [&queue] { return !queue.frames.empty(); });
+            if (!queue.frames.empty()) {
+                parts = std::move(queue.frames.front());
+                queue.frames.pop_front();
+            }
+        }
+        if (parts.empty()) {
+            if (std::chrono::duration<double>(Clock::now() - last_frame).count() > timeout_s) break;
+            draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start),
+                          bytes);
+            continue;
+        }
+        last_frame = Clock::now();
+        WrittenFrame frame;
+        frame.index = static_cast<long>(written.size());
+        char stem[64];
+        std::snprintf(stem, sizeof stem, "frame_%04ld", frame.index);
+        const FramePart* range = nullptr;
+        const FramePart* intensity = nullptr;
+        const FramePart* confidence = nullptr;
+        for (const FramePart& part : parts) {
+            bytes += static_cast<double>(part.data.size());
+            frame.parts.push_back(std::string(pixel_format_name(part.type)) + " " + std::to_string(part.width) + "x" +
+                                  std::to_string(part.height));
+            const std::string role = part_role(part.type);
+            if (part.data.empty()) continue;  // a format the library could not size
+            if (role == "range" && range == nullptr) range = &part;
+            if (role == "intensity" && intensity == nullptr) intensity = &part;
+            if (role == "confidence" && confidence == nullptr) confidence = &part;
+        }
+        if (range != nullptr) {
+            const std::string path = out_dir + "/" + stem + "_range.ply";
+            frame.points = write_point_cloud_ply(path, *range, intensity, confidence,
+                                                 "ornc-tool grab: " + model + " " + serial + ", frame " +
+                                                     std::to_string(frame.index),
+                                                 &write_error);
+            if (frame.points >= 0) frame.files.push_back(path);
+        }
+        for (const FramePart* image : {intensity, confidence}) {
+            if (image == nullptr || !write_error.empty()) continue;
+            const std::string path = out_dir + "/" + stem + "_" + part_role(image->type) + ".png";
+            if (write_gray8_png(path, *image, &write_error)) frame.files.push_back(path);
+        }
+        written.push_back(frame);
+        draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start), bytes);
+    }
+    const double elapsed = seconds_since(start);
+    ORNCAcquisitionStop(ornc);
+    ORNCStop(ornc);
+    ORNCSetImageCallback(ornc, nullptr, nullptr);
+    ORNCSetImageVecCallback(ornc, nullptr, nullptr);
+    if (isatty(STDERR_FILENO)) std::fputc('\n', stderr);
+
+    long failed = 0;
+    long dropped = 0;
+    {
+        std::lock_guard<std::mutex> lock(queue.mutex);
+        failed = queue.failed;
+        dropped = queue.dropped;
+    }
+    const double fps = elapsed > 0 ? static_cast<double>(written.size()) / elapsed : 0.0;
+    const std::string summary_path = out_dir + "/summary.json";
+    FILE* summary = std::fopen(summary_path.c_str(), "w");
+    if (summary != nullptr) {
+        std::fprintf(summary,
+                     "{\n  \"device\": {\"model\": \"%s\", \"serial\": \"%s\"},\n  \"frames_requested\": %lld,\n"
+                     "  \"frames_written\": %zu,\n  \"failed_transfers\": %ld,\n  \"frames_dropped\": %ld,\n"
+                     "  \"seconds\": %.3f,\n  \"frames_per_second\": %.2f,\n  \"frames\": [",
+                     json_escape(model).c_str(), json_escape(serial).c_str(), frames_wanted, written.size(), failed,
+                     dropped, elapsed, fps);
+        for (size_t i = 0; i < written.size(); ++i) {
+            const WrittenFrame& frame = written[i];
+            std::fprintf(summary, "%s\n    {\"index\": %ld, \"points\": %ld, \"parts\": [", i == 0 ? "" : ",",
+                         frame.index, frame.points);
+            for (size_t p = 0; p < frame.parts.size(); ++p) {
+                std::fprintf(summary, "%s\"%s\"", p == 0 ? "" : ", ", json_escape(frame.parts[p]).c_str());
+            }
+            std::fprintf(summary, "], \"files\": [");
+            for (size_t f = 0; f < frame.files.size(); ++f) {
+                std::fprintf(summary, "%s\"%s\"", f == 0 ? "" : ", ", json_escape(frame.files[f]).c_str());
+            }
+            std::fprintf(summary, "]}");
+        }
+        std::fprintf(summary, "\n  ]\n}\n");
+        std::fclose(summary);
+    }
+
+    for (const WrittenFrame& frame : written) {
+        for (const std::string& file : frame.files) std::printf("%s\n", file.c_str());
+    }
+    if (summary != nullptr) std::printf("%s\n", summary_path.c_str());
+    std::printf("%zu frame%s in %.2f s (%.1f frames/s), %ld failed transfer%s.\n", written.size(),
+                written.size() == 1 ? "" : "s", elapsed, fps, failed, failed == 1 ? "" : "s");
+    if (summary == nullptr) return cli.fail(kExitFailed, "cannot write " + summary_path);
+    if (!write_error.empty()) return cli.fail(kExitFailed, write_error);
+    if (interrupted) return cli.fail(kExitFailed, "interrupted");
+    if (static_cast<long long>(written.size()) < frames_wanted) {
+        return cli.fail(kExitFailed, "no frame for " + std::to_string(timeout_s) + " s: " +
+                                         status_text(ORNC_ERR_ACQUI_NOT_STARTED));
+    }
+    return kExitOk;
+}
+
+namespace {
+
+// Lines to print, handed from transport threads to the tool's thread.
+struct EventLog {
+    std::mutex mutex;
+    std::deque<std::string> lines;
+    std::deque<ornc_param_t*> changed;
+    long events = 0;
+};
+
+void on_event(orn_uint64_t timestamp, ornc_param_list_t* list, void* userdata) {
+    EventLog* log = static_cast<EventLog*>(userdata);
+    std::string line = "event  timestamp " + std::to_string(timestamp);
+    const int count = ORNCGetParameterListCount(list);
+    for (int i = 0; i < count; ++i) {
+        ornc_param_t* param = ORNCGetParameterListIndex(list, i);
+        std::string value;
+        if (param_value_text(param, false, &value) != ORNC_OK) value = "?";
+        line += "  " + param_name(param) + "=" + value;
+    }
+    std::lock_guard<std::mutex> lock(log->mutex);
+    log->lines.push_back(line);
+    ++log->events;
+}
+
+void on_parameter(ornc_param_t* param, void* userdata) {
+    EventLog* log = static_cast<EventLog*>(userdata);
+    std::lock_guard<std::mutex> lock(log->mutex);
+    log->changed.push_back(param);
+}
+
+void on_discard(orn_image_vec_t*, void*) {}
+void on_discard_image(orn_image_t*, void*) {}
+
+ornc_status_t set_event_notification(ornc_t* ornc, const std::string& event, const char* state) {
+    ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
+    ornc_param_t* selector = ORNCParamsGetParamByName(params, "EventSelector");
+    ornc_param_t* notification = ORNCParamsGetParamByName(params, "EventNotification");
+    if (selector == nullptr || notification == nullptr) return ORNC_ERR_PARAM_UNDEFINED;
+    ornc_status_t status = ORNCParamSetEnumValueByName(selector, event.c_str());
+    if (status == ORNC_OK) status = ORNCParamSetEnumValueByName(notification, state);
+    return status;
+}
+
+}  // namespace
+
+int run_events(int argc, char** argv) {
+    CommandLine cli("events", kEventsUsage);
+    cli.option("--event", true, "", true).option("--acquire", false).option("--seconds", true).option("--count", true);
+    cli.positionals(1, 1);
+    if (!cli.parse(argc, argv)) return cli.exit_code();
+    double seconds = 10.0;
+    if (cli.has("--seconds") && (!parse_double(cli.value("--seconds"), &seconds) || seconds <= 0)) {
+        return cli.fail(kExitUsage, "--seconds takes a positive number");
+    }
+    long long wanted = 0;
+    if (cli.has("--count") && (!parse_int(cli.value("--count"), &wanted) || wanted < 1)) {
+        return cli.fail(kExitUsage, "--count takes a positive number");
+    }
+
+    // Parameter callbacks are never removed: the log outlives the connection.
+    EventLog log;
+    Discovery discovery;
+    Connection connection;
+    int exit_code = kExitOk;
+    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
+    ornc_t* ornc = connection.handle();
+    ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
+    for (int i = 0;; ++i) {
+        ornc_param_t* param = ORNCParamsGetParam(params, i);
+        if (param == nullptr || i >= ORNCGetDeviceParamsCount(ornc)) break;
+        ORNCParamSetCallback(param, on_parameter, &log);
+    }
+    ORNCSetEventCallback(ornc, on_event, &log);
+    ornc_status_t status = ORNCStart(ornc);
+    if (status != ORNC_OK) return cli.fail_status("cannot start", status);
+    InterruptScope interrupt_scope;
+    const std::vector<std::string> events = cli.values("--event");
+    for (const std::string& event : events) {
+        status = set_event_notification(ornc, event, "On");
+        if (status != ORNC_OK) {
+            ORNCStop(ornc);
+            return cli.fail_status("cannot switch on event " + event, status);
+        }
+    }
+    if (cli.has("--acquire")) {
+        ORNCSetImageCallback(ornc, on_discard_image, nullptr);
+        ORNCSetImageVecCallback(ornc, on_discard, nullptr);
+        status = ORNCAcquisitionStartMode(ornc, 0, 0);
+        if (status != ORNC_OK) {
+            ORNCStop(ornc);
+            return cli.fail_status("cannot start the acquisition", status);
+        }
+    }
+    std::printf("Watching %s for %.1f s (Ctrl-C ends)...\n", cli.positional()[0].c_str(), seconds);
+    std::fflush(stdout);
+
+    const Clock::time_point start = Clock::now();
+    long events_seen = 0;
+    while (!interrupted && seconds_since(start) < seconds && (wanted == 0 || events_seen < wanted)) {
+        std::deque<std::string> lines;
+        std::deque<ornc_param_t*> changed;
+        {
+            std::lock_guard<std::mutex> lock(log.mutex);
+            lines.swap(log.lines);
+            changed.swap(log.changed);
+            events_seen = log.events;
+        }
+        for (const std::string& line : lines) std::printf("%8.3f  %s\n", seconds_since(start), line.c_str());
+        for (ornc_param_t* param : changed) {
+            std::string value;
+            if (!ORNCParamIsReadable(param) || param_value_text(param, false, &value) != ORNC_OK) value = "(not readable)";
+            std::printf("%8.3f  parameter  %s = %s\n", seconds_since(start), param_name(param).c_str(), value.c_str());
+        }
+        std::fflush(stdout);
+        if (lines.empty() && changed.empty()) usleep(20000);
+    }
+    if (cli.has("--acquire")) ORNCAcquisitionStop(ornc);
+    ORNCStop(ornc);
+    for (const std::string& event : events) set_event_notification(ornc, event, "Off");
+    ORNCSetEventCallback(ornc, nullptr, nullptr);
+    std::printf("%ld event%s in %.1f s.\n", events_seen, events_seen == 1 ? "" : "s", seconds_since(start));
+    return kExitOk;
+}
+
+}  // namespace ornctool
