@@ -1,0 +1,253 @@
+// ornc-tool grab and events end to end: the files grab writes are read
+// back and compared with the virtual sensor's documented scene.
+#include <gtest/gtest.h>
+#include <png.h>
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <regex>
+
+#include "tool_test_fixture.h"
+
+namespace tooltest {
+namespace {
+
+const int kWidth = 160;
+const int kHeight = 120;
+
+std::string read_whole(const std::string& path) {
+    std::string data;
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) return data;
+    char buffer[65536];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) data.append(buffer, n);
+    std::fclose(file);
+    return data;
+}
+
+struct GrayImage {
+    int width = 0;
+    int height = 0;
+    std::vector<uint8_t> pixels;
+    uint8_t at(int u, int v) const { return pixels[static_cast<size_t>(v) * static_cast<size_t>(width) + static_cast<size_t>(u)]; }
+};
+
+bool read_png(const std::string& path, GrayImage* image) {
+    png_image png;
+    std::memset(&png, 0, sizeof png);
+    png.version = PNG_IMAGE_VERSION;
+    if (!png_image_begin_read_from_file(&png, path.c_str())) return false;
+    if (png.format != PNG_FORMAT_GRAY) {
+        png_image_free(&png);
+        return false;
+    }
+    image->width = static_cast<int>(png.width);
+    image->height = static_cast<int>(png.height);
+    image->pixels.resize(PNG_IMAGE_SIZE(png));
+    return png_image_finish_read(&png, nullptr, image->pixels.data(), 0, nullptr) != 0;
+}
+
+struct Point {
+    float x, y, z;
+    uint8_t grey, confidence;
+};
+
+struct PlyFile {
+    std::vector<std::string> properties;
+    long vertices = -1;
+    std::vector<Point> points;
+};
+
+// Reads the PLY grab writes: binary little endian, float xyz, then
+// optionally uchar red green blue and uchar confidence.
+bool read_ply(const std::string& path, PlyFile* ply, std::string* error) {
+    const std::string data = read_whole(path);
+    const size_t end = data.find("end_header\n");
+    if (data.rfind("ply\nformat binary_little_endian 1.0\n", 0) != 0 || end == std::string::npos) {
+        *error = "not a binary little-endian PLY";
+        return false;
+    }
+    for (const std::string& line : lines_of(data.substr(0, end))) {
+        if (line.rfind("element vertex ", 0) == 0) ply->vertices = std::stol(line.substr(15));
+        if (line.rfind("property ", 0) == 0) ply->properties.push_back(line.substr(9));
+    }
+    size_t stride = 0;
+    for (const std::string& property : ply->properties) stride += property.rfind("float", 0) == 0 ? 4 : 1;
+    const size_t body = end + std::strlen("end_header\n");
+    if (ply->vertices < 0 || data.size() - body != stride * static_cast<size_t>(ply->vertices)) {
+        *error = "body of " + std::to_string(data.size() - body) + " bytes for " + std::to_string(ply->vertices) +
+                 " vertices of " + std::to_string(stride) + " bytes";
+        return false;
+    }
+    const bool coloured = ply->properties.size() >= 6;
+    const bool with_confidence = ply->properties.size() == 4 || ply->properties.size() == 7;
+    for (long i = 0; i < ply->vertices; ++i) {
+        const char* p = data.data() + body + static_cast<size_t>(i) * stride;
+        Point point{};
+        std::memcpy(&point.x, p, 4);
+        std::memcpy(&point.y, p + 4, 4);
+        std::memcpy(&point.z, p + 8, 4);
+        size_t at = 12;
+        if (coloured) {
+            point.grey = static_cast<uint8_t>(p[at]);
+            if (p[at] != p[at + 1] || p[at] != p[at + 2]) {
+                *error = "colour is not grey";
+                return false;
+            }
+            at += 3;
+        }
+        if (with_confidence) point.confidence = static_cast<uint8_t>(p[at]);
+        ply->points.push_back(point);
+    }
+    return true;
+}
+
+// The sensor's scene (sim/stream/README.md) for frame id f.
+struct Scene {
+    int w, h, f;
+    int cu() const { return w / 4 + (f % std::max(1, w / 2)); }
+    int cv() const { return h / 2; }
+    int r() const { return std::min(w, h) / 6; }
+    long d2(int u, int v) const { return long(u - cu()) * (u - cu()) + long(v - cv()) * (v - cv()); }
+    bool on_sphere(int u, int v) const { return d2(u, v) < long(r()) * r(); }
+    bool valid(int u, int v) const {
+        const bool border = u < 4 || v < 4 || u + 4 >= w || v + 4 >= h;
+        const bool shadow = r() < u - cu() && u - cu() <= r() + r() / 2 && 2 * std::abs(v - cv()) <= r();
+        return !border && !shadow;
+    }
+    double x(int u) const { return (u - (w - 1) / 2.0) * 0.5; }
+    double y(int v) const { return (v - (h - 1) / 2.0) * 0.5; }
+    double z(int u, int v) const {
+        return 1000 + 0.1 * x(u) - (on_sphere(u, v) ? std::sqrt(double(r()) * r() - double(d2(u, v))) * 0.5 : 0);
+    }
+    int confidence(int u, int v) const {
+        if (!valid(u, v)) return 0;
+        if (on_sphere(u, v)) return 255 - static_cast<int>(55 * d2(u, v) / (long(r()) * r()));
+        return 100 + 100 * v / h;
+    }
+    int intensity(int u, int v) const { return (u + 2 * v + 3 * f) % 256; }
+    long valid_count() const {
+        long n = 0;
+        for (int v = 0; v < h; ++v)
+            for (int u = 0; u < w; ++u) n += valid(u, v) ? 1 : 0;
+        return n;
+    }
+};
+
+class GrabTest : public ToolTest {
+protected:
+    void SetUp() override {
+        char dir_template[] = "/tmp/ornc-tool-grab.XXXXXX";
+        ASSERT_NE(mkdtemp(dir_template), nullptr);
+        dir_ = dir_template;
+    }
+    void TearDown() override {
+        ToolTest::TearDown();
+        run_program("/bin/rm", {"-rf", dir_}, {});
+    }
+    std::string dir_;
+};
+
+TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
+    start_sensor(20, "TOOL-GRAB", kWidth, kHeight);
+    ToolResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
+    EXPECT_NE(r.out.find(dir_ + "/summary.json"), std::string::npos) << r.out;
+
+    for (int frame = 0; frame < 3; ++frame) {
+        SCOPED_TRACE("frame " + std::to_string(frame));
+        char stem[64];
+        std::snprintf(stem, sizeof stem, "/frame_%04d", frame);
+        GrayImage intensity;
+        GrayImage confidence;
+        ASSERT_TRUE(read_png(dir_ + stem + "_intensity.png", &intensity));
+        ASSERT_TRUE(read_png(dir_ + stem + "_confidence.png", &confidence));
+        ASSERT_EQ(intensity.width, kWidth);
+        ASSERT_EQ(intensity.height, kHeight);
+        ASSERT_EQ(confidence.width, kWidth);
+        ASSERT_EQ(confidence.height, kHeight);
+        // The frame id from the intensity at (0,0) = 3 f mod 256 (171 is
+        // the inverse of 3 modulo 256); the sensor is fresh, so f is small.
+        const Scene scene{kWidth, kHeight, (intensity.at(0, 0) * 171) % 256};
+        ASSERT_GE(scene.f, 1);
+        ASSERT_LT(scene.f, 50);
+        for (const auto& uv : {std::make_pair(0, 0), std::make_pair(10, 10), std::make_pair(159, 119),
+                               std::make_pair(scene.cu(), scene.cv()), std::make_pair(77, 33)}) {
+            EXPECT_EQ(intensity.at(uv.first, uv.second), scene.intensity(uv.first, uv.second)) << uv.first << "," << uv.second;
+            EXPECT_EQ(confidence.at(uv.first, uv.second), scene.confidence(uv.first, uv.second)) << uv.first << "," << uv.second;
+        }
+        EXPECT_EQ(confidence.at(scene.cu(), scene.cv()), 255);
+        EXPECT_EQ(confidence.at(0, 0), 0);
+
+        PlyFile ply;
+        std::string error;
+        ASSERT_TRUE(read_ply(dir_ + stem + "_range.ply", &ply, &error)) << error;
+        EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red",
+                                                             "uchar green", "uchar blue", "uchar confidence"}));
+        EXPECT_EQ(ply.vertices, scene.valid_count());
+        long mismatches = 0;
+        for (const Point& p : ply.points) {
+            const int u = static_cast<int>(std::lround(static_cast<double>(p.x) / 0.5 + (kWidth - 1) / 2.0));
+            const int v = static_cast<int>(std::lround(static_cast<double>(p.y) / 0.5 + (kHeight - 1) / 2.0));
+            const bool ok = u >= 0 && u < kWidth && v >= 0 && v < kHeight && scene.valid(u, v) &&
+                            std::fabs(static_cast<double>(p.z) - scene.z(u, v)) < 1e-3 && p.grey == scene.intensity(u, v) &&
+                            p.confidence == scene.confidence(u, v);
+            if (!ok && ++mismatches <= 3) {
+                ADD_FAILURE() << "point (" << p.x << ", " << p.y << ", " << p.z << ") grey " << int(p.grey)
+                              << " confidence " << int(p.confidence) << " does not match pixel " << u << "," << v;
+            }
+        }
+        EXPECT_EQ(mismatches, 0);
+    }
+    const std::string summary = read_whole(dir_ + "/summary.json");
+    EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
+    const Scene first_frame{kWidth, kHeight, 1};
+    EXPECT_NE(summary.find("\"points\": " + std::to_string(first_frame.valid_count())),
+              std::string::npos)
+        << summary;
+}
+
+TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
+    start_sensor(21, "TOOL-GRAB-R", kWidth, kHeight);
+    ToolResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    PlyFile ply;
+    std::string error;
+    ASSERT_TRUE(read_ply(dir_ + "/frame_0000_range.ply", &ply, &error)) << error;
+    EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z"}));
+    const Scene first_frame{kWidth, kHeight, 1};
+    EXPECT_EQ(ply.vertices, first_frame.valid_count());
+    EXPECT_EQ(read_whole(dir_ + "/frame_0000_intensity.png"), "");
+    r = tool({"components", "TOOL-GRAB-R"});
+    std::smatch m;
+    EXPECT_TRUE(std::regex_search(r.out, m, std::regex("Intensity +Mono8 \\(0x01080001\\) +no"))) << r.out;
+
+    r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Colour"});
+    EXPECT_EQ(r.exit_code, 1) << report(r);
+    r = tool({"grab", "TOOL-GRAB-R", "-n", "0"});
+    EXPECT_EQ(r.exit_code, 2) << report(r);
+    r = tool({"grab", "NO-SUCH-DEVICE", "--out", dir_});
+    EXPECT_EQ(r.exit_code, 3) << report(r);
+}
+
+TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
+    start_sensor(22, "TOOL-EVENTS", kWidth, kHeight);
+    ToolResult r =
+        tool({"events", "TOOL-EVENTS", "--event", "FrameEnd", "--acquire", "--count", "3", "--seconds", "20"}, 60);
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.out.find("parameter  EventNotification = On"), std::string::npos) << r.out;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(r.out, m, std::regex("event  timestamp \\d+  EventFrameEndFrameID=(\\d+)"))) << r.out;
+    EXPECT_GE(std::stol(m[1]), 1);
+    ASSERT_TRUE(std::regex_search(r.out, m, std::regex("(\\d+) events in"))) << r.out;
+    EXPECT_GE(std::stol(m[1]), 3);
+    // The notification was switched off again at the end.
+    r = tool({"get", "TOOL-EVENTS", "EventNotification"});
+    EXPECT_EQ(r.out, "Off\n") << report(r);
+}
+
+}  // namespace
+}  // namespace tooltest
