@@ -1,5 +1,7 @@
 #include "genicam_xml.h"
 
+#include <algorithm>
+#include <cstring>
 #include <cstdio>
 #include <cstdlib>
 #include <initializer_list>
@@ -593,6 +595,39 @@ bool parse_number(const std::string& text, uint32_t* value) {
 
 }  // namespace
 
+// For a register element spanning [begin, end) with <pIndex Offset="N">Sel</pIndex>:
+// the stride N and the highest value among Sel's enumeration entries.
+static bool indexed_register_span(const std::string& xml, size_t begin, size_t end, uint32_t* stride, uint32_t* highest) {
+  const size_t tag = xml.find("<pIndex Offset=\"", begin);
+  if (tag == std::string::npos || tag >= end) return false;
+  const size_t value_begin = tag + std::strlen("<pIndex Offset=\"");
+  const size_t value_end = xml.find('"', value_begin);
+  const size_t name_begin = xml.find('>', tag);
+  const size_t name_end = xml.find("</pIndex>", tag);
+  if (value_end == std::string::npos || name_begin == std::string::npos || name_end == std::string::npos ||
+      name_end > end || !parse_number(xml.substr(value_begin, value_end - value_begin), stride)) {
+    return false;
+  }
+  // The index is the selector enumeration itself or the register behind it.
+  const std::string selector = xml.substr(name_begin + 1, name_end - name_begin - 1);
+  size_t selector_at = xml.find("<Enumeration Name=\"" + selector + "\"");
+  if (selector_at == std::string::npos) {
+    const size_t reference = xml.find("<pValue>" + selector + "</pValue>");
+    if (reference == std::string::npos) return false;
+    selector_at = xml.rfind("<Enumeration ", reference);
+    if (selector_at == std::string::npos || xml.find("</Enumeration>", selector_at) < reference) return false;
+  }
+  const size_t selector_end = xml.find("</Enumeration>", selector_at);
+  if (selector_end == std::string::npos) return false;
+  *highest = 0;
+  for (size_t entry = xml.find("<EnumEntry", selector_at); entry != std::string::npos && entry < selector_end;
+       entry = xml.find("<EnumEntry", entry + 1)) {
+    uint32_t value = 0;
+    if (parse_number(child_text(xml, entry, selector_end, "Value"), &value)) *highest = std::max(*highest, value);
+  }
+  return true;
+}
+
 bool find_feature_register(const std::string& xml, const std::string& feature, uint32_t* address, uint32_t* length) {
   if (address == nullptr || length == nullptr || feature.empty()) return false;
   std::string name = feature;
@@ -613,6 +648,13 @@ bool find_feature_register(const std::string& xml, const std::string& feature, u
       parse_number(child_text(xml, at, body_end, "Length"), &len);
       if (!parse_number(addr, address)) return false;
       *length = len;
+      // A register indexed by a selector stands once per selector value:
+      // the refused span covers every copy.
+      uint32_t stride = 0, highest = 0;
+      if (indexed_register_span(xml, at, body_end, &stride, &highest)) {
+        const uint64_t span = uint64_t{stride} * highest + len;
+        *length = static_cast<uint32_t>(std::min<uint64_t>(span, 0xFFFFFFFFu - *address));
+      }
       return true;
     }
     std::string next = child_text(xml, at, body_end, "pValue");

@@ -13,6 +13,7 @@
 
 #include "device_registers.h"
 #include "gvcp_test_client.h"
+#include "ornsim/components.h"
 #include "ornsim/virtual_sensor.h"
 #include "platform/gvcp/gvcp_protocol.h"
 
@@ -326,6 +327,17 @@ TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
   EXPECT_EQ(width, 64u);
   sensor_->set_faults({});
   EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
+
+  // A feature indexed by a selector is refused for every index, and its
+  // neighbours stay writable.
+  faults.refuse_writes_feature = "ComponentEnable";
+  sensor_->set_faults(faults);
+  for (uint32_t index = 0; index < 3; ++index) {
+    EXPECT_EQ(client_->write_register(ornsim::reg::ComponentEnable + 4 * index, 1), gvcp::STATUS_ACCESS_DENIED)
+        << index;
+  }
+  EXPECT_EQ(client_->write_register(ornsim::reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16),
+            gvcp::STATUS_SUCCESS);
 }
 
 TEST_F(ControlChannel, AckDelayAndSilenceFaults) {
