@@ -38,9 +38,7 @@ public:
     virtual uint32_t GetHeight() const = 0;
     virtual uint8_t* GetDataPointer() = 0;
     virtual uint32_t GetSize() const = 0;
-    // Identification of the part as the device describes it: the data
-    // purpose id is the component id.
-    virtual uint32_t GetSourceID() const = 0;
+    // The part's data purpose id, which the device uses as the id of the
+    // component (ComponentIDValue) the part carries.
     virtual uint32_t GetDataPurposeID() const = 0;
-    virtual uint32_t GetRegionID() const = 0;
 };

@@ -2,11 +2,39 @@
 
 #include <arv.h>
 
+#include <map>
+#include <mutex>
 #include <new>
 
-namespace platform {
-class ReceivedFrame {};
-}  // namespace platform
+#include "platform/received_frame.h"
+
+namespace {
+
+// Buffers by the first byte of their memory, so that a data pointer handed
+// back by the camera layer (chunk attachment) finds its buffer again.
+struct BuffersByMemory {
+    std::mutex lock;
+    std::map<const uint8_t*, PvBuffer*> buffers;
+};
+
+BuffersByMemory& buffers_by_memory() {
+    static BuffersByMemory* registry = new BuffersByMemory;  // never destroyed: buffers may die at exit
+    return *registry;
+}
+
+void remember_memory(const uint8_t* data, PvBuffer* buffer) {
+    BuffersByMemory& registry = buffers_by_memory();
+    std::lock_guard<std::mutex> guard(registry.lock);
+    registry.buffers[data] = buffer;
+}
+
+void forget_memory(const uint8_t* data) {
+    BuffersByMemory& registry = buffers_by_memory();
+    std::lock_guard<std::mutex> guard(registry.lock);
+    registry.buffers.erase(data);
+}
+
+}  // namespace
 
 // The wrapper's user data: the memory and the way back to the PvBuffer.
 // Destroyed by Aravis with the wrapper's last reference.
@@ -21,11 +49,13 @@ struct PvBuffer::Memory {
     }
 };
 
-PvBuffer::PvBuffer(PvPayloadType payload_type) : payload_type_(payload_type) {}
+PvBuffer::PvBuffer(PvPayloadType payload_type)
+    : payload_type_(payload_type), received_(new platform::ReceivedFrame) {}
 
 PvBuffer::~PvBuffer() {
     if (memory_ != nullptr) {
         memory_->owner = nullptr;
+        forget_memory(data_);
     }
     if (arv_buffer_ != nullptr) {
         g_object_unref(arv_buffer_);
@@ -50,6 +80,7 @@ PvResult PvBuffer::Alloc(uint32_t size) {
     data_ = data;
     size_ = size;
     arv_buffer_ = arv_buffer_new_full(size, data, memory, &Memory::Destroy);
+    remember_memory(data_, this);
     return PvResult::OK;
 }
 
@@ -58,6 +89,8 @@ void PvBuffer::Free() {
         return;
     }
     memory_->owner = nullptr;
+    forget_memory(data_);
+    received_->Clear();
     g_object_unref(arv_buffer_);
     arv_buffer_ = nullptr;
     memory_ = nullptr;
@@ -72,3 +105,40 @@ PvBuffer* PvBuffer::FromArvBuffer(ArvBuffer* buffer) {
     const Memory* memory = static_cast<const Memory*>(arv_buffer_get_user_data(buffer));
     return memory != nullptr ? memory->owner : nullptr;
 }
+
+PvBuffer* PvBuffer::FromDataPointer(const uint8_t* data) {
+    if (data == nullptr) {
+        return nullptr;
+    }
+    BuffersByMemory& registry = buffers_by_memory();
+    std::lock_guard<std::mutex> guard(registry.lock);
+    auto found = registry.buffers.find(data);
+    return found != registry.buffers.end() ? found->second : nullptr;
+}
+
+uint32_t PvBuffer::GetPayloadSize() const { return received_->GetPayloadSize(); }
+
+IPvImage* PvBuffer::GetImage() { return &received_->GetImage(); }
+
+IPvMultiPartContainer* PvBuffer::GetMultiPartContainer() { return received_.get(); }
+
+uint32_t PvBuffer::GetChunkCount() const { return received_->GetChunkCount(); }
+
+PvResult PvBuffer::Reset(PvPayloadType payload_type) {
+    if (queued_) {
+        return PvResult(PvResult::GENERIC_ERROR, "the buffer is queued in a stream");
+    }
+    received_->Clear();
+    payload_type_ = payload_type;
+    return PvResult::OK;
+}
+
+PvResult PvBuffer::TakeTransfer() {
+    PvResult result = received_->Take(arv_buffer_, data_, size_);
+    if (result.IsOK()) {
+        payload_type_ = received_->GetPayloadType();
+    }
+    return result;
+}
+
+void PvBuffer::ClearTransfer() { received_->Clear(); }

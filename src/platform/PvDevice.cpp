@@ -19,6 +19,8 @@
 namespace {
 
 constexpr const char* kPayloadSizeFeature = "PayloadSize";
+// Locks the features that shape the stream while it runs (optional).
+constexpr const char* kTransportLockFeature = "TLParamsLocked";
 constexpr const char* kZipSuffix = ".zip";
 constexpr const char* kXmlSuffix = ".xml";
 
@@ -65,9 +67,6 @@ public:
 private:
     ArvDevice* device_;
 };
-
-// Filled in with the message channel and link-loss handling.
-class PvDevice::EventDispatch {};
 
 PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result) {
     const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
@@ -147,6 +146,8 @@ PvResult PvDevice::Disconnect() {
     if (device_ == nullptr) {
         return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
     }
+    // Notifications end first: no sink hears of a device being taken apart.
+    StopEvents();
     BeforeDisconnect();
     if (communication_ != nullptr) {
         communication_->SetValueHooks(nullptr);
@@ -212,4 +213,69 @@ PvResult PvDevice::DumpGenICamXML(const PvString& file_name) {
         return PvResult(PvResult::GENERIC_ERROR, name + ": " + std::strerror(written ? errno : saved_errno));
     }
     return PvResult::OK;
+}
+
+PvResult PvDevice::SetTransportLock(bool locked) {
+    std::lock_guard<std::mutex> guard(parameters_->GetLock());
+    ArvGcNode* node = arv_gc_get_node(parameters_->GetGenicam(), kTransportLockFeature);
+    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
+        return PvResult::OK;  // the device has no such lock
+    }
+    GError* error = nullptr;
+    arv_gc_integer_set_value(ARV_GC_INTEGER(node), locked ? 1 : 0, &error);
+    return platform::take_error(error);
+}
+
+PvResult PvDevice::CheckStreamChannel(uint32_t channel) {
+    guint32 channels = 0;
+    GError* error = nullptr;
+    if (!arv_device_read_register(device_, gvcp::REG_NUMBER_OF_STREAM_CHANNELS, &channels, &error)) {
+        return platform::take_error(error);
+    }
+    if (channel >= channels) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the device has " + std::to_string(channels) + " stream channels");
+    }
+    return PvResult::OK;
+}
+
+PvResult PvDevice::StreamEnable(uint32_t channel) {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    PvResult checked = CheckStreamChannel(channel);
+    if (checked.IsFailure()) {
+        return checked;
+    }
+    // Multipart frames travel only with 64-bit block ids (Aravis reads
+    // them in no other form), so enabling multipart on a channel brings
+    // the extended ids with it.
+    guint32 configuration = 0;
+    GError* error = nullptr;
+    if (!arv_device_read_register(device_, gvcp::stream_channel_register(gvcp::REG_SCCFG0, channel), &configuration,
+                                  &error)) {
+        return platform::take_error(error);
+    }
+    if ((configuration & gvcp::SCCFG_MULTIPART) != 0) {
+        guint32 gvsp = 0;
+        if (!arv_device_read_register(device_, gvcp::REG_GVSP_CONFIGURATION, &gvsp, &error)) {
+            return platform::take_error(error);
+        }
+        if ((gvsp & gvcp::GVSP_CONFIG_64BIT_BLOCK_ID) == 0 &&
+            !arv_device_write_register(device_, gvcp::REG_GVSP_CONFIGURATION, gvsp | gvcp::GVSP_CONFIG_64BIT_BLOCK_ID,
+                                       &error)) {
+            return platform::take_error(error);
+        }
+    }
+    return SetTransportLock(true);
+}
+
+PvResult PvDevice::StreamDisable(uint32_t channel) {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
+    PvResult checked = CheckStreamChannel(channel);
+    if (checked.IsFailure()) {
+        return checked;
+    }
+    return SetTransportLock(false);
 }

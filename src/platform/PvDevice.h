@@ -85,6 +85,15 @@ protected:
 private:
     class CommunicationHooks;
     class EventDispatch;
+    // Defined with EventDispatch (PvDevice_events.cpp).
+    struct EventDispatchDeleter {
+        void operator()(EventDispatch* events) const;
+    };
+
+    PvResult CheckStreamChannel(uint32_t channel);
+    // Ends the notifications (PvDevice_events.cpp).
+    void StopEvents();
+    PvResult SetTransportLock(bool locked);
 
     ArvDevice* device_ = nullptr;
     std::unique_ptr<PvGenParameterArray> parameters_;
@@ -92,5 +101,5 @@ private:
     std::unique_ptr<CommunicationHooks> communication_hooks_;
     // Sinks, the link-loss handler and the message channel; created at the
     // first RegisterEventSink.
-    std::unique_ptr<EventDispatch> events_;
+    std::unique_ptr<EventDispatch, EventDispatchDeleter> events_;
 };

@@ -2,6 +2,7 @@
 
 #include <arv.h>
 
+#include <algorithm>
 #include <chrono>
 
 #include "platform/PvDeviceInfoGEV.h"
@@ -14,6 +15,10 @@ constexpr const char* kTransferredBytesInfo = "n_transferred_bytes";
 // Rates are measured over at least this long, so two reads in a row do
 // not report noise.
 constexpr std::chrono::milliseconds kRateWindow{200};
+// Aravis's pop cannot be woken by an abort: a blocked retrieval waits in
+// slices this long and looks for aborted buffers between them.
+constexpr std::chrono::milliseconds kRetrieveSlice{5};
+constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 }  // namespace
 
 // Keeps the statistics of the stream node map current: counters are read
@@ -153,6 +158,14 @@ PvResult PvStream::Close() {
             g_object_unref(wrapper);
         }
         queued_.clear();
+        for (ArvBuffer* wrapper : aborted_) {
+            PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
+            if (buffer != nullptr) {
+                buffer->SetQueued(false);
+            }
+            g_object_unref(wrapper);
+        }
+        aborted_.clear();
     }
     device_lock_.reset();
     return PvResult::OK;
@@ -160,7 +173,7 @@ PvResult PvStream::Close() {
 
 uint32_t PvStream::GetQueuedBufferCount() const {
     std::lock_guard<std::mutex> guard(queue_lock_);
-    return static_cast<uint32_t>(queued_.size());
+    return static_cast<uint32_t>(queued_.size() + aborted_.size());
 }
 
 PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
@@ -174,16 +187,125 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
     if (buffer->IsQueued()) {
         return PvResult(PvResult::INVALID_PARAMETER, "the buffer is already queued");
     }
-    if (queued_.size() >= kQueuedBufferMaximum) {
+    if (queued_.size() + aborted_.size() >= kQueuedBufferMaximum) {
         return PvResult(PvResult::GENERIC_ERROR, "the queue is full");
     }
     // One reference goes to the stream, one to the record; the
     // PvBuffer keeps its own.
     ArvBuffer* wrapper = buffer->GetArvBuffer();
+    buffer->ClearTransfer();
     g_object_ref(wrapper);
-    queued_.insert(wrapper);
+    queued_.push_back(wrapper);
     g_object_ref(wrapper);
     arv_stream_push_buffer(stream_, wrapper);
     buffer->SetQueued(true);
+    return PvResult::OK;
+}
+
+PvBuffer* PvStream::ClaimCompletedLocked(ArvBuffer* wrapper) {
+    auto found = std::find(queued_.begin(), queued_.end(), wrapper);
+    if (found == queued_.end()) {
+        // Popped just before an abort took the record's copy: the abort
+        // hands the buffer back; only Aravis's reference is ours to drop.
+        g_object_unref(wrapper);
+        return nullptr;
+    }
+    queued_.erase(found);
+    PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
+    g_object_unref(wrapper);  // Aravis's
+    g_object_unref(wrapper);  // the record's
+    if (buffer != nullptr) {
+        buffer->SetQueued(false);
+    }
+    return buffer;
+}
+
+PvBuffer* PvStream::ClaimAbortedLocked() {
+    while (!aborted_.empty()) {
+        ArvBuffer* wrapper = aborted_.front();
+        aborted_.pop_front();
+        PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
+        g_object_unref(wrapper);  // the record's
+        if (buffer != nullptr) {
+            buffer->SetQueued(false);
+            buffer->ClearTransfer();
+            return buffer;
+        }
+    }
+    return nullptr;
+}
+
+PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result, uint32_t timeout_ms) {
+    if (buffer == nullptr) {
+        return PvResult(PvResult::INVALID_PARAMETER, "no place for the buffer");
+    }
+    *buffer = nullptr;
+    const auto start = std::chrono::steady_clock::now();
+    const auto limit = std::chrono::milliseconds(timeout_ms);
+    for (;;) {
+        ArvStream* stream = nullptr;
+        {
+            std::lock_guard<std::mutex> guard(queue_lock_);
+            if (stream_ == nullptr) {
+                return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+            }
+            PvBuffer* aborted = ClaimAbortedLocked();
+            if (aborted != nullptr) {
+                *buffer = aborted;
+                if (operation_result != nullptr) {
+                    *operation_result = PvResult(PvResult::ABORTED, "the buffer was aborted");
+                }
+                return PvResult::OK;
+            }
+            // Kept alive across the wait even if another thread closes.
+            stream = ARV_STREAM(g_object_ref(stream_));
+        }
+        const auto elapsed = std::chrono::steady_clock::now() - start;
+        auto slice = std::chrono::duration_cast<std::chrono::microseconds>(kRetrieveSlice);
+        if (timeout_ms != kWaitForever) {
+            const auto remaining = std::chrono::duration_cast<std::chrono::microseconds>(limit - elapsed);
+            slice = std::max(std::chrono::microseconds(0), std::min(slice, remaining));
+        }
+        ArvBuffer* wrapper = slice.count() > 0
+                                 ? arv_stream_timeout_pop_buffer(stream, static_cast<guint64>(slice.count()))
+                                 : arv_stream_try_pop_buffer(stream);
+        g_object_unref(stream);
+        if (wrapper != nullptr) {
+            std::lock_guard<std::mutex> guard(queue_lock_);
+            PvBuffer* completed = ClaimCompletedLocked(wrapper);
+            if (completed != nullptr) {
+                PvResult transfer = completed->TakeTransfer();
+                if (operation_result != nullptr) {
+                    *operation_result = transfer;
+                }
+                *buffer = completed;
+                return PvResult::OK;
+            }
+            continue;
+        }
+        if (timeout_ms != kWaitForever && std::chrono::steady_clock::now() - start >= limit) {
+            return PvResult(PvResult::TIMEOUT, "no buffer within " + std::to_string(timeout_ms) + " ms");
+        }
+    }
+}
+
+PvResult PvStream::AbortQueuedBuffers() {
+    std::lock_guard<std::mutex> guard(queue_lock_);
+    if (stream_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+    }
+    if (queued_.empty()) {
+        return PvResult::OK;
+    }
+    // Aravis hands nothing back on its own: stopping its receiver with
+    // buffer deletion drops its references to every queued and completed
+    // wrapper (the one being filled included); the record still holds
+    // one on each, and they go back as aborted.
+    arv_stream_stop_thread(stream_, TRUE);
+    for (ArvBuffer* wrapper : queued_) {
+        aborted_.push_back(wrapper);
+    }
+    queued_.clear();
+    arv_stream_start_thread(stream_);
     return PvResult::OK;
 }

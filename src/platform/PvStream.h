@@ -11,12 +11,11 @@
 // thread while another queues or aborts.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
 #include <mutex>
-#include <set>
+#include <vector>
 
 #include "platform/PvBuffer.h"
 #include "platform/PvDeviceInfo.h"
@@ -92,11 +91,18 @@ protected:
     // reference of the record's own, so that a buffer deleted while queued
     // (its wrapper then maps back to null) is still accounted for.
     mutable std::mutex queue_lock_;
-    std::set<ArvBuffer*> queued_;
+    std::vector<ArvBuffer*> queued_;  // in queueing order
     std::deque<ArvBuffer*> aborted_;
 
 private:
     class StatisticsHooks;
+
+    // Takes `wrapper` (popped from Aravis, one reference handed over)
+    // back from the record. Null when an abort already claimed it or its
+    // PvBuffer is gone. Lock held.
+    PvBuffer* ClaimCompletedLocked(ArvBuffer* wrapper);
+    // The oldest aborted buffer that still exists, or null. Lock held.
+    PvBuffer* ClaimAbortedLocked();
 
     ArvStream* stream_ = nullptr;
     std::shared_ptr<std::mutex> device_lock_;

@@ -9,6 +9,39 @@
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
 
+namespace {
+
+// Aravis sizes its receive socket to about one frame by default; a burst
+// of frames on a fast link (loopback above all) overflows it while its
+// thread sleeps. A fixed large buffer absorbs several frames.
+constexpr gint kSocketBufferBytes = 8 * 1024 * 1024;
+// How long an incomplete frame waits for its resent packets before it is
+// given up (Aravis's default, 0.1 s, is shorter than a resend round trip
+// on a loaded host).
+constexpr guint kFrameRetentionUs = 1000000;
+
+// Aravis reads the channel's packet size once, when the stream is
+// created, and places the data of single images by it (packet id times the
+// data per packet): a stream that believes another size than the device
+// sends puts every packet after the first at the wrong offset. The packet
+// size is therefore negotiated before the stream is created; negotiating
+// again later on the same link finds the same size. Node map lock held.
+ArvStream* create_stream_at_negotiated_size(ArvDevice* device, GError** error) {
+    if (ARV_IS_GV_DEVICE(device)) {
+        GError* negotiation = nullptr;
+        arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), &negotiation);
+        g_clear_error(&negotiation);  // the size set before stays
+    }
+    return arv_device_create_stream(device, nullptr, nullptr, error);
+}
+
+void tune_receiver(ArvStream* stream) {
+    g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBufferBytes,
+                 "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, nullptr);
+}
+
+}  // namespace
+
 PvStreamGEV::~PvStreamGEV() {
     if (IsOpen()) {
         Close();
@@ -37,7 +70,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         // Opening points the device's stream channel at the new socket
         // through the device's node map.
         std::lock_guard<std::mutex> guard(*device_lock);
-        stream = arv_device_create_stream(device->GetArvDevice(), nullptr, nullptr, &error);
+        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &error);
     }
     if (stream == nullptr || error != nullptr) {
         if (stream != nullptr) {
@@ -46,6 +79,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         return fail(error != nullptr ? platform::take_error(error)
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
+    tune_receiver(stream);
     PvStreamGEV* opened = new PvStreamGEV;
     opened->local_port_ = arv_gv_stream_get_port(ARV_GV_STREAM(stream));
     opened->local_ip_ = device->GetLocalIPAddress();

@@ -23,3 +23,8 @@ endfunction()
 ornc_platform_test(platform_node_map_test ornc_loopback_46 ${CMAKE_CURRENT_LIST_DIR}/platform_node_map_test.cpp)
 ornc_platform_test(platform_connect_test ornc_loopback_46 ${CMAKE_CURRENT_LIST_DIR}/platform_connect_test.cpp)
 ornc_platform_test(platform_fake_camera_test ornc_fake_camera_127_0_0_1 ${CMAKE_CURRENT_LIST_DIR}/platform_fake_camera_test.cpp)
+
+# Streaming, device events and chunks through the platform: virtual sensors
+# on the block 127.0.47.x.
+ornc_platform_test(platform_stream_test ornc_loopback_47 ${CMAKE_CURRENT_LIST_DIR}/platform_stream_test.cpp)
+ornc_platform_test(platform_events_test ornc_loopback_47 ${CMAKE_CURRENT_LIST_DIR}/platform_events_test.cpp)

@@ -1,0 +1,174 @@
+#include "platform/gvcp/message_channel.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+
+#include "platform/gvcp/gvcp_protocol.h"
+
+namespace gvcp {
+
+namespace {
+
+// How many request ids are remembered to recognise resends: a device
+// resends a command only a few times before it moves on.
+constexpr size_t kRememberedRequests = 64;
+// Largest datagram read; a longer one is cut and then rejected by its
+// length field.
+constexpr size_t kReceiveCapacity = 2048;
+
+}  // namespace
+
+bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* command, std::string* reason) {
+    auto reject = [reason](const std::string& why) {
+        if (reason != nullptr) {
+            *reason = why;
+        }
+        return false;
+    };
+    if (datagram == nullptr || command == nullptr) {
+        return reject("no datagram");
+    }
+    if (size < kHeaderSize) {
+        return reject("shorter than a header (" + std::to_string(size) + " bytes)");
+    }
+    if (datagram[kCmdKeyOffset] != kKey) {
+        return reject("no command key");
+    }
+    const uint8_t flags = datagram[kCmdFlagsOffset];
+    const uint16_t code = load_be16(datagram + kCmdCommandOffset);
+    const uint16_t length = load_be16(datagram + kCmdLengthOffset);
+    const uint16_t request_id = load_be16(datagram + kCmdReqIdOffset);
+    if (code != EVENT_CMD && code != EVENTDATA_CMD) {
+        return reject(std::string("not an event command: ") + command_name(code));
+    }
+    if (length != size - kHeaderSize) {
+        return reject("length field " + std::to_string(length) + " for a payload of " +
+                      std::to_string(size - kHeaderSize) + " bytes");
+    }
+    if (request_id == 0) {
+        return reject("request id 0");
+    }
+    const bool extended = (flags & kFlagExtendedIds) != 0;
+    const size_t entry_size = extended ? kEventExtendedHeaderSize : kEventLegacyHeaderSize;
+    const uint8_t* payload = datagram + kHeaderSize;
+    EventCommand parsed;
+    parsed.command = code;
+    parsed.request_id = request_id;
+    parsed.wants_ack = (flags & kFlagAckRequired) != 0;
+    auto read_entry = [&](const uint8_t* entry) {
+        DeviceEvent event;
+        event.event_id = load_be16(entry + kEventIdOffset);
+        event.stream_channel = load_be16(entry + kEventChannelOffset);
+        if (extended) {
+            event.block_id = load_be64(entry + kEventExtendedBlockIdOffset);
+            event.timestamp = load_be64(entry + kEventExtendedTimestampOffset);
+        } else {
+            event.block_id = load_be16(entry + kEventLegacyBlockIdOffset);
+            event.timestamp = load_be64(entry + kEventLegacyTimestampOffset);
+        }
+        return event;
+    };
+    if (code == EVENT_CMD) {
+        if (length == 0 || length % entry_size != 0) {
+            return reject("EVENT_CMD payload of " + std::to_string(length) + " bytes is not a whole number of " +
+                          std::to_string(entry_size) + "-byte events");
+        }
+        for (size_t offset = 0; offset < length; offset += entry_size) {
+            parsed.events.push_back(read_entry(payload + offset));
+        }
+    } else {
+        if (length < entry_size) {
+            return reject("EVENTDATA_CMD payload of " + std::to_string(length) + " bytes is shorter than its " +
+                          std::to_string(entry_size) + "-byte header");
+        }
+        const size_t data_size = length - entry_size;
+        if (data_size > kEventDataMaxSize) {
+            return reject("EVENTDATA_CMD carries " + std::to_string(data_size) + " data bytes (at most " +
+                          std::to_string(kEventDataMaxSize) + ")");
+        }
+        DeviceEvent event = read_entry(payload);
+        event.data.assign(payload + entry_size, payload + length);
+        parsed.events.push_back(std::move(event));
+    }
+    *command = std::move(parsed);
+    return true;
+}
+
+std::vector<uint8_t> build_event_ack(uint16_t command, uint16_t request_id) {
+    std::vector<uint8_t> ack(kHeaderSize, 0);
+    store_be16(ack.data() + kAckStatusOffset, 0);  // success
+    store_be16(ack.data() + kAckAnswerOffset, ack_for(command));
+    store_be16(ack.data() + kAckLengthOffset, 0);
+    store_be16(ack.data() + kAckIdOffset, request_id);
+    return ack;
+}
+
+bool MessageChannel::open(uint32_t local_address, std::string* error) {
+    recent_ids_.clear();
+    if (!socket_.open(local_address, 0, error)) {
+        return false;
+    }
+    sockaddr_in bound{};
+    socklen_t length = sizeof bound;
+    if (getsockname(socket_.fd(), reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+        if (error != nullptr) {
+            *error = "the message channel socket has no port";
+        }
+        socket_.close();
+        return false;
+    }
+    port_ = ntohs(bound.sin_port);
+    return true;
+}
+
+bool MessageChannel::seen_before(uint16_t request_id) {
+    if (std::find(recent_ids_.begin(), recent_ids_.end(), request_id) != recent_ids_.end()) {
+        return true;
+    }
+    recent_ids_.push_back(request_id);
+    if (recent_ids_.size() > kRememberedRequests) {
+        recent_ids_.pop_front();
+    }
+    return false;
+}
+
+void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::string>* rejected) {
+    uint8_t datagram[kReceiveCapacity];
+    for (;;) {
+        uint32_t source = 0;
+        uint16_t source_port = 0;
+        const long received = socket_.receive(datagram, sizeof datagram, &source, &source_port);
+        if (received < 0) {
+            return;
+        }
+        EventCommand command;
+        std::string reason;
+        const size_t size = std::min(static_cast<size_t>(received), sizeof datagram);
+        if (static_cast<size_t>(received) > sizeof datagram) {
+            reason = "datagram of " + std::to_string(received) + " bytes is too long";
+        }
+        if (!reason.empty() || !parse_event_command(datagram, size, &command, &reason)) {
+            ++dropped_;
+            if (rejected != nullptr) {
+                rejected->push_back(reason);
+            }
+            continue;
+        }
+        if (command.wants_ack) {
+            const std::vector<uint8_t> ack = build_event_ack(command.command, command.request_id);
+            if (socket_.send_to(source, source_port, ack.data(), ack.size(), nullptr)) {
+                ++acknowledged_;
+            }
+        }
+        if (seen_before(command.request_id) || events == nullptr) {
+            continue;
+        }
+        for (DeviceEvent& event : command.events) {
+            events->push_back(std::move(event));
+        }
+    }
+}
+
+}  // namespace gvcp

@@ -1,0 +1,365 @@
+// Device events and link loss through the platform against the virtual
+// sensor over real UDP on loopback: FrameEnd events with their data
+// features, acknowledges and resends, hostile datagrams on the message
+// channel, the heartbeat loss of a silent sensor, and register/unregister
+// cycles that must give back every thread and descriptor.
+#include <arpa/inet.h>
+#include <arv.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/PvDeviceEventSink.h"
+#include "platform/PvGenParameterList.h"
+#include "platform/gvcp/gvcp_protocol.h"
+#include "platform_stream_support.h"
+#include "platform_test_support.h"
+
+namespace {
+
+using stream_test::describe;
+using stream_test::Receiver;
+using stream_test::Rig;
+
+constexpr uint16_t kFrameEndEventId = 0x9001;
+
+struct SeenEvent {
+    uint16_t id = 0;
+    uint16_t channel = 0;
+    uint64_t block_id = 0;
+    uint64_t timestamp = 0;
+    uint32_t raw_size = 0;
+    bool has_list = false;
+    std::vector<std::string> names;
+    std::vector<int64_t> values;  // read during the notification
+};
+
+class RecordingSink : public PvDeviceEventSink {
+public:
+    void OnLinkDisconnected(PvDevice* device) override {
+        std::lock_guard<std::mutex> guard(lock_);
+        ++disconnects_;
+        disconnected_device_ = device;
+        changed_.notify_all();
+    }
+    void OnEvent(PvDevice*, uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t data_length) override {
+        last_raw_size_ = data_length;
+    }
+    void OnEventGenICam(PvDevice*, uint16_t id, uint16_t channel, uint64_t block_id, uint64_t timestamp,
+                        PvGenParameterList* data) override {
+        SeenEvent seen{id, channel, block_id, timestamp, last_raw_size_, data != nullptr, {}, {}};
+        for (uint32_t i = 0; data != nullptr && i < data->GetSize(); ++i) {
+            PvGenParameter* parameter = data->GetItem(i);
+            seen.names.push_back(parameter->GetName().str());
+            int64_t value = -1;
+            PvGenInteger* integer = dynamic_cast<PvGenInteger*>(parameter);
+            if (integer != nullptr) {
+                PvResult read = integer->GetValue(value);
+                if (read.IsFailure()) {
+                    ADD_FAILURE() << seen.names.back() << ": " << describe(read);
+                }
+            }
+            seen.values.push_back(value);
+        }
+        std::lock_guard<std::mutex> guard(lock_);
+        events_.push_back(seen);
+        changed_.notify_all();
+    }
+
+    bool wait_events(size_t count, std::chrono::milliseconds limit) {
+        std::unique_lock<std::mutex> guard(lock_);
+        return changed_.wait_for(guard, limit, [&] { return events_.size() >= count; });
+    }
+    bool wait_disconnect(std::chrono::milliseconds limit) {
+        std::unique_lock<std::mutex> guard(lock_);
+        return changed_.wait_for(guard, limit, [&] { return disconnects_ > 0; });
+    }
+    std::vector<SeenEvent> events() {
+        std::lock_guard<std::mutex> guard(lock_);
+        return events_;
+    }
+    int disconnects() {
+        std::lock_guard<std::mutex> guard(lock_);
+        return disconnects_;
+    }
+    PvDevice* disconnected_device() {
+        std::lock_guard<std::mutex> guard(lock_);
+        return disconnected_device_;
+    }
+
+private:
+    std::mutex lock_;
+    std::condition_variable changed_;
+    std::vector<SeenEvent> events_;
+    int disconnects_ = 0;
+    PvDevice* disconnected_device_ = nullptr;
+    uint32_t last_raw_size_ = 0;  // only touched on the dispatch thread
+};
+
+void enable_frame_end_events(Rig& rig) {
+    rig.set_enum("EventSelector", "FrameEnd");
+    rig.set_enum("EventNotification", "On");
+}
+
+uint32_t read_register(Rig& rig, uint32_t address) {
+    guint32 value = 0;
+    EXPECT_TRUE(arv_device_read_register(rig.device()->GetArvDevice(), address, &value, nullptr));
+    return value;
+}
+
+// A raw UDP socket on loopback, to play a hostile device.
+class RawSocket {
+public:
+    RawSocket() {
+        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+        sockaddr_in local{};
+        local.sin_family = AF_INET;
+        local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local);
+    }
+    ~RawSocket() { close(fd_); }
+    void send(uint32_t address, uint16_t port, const std::vector<uint8_t>& bytes) {
+        sockaddr_in target{};
+        target.sin_family = AF_INET;
+        target.sin_addr.s_addr = htonl(address);
+        target.sin_port = htons(port);
+        sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&target), sizeof target);
+    }
+    // One datagram within `timeout_ms`, or empty.
+    std::vector<uint8_t> receive(int timeout_ms) {
+        pollfd fd{fd_, POLLIN, 0};
+        if (poll(&fd, 1, timeout_ms) != 1) {
+            return {};
+        }
+        std::vector<uint8_t> bytes(1500);
+        const ssize_t got = recv(fd_, bytes.data(), bytes.size(), 0);
+        bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
+        return bytes;
+    }
+
+private:
+    int fd_ = -1;
+};
+
+std::vector<uint8_t> eventdata_command(uint16_t request_id, uint16_t event_id, uint64_t block_id, uint64_t timestamp,
+                                       const std::vector<uint8_t>& data, uint8_t flags) {
+    const bool extended = (flags & gvcp::kFlagExtendedIds) != 0;
+    const size_t header = extended ? gvcp::kEventExtendedHeaderSize : gvcp::kEventLegacyHeaderSize;
+    uint8_t packet[gvcp::kHeaderSize + gvcp::kEventExtendedHeaderSize] = {};
+    packet[gvcp::kCmdKeyOffset] = gvcp::kKey;
+    packet[gvcp::kCmdFlagsOffset] = flags;
+    gvcp::store_be16(packet + gvcp::kCmdCommandOffset, gvcp::EVENTDATA_CMD);
+    gvcp::store_be16(packet + gvcp::kCmdLengthOffset, static_cast<uint16_t>(header + data.size()));
+    gvcp::store_be16(packet + gvcp::kCmdReqIdOffset, request_id);
+    uint8_t* entry = packet + gvcp::kHeaderSize;
+    gvcp::store_be16(entry + gvcp::kEventIdOffset, event_id);
+    if (extended) {
+        gvcp::store_be64(entry + gvcp::kEventExtendedBlockIdOffset, block_id);
+        gvcp::store_be64(entry + gvcp::kEventExtendedTimestampOffset, timestamp);
+    } else {
+        gvcp::store_be16(entry + gvcp::kEventLegacyBlockIdOffset, static_cast<uint16_t>(block_id));
+        gvcp::store_be64(entry + gvcp::kEventLegacyTimestampOffset, timestamp);
+    }
+    std::vector<uint8_t> bytes(packet, packet + gvcp::kHeaderSize + header);
+    bytes.insert(bytes.end(), data.begin(), data.end());
+    return bytes;
+}
+
+std::vector<uint8_t> frame_end_data(uint64_t frame_id, uint64_t timestamp) {
+    uint8_t data[16];
+    gvcp::store_be64(data, frame_id);
+    gvcp::store_be64(data + 8, timestamp);
+    return std::vector<uint8_t>(data, data + sizeof data);
+}
+
+TEST(PlatformEvents, FrameEndEventsCarryTheFrameIdAndTimestampInTheirFeatures) {
+    Rig rig("127.0.47.20", 160, 120, 50.0);
+    ASSERT_TRUE(rig.ready());
+    RecordingSink sink;
+    ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK());
+    EXPECT_EQ(rig.device()->RegisterEventSink(&sink).GetCode(), PvResult::INVALID_PARAMETER) << "registered twice";
+    EXPECT_EQ(rig.device()->RegisterEventSink(nullptr).GetCode(), PvResult::INVALID_PARAMETER);
+    EXPECT_NE(read_register(rig, gvcp::REG_MCP) & gvcp::MCP_PORT_MASK, 0u) << "the message channel is pointed at us";
+    enable_frame_end_events(rig);
+    rig.configure_single("Intensity", "Mono8");
+    rig.open_stream(Receiver::kDefault, 4);
+    rig.start();
+    ASSERT_TRUE(sink.wait_events(5, std::chrono::seconds(5)));
+    rig.stop();
+
+    const std::vector<SeenEvent> events = sink.events();
+    uint64_t previous = 0;
+    for (const SeenEvent& event : events) {
+        EXPECT_EQ(event.id, kFrameEndEventId);
+        EXPECT_GT(event.block_id, previous) << "each event once, in order";
+        previous = event.block_id;
+        EXPECT_EQ(event.raw_size, 16u);
+        ASSERT_TRUE(event.has_list);
+        ASSERT_EQ(event.names.size(), 2u);
+        EXPECT_EQ(event.names[0], "EventFrameEndTimestamp");
+        EXPECT_EQ(event.names[1], "EventFrameEndFrameID");
+        EXPECT_EQ(static_cast<uint64_t>(event.values[0]), event.timestamp);
+        EXPECT_EQ(static_cast<uint64_t>(event.values[1]), event.block_id);
+    }
+    EXPECT_EQ(sink.disconnects(), 0);
+    ASSERT_TRUE(rig.device()->UnregisterEventSink(&sink).IsOK());
+    EXPECT_EQ(rig.device()->UnregisterEventSink(&sink).GetCode(), PvResult::NOT_FOUND);
+    EXPECT_EQ(read_register(rig, gvcp::REG_MCP) & gvcp::MCP_PORT_MASK, 0u) << "the channel is closed again";
+}
+
+TEST(PlatformEvents, HostileDatagramsAreDroppedAndResendsAcknowledgedOnce) {
+    Rig rig("127.0.47.21", 160, 120, 50.0);
+    ASSERT_TRUE(rig.ready());
+    RecordingSink sink;
+    ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK());
+    const uint16_t port = static_cast<uint16_t>(read_register(rig, gvcp::REG_MCP) & gvcp::MCP_PORT_MASK);
+    const uint32_t host = read_register(rig, gvcp::REG_MCDA);
+    ASSERT_NE(port, 0);
+    RawSocket raw;
+
+    const uint8_t ack_extended = gvcp::kFlagAckRequired | gvcp::kFlagExtendedIds;
+    std::vector<std::vector<uint8_t>> hostile = {
+        {},                                                     // empty
+        {0x42, 0x01, 0x00},                                     // shorter than a header
+        {0x43, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},       // wrong key
+        {0x42, 0x01, 0x00, 0x80, 0x00, 0x00, 0x00, 0x07},       // a READREG, not an event
+        {0x42, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},       // EVENTDATA without its header
+        {0x42, 0x01, 0x00, 0xC0, 0x00, 0x05, 0x00, 0x07, 1, 2, 3, 4, 5},  // EVENT, not whole events
+    };
+    std::vector<uint8_t> lying_length = eventdata_command(9, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended);
+    lying_length[gvcp::kCmdLengthOffset] = 0x01;  // 400 bytes announced
+    lying_length[gvcp::kCmdLengthOffset + 1] = 0x90;
+    hostile.push_back(lying_length);
+    hostile.push_back(eventdata_command(0, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended));  // id 0
+    hostile.push_back(
+        eventdata_command(10, kFrameEndEventId, 1, 2, std::vector<uint8_t>(gvcp::kEventDataMaxSize + 1), ack_extended));
+    std::mt19937 random(4711);
+    for (int i = 0; i < 300; ++i) {
+        std::vector<uint8_t> noise(random() % 600);
+        for (uint8_t& byte : noise) {
+            byte = static_cast<uint8_t>(random());
+        }
+        if (!noise.empty() && i % 2 == 0) {
+            noise[0] = gvcp::kKey;  // let some reach the deeper checks
+        }
+        hostile.push_back(noise);
+    }
+    for (const auto& datagram : hostile) {
+        raw.send(host, port, datagram);
+    }
+    EXPECT_TRUE(raw.receive(200).empty()) << "no hostile datagram is answered";
+
+    // A well-formed event is acknowledged and reported, with its data; its
+    // resend is acknowledged again but not reported twice.
+    const std::vector<uint8_t> good = eventdata_command(77, kFrameEndEventId, 123, 456789, frame_end_data(123, 456789),
+                                                        ack_extended);
+    raw.send(host, port, good);
+    std::vector<uint8_t> ack = raw.receive(2000);
+    ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
+    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckStatusOffset), 0);
+    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckAnswerOffset), gvcp::EVENTDATA_ACK);
+    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
+    raw.send(host, port, good);
+    ack = raw.receive(2000);
+    ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
+    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
+    // Legacy ids and an unknown event id reach the sink too (without data
+    // features for the unknown one).
+    raw.send(host, port, eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired));
+    ASSERT_TRUE(sink.wait_events(2, std::chrono::seconds(2)));
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    const std::vector<SeenEvent> events = sink.events();
+    ASSERT_EQ(events.size(), 2u) << "the resend is not a second event";
+    EXPECT_EQ(events[0].block_id, 123u);
+    EXPECT_EQ(events[0].timestamp, 456789u);
+    ASSERT_EQ(events[0].values.size(), 2u);
+    EXPECT_EQ(events[0].values[0], 456789);
+    EXPECT_EQ(events[0].values[1], 123);
+    EXPECT_EQ(events[1].id, 0x9ABC);
+    EXPECT_EQ(events[1].block_id, 5u);
+    EXPECT_FALSE(events[1].has_list);
+
+    // The sensor's own events still flow.
+    enable_frame_end_events(rig);
+    rig.configure_single("Intensity", "Mono8");
+    rig.open_stream(Receiver::kDefault, 4);
+    rig.start();
+    EXPECT_TRUE(sink.wait_events(5, std::chrono::seconds(5)));
+    rig.stop();
+    ASSERT_TRUE(rig.device()->UnregisterEventSink(&sink).IsOK());
+}
+
+TEST(PlatformEvents, ASilentSensorIsReportedAsLinkLossOnce) {
+    Rig rig("127.0.47.22", 160, 120, 20.0);
+    ASSERT_TRUE(rig.ready());
+    RecordingSink sink;
+    RecordingSink second;
+    ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK());
+    ASSERT_TRUE(rig.device()->RegisterEventSink(&second).IsOK());
+    rig.sensor().set_faults({0.0, "", 0.0, 0});
+    const auto silent_since = std::chrono::steady_clock::now();
+    ASSERT_TRUE(sink.wait_disconnect(std::chrono::seconds(15))) << "no link loss reported";
+    const auto noticed_after = std::chrono::steady_clock::now() - silent_since;
+    std::this_thread::sleep_for(std::chrono::seconds(3));
+    EXPECT_EQ(sink.disconnects(), 1);
+    EXPECT_EQ(second.disconnects(), 1);
+    EXPECT_EQ(sink.disconnected_device(), rig.device());
+    RecordProperty("link_loss_noticed_ms",
+                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(noticed_after).count()));
+    // Disconnecting a dead device waits only for Aravis's own release.
+    const auto begin = std::chrono::steady_clock::now();
+    EXPECT_TRUE(rig.device()->Disconnect().IsOK());
+    const auto took = std::chrono::steady_clock::now() - begin;
+    RecordProperty("disconnect_ms", static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
+    EXPECT_LT(took, std::chrono::seconds(8));
+}
+
+TEST(PlatformEvents, RegisterAndStreamCyclesGiveBackThreadsAndDescriptors) {
+    Rig rig("127.0.47.23", 160, 120, 100.0);
+    ASSERT_TRUE(rig.ready());
+    enable_frame_end_events(rig);
+    rig.configure_single("Intensity", "Mono8");
+    RecordingSink sink;
+    // One warm-up cycle: GLib and Aravis keep threads of their own.
+    auto cycle = [&](int index) {
+        ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK()) << "cycle " << index;
+        PvResult result;
+        stream_test::StreamPtr stream(
+            PvStream::CreateAndOpen(PvString(rig.sensor().current_address().c_str()), &result));
+        ASSERT_NE(stream, nullptr) << describe(result);
+        PvBuffer buffer;
+        ASSERT_TRUE(buffer.Alloc(rig.device()->GetPayloadSize()).IsOK());
+        ASSERT_TRUE(stream->QueueBuffer(&buffer).IsOK());
+        ASSERT_TRUE(stream->AbortQueuedBuffers().IsOK());
+        PvBuffer* back = nullptr;
+        PvResult operation;
+        ASSERT_TRUE(stream->RetrieveBuffer(&back, &operation, 100).IsOK());
+        EXPECT_EQ(back, &buffer);
+        stream.reset();
+        ASSERT_TRUE(rig.device()->UnregisterEventSink(&sink).IsOK());
+    };
+    cycle(-1);
+    const int threads = platform_test::settled_threads(0, std::chrono::milliseconds(0));
+    const int descriptors = platform_test::open_file_descriptors();
+    for (int i = 0; i < 50; ++i) {
+        cycle(i);
+        if (HasFatalFailure()) {
+            return;
+        }
+    }
+    EXPECT_LE(platform_test::settled_threads(threads, std::chrono::seconds(3)), threads);
+    EXPECT_LE(platform_test::open_file_descriptors(), descriptors);
+}
+
+}  // namespace

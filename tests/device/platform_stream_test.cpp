@@ -1,0 +1,309 @@
+// Retrieval from the stream against the virtual sensor over real UDP on
+// loopback, with both of Aravis's receivers: single images and multipart
+// frames with their part descriptors and content (the sensor's scene
+// formulas), transfers that do not fit their buffer, time-outs, aborts
+// that wake a blocked retrieval, and recovery of lost packets.
+#include <arv.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <thread>
+
+#include "platform/IPvImage.h"
+#include "platform/IPvMultiPartContainer.h"
+#include "platform_stream_support.h"
+
+namespace {
+
+using stream_test::block_id;
+using stream_test::describe;
+using stream_test::Receiver;
+using stream_test::Rig;
+using stream_test::Scene;
+
+constexpr uint32_t kWidth = 160;
+constexpr uint32_t kHeight = 120;
+
+std::string receiver_name(const testing::TestParamInfo<Receiver>& info) {
+    return info.param == Receiver::kUdpSocket ? "UdpSocket" : "DefaultReceiver";
+}
+
+// Retrieves one buffer that must be a complete transfer.
+PvBuffer* retrieve_good(PvStream* stream, uint32_t timeout_ms = 3000) {
+    PvBuffer* buffer = nullptr;
+    PvResult operation;
+    PvResult result = stream->RetrieveBuffer(&buffer, &operation, timeout_ms);
+    EXPECT_TRUE(result.IsOK()) << describe(result);
+    if (result.IsFailure()) {
+        return nullptr;
+    }
+    EXPECT_NE(buffer, nullptr);
+    EXPECT_TRUE(operation.IsOK()) << describe(operation);
+    return operation.IsOK() ? buffer : nullptr;
+}
+
+float float_at(const uint8_t* data, size_t index) {
+    float value = 0;
+    std::memcpy(&value, data + index * sizeof(float), sizeof(float));
+    return value;
+}
+
+void expect_intensity(IPvImage* image, const Scene& scene) {
+    ASSERT_NE(image, nullptr);
+    ASSERT_NE(image->GetDataPointer(), nullptr);
+    const uint8_t* data = image->GetDataPointer();
+    size_t wrong = 0;
+    for (uint32_t v = 0; v < scene.H; ++v) {
+        for (uint32_t u = 0; u < scene.W; ++u) {
+            wrong += data[v * scene.W + u] != scene.intensity(u, v);
+        }
+    }
+    EXPECT_EQ(wrong, 0u) << "intensity pixels off the formula, frame " << scene.f;
+}
+
+void expect_confidence(IPvImage* image, const Scene& scene) {
+    ASSERT_NE(image, nullptr);
+    const uint8_t* data = image->GetDataPointer();
+    size_t wrong = 0;
+    for (uint32_t v = 0; v < scene.H; ++v) {
+        for (uint32_t u = 0; u < scene.W; ++u) {
+            wrong += data[v * scene.W + u] != scene.confidence(u, v);
+        }
+    }
+    EXPECT_EQ(wrong, 0u) << "confidence pixels off the formula, frame " << scene.f;
+}
+
+void expect_range_abc32f(IPvImage* image, const Scene& scene) {
+    ASSERT_NE(image, nullptr);
+    const uint8_t* data = image->GetDataPointer();
+    size_t wrong = 0;
+    for (uint32_t v = 0; v < scene.H; v += 3) {
+        for (uint32_t u = 0; u < scene.W; u += 3) {
+            const size_t pixel = (static_cast<size_t>(v) * scene.W + u) * 3;
+            const float x = float_at(data, pixel);
+            const float y = float_at(data, pixel + 1);
+            const float z = float_at(data, pixel + 2);
+            if (!scene.valid(u, v)) {
+                wrong += !(std::isnan(x) && std::isnan(y) && std::isnan(z));
+                continue;
+            }
+            wrong += x != static_cast<float>(scene.x(u)) || y != static_cast<float>(scene.y(v)) ||
+                     z != static_cast<float>(scene.z(u, v));
+        }
+    }
+    EXPECT_EQ(wrong, 0u) << "range pixels off the formula, frame " << scene.f;
+}
+
+class PlatformStream : public testing::TestWithParam<Receiver> {};
+
+TEST_P(PlatformStream, SingleImagesCarryTheSceneAndTheirGeometry) {
+    Rig rig("127.0.47.2", kWidth, kHeight);
+    ASSERT_TRUE(rig.ready());
+    rig.configure_single("Intensity", "Mono8");
+    rig.open_stream(GetParam(), 4);
+    rig.start();
+    for (int frame = 0; frame < 5; ++frame) {
+        PvBuffer* buffer = retrieve_good(rig.stream());
+        ASSERT_NE(buffer, nullptr);
+        EXPECT_EQ(buffer->GetPayloadType(), PvPayloadTypeImage);
+        EXPECT_EQ(buffer->GetPayloadSize(), kWidth * kHeight);
+        EXPECT_EQ(buffer->GetChunkCount(), 0u);
+        EXPECT_EQ(buffer->GetMultiPartContainer()->GetPartCount(), 0u);
+        IPvImage* image = buffer->GetImage();
+        EXPECT_EQ(image->GetWidth(), kWidth);
+        EXPECT_EQ(image->GetHeight(), kHeight);
+        EXPECT_EQ(image->GetPixelType(), PvPixelMono8);
+        EXPECT_EQ(image->GetImageSize(), kWidth * kHeight);
+        EXPECT_EQ(image->GetDataPointer(), buffer->GetDataPointer()) << "no copy: the image is the buffer's memory";
+        expect_intensity(image, Scene{kWidth, kHeight, block_id(buffer)});
+        ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+    }
+}
+
+TEST_P(PlatformStream, MultipartFramesCarryEveryPartInOrder) {
+    Rig rig("127.0.47.3", kWidth, kHeight);
+    ASSERT_TRUE(rig.ready());
+    rig.configure_multipart("Coord3D_ABC32f", true, true);
+    rig.open_stream(GetParam(), 4);
+    rig.start();
+    uint32_t read = 0;
+    ASSERT_TRUE(arv_device_read_register(rig.device()->GetArvDevice(), gvcp::REG_GVSP_CONFIGURATION, &read, nullptr));
+    EXPECT_NE(read & gvcp::GVSP_CONFIG_64BIT_BLOCK_ID, 0u) << "extended ids on with multipart";
+    const uint32_t pixels = kWidth * kHeight;
+    for (int frame = 0; frame < 4; ++frame) {
+        PvBuffer* buffer = retrieve_good(rig.stream());
+        ASSERT_NE(buffer, nullptr);
+        ASSERT_EQ(buffer->GetPayloadType(), PvPayloadTypeMultiPart);
+        EXPECT_EQ(buffer->GetPayloadSize(), pixels * (12 + 1 + 1));
+        IPvMultiPartContainer* container = buffer->GetMultiPartContainer();
+        ASSERT_EQ(container->GetPartCount(), 3u);
+        EXPECT_EQ(container->GetPart(3), nullptr);
+        const PvPixelType formats[] = {PvPixelCoord3D_ABC32f, PvPixelMono8, PvPixelConfidence8};
+        const uint32_t sizes[] = {pixels * 12, pixels, pixels};
+        uint8_t* previous_end = buffer->GetDataPointer();
+        for (uint32_t i = 0; i < 3; ++i) {
+            IPvMultiPartSection* part = container->GetPart(i);
+            ASSERT_NE(part, nullptr);
+            EXPECT_EQ(part->GetDataPurposeID(), i + 1) << "component id of part " << i;
+            IPvImage* image = part->GetImage();
+            ASSERT_NE(image, nullptr) << "part " << i;
+            EXPECT_EQ(image->GetPixelType(), formats[i]);
+            EXPECT_EQ(part->GetPixelType(), formats[i]);
+            EXPECT_EQ(image->GetWidth(), kWidth);
+            EXPECT_EQ(image->GetHeight(), kHeight);
+            EXPECT_EQ(part->GetSize(), sizes[i]);
+            EXPECT_GE(image->GetDataPointer(), previous_end) << "parts follow each other";
+            previous_end = image->GetDataPointer() + part->GetSize();
+            EXPECT_LE(previous_end, buffer->GetDataPointer() + buffer->GetSize());
+        }
+        const Scene scene{kWidth, kHeight, block_id(buffer)};
+        expect_range_abc32f(container->GetPart(0)->GetImage(), scene);
+        expect_intensity(container->GetPart(1)->GetImage(), scene);
+        expect_confidence(container->GetPart(2)->GetImage(), scene);
+        ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+    }
+}
+
+TEST_P(PlatformStream, BuffersTooSmallForTheFrameComeBackAsFailedTransfers) {
+    for (bool multipart : {false, true}) {
+        SCOPED_TRACE(multipart ? "multipart" : "single image");
+        Rig rig(multipart ? "127.0.47.4" : "127.0.47.5", kWidth, kHeight);
+        ASSERT_TRUE(rig.ready());
+        if (multipart) {
+            rig.configure_multipart("Coord3D_C16", true, true);
+        } else {
+            rig.configure_single("Range", "Coord3D_ABC32f");
+        }
+        const uint32_t payload = rig.device()->GetPayloadSize();
+        rig.open_stream(GetParam(), 3, payload / 2);
+        rig.start();
+        for (int frame = 0; frame < 3; ++frame) {
+            PvBuffer* buffer = nullptr;
+            PvResult operation;
+            PvResult result = rig.stream()->RetrieveBuffer(&buffer, &operation, 3000);
+            ASSERT_TRUE(result.IsOK()) << describe(result);
+            ASSERT_NE(buffer, nullptr);
+            EXPECT_TRUE(operation.IsFailure()) << "a half-size buffer must not pass as a good frame";
+            EXPECT_NE(operation.GetCode(), PvResult::ABORTED);
+            EXPECT_EQ(buffer->GetImage()->GetDataPointer(), nullptr) << "a failed buffer shows no image";
+            EXPECT_EQ(buffer->GetMultiPartContainer()->GetPartCount(), 0u);
+            ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+        }
+    }
+}
+
+TEST_P(PlatformStream, RetrieveTimesOutAndAbortWakesABlockedRetrieval) {
+    Rig rig("127.0.47.6", kWidth, kHeight);
+    ASSERT_TRUE(rig.ready());
+    rig.configure_single("Intensity", "Mono8");
+    rig.open_stream(GetParam(), 5);
+    EXPECT_EQ(rig.stream()->GetQueuedBufferCount(), 5u);
+
+    // Nothing is acquiring: a time-out, in about the time asked.
+    PvBuffer* buffer = nullptr;
+    PvResult operation;
+    auto begin = std::chrono::steady_clock::now();
+    PvResult result = rig.stream()->RetrieveBuffer(&buffer, &operation, 50);
+    auto took = std::chrono::steady_clock::now() - begin;
+    EXPECT_EQ(result.GetCode(), PvResult::TIMEOUT);
+    EXPECT_EQ(buffer, nullptr);
+    EXPECT_GE(took, std::chrono::milliseconds(45));
+    EXPECT_LT(took, std::chrono::milliseconds(1000));
+    EXPECT_EQ(rig.stream()->RetrieveBuffer(nullptr, &operation, 1).GetCode(), PvResult::INVALID_PARAMETER);
+
+    // A retrieval blocked without time limit in another thread is woken
+    // by the abort with one of the buffers.
+    std::atomic<bool> returned{false};
+    PvBuffer* woken = nullptr;
+    PvResult woken_operation;
+    std::thread waiter([&] {
+        rig.stream()->RetrieveBuffer(&woken, &woken_operation);
+        returned = true;
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_FALSE(returned);
+    begin = std::chrono::steady_clock::now();
+    ASSERT_TRUE(rig.stream()->AbortQueuedBuffers().IsOK());
+    waiter.join();
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(500));
+    ASSERT_NE(woken, nullptr);
+    EXPECT_EQ(woken_operation.GetCode(), PvResult::ABORTED);
+
+    // Every other buffer comes back aborted, each exactly once, and the
+    // count includes them until they are taken.
+    EXPECT_EQ(rig.stream()->GetQueuedBufferCount(), 4u);
+    std::vector<PvBuffer*> returned_buffers{woken};
+    while (rig.stream()->GetQueuedBufferCount() != 0) {
+        ASSERT_TRUE(rig.stream()->RetrieveBuffer(&buffer, &operation, 1).IsOK());
+        EXPECT_EQ(operation.GetCode(), PvResult::ABORTED);
+        returned_buffers.push_back(buffer);
+    }
+    std::sort(returned_buffers.begin(), returned_buffers.end());
+    EXPECT_EQ(std::unique(returned_buffers.begin(), returned_buffers.end()), returned_buffers.end());
+    EXPECT_EQ(returned_buffers.size(), 5u);
+    EXPECT_EQ(rig.stream()->RetrieveBuffer(&buffer, &operation, 1).GetCode(), PvResult::TIMEOUT);
+
+    // The receiver works again after the abort.
+    for (auto& owned : rig.buffers()) {
+        ASSERT_TRUE(rig.stream()->QueueBuffer(owned.get()).IsOK());
+    }
+    rig.start();
+    PvBuffer* good = retrieve_good(rig.stream());
+    ASSERT_NE(good, nullptr);
+    expect_intensity(good->GetImage(), Scene{kWidth, kHeight, block_id(good)});
+}
+
+TEST_P(PlatformStream, AbortDuringAcquisitionReturnsEveryBuffer) {
+    Rig rig("127.0.47.7", 640, 480, 100.0);
+    ASSERT_TRUE(rig.ready());
+    rig.configure_multipart("Coord3D_ABC32f", true, true);
+    rig.open_stream(GetParam(), 8);
+    rig.start();
+    size_t good = 0;
+    size_t aborted = 0;
+    for (int round = 0; round < 5; ++round) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(30));
+        ASSERT_TRUE(rig.stream()->AbortQueuedBuffers().IsOK());
+        PvBuffer* buffer = nullptr;
+        PvResult operation;
+        std::vector<PvBuffer*> back;
+        while (rig.stream()->GetQueuedBufferCount() != 0) {
+            ASSERT_TRUE(rig.stream()->RetrieveBuffer(&buffer, &operation, 100).IsOK());
+            (operation.GetCode() == PvResult::ABORTED ? aborted : good) += 1;
+            back.push_back(buffer);
+        }
+        EXPECT_EQ(back.size(), 8u);
+        for (PvBuffer* returned : back) {
+            ASSERT_TRUE(rig.stream()->QueueBuffer(returned).IsOK());
+        }
+    }
+    EXPECT_GT(aborted, 0u);
+}
+
+TEST_P(PlatformStream, LostPacketsAreRecoveredThroughResends) {
+    Rig rig("127.0.47.8", 320, 240, 25.0);
+    ASSERT_TRUE(rig.ready());
+    rig.configure_multipart("Coord3D_ABC32f", true, true);
+    rig.open_stream(GetParam(), 8);
+    rig.sensor().set_faults({0.01, "", -1.0, 0});
+    rig.start();
+    for (int frame = 0; frame < 30; ++frame) {
+        PvBuffer* buffer = retrieve_good(rig.stream(), 5000);
+        ASSERT_NE(buffer, nullptr) << "frame " << frame;
+        const Scene scene{320, 240, block_id(buffer)};
+        expect_intensity(buffer->GetMultiPartContainer()->GetPart(1)->GetImage(), scene);
+        ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+    }
+    const ornsim::SensorCounters counters = rig.sensor().counters();
+    EXPECT_GT(counters.packets_dropped, 0u);
+    EXPECT_GT(counters.packets_resent, 0u);
+}
+
+INSTANTIATE_TEST_SUITE_P(Receivers, PlatformStream, testing::Values(Receiver::kDefault, Receiver::kUdpSocket),
+                         receiver_name);
+
+}  // namespace
