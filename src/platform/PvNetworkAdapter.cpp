@@ -2,15 +2,22 @@
 
 #include "platform/PvDeviceInfoGEV.h"
 
-PvNetworkAdapter::PvNetworkAdapter(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found)
-    : adapter_(adapter) {
+PvNetworkAdapter::PvNetworkAdapter(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found) {
+    Refresh(adapter, found);
+}
+
+void PvNetworkAdapter::Refresh(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found) {
+    adapter_ = adapter;
     name_ = adapter.name;
+    ip_addresses_.clear();
+    subnet_masks_.clear();
     for (const gvcp::AdapterAddress& address : adapter.addresses) {
         ip_addresses_.emplace_back(gvcp::format_ipv4(address.address));
         subnet_masks_.emplace_back(gvcp::format_ipv4(address.mask));
     }
     mac_ = adapter.has_mac ? gvcp::format_mac(adapter.mac) : std::string();
     gateway_ = gvcp::format_ipv4(adapter.default_gateway);
+    devices_.clear();
     for (const gvcp::DiscoveredDevice& device : found.devices) {
         devices_.push_back(std::make_unique<PvDeviceInfoGEV>(device, this));
     }

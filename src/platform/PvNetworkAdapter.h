@@ -13,6 +13,11 @@ class PvNetworkAdapter : public PvInterface {
 public:
     PvNetworkAdapter(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found);
 
+    // Takes the adapter's current details and the devices of a new
+    // discovery. The adapter object itself stays, so handles to it remain
+    // valid; the earlier device records are released.
+    void Refresh(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found);
+
     uint32_t GetIPAddressCount() const { return static_cast<uint32_t>(ip_addresses_.size()); }
     // Empty text past the end.
     PvString GetIPAddress(uint32_t index) const;

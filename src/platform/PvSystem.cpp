@@ -1,5 +1,6 @@
 #include "platform/PvSystem.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <string>
 
@@ -17,7 +18,19 @@ PvResult PvSystem::Find() {
     }
     std::vector<std::unique_ptr<PvInterface>> interfaces;
     for (size_t i = 0; i < adapters.size(); ++i) {
-        interfaces.push_back(std::make_unique<PvNetworkAdapter>(adapters[i], found[i]));
+        // The same adapter keeps its object; only its details and devices change.
+        auto same_adapter = std::find_if(interfaces_.begin(), interfaces_.end(), [&](const auto& known) {
+            return known != nullptr && known->GetName().str() == adapters[i].name;
+        });
+        if (same_adapter != interfaces_.end()) {
+            static_cast<PvNetworkAdapter*>(same_adapter->get())->Refresh(adapters[i], found[i]);
+            interfaces.push_back(std::move(*same_adapter));
+        } else {
+            interfaces.push_back(std::make_unique<PvNetworkAdapter>(adapters[i], found[i]));
+        }
+    }
+    for (auto& vanished : interfaces_) {
+        if (vanished != nullptr) retired_.push_back(std::move(vanished));
     }
     interfaces_ = std::move(interfaces);
     return PvResult::OK;

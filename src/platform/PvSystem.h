@@ -1,6 +1,8 @@
 // Discovery over the host's network adapters. Owns the interfaces and,
-// through them, the device records of the last successful Find; every
-// Find replaces them, so earlier pointers become invalid.
+// through them, the device records of the last successful Find. A new Find
+// replaces the device records (earlier device pointers become invalid) but
+// keeps each adapter's interface object, so interface pointers stay valid
+// for the life of the system.
 #pragma once
 
 #include <cstdint>
@@ -32,4 +34,7 @@ public:
 
 private:
     std::vector<std::unique_ptr<PvInterface>> interfaces_;
+    // Adapters that vanished from a later Find: kept so that pointers handed
+    // out earlier never dangle. Adapters come and go rarely.
+    std::vector<std::unique_ptr<PvInterface>> retired_;
 };

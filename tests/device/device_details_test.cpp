@@ -127,6 +127,20 @@ TEST_F(SensorDetails, LoopbackAdapterDetails) {
     EXPECT_EQ(10, ORNCInterfaceGetIPAddress(lo_, 0, nullptr, 0));
 }
 
+TEST_F(SensorDetails, AdapterHandlesOutliveANewDiscovery) {
+    // The only sensor goes away and a new discovery finds nothing; from
+    // then on every count runs yet another discovery. The adapter handle
+    // taken before must still answer (AddressSanitizer builds would catch
+    // a freed one).
+    fleet_[0].stop();
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_.sys));
+    EXPECT_EQ(0, ORNCSysGetDeviceCount(&scope_.sys));
+    EXPECT_EQ(0, ORNCInterfaceGetDeviceCount(&scope_.sys, lo_));
+    EXPECT_EQ("lo", text_of(ORNCInterfaceGetDescription, lo_));
+    EXPECT_EQ("0.0.0.0", text_of(ORNCInterfaceGetDefaultGateway, lo_));
+    EXPECT_EQ(lo_, orntest::interface_named(&scope_.sys, "lo"));
+}
+
 TEST_F(SensorDetails, WrongInterfaceHandlesGiveNeutralAnswers) {
     char text[16] = "untouched";
     EXPECT_EQ(0, ORNCInterfaceGetIPAddressCount(nullptr));
