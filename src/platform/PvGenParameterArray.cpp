@@ -7,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "platform/PvBuffer.h"
 #include "platform/PvGenBoolean.h"
 #include "platform/PvGenCommand.h"
 #include "platform/PvGenEnum.h"
@@ -38,6 +39,7 @@ PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam), lo
 }
 
 PvGenParameterArray::~PvGenParameterArray() {
+    DetachDataChunks();
     // Parameters refer to nodes of the document: release them first.
     parameters_.clear();
     categories_.clear();
@@ -234,4 +236,41 @@ PvResult PvGenParameterArray::SetFloatUnlocked(const char* name, double value) {
     GError* error = nullptr;
     arv_gc_float_set_value(ARV_GC_FLOAT(node), value, &error);
     return platform::take_error(error);
+}
+
+PvResult PvGenParameterArray::AttachDataChunks(uint8_t* data, uint32_t size) {
+    PvBuffer* buffer = PvBuffer::FromDataPointer(data);
+    if (buffer == nullptr) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the data is not the memory of a stream buffer");
+    }
+    if (buffer->IsQueued()) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the buffer is queued in a stream");
+    }
+    if (buffer->GetChunkCount() == 0) {
+        return PvResult(PvResult::INVALID_PARAMETER, "the buffer carries no chunk data");
+    }
+    if (size > buffer->GetPayloadSize()) {
+        return PvResult(PvResult::INVALID_PARAMETER, std::to_string(size) + " bytes asked of a payload of " +
+                                                         std::to_string(buffer->GetPayloadSize()));
+    }
+    ArvBuffer* wrapper = buffer->GetArvBuffer();
+    std::lock_guard<std::mutex> guard(*lock_);
+    // The chunk ports read the bound buffer's chunks (Aravis finds them from
+    // the end of the received data). Aravis keeps only a weak reference.
+    arv_gc_set_buffer(genicam_, wrapper);
+    chunks_attached_ = true;
+    return PvResult::OK;
+}
+
+PvResult PvGenParameterArray::DetachDataChunks() {
+    std::lock_guard<std::mutex> guard(*lock_);
+    if (chunks_attached_) {
+        // Aravis cannot unbind: bind a buffer that never received anything
+        // and let it go, which makes Aravis forget it (weak reference).
+        ArvBuffer* blank = arv_buffer_new_allocate(1);
+        arv_gc_set_buffer(genicam_, blank);
+        g_object_unref(blank);
+        chunks_attached_ = false;
+    }
+    return PvResult::OK;
 }

@@ -87,6 +87,7 @@ private:
 
     ArvGc* genicam_;
     std::shared_ptr<std::mutex> lock_;
+    bool chunks_attached_ = false;  // a buffer is bound to the chunk ports
     ValueHooks* hooks_ = nullptr;
     std::vector<std::unique_ptr<PvGenParameter>> parameters_;
     std::unordered_map<std::string, PvGenParameter*> by_name_;

@@ -138,8 +138,10 @@ PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capac
     PvResult taken;
     switch (arv_buffer_get_payload_type(wrapper)) {
         case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
+            // An image with chunk data (extended chunk mode) is an image
+            // whose chunks Aravis found.
             payload_size_ = static_cast<uint32_t>(received);
-            taken = TakeImage(wrapper, memory, capacity, false);
+            taken = TakeImage(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
             payload_type_ = PvPayloadTypeImage;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:

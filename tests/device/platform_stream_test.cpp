@@ -303,6 +303,85 @@ TEST_P(PlatformStream, LostPacketsAreRecoveredThroughResends) {
     EXPECT_GT(counters.packets_resent, 0u);
 }
 
+int64_t read_chunk(Rig& rig, const char* name, PvResult* result) {
+    PvGenInteger* node = dynamic_cast<PvGenInteger*>(rig.parameters()->Get(name));
+    int64_t value = -1;
+    *result = node != nullptr ? node->GetValue(value) : PvResult(PvResult::NOT_FOUND);
+    return value;
+}
+
+TEST_P(PlatformStream, ChunksOfTheRetrievedBufferAreReadThroughTheNodeMap) {
+    for (bool multipart : {false, true}) {
+        SCOPED_TRACE(multipart ? "multipart" : "single image");
+        Rig rig(multipart ? "127.0.47.9" : "127.0.47.10", kWidth, kHeight);
+        ASSERT_TRUE(rig.ready());
+        if (multipart) {
+            rig.configure_multipart("Coord3D_C16", true, false);
+        } else {
+            rig.configure_single("Intensity", "Mono8");
+        }
+        rig.set_bool("ChunkModeActive", true);
+        for (const char* chunk : {"Timestamp", "FrameID"}) {
+            rig.set_enum("ChunkSelector", chunk);
+            rig.set_bool("ChunkEnable", true);
+        }
+        rig.open_stream(GetParam(), 4);
+        rig.start();
+        PvResult read;
+        uint64_t previous_timestamp = 0;
+        for (int frame = 0; frame < 3; ++frame) {
+            PvBuffer* buffer = retrieve_good(rig.stream());
+            ASSERT_NE(buffer, nullptr);
+            if (multipart) {
+                ASSERT_EQ(buffer->GetPayloadType(), PvPayloadTypeMultiPart);
+                IPvMultiPartContainer* parts = buffer->GetMultiPartContainer();
+                ASSERT_EQ(parts->GetPartCount(), 3u) << "range, intensity, chunk data";
+                IPvMultiPartSection* chunk_part = parts->GetPart(2);
+                EXPECT_EQ(chunk_part->GetDataType(), PvMultiPartChunkData);
+                EXPECT_EQ(chunk_part->GetImage(), nullptr) << "chunk data is no image";
+                EXPECT_EQ(chunk_part->GetSize(), 32u) << "two 8-byte chunks with their tags";
+                EXPECT_EQ(buffer->GetChunkCount(), 2u);
+                expect_intensity(parts->GetPart(1)->GetImage(), Scene{kWidth, kHeight, block_id(buffer)});
+            } else {
+                ASSERT_EQ(buffer->GetPayloadType(), PvPayloadTypeImage);
+                EXPECT_EQ(buffer->GetChunkCount(), 3u) << "the image's own tag, timestamp, frame id";
+                EXPECT_EQ(buffer->GetImage()->GetImageSize(), kWidth * kHeight);
+                expect_intensity(buffer->GetImage(), Scene{kWidth, kHeight, block_id(buffer)});
+            }
+            EXPECT_TRUE(buffer->HasChunks());
+            ASSERT_TRUE(rig.parameters()
+                            ->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize())
+                            .IsOK());
+            EXPECT_EQ(read_chunk(rig, "ChunkFrameID", &read), static_cast<int64_t>(block_id(buffer)));
+            EXPECT_TRUE(read.IsOK()) << describe(read);
+            const int64_t timestamp = read_chunk(rig, "ChunkTimestamp", &read);
+            EXPECT_TRUE(read.IsOK()) << describe(read);
+            EXPECT_EQ(static_cast<uint64_t>(timestamp), arv_buffer_get_timestamp(buffer->GetArvBuffer()));
+            EXPECT_GT(static_cast<uint64_t>(timestamp), previous_timestamp);
+            previous_timestamp = static_cast<uint64_t>(timestamp);
+
+            ASSERT_TRUE(rig.parameters()->DetachDataChunks().IsOK());
+            read_chunk(rig, "ChunkFrameID", &read);
+            EXPECT_TRUE(read.IsFailure()) << "no buffer bound after the detach";
+            EXPECT_TRUE(rig.parameters()->DetachDataChunks().IsOK()) << "detaching twice is harmless";
+
+            // Bad attachments are refused without binding anything.
+            uint8_t foreign[64] = {};
+            EXPECT_EQ(rig.parameters()->AttachDataChunks(foreign, sizeof foreign).GetCode(),
+                      PvResult::INVALID_PARAMETER);
+            EXPECT_EQ(rig.parameters()->AttachDataChunks(nullptr, 0).GetCode(), PvResult::INVALID_PARAMETER);
+            EXPECT_EQ(rig.parameters()
+                          ->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize() + 1)
+                          .GetCode(),
+                      PvResult::INVALID_PARAMETER);
+            ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+            EXPECT_EQ(rig.parameters()->AttachDataChunks(buffer->GetDataPointer(), 8).GetCode(),
+                      PvResult::INVALID_PARAMETER)
+                << "a queued buffer cannot be attached";
+        }
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Receivers, PlatformStream, testing::Values(Receiver::kDefault, Receiver::kUdpSocket),
                          receiver_name);
 
