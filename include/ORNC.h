@@ -447,6 +447,101 @@ ORN_API ornc_status_t ORNCParamGetEnumEntryDisplayName(const ornc_param_t* param
 ORN_API ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str);
 ORN_API ornc_status_t ORNCParamGetValue(const ornc_param_t* param, char* value, size_t maxlen);
 
+/* ------------------------------------------------------------------ */
+/* Callbacks: images, disconnect, device events, parameter changes      */
+/* ------------------------------------------------------------------ */
+/* The setters store a callback and its user data in the handle; a NULL
+ * callback switches that notification off. They may be called at any
+ * time (also while acquiring) and take no lock: a change while callbacks
+ * are running may pair the new callback with the old user data once.
+ *
+ * Threads and ownership:
+ * - Image and image-vector callbacks run on the handle's acquisition
+ *   thread. The records and the pixel data they point to belong to the
+ *   library: the data lies in a stream buffer that is queued again as
+ *   soon as the callback returns, so it is valid only during the callback.
+ *   Copy what you keep; never free, resize or destroy the records. A
+ *   transfer that failed is reported by calling both callbacks with NULL.
+ * - The image-vector callback gets one entry per part of a multipart
+ *   frame, in the device's part order; a trailing non-image part (chunk
+ *   data) is left out, and a part whose pixel type has no known size is an
+ *   empty entry (data NULL, type 0). Single images go to the image
+ *   callback only.
+ * - The disconnect callback runs on a transport thread when the link to
+ *   the device is lost (not for ORNCDisconnect itself); call ORNCDisconnect
+ *   from the application's thread afterwards, never from the callback.
+ * - The event callback runs on a transport thread for each GenICam event
+ *   of the device; its first argument is the event's timestamp, the list
+ *   holds the event's data parameters (read them with the parameter
+ *   functions). List and parameters are lent for the duration of the
+ *   callback.
+ * - The disconnect and event callbacks reach the application through an
+ *   event sink that ORNCStart attaches once per handle; a handle that
+ *   disconnects and connects again no longer reports link loss or device
+ *   events (use a fresh handle for that).
+ * Callbacks must return quickly: they hold up delivery or the transport. */
+
+ORN_API void ORNCSetImageCallback(const ornc_t* ornc, void (*callback)(orn_image_t*, void*), void* userdata);
+ORN_API void ORNCSetImageVecCallback(const ornc_t* ornc, void (*callback)(orn_image_vec_t*, void*), void* userdata);
+ORN_API void ORNCSetDisconnectCallback(const ornc_t* ornc, void (*callback)(void*), void* userdata);
+ORN_API void ORNCSetEventCallback(const ornc_t* ornc, void (*callback)(orn_uint64_t, ornc_param_list_t*, void*),
+                                  void* userdata);
+/* Items of an event's data list; 0 / NULL for a NULL list or a bad index. */
+ORN_API int ORNCGetParameterListCount(ornc_param_list_t* list);
+ORN_API ornc_param_t* ORNCGetParameterListIndex(ornc_param_list_t* list, int idx);
+/* Calls `param_callback` on the thread that changed the parameter, after
+ * every change made through the library. Each call adds a callback (two
+ * calls on one parameter make both fire); callbacks are never removed.
+ * ORNC_ERROR when the parameter refuses the registration. */
+ORN_API ornc_status_t ORNCParamSetCallback(ornc_param_t* param, void (*param_callback)(ornc_param_t*, void*),
+                                           void* userdata);
+
+/* ------------------------------------------------------------------ */
+/* Acquisition start and stop                                           */
+/* ------------------------------------------------------------------ */
+/* After connecting, ORNCStart once: it starts the handle's acquisition
+ * thread (idle), writes the description file when configured, and
+ * attaches the event sink. ORNCAcquisitionStart then sets trigger and
+ * acquisition mode, queues the stream buffers at the current PayloadSize,
+ * enables streaming and sends AcquisitionStart; from then on the thread
+ * retrieves at most one buffer every 10 ms and calls the image callbacks
+ * (frames that arrive faster wait in the stream's queue of at most 16
+ * buffers). ORNCStop waits for a callback in progress to return, then
+ * stops the device; ORNCAcquisitionStop does not wait for it. */
+
+ORN_API ornc_status_t ORNCStart(ornc_t* ornc);
+/* Always ORNC_OK. Leaves the acquisition counted as started: call
+ * ORNCAcquisitionStop before starting again. */
+ORN_API ornc_status_t ORNCStop(ornc_t* ornc);
+/* Keeps the device's current trigger and acquisition modes. */
+ORN_API ornc_status_t ORNCAcquisitionStart(ornc_t* ornc);
+/* mode: 0 continuous, 1 single frame, -1 keep the device's; triggered: 0
+ * trigger off, 1 trigger on (FrameStart, ORNCTriggerSoftware), -1 keep. */
+ORN_API ornc_status_t ORNCAcquisitionStartMode(ornc_t* ornc, int mode, int triggered);
+ORN_API ornc_status_t ORNCAcquisitionStop(ornc_t* ornc);
+
+/* ------------------------------------------------------------------ */
+/* Trigger and acquisition modes                                        */
+/* ------------------------------------------------------------------ */
+/* The setters write the device whether or not an acquisition runs. A
+ * device without the feature accepts 0 and answers
+ * ORNC_ERR_PARAM_UNDEFINED for anything else. */
+
+/* 0 off, 1 on. */
+ORN_API ornc_status_t ORNCSetTriggerMode(ornc_t* ornc, int triggermode);
+/* The device's TriggerSource value (>= 0), passed through. */
+ORN_API ornc_status_t ORNCSetTriggerSource(ornc_t* ornc, int triggersource);
+/* 0 "Continuous", 1 "SingleFrame" (entry names matched ignoring case; the
+ * entry's position in the list is written). */
+ORN_API ornc_status_t ORNCSetAcquisitionMode(ornc_t* ornc, int acquimode);
+/* Sends TriggerSoftware to the device first, then reports the library's
+ * view: ORNC_OK when armed (the trigger is now pending until its image is
+ * delivered), ORNC_ERR_ACQUI_BUSY while a trigger is pending,
+ * ORNC_ERR_ACQUI_WRONG_MODE when the acquisition runs without trigger,
+ * ORNC_ERR_ACQUI_NOT_STARTED when none runs. The device receives the
+ * command in all these cases. */
+ORN_API ornc_status_t ORNCTriggerSoftware(ornc_t* ornc);
+
 #ifdef __cplusplus
 }
 #endif

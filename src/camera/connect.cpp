@@ -9,6 +9,7 @@
 
 #include "ORNC.h"
 #include "base/log.h"
+#include "camera/acquisition_internal.h"
 #include "camera/components.h"
 #include "camera/device_search.h"
 #include "camera/handle_casts.h"
@@ -211,6 +212,8 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
     }
     ornc_priv_t* priv = ornc->priv;
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Disconnecting");
+    // The link loss this disconnect causes is not news to the application.
+    ORNC_DisableDisconnectNotification(priv);
 
     // No image callback may run while the stream and its buffers go.
     if (priv->acquisition_thread.priv != nullptr) {
@@ -237,6 +240,8 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
         delete priv->lBufferList;
         priv->lBufferList = nullptr;
     }
+    // Again, for a notification that raced with the teardown above.
+    ORNC_DisableDisconnectNotification(priv);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Disconnected");
     return ORNC_OK;
 }

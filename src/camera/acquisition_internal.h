@@ -1,0 +1,28 @@
+// Operations shared by the acquisition files (server and acquisition
+// start/stop, the worker's acquisition function, triggers, event sinks).
+#pragma once
+
+#include "ORNC.h"
+
+class PvBuffer;
+
+// The worker's periodic function; `userdata` is the handle's ornc_priv_t.
+void ORNC_AcquisitionFunc(void* userdata);
+
+// Creates and registers the handle's device event sink on first use and
+// copies the current disconnect and event callbacks into it.
+void ORNC_AttachEventSink(ornc_priv_t* priv);
+
+// Silences the disconnect notification of the handle's event sink (if it
+// has one): the link loss that a disconnect itself causes is not news.
+void ORNC_DisableDisconnectNotification(ornc_priv_t* priv);
+
+// Returns every buffer queued in the handle's stream (logged counts).
+void ORNC_AbortQueuedBuffers(ornc_priv_t* priv);
+
+// Exported for applications that reset the stream buffers themselves; the
+// library does not call them.
+extern "C" {
+ORN_API void ORNC_ReallocateBuffers(ornc_priv_t* priv);
+ORN_API void ORNC_ReallocateBuffer(PvBuffer* buf);
+}
