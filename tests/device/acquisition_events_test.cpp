@@ -1,0 +1,176 @@
+// Device events and parameter callbacks through the public API: FrameEnd
+// events from the sensor's message channel reach the event callback with
+// data parameters that read the frame's id and timestamp, and parameter
+// callbacks fire after writes made through the library.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ORNC.h"
+#include "acquisition_test_support.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct FrameEndEvent {
+    uint64_t timestamp = 0;        // first callback argument
+    int items = 0;
+    std::string frame_id_text;     // EventFrameEndFrameID as text
+    std::string timestamp_text;    // EventFrameEndTimestamp as text
+};
+
+struct EventLog {
+    std::mutex lock;
+    std::vector<FrameEndEvent> events;
+    static void On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {
+        FrameEndEvent event;
+        event.timestamp = timestamp;
+        event.items = ORNCGetParameterListCount(list);
+        for (int i = 0; i < event.items; ++i) {
+            ornc_param_t* item = ORNCGetParameterListIndex(list, i);
+            const std::string name = camtest::param_name(item);
+            if (name == "EventFrameEndFrameID") event.frame_id_text = camtest::value_text(item);
+            if (name == "EventFrameEndTimestamp") event.timestamp_text = camtest::value_text(item);
+        }
+        EventLog* log = static_cast<EventLog*>(self);
+        std::lock_guard<std::mutex> guard(log->lock);
+        log->events.push_back(event);
+    }
+    size_t size() {
+        std::lock_guard<std::mutex> guard(lock);
+        return events.size();
+    }
+};
+
+TEST(Events, FrameEndEventsCarryTheFramesIdAndTimestamp) {
+    camtest::SensorScope sensor(acqtest::sensor_config(41, "AQ000041"));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    acqtest::Connection connection("AQ000041");
+    ASSERT_EQ(connection.status(), ORNC_OK);
+    ASSERT_EQ(connection.set_enum("EventSelector", "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(connection.set_enum("EventNotification", "On"), ORNC_OK);
+    acqtest::Recorder recorder;
+    recorder.attach(connection.get());
+    EventLog log;
+    // Set before the sink exists: copied into it by ORNCStart.
+    ORNCSetEventCallback(connection.get(), &EventLog::On, &log);
+    ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
+
+    constexpr int kTriggers = 4;
+    ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 1), ORNC_OK);
+    for (int i = 0; i < kTriggers; ++i) {
+        ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK) << i;
+        ASSERT_TRUE(recorder.wait_frames(i + 1, 5s)) << i;
+        std::this_thread::sleep_for(50ms);
+    }
+    ASSERT_TRUE(acqtest::wait_until([&] { return log.size() >= kTriggers; }, 5s)) << log.size() << " events";
+    EXPECT_EQ(ORNCAcquisitionStop(connection.get()), ORNC_OK);
+    EXPECT_EQ(ORNCStop(connection.get()), ORNC_OK);
+
+    // The frame numbers the images show (modulo 256) are the events' frame ids.
+    std::set<uint64_t> shown;
+    for (const auto& parts : recorder.vectors()) {
+        ASSERT_EQ(parts.size(), 3u);
+        shown.insert(acqtest::frame_from_intensity(parts[1]));
+    }
+    std::lock_guard<std::mutex> guard(log.lock);
+    std::set<uint64_t> ids;
+    uint64_t previous_timestamp = 0;
+    for (const FrameEndEvent& event : log.events) {
+        EXPECT_EQ(event.items, 2);
+        ASSERT_FALSE(event.frame_id_text.empty());
+        ASSERT_FALSE(event.timestamp_text.empty());
+        EXPECT_EQ(std::strtoull(event.timestamp_text.c_str(), nullptr, 10), event.timestamp)
+            << "the data parameter reads the event's own timestamp";
+        EXPECT_GT(event.timestamp, previous_timestamp);
+        previous_timestamp = event.timestamp;
+        ids.insert(std::strtoull(event.frame_id_text.c_str(), nullptr, 10) % 256);
+    }
+    EXPECT_EQ(ids, shown);
+}
+
+TEST(Events, AnEventCallbackSetWhileRunningIsUsedAtOnceAndNullSwitchesItOff) {
+    camtest::SensorScope sensor(acqtest::sensor_config(42, "AQ000042"));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    acqtest::Connection connection("AQ000042");
+    ASSERT_EQ(connection.status(), ORNC_OK);
+    ASSERT_EQ(connection.set_enum("EventSelector", "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(connection.set_enum("EventNotification", "On"), ORNC_OK);
+    acqtest::Recorder recorder;
+    recorder.attach(connection.get());
+    ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
+    EventLog log;
+    ORNCSetEventCallback(connection.get(), &EventLog::On, &log);
+    ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 1), ORNC_OK);
+    ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
+    ASSERT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
+    ASSERT_TRUE(recorder.wait_frames(1, 5s));
+    std::this_thread::sleep_for(50ms);
+
+    ORNCSetEventCallback(connection.get(), nullptr, nullptr);
+    ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
+    ASSERT_TRUE(recorder.wait_frames(2, 5s));
+    std::this_thread::sleep_for(300ms);
+    EXPECT_EQ(log.size(), 1u);
+    EXPECT_GE(sensor.sensor().counters().events_sent, 2u);
+    EXPECT_EQ(ORNCAcquisitionStop(connection.get()), ORNC_OK);
+    EXPECT_EQ(ORNCStop(connection.get()), ORNC_OK);
+}
+
+struct ParamCalls {
+    std::atomic<int> calls{0};
+    std::atomic<ornc_param_t*> last{nullptr};
+    static void On(ornc_param_t* param, void* self) {
+        ParamCalls* calls = static_cast<ParamCalls*>(self);
+        calls->last.store(param);
+        calls->calls.fetch_add(1);
+    }
+};
+
+TEST(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
+    camtest::SensorScope sensor(acqtest::sensor_config(43, "AQ000043"));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    acqtest::Connection connection("AQ000043");
+    ASSERT_EQ(connection.status(), ORNC_OK);
+    ornc_param_t* gain = connection.param("Gain");
+    ornc_param_t* frame_count = connection.param("AcquisitionFrameCount");
+    ParamCalls first;
+    ParamCalls second;
+    ParamCalls other;
+    ASSERT_EQ(ORNCParamSetCallback(gain, &ParamCalls::On, &first), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetCallback(frame_count, &ParamCalls::On, &other), ORNC_OK);
+
+    ASSERT_EQ(ORNCParamSetFloatValue(gain, 3.0f), ORNC_OK);
+    EXPECT_EQ(first.calls.load(), 1);
+    EXPECT_EQ(first.last.load(), gain);
+    EXPECT_EQ(other.calls.load(), 0);
+
+    // A second registration adds a callback: both fire.
+    ASSERT_EQ(ORNCParamSetCallback(gain, &ParamCalls::On, &second), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetValue(gain, "4.5"), ORNC_OK);
+    EXPECT_EQ(first.calls.load(), 2);
+    EXPECT_EQ(second.calls.load(), 1);
+
+    ASSERT_EQ(ORNCParamSetIntegerValue(frame_count, 7), ORNC_OK);
+    EXPECT_EQ(other.calls.load(), 1);
+    // A refused write changes nothing and tells nobody.
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "Gain";
+    sensor.sensor().set_faults(faults);
+    EXPECT_NE(ORNCParamSetFloatValue(gain, 5.0f), ORNC_OK);
+    EXPECT_EQ(first.calls.load(), 2);
+
+    EXPECT_EQ(ORNCParamSetCallback(nullptr, &ParamCalls::On, &first), ORNC_ERROR);
+    EXPECT_EQ(ORNCGetParameterListCount(nullptr), 0);
+    EXPECT_EQ(ORNCGetParameterListIndex(nullptr, 0), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,138 @@
+// Acquisition when the network misbehaves: stream packet loss that
+// resends repair (every frame still delivered), and a sensor that goes
+// silent (the disconnect callback fires once; ORNCDisconnect afterwards
+// returns in bounded time, measured and printed).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "ORNC.h"
+#include "acquisition_test_support.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Clock = std::chrono::steady_clock;
+
+// Frames of a MultiFrame acquisition: the device sends exactly these.
+constexpr int kLossFrames = 30;
+
+TEST(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
+    // 320 x 240 multipart frames (about 370 KB, some 50 packets each).
+    camtest::SensorScope sensor(acqtest::sensor_config(31, "AQ000031", 320, 240, 15.0));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    acqtest::Connection connection("AQ000031");
+    ASSERT_EQ(connection.status(), ORNC_OK);
+    acqtest::Recorder recorder;
+    recorder.attach(connection.get());
+    ASSERT_EQ(connection.set_enum("AcquisitionMode", "MultiFrame"), ORNC_OK);
+    ASSERT_EQ(connection.set_int("AcquisitionFrameCount", kLossFrames), ORNC_OK);
+    ornsim::FaultSwitches faults;
+    faults.stream_loss_ratio = 0.01;
+    sensor.sensor().set_faults(faults);
+
+    ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStart(connection.get()), ORNC_OK);
+    const bool all = recorder.wait_frames(kLossFrames, 30s);
+    // A few more passes: nothing beyond what was sent may arrive.
+    std::this_thread::sleep_for(200ms);
+    EXPECT_EQ(ORNCAcquisitionStop(connection.get()), ORNC_OK);
+    EXPECT_EQ(ORNCStop(connection.get()), ORNC_OK);
+
+    const ornsim::SensorCounters counters = sensor.sensor().counters();
+    std::printf("loss 1%%: frames sent %llu, delivered %d, failed %d, packets dropped %llu, resend requests %llu, "
+                "packets resent %llu\n",
+                static_cast<unsigned long long>(counters.frames_sent), recorder.frames(), recorder.null_calls(),
+                static_cast<unsigned long long>(counters.packets_dropped),
+                static_cast<unsigned long long>(counters.resend_requests),
+                static_cast<unsigned long long>(counters.packets_resent));
+    EXPECT_TRUE(all);
+    EXPECT_EQ(counters.frames_sent, static_cast<uint64_t>(kLossFrames));
+    EXPECT_EQ(recorder.frames(), kLossFrames);
+    EXPECT_EQ(recorder.null_calls(), 0);
+    EXPECT_GT(counters.packets_dropped, 0u) << "the loss switch dropped nothing: the test proves nothing";
+    EXPECT_GE(counters.packets_resent, counters.packets_dropped);
+    // Every delivered frame is whole: its contents match the scene.
+    for (const auto& parts : recorder.vectors()) {
+        ASSERT_EQ(parts.size(), 3u);
+        const uint64_t f = acqtest::frame_from_intensity(parts[1]);
+        EXPECT_EQ(acqtest::check_intensity(parts[1], f), "");
+        EXPECT_EQ(acqtest::check_confidence(parts[2], f), "");
+        EXPECT_EQ(acqtest::check_range(parts[0], f), "");
+    }
+}
+
+struct DisconnectCounter {
+    std::atomic<int> calls{0};
+    std::atomic<int64_t> first_call_ns{0};
+    static void On(void* self) {
+        DisconnectCounter* counter = static_cast<DisconnectCounter*>(self);
+        if (counter->calls.fetch_add(1) == 0) {
+            counter->first_call_ns.store(Clock::now().time_since_epoch().count());
+        }
+    }
+};
+
+TEST(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBounded) {
+    camtest::SensorScope sensor(acqtest::sensor_config(32, "AQ000032"));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    ornc_t ornc{nullptr};
+    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000032"), ORNC_OK);
+    acqtest::Recorder recorder;
+    recorder.attach(&ornc);
+    DisconnectCounter counter;
+    ORNCSetDisconnectCallback(&ornc, &DisconnectCounter::On, &counter);
+    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 0), ORNC_OK);
+    ASSERT_TRUE(recorder.wait_frames(3, 10s));
+
+    ornsim::FaultSwitches faults;
+    faults.silent_after_s = 0.0;
+    const auto silent_at = Clock::now();
+    sensor.sensor().set_faults(faults);
+    const bool fired = acqtest::wait_until([&] { return counter.calls.load() > 0; }, 30s);
+    const double notice_s =
+        fired ? std::chrono::duration<double>(Clock::duration(counter.first_call_ns.load()) -
+                                              silent_at.time_since_epoch())
+                    .count()
+              : -1.0;
+    // Give a second notification the chance to show.
+    std::this_thread::sleep_for(1500ms);
+    EXPECT_TRUE(fired) << "no disconnect notification within 30 s";
+    EXPECT_EQ(counter.calls.load(), 1);
+
+    const auto begin = Clock::now();
+    EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
+    const double disconnect_s = std::chrono::duration<double>(Clock::now() - begin).count();
+    std::printf("link loss: notified %.2f s after the sensor fell silent; ORNCDisconnect took %.2f s\n", notice_s,
+                disconnect_s);
+    // An application can wait this long; a hang would not end.
+    EXPECT_LT(disconnect_s, 15.0);
+    EXPECT_EQ(counter.calls.load(), 1) << "ORNCDisconnect itself is not reported";
+    ORNCDestroy(&ornc);
+}
+
+TEST(Faults, DisconnectIsNotReportedAsLinkLoss) {
+    camtest::SensorScope sensor(acqtest::sensor_config(33, "AQ000033"));
+    ASSERT_TRUE(sensor.ok()) << sensor.error();
+    DisconnectCounter counter;
+    {
+        acqtest::Connection connection("AQ000033");
+        ASSERT_EQ(connection.status(), ORNC_OK);
+        ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
+        // Set after the sink exists: copied into it at once.
+        ORNCSetDisconnectCallback(connection.get(), &DisconnectCounter::On, &counter);
+        ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 0), ORNC_OK);
+        std::this_thread::sleep_for(300ms);
+        ASSERT_EQ(ORNCDisconnect(connection.get()), ORNC_OK);
+    }
+    // The sensor stops hearing the heartbeat; the library must stay quiet.
+    std::this_thread::sleep_for(1s);
+    EXPECT_EQ(counter.calls.load(), 0);
+}
+
+}  // namespace

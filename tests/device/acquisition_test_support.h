@@ -1,0 +1,121 @@
+// Helpers of the acquisition tests: sensors on this suite's loopback block,
+// a connected library handle with parameter shortcuts, recorders that copy
+// what the image callbacks receive (the data is only valid during the
+// callback), and the sensor's documented scene formulas to check contents
+// against.
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdint>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "ORNC.h"
+#include "camera_test_support.h"
+
+namespace acqtest {
+
+// 127.0.60.<host>: the acquisition suites' own block (lock ornc_loopback_60).
+std::string address(int host);
+
+// A sensor at address(host) with a small frame whose content checks are
+// quick; `fps` free-run rate.
+ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128,
+                                   uint32_t height = 96, double fps = 20.0);
+
+// Waits (bounded) until `done` holds; true when it did.
+bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout);
+
+// An initialised handle connected by serial number (discovery limited to
+// the sensor's address by SensorScope); disconnected and destroyed at the
+// end of its scope.
+class Connection {
+public:
+    explicit Connection(const std::string& serial);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    ornc_status_t status() const { return status_; }
+    ornc_t* get() { return &ornc_; }
+    // The device parameter `name`; fails the test (and returns null) when absent.
+    ornc_param_t* param(const char* name);
+    ornc_status_t set_enum(const char* name, const char* entry);
+    ornc_status_t set_int(const char* name, int value);
+    ornc_status_t set_bool(const char* name, bool value);
+    std::string value(const char* name);
+    // Selects `component` (Range, Intensity, Confidence) and writes its
+    // enable flag and, when given, its pixel format.
+    void configure_component(const char* component, bool enable, const char* pixel_format = nullptr);
+    void set_chunks(bool active);
+
+private:
+    ornc_t ornc_{nullptr};
+    ornc_status_t status_ = ORNC_ERROR;
+};
+
+// One image as received, copied out of the stream buffer.
+struct ImageCopy {
+    bool empty = true;  // the record had no data
+    int width = 0, height = 0, pixelsize = 0;
+    orn_pixel_t type = 0;
+    std::vector<uint8_t> bytes;
+};
+
+// What the callbacks received, in order. Callbacks run on the worker
+// thread; the test thread reads under the lock.
+class Recorder {
+public:
+    // Installs this recorder's image and vector callbacks on `ornc`.
+    void attach(ornc_t* ornc);
+
+    int frames() const;         // non-null deliveries (images or vectors)
+    int null_calls() const;     // failed transfers (either callback with null)
+    std::vector<std::vector<ImageCopy>> vectors() const;
+    std::vector<ImageCopy> images() const;
+    // Time of each non-null delivery.
+    std::vector<std::chrono::steady_clock::time_point> times() const;
+    bool wait_frames(int count, std::chrono::milliseconds timeout) const;
+    // Called inside the callback (on the worker thread) before recording.
+    std::function<void()> on_delivery;
+
+private:
+    static void OnImage(orn_image_t* image, void* self);
+    static void OnVector(orn_image_vec_t* vec, void* self);
+
+    mutable std::mutex lock_;
+    mutable std::condition_variable changed_;
+    std::vector<std::vector<ImageCopy>> vectors_;
+    std::vector<ImageCopy> images_;
+    std::vector<std::chrono::steady_clock::time_point> times_;
+    int null_calls_ = 0;
+};
+
+// The scene of sim/stream/README.md for a frame `f` of W x H.
+struct Scene {
+    int W, H;
+    uint64_t f;
+    bool valid(int u, int v) const;
+    bool on_sphere(int u, int v) const;
+    // Expected X, Y, Z (NaN for invalid pixels), as stored (float).
+    void xyz(int u, int v, float out[3]) const;
+    uint8_t confidence(int u, int v) const;
+    uint8_t intensity(int u, int v) const;
+};
+
+// The frame number modulo 256 that a Mono8 intensity part shows (the
+// pixel (0, 0) holds 3 f mod 256).
+uint64_t frame_from_intensity(const ImageCopy& intensity);
+
+// "" when the part equals the scene of frame `f`, else the first mismatch.
+std::string check_range(const ImageCopy& range, uint64_t f);
+std::string check_intensity(const ImageCopy& intensity, uint64_t f);
+std::string check_confidence(const ImageCopy& confidence, uint64_t f);
+// A Coord3D_ABC32f image that matches the scene for some frame number
+// (the sphere's place gives the frame modulo W/2); "" when one matches.
+std::string check_range_any_frame(const ImageCopy& range);
+
+}  // namespace acqtest
