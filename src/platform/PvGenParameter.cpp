@@ -11,6 +11,7 @@
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <utility>
 
 #include "platform/PvGenBoolean.h"
 #include "platform/PvGenEnum.h"
@@ -417,16 +418,22 @@ PvResult PvGenParameter::CheckWritable() const {
 }
 
 void PvGenParameter::NotifyUpdate() {
-    std::vector<PvGenEventSink*> sinks;
+    // This parameter's sinks, then those of every parameter whose value
+    // may have changed with it.
+    std::vector<std::pair<PvGenParameter*, PvGenEventSink*>> calls;
     {
         std::lock_guard<std::mutex> guard(owner_->GetLock());
-        if (sinks_.empty()) {
-            return;
+        for (PvGenEventSink* sink : sinks_) {
+            calls.emplace_back(this, sink);
         }
-        sinks = sinks_;
+        for (PvGenParameter* dependent : owner_->DependentsLocked(this)) {
+            for (PvGenEventSink* sink : dependent->sinks_) {
+                calls.emplace_back(dependent, sink);
+            }
+        }
     }
-    for (PvGenEventSink* sink : sinks) {
-        sink->OnParameterUpdate(this);
+    for (const auto& call : calls) {
+        call.second->OnParameterUpdate(call.first);
     }
 }
 

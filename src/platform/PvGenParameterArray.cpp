@@ -24,6 +24,26 @@ namespace {
 constexpr const char* kAravisNodePrefix = "ArvGev";
 constexpr char kCategoryPathSeparator = '\\';
 
+// References through which a node's value, range, address or state comes
+// from another node: a change of the referenced node may change it.
+constexpr const char* kDependencyReferences[] = {
+    "pValue", "pVariable", "pMin", "pMax", "pInc", "pIndex", "pAddress", "pLength", "pIsAvailable",
+    "pIsImplemented", "pIsLocked", "pValueDefault", "pInvalidator", "pValueIndexed", "pSelected",
+};
+constexpr const char* kSelectedReference = "pSelected";
+// Dependency chains in a description are short; the bound also ends a
+// circle in a broken one.
+constexpr size_t kMaxDependencyDepth = 16;
+
+bool is_dependency_reference(const char* element) {
+    for (const char* reference : kDependencyReferences) {
+        if (std::strcmp(element, reference) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool is_aravis_node(const char* name) {
     return std::strncmp(name, kAravisNodePrefix, std::strlen(kAravisNodePrefix)) == 0;
 }
@@ -91,6 +111,7 @@ std::unique_ptr<PvGenParameterArray> PvGenParameterArray::Create(ArvGc* genicam,
     }
     array->BuildCategories();
     array->BuildSelectorRelations();
+    array->BuildDependencyEdges();
     if (result != nullptr) {
         *result = PvResult::OK;
     }
@@ -191,6 +212,70 @@ void PvGenParameterArray::BuildSelectorRelations() {
         parameter->selecting_.erase(std::unique(parameter->selecting_.begin(), parameter->selecting_.end()),
                                     parameter->selecting_.end());
     }
+}
+
+void PvGenParameterArray::BuildDependencyEdges() {
+    std::function<void(ArvDomNode*)> walk = [&](ArvDomNode* parent) {
+        for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child != nullptr;
+             child = arv_dom_node_get_next_sibling(child)) {
+            if (!ARV_IS_GC_FEATURE_NODE(child)) {
+                walk(child);
+                continue;
+            }
+            const char* name = feature_name(child);
+            for (ArvDomNode* element = arv_dom_node_get_first_child(child); name != nullptr && element != nullptr;
+                 element = arv_dom_node_get_next_sibling(element)) {
+                const char* tag = arv_dom_node_get_node_name(element);
+                ArvDomNode* text = arv_dom_node_get_first_child(element);
+                const char* referenced = text != nullptr ? arv_dom_node_get_node_value(text) : nullptr;
+                if (tag == nullptr || referenced == nullptr || !is_dependency_reference(tag)) {
+                    continue;
+                }
+                // A selector lists what it selects: those depend on it.
+                if (std::strcmp(tag, kSelectedReference) == 0) {
+                    direct_dependents_[name].push_back(referenced);
+                } else {
+                    direct_dependents_[referenced].push_back(name);
+                }
+            }
+            walk(child);  // entries of an enumeration, StructEntry of a StructReg
+        }
+    };
+    walk(ARV_DOM_NODE(genicam_));
+}
+
+const std::vector<PvGenParameter*>& PvGenParameterArray::DependentsLocked(const PvGenParameter* parameter) {
+    auto cached = dependents_.find(parameter);
+    if (cached != dependents_.end()) {
+        return cached->second;
+    }
+    std::vector<std::string> frontier{parameter->GetName().str()};
+    std::unordered_map<std::string, bool> reached{{frontier.front(), true}};
+    for (size_t depth = 0; depth < kMaxDependencyDepth && !frontier.empty(); ++depth) {
+        std::vector<std::string> next;
+        for (const std::string& name : frontier) {
+            auto edges = direct_dependents_.find(name);
+            if (edges == direct_dependents_.end()) {
+                continue;
+            }
+            for (const std::string& dependent : edges->second) {
+                if (reached.emplace(dependent, true).second) {
+                    next.push_back(dependent);
+                }
+            }
+        }
+        frontier.swap(next);
+    }
+    std::vector<PvGenParameter*> dependents;
+    for (const auto& entry : reached) {
+        PvGenParameter* dependent = Get(PvString(entry.first));
+        if (dependent != nullptr && dependent != parameter) {
+            dependents.push_back(dependent);
+        }
+    }
+    std::sort(dependents.begin(), dependents.end(),
+              [](const PvGenParameter* a, const PvGenParameter* b) { return a->index_ < b->index_; });
+    return dependents_.emplace(parameter, std::move(dependents)).first->second;
 }
 
 PvGenParameter* PvGenParameterArray::Get(uint32_t index) const {

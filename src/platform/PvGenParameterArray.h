@@ -75,6 +75,11 @@ public:
     // Writes through the PvGen* classes are refused (ACCESS_DENIED) for
     // this feature; the platform still changes it with the helpers below.
     void SetReadOnlyForApplication(const PvString& name);
+    // Parameters whose value may change when `parameter`'s does (they read
+    // it, are selected, bounded, addressed or invalidated by it, directly
+    // or through other nodes), in document order, itself excluded. Lock
+    // held by the caller; computed once per parameter.
+    const std::vector<PvGenParameter*>& DependentsLocked(const PvGenParameter* parameter);
     // Value changes by the platform itself, lock held by the caller.
     PvResult SetIntegerUnlocked(const char* name, int64_t value);
     PvResult SetFloatUnlocked(const char* name, double value);
@@ -84,6 +89,7 @@ private:
     void AddFeature(void* feature_node);
     void BuildCategories();
     void BuildSelectorRelations();
+    void BuildDependencyEdges();
 
     ArvGc* genicam_;
     std::shared_ptr<std::mutex> lock_;
@@ -93,4 +99,8 @@ private:
     std::unordered_map<std::string, PvGenParameter*> by_name_;
     std::vector<std::unique_ptr<PvGenCategory>> categories_;
     std::unordered_map<std::string, PvGenCategory*> categories_by_name_;
+    // Node name -> nodes that depend on it directly (any node of the
+    // description, features or not).
+    std::unordered_map<std::string, std::vector<std::string>> direct_dependents_;
+    std::unordered_map<const PvGenParameter*, std::vector<PvGenParameter*>> dependents_;
 };

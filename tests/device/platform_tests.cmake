@@ -28,3 +28,4 @@ ornc_platform_test(platform_fake_camera_test ornc_fake_camera_127_0_0_1 ${CMAKE_
 # on the block 127.0.47.x.
 ornc_platform_test(platform_stream_test ornc_loopback_47 ${CMAKE_CURRENT_LIST_DIR}/platform_stream_test.cpp)
 ornc_platform_test(platform_events_test ornc_loopback_47 ${CMAKE_CURRENT_LIST_DIR}/platform_events_test.cpp)
+ornc_platform_test(platform_notification_test ornc_loopback_47 ${CMAKE_CURRENT_LIST_DIR}/platform_notification_test.cpp)
