@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <mutex>
+#include <regex>
 #include <set>
 #include <string>
 #include <thread>
@@ -110,10 +111,29 @@ TEST(Events, AnEventCallbackSetWhileRunningIsUsedAtOnceAndNullSwitchesItOff) {
     EventLog log;
     ORNCSetEventCallback(connection.get(), &EventLog::On, &log);
     ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 1), ORNC_OK);
-    ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
-    ASSERT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
-    ASSERT_TRUE(recorder.wait_frames(1, 5s));
-    std::this_thread::sleep_for(50ms);
+    std::vector<std::string> lines;
+    {
+        orntest::LogCapture capture;
+        ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
+        ASSERT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
+        ASSERT_TRUE(recorder.wait_frames(1, 5s));
+        std::this_thread::sleep_for(50ms);
+        lines = capture.lines();
+    }
+    // The event line: id, channel and block id in hexadecimal without
+    // leading zeros, the timestamp as two 8-digit halves, high half first.
+    const std::regex event_line("ORNC: Event 9001 time ([0-9a-f]{8}) ([0-9a-f]{8}) channel 0 blockid ([0-9a-f]+) data 0x");
+    int matched = 0;
+    for (const std::string& line : lines) {
+        std::smatch m;
+        if (!std::regex_search(line, m, event_line)) continue;
+        ++matched;
+        const uint64_t timestamp = (std::stoull(m[1].str(), nullptr, 16) << 32) | std::stoull(m[2].str(), nullptr, 16);
+        std::lock_guard<std::mutex> guard(log.lock);
+        EXPECT_EQ(timestamp, log.events.at(0).timestamp) << line;
+        EXPECT_NE(m[3].str()[0], '0') << line;
+    }
+    EXPECT_EQ(matched, 1);
 
     ORNCSetEventCallback(connection.get(), nullptr, nullptr);
     ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);

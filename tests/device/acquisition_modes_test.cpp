@@ -7,7 +7,9 @@
 
 #include <atomic>
 #include <chrono>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
@@ -68,6 +70,53 @@ TEST_F(Modes, StartAndStopFollowTheAcquisitionState) {
     EXPECT_EQ(ORNCAcquisitionStop(nullptr), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCStart(nullptr), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(recorder_.null_calls(), 0);
+}
+
+// The indices of `wanted` in `lines`, in order of appearance of each
+// first match after the previous one; -1 where one is missing.
+std::vector<int> positions(const std::vector<std::string>& lines, const std::vector<std::string>& wanted) {
+    std::vector<int> found;
+    size_t from = 0;
+    for (const std::string& text : wanted) {
+        int at = -1;
+        for (size_t i = from; i < lines.size(); ++i) {
+            if (lines[i].find(text) != std::string::npos) {
+                at = static_cast<int>(i);
+                from = i + 1;
+                break;
+            }
+        }
+        found.push_back(at);
+    }
+    return found;
+}
+
+TEST_F(Modes, StartAndStopLogTheirStepsInOrder) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(29, "AQ000029"));
+    orntest::LogCapture log;
+    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 1), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
+    ASSERT_EQ(ORNCStop(ornc()), ORNC_OK);
+    const std::vector<std::string> steps = {
+        "ORNC: Starting server", "ORNC: Acquisition thread initialized", "ORNC: Acquisition thread started",
+        "ORNC: EventSink newly allocated", "ORNC: Server started", "ORNC: TriggerMode set to 1",
+        "ORNC: AcquisitionMode set to 0 (Continuous)", "ORNC: Enabling streaming and sending AcquisitionStart command",
+        "ORNC: Streaming: queued", "ORNC: Realloc Buffer", "ORNC: Buffer ", "ORNC: Acquisition starting",
+        "ORNC: Aborting", "ORNC: After aborting", "Acquisition stopped",
+        "ORNC: Sending AcquisitionStop command to the device", "ORNC: Disable streaming on the controller"};
+    const std::vector<int> found = positions(log.lines(), steps);
+    for (size_t i = 0; i < steps.size(); ++i) EXPECT_GE(found[i], 0) << "missing or out of order: " << steps[i];
+    // A triggered acquisition without triggers retrieves nothing, and a
+    // retrieval time-out is never logged.
+    EXPECT_EQ(log.count_containing("RetrieveBuffer"), 0);
+    // The one stop message without the prefix.
+    EXPECT_EQ(log.count_containing("ORNC: Acquisition stopped"), 0);
+    // A second server start reuses the event sink.
+    log.clear();
+    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
+    EXPECT_EQ(log.count_containing("ORNC: EventSink already allocated"), 1);
+    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
 }
 
 TEST_F(Modes, ModeSettersCheckTheirRangeAndWriteTheDevice) {
@@ -170,7 +219,9 @@ TEST_F(Modes, SoftwareTriggerStatesAndOneImagePerTrigger) {
     const uint64_t sent_before = frames_sent();
     for (int i = 0; i < 5; ++i) {
         ASSERT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK) << "trigger " << i;
-        ASSERT_TRUE(recorder_.wait_frames(delivered + 1, 5s)) << "trigger " << i;
+        ASSERT_TRUE(recorder_.wait_frames(delivered + 1, 5s))
+            << "trigger " << i << ": the sensor sent " << frames_sent() - sent_before << " frames, "
+            << recorder_.null_calls() << " failed transfers";
         ++delivered;
         // The pending state ends right after the callback has returned.
         std::this_thread::sleep_for(50ms);
