@@ -325,6 +325,41 @@ TEST(PlatformEvents, ASilentSensorIsReportedAsLinkLossOnce) {
     EXPECT_LT(took, std::chrono::seconds(8));
 }
 
+// An application that disconnects from inside the notification, on the
+// notifying thread: no deadlock, no use of freed state.
+class DisconnectingSink : public PvDeviceEventSink {
+public:
+    void OnLinkDisconnected(PvDevice* device) override {
+        result_ = device->Disconnect();
+        std::lock_guard<std::mutex> guard(lock_);
+        done_ = true;
+        changed_.notify_all();
+    }
+    bool wait(std::chrono::milliseconds limit) {
+        std::unique_lock<std::mutex> guard(lock_);
+        return changed_.wait_for(guard, limit, [&] { return done_; });
+    }
+    PvResult result() const { return result_; }
+
+private:
+    std::mutex lock_;
+    std::condition_variable changed_;
+    bool done_ = false;
+    PvResult result_;
+};
+
+TEST(PlatformEvents, DisconnectingInsideTheLinkLossNotificationIsSafe) {
+    Rig rig("127.0.47.24", 160, 120, 20.0);
+    ASSERT_TRUE(rig.ready());
+    DisconnectingSink sink;
+    ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK());
+    rig.sensor().set_faults({0.0, "", 0.0, 0});
+    ASSERT_TRUE(sink.wait(std::chrono::seconds(20)));
+    EXPECT_TRUE(sink.result().IsOK()) << describe(sink.result());
+    EXPECT_FALSE(rig.device()->IsConnected());
+    EXPECT_EQ(rig.device()->UnregisterEventSink(&sink).GetCode(), PvResult::NOT_FOUND);
+}
+
 TEST(PlatformEvents, RegisterAndStreamCyclesGiveBackThreadsAndDescriptors) {
     Rig rig("127.0.47.23", 160, 120, 100.0);
     ASSERT_TRUE(rig.ready());
