@@ -17,7 +17,7 @@ function(ornc_acquisition_test name)
   target_link_libraries(${name} PRIVATE ornc_acquisition_test_support GTest::gtest_main ornc_warnings)
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 60
     PROPERTIES TIMEOUT 300 LABELS device RESOURCE_LOCK ornc_loopback_60
-    ENVIRONMENT "ORNC_INTERFACES=lo;TSAN_OPTIONS=suppressions=${CMAKE_CURRENT_LIST_DIR}/acquisition_tsan.supp")
+    ENVIRONMENT "ORNC_INTERFACES=lo")
 endfunction()
 
 ornc_acquisition_test(acquisition_delivery_test)
