@@ -137,6 +137,8 @@ TEST_P(PlatformStream, SingleImagesCarryTheSceneAndTheirGeometry) {
 TEST_P(PlatformStream, MultipartFramesCarryEveryPartInOrder) {
     Rig rig("127.0.47.3", kWidth, kHeight);
     ASSERT_TRUE(rig.ready());
+    // Multipart needs extended ids; enabling the stream turns them on.
+    rig.set_enum("GevGVSPExtendedIDMode", "Off");
     rig.configure_multipart("Coord3D_ABC32f", true, true);
     rig.open_stream(GetParam(), 4);
     rig.start();
