@@ -130,6 +130,17 @@ TEST_P(PlatformStream, SingleImagesCarryTheSceneAndTheirGeometry) {
         EXPECT_EQ(image->GetImageSize(), kWidth * kHeight);
         EXPECT_EQ(image->GetDataPointer(), buffer->GetDataPointer()) << "no copy: the image is the buffer's memory";
         expect_intensity(image, Scene{kWidth, kHeight, block_id(buffer)});
+        if (frame == 0) {
+            // Reset forgets the transfer; a queued buffer refuses it.
+            ASSERT_TRUE(buffer->Reset(PvPayloadTypeMultiPart).IsOK());
+            EXPECT_EQ(buffer->GetPayloadType(), PvPayloadTypeMultiPart);
+            EXPECT_EQ(buffer->GetPayloadSize(), 0u);
+            EXPECT_EQ(buffer->GetImage()->GetDataPointer(), nullptr);
+            EXPECT_EQ(buffer->GetImage()->GetWidth(), 0u);
+            ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
+            EXPECT_TRUE(buffer->Reset().IsFailure());
+            continue;
+        }
         ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
     }
 }
