@@ -39,13 +39,7 @@ namespace {
 constexpr int kIdleWakeMs = 250;
 constexpr const char* kControlLostSignal = "control-lost";
 
-// The host end of the control connection, where the device is to send
-// its events.
-bool interface_address(ArvDevice* device, uint32_t& address) {
-    if (!ARV_IS_GV_DEVICE(device)) {
-        return false;
-    }
-    GSocketAddress* socket_address = arv_gv_device_get_interface_address(ARV_GV_DEVICE(device));
+bool ipv4_of(GSocketAddress* socket_address, uint32_t& address) {
     if (socket_address == nullptr || !G_IS_INET_SOCKET_ADDRESS(socket_address)) {
         return false;
     }
@@ -53,6 +47,13 @@ bool interface_address(ArvDevice* device, uint32_t& address) {
     const bool parsed = text != nullptr && platform::parse_ipv4(text, address);
     g_free(text);
     return parsed;
+}
+
+// Both ends of the control connection: the host's, where the device is
+// to send its events, and the device's, the only sender accepted.
+bool connection_addresses(ArvDevice* device, uint32_t& host, uint32_t& peer) {
+    return ARV_IS_GV_DEVICE(device) && ipv4_of(arv_gv_device_get_interface_address(ARV_GV_DEVICE(device)), host) &&
+           ipv4_of(arv_gv_device_get_device_address(ARV_GV_DEVICE(device)), peer);
 }
 
 }  // namespace
@@ -150,11 +151,12 @@ PvResult PvDevice::EventDispatch::OpenMessageChannel(ArvDevice* device) {
         return PvResult(PvResult::NOT_SUPPORTED, "the device has no message channel");
     }
     uint32_t host = 0;
-    if (!interface_address(device, host)) {
-        return PvResult(PvResult::GENERIC_ERROR, "the host address of the connection is unknown");
+    uint32_t peer = 0;
+    if (!connection_addresses(device, host, peer)) {
+        return PvResult(PvResult::GENERIC_ERROR, "the addresses of the connection are unknown");
     }
     std::string reason;
-    if (!shared_->channel.open(host, &reason)) {
+    if (!shared_->channel.open(host, peer, &reason)) {
         return PvResult(PvResult::NETWORK_ERROR, reason);
     }
     size_t size = 0;

@@ -121,11 +121,11 @@ uint32_t read_register(Rig& rig, uint32_t address) {
 // A raw UDP socket on loopback, to play a hostile device.
 class RawSocket {
 public:
-    RawSocket() {
+    explicit RawSocket(const char* address) {
         fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_in local{};
         local.sin_family = AF_INET;
-        local.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        inet_pton(AF_INET, address, &local.sin_addr);
         bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local);
     }
     ~RawSocket() { close(fd_); }
@@ -226,7 +226,9 @@ TEST(PlatformEvents, HostileDatagramsAreDroppedAndResendsAcknowledgedOnce) {
     const uint16_t port = static_cast<uint16_t>(read_register(rig, gvcp::REG_MCP) & gvcp::MCP_PORT_MASK);
     const uint32_t host = read_register(rig, gvcp::REG_MCDA);
     ASSERT_NE(port, 0);
-    RawSocket raw;
+    // Datagrams from the sensor's own address, as a device gone bad would
+    // send them.
+    RawSocket raw("127.0.47.21");
 
     const uint8_t ack_extended = gvcp::kFlagAckRequired | gvcp::kFlagExtendedIds;
     std::vector<std::vector<uint8_t>> hostile = {
@@ -259,6 +261,11 @@ TEST(PlatformEvents, HostileDatagramsAreDroppedAndResendsAcknowledgedOnce) {
         raw.send(host, port, datagram);
     }
     EXPECT_TRUE(raw.receive(200).empty()) << "no hostile datagram is answered";
+
+    // Another host cannot inject events, however well-formed.
+    RawSocket stranger("127.0.0.1");
+    stranger.send(host, port, eventdata_command(76, kFrameEndEventId, 9, 9, frame_end_data(9, 9), ack_extended));
+    EXPECT_TRUE(stranger.receive(200).empty()) << "a stranger's event is not acknowledged";
 
     // A well-formed event is acknowledged and reported, with its data; its
     // resend is acknowledged again but not reported twice.

@@ -105,8 +105,9 @@ std::vector<uint8_t> build_event_ack(uint16_t command, uint16_t request_id) {
     return ack;
 }
 
-bool MessageChannel::open(uint32_t local_address, std::string* error) {
+bool MessageChannel::open(uint32_t local_address, uint32_t device_address, std::string* error) {
     recent_ids_.clear();
+    device_address_ = device_address;
     if (!socket_.open(local_address, 0, error)) {
         return false;
     }
@@ -146,7 +147,9 @@ void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::
         EventCommand command;
         std::string reason;
         const size_t size = std::min(static_cast<size_t>(received), sizeof datagram);
-        if (static_cast<size_t>(received) > sizeof datagram) {
+        if (source != device_address_) {
+            reason = "datagram from another host than the device";
+        } else if (static_cast<size_t>(received) > sizeof datagram) {
             reason = "datagram of " + std::to_string(received) + " bytes is too long";
         }
         if (!reason.empty() || !parse_event_command(datagram, size, &command, &reason)) {

@@ -45,8 +45,10 @@ std::vector<uint8_t> build_event_ack(uint16_t command, uint16_t request_id);
 
 class MessageChannel {
 public:
-    // Binds a socket on `local_address` (host byte order), any port.
-    bool open(uint32_t local_address, std::string* error);
+    // Binds a socket on `local_address` (host byte order), any port, and
+    // takes datagrams from `device_address` only (another host cannot
+    // inject events).
+    bool open(uint32_t local_address, uint32_t device_address, std::string* error);
     void close() { socket_.close(); }
     bool is_open() const { return socket_.is_open(); }
     int fd() const { return socket_.fd(); }
@@ -67,6 +69,7 @@ private:
 
     UdpSocket socket_;
     uint16_t port_ = 0;
+    uint32_t device_address_ = 0;
     std::deque<uint16_t> recent_ids_;
     std::atomic<uint64_t> dropped_{0};
     std::atomic<uint64_t> acknowledged_{0};
