@@ -6,7 +6,7 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
+#include <cstdint>
 #include <mutex>
 #include <regex>
 #include <set>
@@ -22,10 +22,15 @@ namespace {
 using namespace std::chrono_literals;
 
 struct FrameEndEvent {
-    uint64_t timestamp = 0;        // first callback argument
+    uint64_t timestamp = 0;  // first callback argument
     int items = 0;
-    std::string frame_id_text;     // EventFrameEndFrameID as text
-    std::string timestamp_text;    // EventFrameEndTimestamp as text
+    // EventFrameEndFrameID and EventFrameEndTimestamp read through the
+    // 32-bit parameter API inside the callback (the features span the
+    // 64-bit range, so a value beyond 32 bits is ORNC_ERR_OUT_OF_RANGE).
+    ornc_status_t frame_id_status = ORNC_ERROR;
+    int frame_id = -1;
+    ornc_status_t timestamp_status = ORNC_ERROR;
+    unsigned int timestamp_low = 0;
 };
 
 struct EventLog {
@@ -38,8 +43,10 @@ struct EventLog {
         for (int i = 0; i < event.items; ++i) {
             ornc_param_t* item = ORNCGetParameterListIndex(list, i);
             const std::string name = camtest::param_name(item);
-            if (name == "EventFrameEndFrameID") event.frame_id_text = camtest::value_text(item);
-            if (name == "EventFrameEndTimestamp") event.timestamp_text = camtest::value_text(item);
+            if (name == "EventFrameEndFrameID") event.frame_id_status = ORNCParamGetIntegerValue(item, &event.frame_id);
+            if (name == "EventFrameEndTimestamp") {
+                event.timestamp_status = ORNCParamGetUIntegerValue(item, &event.timestamp_low);
+            }
         }
         EventLog* log = static_cast<EventLog*>(self);
         std::lock_guard<std::mutex> guard(log->lock);
@@ -87,13 +94,16 @@ TEST(Events, FrameEndEventsCarryTheFramesIdAndTimestamp) {
     uint64_t previous_timestamp = 0;
     for (const FrameEndEvent& event : log.events) {
         EXPECT_EQ(event.items, 2);
-        ASSERT_FALSE(event.frame_id_text.empty());
-        ASSERT_FALSE(event.timestamp_text.empty());
-        EXPECT_EQ(std::strtoull(event.timestamp_text.c_str(), nullptr, 10), event.timestamp)
-            << "the data parameter reads the event's own timestamp";
+        ASSERT_EQ(event.frame_id_status, ORNC_OK);
+        if (event.timestamp <= UINT32_MAX) {
+            ASSERT_EQ(event.timestamp_status, ORNC_OK);
+            EXPECT_EQ(event.timestamp_low, event.timestamp) << "the data parameter reads the event's own timestamp";
+        } else {
+            EXPECT_EQ(event.timestamp_status, ORNC_ERR_OUT_OF_RANGE);
+        }
         EXPECT_GT(event.timestamp, previous_timestamp);
         previous_timestamp = event.timestamp;
-        ids.insert(std::strtoull(event.frame_id_text.c_str(), nullptr, 10) % 256);
+        ids.insert(static_cast<uint64_t>(event.frame_id) % 256);
     }
     EXPECT_EQ(ids, shown);
 }
