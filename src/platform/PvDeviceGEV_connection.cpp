@@ -6,6 +6,7 @@
 
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
+#include "platform/aravis_xml_lock.h"
 #include "platform/gvcp/gvcp_protocol.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
@@ -66,7 +67,11 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
     GInetAddress* interface_inet = g_inet_address_new_from_string(platform::format_ipv4(interface_address).c_str());
     GInetAddress* device_inet = g_inet_address_new_from_string(canonical_device.c_str());
     GError* error = nullptr;
-    ArvDevice* device = arv_gv_device_new(interface_inet, device_inet, &error);
+    ArvDevice* device = nullptr;
+    {
+        std::lock_guard<std::mutex> parsing(platform::aravis_xml_parse_lock());
+        device = arv_gv_device_new(interface_inet, device_inet, &error);
+    }
     g_object_unref(interface_inet);
     g_object_unref(device_inet);
     if (device == nullptr || error != nullptr) {

@@ -10,6 +10,7 @@
 #include <set>
 #include <string>
 
+#include "platform/aravis_xml_lock.h"
 #include "platform/event_data_device.h"
 
 namespace platform {
@@ -133,7 +134,11 @@ std::unique_ptr<EventDataMap> EventDataMap::Create(const char* xml, size_t size,
     const std::string readable = without_event_ids(xml, size);
     std::unique_ptr<EventDataMap> map(new EventDataMap);
     map->data_device_ = ornc_event_data_device_new();
-    ArvGc* genicam = arv_gc_new(map->data_device_, readable.data(), readable.size());
+    ArvGc* genicam = nullptr;
+    {
+        std::lock_guard<std::mutex> parsing(platform::aravis_xml_parse_lock());
+        genicam = arv_gc_new(map->data_device_, readable.data(), readable.size());
+    }
     if (genicam == nullptr) {
         return fail(PvResult(PvResult::GENERIC_ERROR, "the description cannot be parsed"));
     }

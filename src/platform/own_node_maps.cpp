@@ -3,6 +3,9 @@
 #include <arv.h>
 
 #include <cstring>
+#include <mutex>
+
+#include "platform/aravis_xml_lock.h"
 
 namespace platform {
 
@@ -140,7 +143,11 @@ constexpr const char kCommunicationXml[] = R"XML(<?xml version="1.0" encoding="u
 
 std::unique_ptr<PvGenParameterArray> create_from(const char* xml, size_t size, const char* const* read_only,
                                                  size_t read_only_count, PvResult* result) {
-    ArvGc* genicam = arv_gc_new(nullptr, xml, size);
+    ArvGc* genicam = nullptr;
+    {
+        std::lock_guard<std::mutex> parsing(platform::aravis_xml_parse_lock());
+        genicam = arv_gc_new(nullptr, xml, size);
+    }
     if (genicam == nullptr) {
         if (result != nullptr) {
             *result = PvResult(PvResult::GENERIC_ERROR, "own node map does not parse");

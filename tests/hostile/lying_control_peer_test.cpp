@@ -1,0 +1,169 @@
+// A device whose control channel lies: the library is asked to connect to
+// a proxy that relays a real virtual sensor but bends its acknowledges
+// (wrong ids, lengths beyond the datagram, short or scrambled memory
+// reads, denied writes, garbage or silence after a few honest answers).
+// Whatever the lie, the connect returns a status in bounded time, a
+// refused connect is logged, and the next device connects and works.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include "ORNC.h"
+#include "discovery_test_support.h"
+#include "hostile_support.h"
+#include "lying_proxy.h"
+#include "ornsim/virtual_sensor.h"
+
+namespace {
+
+using hostile::Lie;
+
+// Aravis gives up on a dead peer after its retries (about 2.5 s per
+// transaction); a connect that is still busy after this long hangs.
+constexpr double kConnectBoundSeconds = 60.0;
+
+const std::string kProxy = hostile::address(1);
+const std::string kSensor = hostile::address(2);
+
+ornsim::SensorConfig sensor_config() {
+    ornsim::SensorConfig config;
+    config.address = kSensor;
+    config.serial = "HOST0002";
+    config.mac = "02:70:00:00:00:02";
+    return config;
+}
+
+class LyingControlPeer : public ::testing::Test {
+protected:
+    void SetUp() override {
+        sensor_ = std::make_unique<ornsim::VirtualSensor>(sensor_config());
+        std::string error;
+        ASSERT_TRUE(sensor_->start(&error)) << error;
+    }
+
+    // Connects through a proxy telling `lie`; returns the status. The
+    // handle is disconnected and destroyed before returning.
+    ornc_status_t connect_through(Lie lie, double* seconds, int* bent) {
+        hostile::LyingProxy proxy(kProxy, kSensor, lie);
+        std::string error;
+        EXPECT_TRUE(proxy.start(&error)) << error;
+        orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", kProxy.c_str());
+        orntest::SystemScope system;
+        EXPECT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
+        const ornc_device_t* device = ORNCSysGetDeviceByIP(&system.sys, kProxy.c_str());
+        EXPECT_NE(device, nullptr) << "the proxy relays discovery honestly";
+        if (device == nullptr) return ORNC_ERROR;
+
+        ornc_t ornc{nullptr};
+        EXPECT_EQ(ORNCInit(&ornc), ORNC_OK);
+        hostile::Stopwatch watch;
+        const ornc_status_t status = ORNCConnectByDevice(&ornc, device);
+        *seconds = watch.seconds();
+        if (status == ORNC_OK) {
+            // Whatever the device said, every call answers with a status.
+            char text[64];
+            for (int i = 0; i < ORNCGetDeviceParamsCount(&ornc); ++i) {
+                const ornc_status_t read = ORNCParamGetValue(ORNCParamsGetParam(ORNCGetDeviceParams(&ornc), i), text,
+                                                             sizeof text);
+                EXPECT_LE(read, 0);
+            }
+        }
+        const ornc_status_t disconnected = ORNCDisconnect(&ornc);
+        if (status == ORNC_OK) {
+            EXPECT_EQ(disconnected, ORNC_OK);
+        } else {
+            EXPECT_LE(disconnected, 0);
+        }
+        ORNCDestroy(&ornc);
+        proxy.stop();
+        *bent = proxy.acks_bent();
+        return status;
+    }
+
+    // The honest sensor, at its own address, after the lie.
+    void expect_next_device_works() {
+        orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", kSensor.c_str());
+        orntest::SystemScope system;
+        ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
+        const ornc_device_t* device = ORNCSysGetDeviceByIP(&system.sys, kSensor.c_str());
+        ASSERT_NE(device, nullptr);
+        ornc_t ornc{nullptr};
+        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+        ASSERT_EQ(ORNCConnectByDevice(&ornc, device), ORNC_OK);
+        ornc_param_t* width = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width");
+        EXPECT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
+        int value = 0;
+        EXPECT_EQ(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
+        EXPECT_EQ(value, 320);
+        EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
+        ORNCDestroy(&ornc);
+    }
+
+    orntest::TempWorkDir workdir_;
+    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+};
+
+TEST_F(LyingControlPeer, AnHonestRelayConnects) {
+    double seconds = 0;
+    int bent = 0;
+    EXPECT_EQ(connect_through(Lie::kNone, &seconds, &bent), ORNC_OK);
+    EXPECT_EQ(bent, 0);
+}
+
+// Lies that leave the library nothing it can use: the connect must fail,
+// say so in the log, and leave the library ready for the next device.
+TEST_F(LyingControlPeer, EveryUnusableLieFailsTheConnectWithAStatusAndALogLine) {
+    for (Lie lie : {Lie::kWrongAckIds, Lie::kShortMemoryReads, Lie::kCorruptDescription, Lie::kGarbageAfterFew,
+                    Lie::kSilentAfterFew}) {
+        SCOPED_TRACE(hostile::lie_name(lie));
+        orntest::LogCapture log;
+        double seconds = 0;
+        int bent = 0;
+        EXPECT_EQ(connect_through(lie, &seconds, &bent), ORNC_ERR_DEVICE_CONNECT_FAILED);
+        EXPECT_GT(bent, 0) << "the proxy told no lie";
+        EXPECT_LT(seconds, kConnectBoundSeconds);
+        EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
+        ASSERT_NO_FATAL_FAILURE(expect_next_device_works());
+    }
+}
+
+// Lies that leave the data intact (an ack length field larger than its
+// datagram, writes refused while reads answer): whether the connect is
+// refused or not, it is bounded, every call answers, and the next device works.
+TEST_F(LyingControlPeer, LiesAroundIntactDataNeverHangTheConnect) {
+    for (Lie lie : {Lie::kLengthLargerThanDatagram, Lie::kDeniedWrites}) {
+        SCOPED_TRACE(hostile::lie_name(lie));
+        double seconds = 0;
+        int bent = 0;
+        const ornc_status_t status = connect_through(lie, &seconds, &bent);
+        std::printf("%s: connect status %d after %.1f s\n", hostile::lie_name(lie), status, seconds);
+        EXPECT_TRUE(status == ORNC_OK || status == ORNC_ERR_DEVICE_CONNECT_FAILED) << status;
+        EXPECT_GT(bent, 0);
+        EXPECT_LT(seconds, kConnectBoundSeconds);
+        ASSERT_NO_FATAL_FAILURE(expect_next_device_works());
+    }
+}
+
+// Refused connects release what they opened: a second round of lies ends
+// with as many threads and descriptors as the first.
+TEST_F(LyingControlPeer, RefusedConnectsLeaveNoThreadOrDescriptorBehind) {
+    auto round = [this] {
+        for (Lie lie : {Lie::kWrongAckIds, Lie::kCorruptDescription, Lie::kGarbageAfterFew}) {
+            double seconds = 0;
+            int bent = 0;
+            EXPECT_NE(connect_through(lie, &seconds, &bent), ORNC_OK) << hostile::lie_name(lie);
+        }
+        expect_next_device_works();
+    };
+    round();  // one-time allocations of Aravis and GLib settle here
+    const int threads = hostile::thread_count();
+    const int descriptors = hostile::descriptor_count();
+    round();
+    round();
+    EXPECT_EQ(hostile::thread_count(), threads);
+    EXPECT_EQ(hostile::descriptor_count(), descriptors);
+}
+
+}  // namespace

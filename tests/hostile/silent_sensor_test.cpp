@@ -1,0 +1,163 @@
+// A real sensor that goes quiet or slow on the control channel: before the
+// connect, in the middle of it (while the description file is read), and
+// under a connected handle (writes, then disconnect). Every call returns a
+// status within a bound, the failure is logged, and the library keeps
+// working: for the same sensor once it answers again, and for the next one.
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+
+#include "ORNC.h"
+#include "discovery_test_support.h"
+#include "hostile_support.h"
+#include "ornsim/virtual_sensor.h"
+
+namespace {
+
+// A dead peer costs Aravis about 2.5 s per transaction; nothing here may
+// take much longer than a handful of them.
+constexpr double kCallBoundSeconds = 30.0;
+
+ornsim::SensorConfig sensor_config(int host) {
+    ornsim::SensorConfig config;
+    config.address = hostile::address(host);
+    config.serial = "SILENT0" + std::to_string(host);
+    config.mac = "02:70:00:00:01:0" + std::to_string(host);
+    return config;
+}
+
+ornsim::FaultSwitches silent_after(double seconds, uint32_t ack_delay_ms = 0) {
+    ornsim::FaultSwitches faults;
+    faults.silent_after_s = seconds;
+    faults.ack_delay_ms = ack_delay_ms;
+    return faults;
+}
+
+class SilentSensor : public ::testing::Test {
+protected:
+    void SetUp() override {
+        for (int host : {11, 12}) {
+            auto sensor = std::make_unique<ornsim::VirtualSensor>(sensor_config(host));
+            std::string error;
+            ASSERT_TRUE(sensor->start(&error)) << error;
+            sensors_.push_back(std::move(sensor));
+        }
+        ASSERT_EQ(ORNCSysFindDevices(&system_.sys), ORNC_OK);
+        first_ = ORNCSysGetDeviceBySerialNumber(&system_.sys, "SILENT011");
+        second_ = ORNCSysGetDeviceBySerialNumber(&system_.sys, "SILENT012");
+        ASSERT_NE(first_, nullptr);
+        ASSERT_NE(second_, nullptr);
+    }
+
+    ornsim::VirtualSensor& first_sensor() { return *sensors_[0]; }
+
+    // Connects, writes and reads Width, disconnects: the device works.
+    static void expect_works(const ornc_device_t* device) {
+        ornc_t ornc{nullptr};
+        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+        ASSERT_EQ(ORNCConnectByDevice(&ornc, device), ORNC_OK);
+        ornc_param_t* width = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width");
+        EXPECT_EQ(ORNCParamSetIntegerValue(width, 256), ORNC_OK);
+        int value = 0;
+        EXPECT_EQ(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
+        EXPECT_EQ(value, 256);
+        EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
+        ORNCDestroy(&ornc);
+    }
+
+    orntest::ScopedEnv hosts_{"ORNC_LOOPBACK_HOSTS", "127.0.70.11-127.0.70.12"};
+    orntest::TempWorkDir workdir_;
+    std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors_;
+    orntest::SystemScope system_;
+    const ornc_device_t* first_ = nullptr;
+    const ornc_device_t* second_ = nullptr;
+};
+
+TEST_F(SilentSensor, SilentBeforeConnectFailsLoggedAndBoundedThenBothSensorsWork) {
+    first_sensor().set_faults(silent_after(0.0));
+    orntest::LogCapture log;
+    ornc_t ornc{nullptr};
+    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+    hostile::Stopwatch watch;
+    EXPECT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_ERR_DEVICE_CONNECT_FAILED);
+    EXPECT_LT(watch.seconds(), kCallBoundSeconds);
+    EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
+    EXPECT_LE(ORNCDisconnect(&ornc), 0);
+    ORNCDestroy(&ornc);
+
+    ASSERT_NO_FATAL_FAILURE(expect_works(second_));
+    first_sensor().set_faults(ornsim::FaultSwitches{});
+    ASSERT_NO_FATAL_FAILURE(expect_works(first_));
+}
+
+TEST_F(SilentSensor, SilenceWhileTheDescriptionIsReadFailsTheConnect) {
+    // Slow acks stretch the connect over a second or more; the sensor goes
+    // quiet a quarter of a second in, while the description file is read.
+    first_sensor().set_faults(silent_after(0.25, 10));
+    orntest::LogCapture log;
+    ornc_t ornc{nullptr};
+    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+    hostile::Stopwatch watch;
+    EXPECT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_ERR_DEVICE_CONNECT_FAILED);
+    EXPECT_LT(watch.seconds(), kCallBoundSeconds);
+    EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
+    ORNCDisconnect(&ornc);
+    ORNCDestroy(&ornc);
+
+    first_sensor().set_faults(ornsim::FaultSwitches{});
+    ASSERT_NO_FATAL_FAILURE(expect_works(first_));
+}
+
+TEST_F(SilentSensor, SlowAcknowledgesStillConnectAndWrite) {
+    first_sensor().set_faults(silent_after(-1.0, 40));
+    ASSERT_NO_FATAL_FAILURE(expect_works(first_));
+}
+
+TEST_F(SilentSensor, SilenceUnderAConnectedHandleFailsWritesAndDisconnectStaysBounded) {
+    ornc_t ornc{nullptr};
+    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_OK);
+    ornc_param_t* width = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width");
+    ASSERT_NE(width, nullptr);
+    first_sensor().set_faults(silent_after(0.0));
+
+    hostile::Stopwatch write_watch;
+    EXPECT_NE(ORNCParamSetIntegerValue(width, 128), ORNC_OK);
+    EXPECT_LT(write_watch.seconds(), kCallBoundSeconds);
+    int value = 0;
+    EXPECT_NE(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
+
+    hostile::Stopwatch disconnect_watch;
+    ORNCDisconnect(&ornc);
+    EXPECT_LT(disconnect_watch.seconds(), kCallBoundSeconds);
+    std::printf("silent sensor: write failed after %.1f s, disconnect took %.1f s\n", write_watch.seconds(),
+                disconnect_watch.seconds());
+    ORNCDestroy(&ornc);
+
+    ASSERT_NO_FATAL_FAILURE(expect_works(second_));
+    first_sensor().set_faults(ornsim::FaultSwitches{});
+    ASSERT_NO_FATAL_FAILURE(expect_works(first_));
+}
+
+TEST_F(SilentSensor, SilentConnectsLeaveNoThreadOrDescriptorBehind) {
+    auto round = [this] {
+        first_sensor().set_faults(silent_after(0.0));
+        ornc_t ornc{nullptr};
+        ORNCInit(&ornc);
+        EXPECT_NE(ORNCConnectByDevice(&ornc, first_), ORNC_OK);
+        ORNCDisconnect(&ornc);
+        ORNCDestroy(&ornc);
+        first_sensor().set_faults(ornsim::FaultSwitches{});
+        expect_works(first_);
+    };
+    round();
+    const int threads = hostile::thread_count();
+    const int descriptors = hostile::descriptor_count();
+    round();
+    round();
+    EXPECT_EQ(hostile::thread_count(), threads);
+    EXPECT_EQ(hostile::descriptor_count(), descriptors);
+}
+
+}  // namespace
