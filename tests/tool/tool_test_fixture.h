@@ -44,10 +44,12 @@ protected:
         return *sensors_.back();
     }
 
+    // Discovery asks every host of the block that a test in this folder
+    // starts a sensor on (1 to 24).
     ToolResult tool(const std::vector<std::string>& args, double timeout_s = 60.0) {
         return run_program(ORNC_TOOL_PATH, args,
                            {{"ORNC_INTERFACES", "lo"},
-                            {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(16)},
+                            {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(24)},
                             {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}},
                            timeout_s);
     }
