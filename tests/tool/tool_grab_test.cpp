@@ -240,8 +240,12 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("parameter  EventNotification = On"), std::string::npos) << r.out;
     std::smatch m;
-    ASSERT_TRUE(std::regex_search(r.out, m, std::regex("event  timestamp \\d+  EventFrameEndFrameID=(\\d+)"))) << r.out;
-    EXPECT_GE(std::stol(m[1]), 1);
+    // Each event line carries its data features, read back from the event.
+    ASSERT_TRUE(std::regex_search(
+        r.out, m, std::regex("event  timestamp (\\d+)  EventFrameEndTimestamp=(\\d+)  EventFrameEndFrameID=(\\d+)")))
+        << r.out;
+    EXPECT_EQ(m[1], m[2]) << "the data feature holds the event's own timestamp";
+    EXPECT_GE(std::stol(m[3]), 1);
     ASSERT_TRUE(std::regex_search(r.out, m, std::regex("(\\d+) events in"))) << r.out;
     EXPECT_GE(std::stol(m[1]), 3);
     // The notification was switched off again at the end.

@@ -78,6 +78,24 @@ ornc_status_t enum_entry_name(const ornc_param_t* param, int value, std::string*
     return ORNC_OK;
 }
 
+// The text form has no view of an integer node whose range is wider than
+// 32 bits (event data such as frame ids and timestamps span 64 bits), yet
+// its current value often fits one of the 32-bit reads. `failed` is what the
+// text form said, kept when neither read can show the value.
+ornc_status_t wide_integer_text(const ornc_param_t* param, std::string* text, ornc_status_t failed) {
+    int value = 0;
+    if (ORNCParamGetIntegerValue(param, &value) == ORNC_OK) {
+        *text = std::to_string(value);
+        return ORNC_OK;
+    }
+    unsigned int unsigned_value = 0;
+    if (ORNCParamGetUIntegerValue(param, &unsigned_value) == ORNC_OK) {
+        *text = std::to_string(unsigned_value);
+        return ORNC_OK;
+    }
+    return failed;
+}
+
 }  // namespace
 
 ornc_status_t param_value_text(const ornc_param_t* param, bool numeric, std::string* text) {
@@ -96,6 +114,7 @@ ornc_status_t param_value_text(const ornc_param_t* param, bool numeric, std::str
         const ornc_status_t status = ORNCParamGetValue(param, buffer.data(), buffer.size());
         if (status == ORNC_ERR_STRING_TOO_LONG) continue;
         if (status == ORNC_OK) *text = buffer.data();
+        if (status == ORNC_ERROR) return wide_integer_text(param, text, status);
         return status;
     }
     return ORNC_ERR_STRING_TOO_LONG;
