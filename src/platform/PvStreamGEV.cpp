@@ -26,8 +26,17 @@ constexpr guint kFrameRetentionUs = 1000000;
 // sends puts every packet after the first at the wrong offset. The packet
 // size is therefore negotiated before the stream is created; negotiating
 // again later on the same link finds the same size. Node map lock held.
+//
+// The receiver is a UDP socket, never Aravis's packet socket (its choice
+// when it runs as root): a packet socket sees every datagram on the
+// adapter until its port filter is attached, and it is opened again each
+// time buffers are aborted. Control traffic and other sensors' streams
+// that slip in during that window count as frames with foreign ids, and
+// the device's next real frames are then discarded as late. The kernel
+// hands a UDP socket only what is addressed to its port.
 ArvStream* create_stream_at_negotiated_size(ArvDevice* device, GError** error) {
     if (ARV_IS_GV_DEVICE(device)) {
+        arv_gv_device_set_stream_options(ARV_GV_DEVICE(device), ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         GError* negotiation = nullptr;
         arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), &negotiation);
         g_clear_error(&negotiation);  // the size set before stays

@@ -29,7 +29,6 @@
 namespace {
 
 using stream_test::describe;
-using stream_test::Receiver;
 using stream_test::Rig;
 
 constexpr uint16_t kFrameEndEventId = 0x9001;
@@ -193,7 +192,7 @@ TEST(PlatformEvents, FrameEndEventsCarryTheFrameIdAndTimestampInTheirFeatures) {
     EXPECT_NE(read_register(rig, gvcp::REG_MCP) & gvcp::MCP_PORT_MASK, 0u) << "the message channel is pointed at us";
     enable_frame_end_events(rig);
     rig.configure_single("Intensity", "Mono8");
-    rig.open_stream(Receiver::kDefault, 4);
+    rig.open_stream(4);
     rig.start();
     ASSERT_TRUE(sink.wait_events(5, std::chrono::seconds(5)));
     rig.stop();
@@ -300,7 +299,7 @@ TEST(PlatformEvents, HostileDatagramsAreDroppedAndResendsAcknowledgedOnce) {
     // The sensor's own events still flow.
     enable_frame_end_events(rig);
     rig.configure_single("Intensity", "Mono8");
-    rig.open_stream(Receiver::kDefault, 4);
+    rig.open_stream(4);
     rig.start();
     EXPECT_TRUE(sink.wait_events(5, std::chrono::seconds(5)));
     rig.stop();

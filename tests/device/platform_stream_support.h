@@ -28,8 +28,6 @@
 
 namespace stream_test {
 
-enum class Receiver { kDefault, kUdpSocket };
-
 inline std::string describe(const PvResult& result) {
     return std::string(result.GetCodeString().GetAscii()) + ": " + result.GetDescription().GetAscii();
 }
@@ -136,13 +134,9 @@ public:
         set_enum("PixelFormat", pixel_format);
     }
 
-    // Opens the stream (forcing Aravis's UDP receiver when asked) and
-    // queues `count` buffers of `size` bytes (0: the payload size).
-    void open_stream(Receiver receiver, size_t count, uint32_t size = 0) {
-        if (receiver == Receiver::kUdpSocket) {
-            arv_gv_device_set_stream_options(ARV_GV_DEVICE(device_->GetArvDevice()),
-                                             ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
-        }
+    // Opens the stream and queues `count` buffers of `size` bytes (0: the
+    // payload size).
+    void open_stream(size_t count, uint32_t size = 0) {
         PvResult result;
         stream_.reset(PvStream::CreateAndOpen(PvString(sensor_->current_address().c_str()), &result));
         ASSERT_NE(stream_, nullptr) << describe(result);
