@@ -682,6 +682,8 @@ bool run_aravis(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& s
             return aravis_failed("PayloadSize", error);
         }
         result->frame_bytes = static_cast<uint64_t>(payload);
+        // The same receiver as the library's: a UDP socket, also as root.
+        arv_gv_device_set_stream_options(ARV_GV_DEVICE(device), ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         GError* negotiation = nullptr;
         arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), &negotiation);
         g_clear_error(&negotiation);  // the size set before stays, as in the library
