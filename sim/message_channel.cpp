@@ -1,12 +1,16 @@
 #include "message_channel.h"
 
+#include <algorithm>
 #include <chrono>
 
+#include "device_registers.h"
 #include "platform/gvcp/gvcp_protocol.h"
 
 namespace ornsim {
 namespace {
 constexpr size_t kQueueLimit = 64;
+// Above this the flood would only measure how fast acknowledges come back.
+constexpr double kMaxFloodPerS = 100000.0;
 }
 
 MessageChannel::MessageChannel(DeviceModel& model) : model_(model) {}
@@ -48,23 +52,74 @@ void MessageChannel::post(DeviceEvent event) {
   wake_.notify_one();
 }
 
-void MessageChannel::run() {
+void MessageChannel::set_flood_rate(double events_per_s) {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    const double rate = events_per_s > 0.0 ? std::min(events_per_s, kMaxFloodPerS) : 0.0;
+    if (rate > 0.0 && !(flood_per_s_ > 0.0)) next_flood_ = std::chrono::steady_clock::now();
+    flood_per_s_ = rate;
+  }
+  wake_.notify_all();
+}
+
+bool MessageChannel::next_event(DeviceEvent* event, bool* flood) {
+  std::unique_lock<std::mutex> lock(mutex_);
   for (;;) {
-    DeviceEvent event;
-    {
-      std::unique_lock<std::mutex> lock(mutex_);
-      wake_.wait(lock, [this] { return stopping_ || !queue_.empty(); });
-      if (stopping_) return;
-      event = std::move(queue_.front());
+    if (stopping_) return false;
+    if (!queue_.empty()) {
+      *event = std::move(queue_.front());
       queue_.pop_front();
+      *flood = false;
+      return true;
     }
-    MessageRegisters target = model_.message_channel();
-    if (target.dest_port == 0 || target.dest_ip == 0 || silenced_) continue;
-    deliver(event, target, model_.stream().extended_ids);
+    if (!(flood_per_s_ > 0.0)) {
+      wake_.wait(lock);
+      continue;
+    }
+    const auto now = std::chrono::steady_clock::now();
+    if (now < next_flood_) {
+      wake_.wait_until(lock, next_flood_);
+      continue;
+    }
+    // Behind schedule (slow acknowledges), the next one is simply due now:
+    // missed events are not sent later in a burst.
+    const auto period = std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+        std::chrono::duration<double>(1.0 / flood_per_s_));
+    next_flood_ = std::max(next_flood_ + period, now);
+    *flood = true;
+    return true;
   }
 }
 
-bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids) {
+// Shaped like the FrameEnd event of a frame, so that a host decodes it the
+// same way, but for block 0: no frame has that id.
+DeviceEvent MessageChannel::flood_event() const {
+  DeviceEvent event;
+  event.event_id = reg::kEventIdFrameEnd;
+  event.block_id = 0;
+  event.timestamp = model_.timestamp_now();
+  event.data.resize(reg::kEventFrameEndDataSize);
+  gvcp::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, event.block_id);
+  gvcp::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, event.timestamp);
+  return event;
+}
+
+void MessageChannel::run() {
+  for (;;) {
+    DeviceEvent event;
+    bool flood = false;
+    if (!next_event(&event, &flood)) return;
+    MessageRegisters target = model_.message_channel();
+    if (target.dest_port == 0 || target.dest_ip == 0 || silenced_) continue;
+    if (flood) event = flood_event();
+    bool went_out = false;
+    deliver(event, target, model_.stream().extended_ids, &went_out);
+    if (flood && went_out) ++events_flooded_;
+  }
+}
+
+bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids,
+                             bool* went_out) {
   const size_t header = extended_ids ? gvcp::kEventExtendedHeaderSize : gvcp::kEventLegacyHeaderSize;
   std::vector<uint8_t> packet(gvcp::kHeaderSize + header + event.data.size(), 0);
   uint16_t req_id = next_req_id_;
@@ -96,6 +151,7 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& t
     }
     if (!socket_.send_to(packet.data(), packet.size(), target.dest_ip, target.dest_port)) return false;
     ++events_sent_;
+    *went_out = true;
     auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
     for (;;) {
       auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());

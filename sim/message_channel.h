@@ -3,11 +3,19 @@
 // until the host acknowledges it. Events are queued and sent by the
 // channel's own thread, so a host that never answers does not slow frames.
 //
+// The event-flood fault adds FrameEnd-shaped events that belong to no frame
+// (block id 0), offered at a fixed rate whenever no queued event waits. They
+// follow the same rules as every other event: one command in flight at a
+// time, acknowledge required, MCTT/MCRC retries; so a slow host lowers the
+// rate actually sent, and a rate the channel cannot keep is not made up
+// later.
+//
 // Thread-safe. Owns its socket and thread; close() joins the thread.
 #ifndef ORNSIM_MESSAGE_CHANNEL_H
 #define ORNSIM_MESSAGE_CHANNEL_H
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
@@ -43,13 +51,22 @@ class MessageChannel {
   void post(DeviceEvent event);
   // While silenced nothing is sent (the silent fault).
   void set_silenced(bool silenced) { silenced_ = silenced; }
+  // Extra events per second (the event-flood fault); 0 switches it off.
+  void set_flood_rate(double events_per_s);
 
   uint64_t events_sent() const { return events_sent_; }
   uint64_t events_acknowledged() const { return events_acked_; }
+  // Flood events that went out at least once (retries not counted again).
+  uint64_t events_flooded() const { return events_flooded_; }
 
  private:
   void run();
-  bool deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids);
+  // Waits for the next thing to send: a queued event first, else a flood
+  // event when one is due. False when the channel is stopping.
+  bool next_event(DeviceEvent* event, bool* flood);
+  DeviceEvent flood_event() const;
+  // True when the host acknowledged; *went_out tells whether any send left.
+  bool deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids, bool* went_out);
 
   DeviceModel& model_;
   UdpSocket socket_;
@@ -59,8 +76,10 @@ class MessageChannel {
   std::condition_variable wake_;
   std::deque<DeviceEvent> queue_;
   bool stopping_ = false;
+  double flood_per_s_ = 0.0;                               // guarded by mutex_
+  std::chrono::steady_clock::time_point next_flood_{};     // guarded by mutex_
   std::atomic<bool> silenced_{false};
-  std::atomic<uint64_t> events_sent_{0}, events_acked_{0};
+  std::atomic<uint64_t> events_sent_{0}, events_acked_{0}, events_flooded_{0};
   uint16_t next_req_id_ = 1;
 };
 

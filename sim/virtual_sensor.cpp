@@ -273,6 +273,7 @@ void VirtualSensor::Impl::configure_stream() {
   {
     std::lock_guard<std::mutex> lock(faults_mutex_);
     settings.loss_ratio = faults_.stream_loss_ratio;
+    settings.cut_frame_every = faults_.cut_frame_every;
   }
   std::shared_lock<std::shared_mutex> lock(stream_mutex_);
   if (sender_) sender_->configure(settings);
@@ -342,6 +343,7 @@ void VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
     model_->set_refused_register(refuse ? address : 0, refuse ? length : 0);
     configure_stream();
   }
+  if (message_) message_->set_flood_rate(faults.event_flood_per_s);
 }
 
 SensorCounters VirtualSensor::Impl::counters() const {
@@ -357,9 +359,13 @@ SensorCounters VirtualSensor::Impl::counters() const {
       c.packets_dropped = s.packets_dropped;
       c.resend_requests = s.resend_requests;
       c.packets_resent = s.packets_resent;
+      c.frames_cut = s.frames_cut;
     }
   }
-  if (message_) c.events_sent = message_->events_sent();
+  if (message_) {
+    c.events_sent = message_->events_sent();
+    c.events_flooded = message_->events_flooded();
+  }
   return c;
 }
 

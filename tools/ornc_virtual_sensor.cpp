@@ -35,6 +35,10 @@ void usage(FILE* out) {
       "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
       "  --silent-after SEC    stop answering anything after SEC seconds\n"
       "  --ack-delay MS        delay every control acknowledge by MS milliseconds\n"
+      "  --cut-frame-every N   send only the leader and first half of every Nth frame (no trailer,\n"
+      "                        no resends for it); 0 = off\n"
+      "  --event-flood PER_S   send that many extra FrameEnd-shaped events (block id 0) per second\n"
+      "                        on the message channel, acknowledged and retried like the others; 0 = off\n"
       "  --help                show this help\n",
       out);
 }
@@ -89,6 +93,8 @@ int main(int argc, char** argv) {
     else if (arg == "--refuse-writes") faults.refuse_writes_feature = value;
     else if (arg == "--silent-after") ok = parse_double(value, &faults.silent_after_s) && faults.silent_after_s >= 0.0;
     else if (arg == "--ack-delay") ok = parse_unsigned(value, &count) && count <= 60000 && ((faults.ack_delay_ms = static_cast<uint32_t>(count)), true);
+    else if (arg == "--cut-frame-every") ok = parse_unsigned(value, &count) && count <= 1000000 && ((faults.cut_frame_every = static_cast<uint32_t>(count)), true);
+    else if (arg == "--event-flood") ok = parse_double(value, &faults.event_flood_per_s) && faults.event_flood_per_s >= 0.0 && faults.event_flood_per_s <= 100000.0;
     else {
       std::fprintf(stderr, "ornc-virtual-sensor: unknown option %s (see --help)\n", arg.c_str());
       return 2;
@@ -125,5 +131,8 @@ int main(int argc, char** argv) {
   std::printf("ornc-virtual-sensor: stopped (%s); %llu commands, %llu frames, %llu events\n",
               received == SIGINT ? "SIGINT" : "SIGTERM", static_cast<unsigned long long>(c.gvcp_commands),
               static_cast<unsigned long long>(c.frames_sent), static_cast<unsigned long long>(c.events_sent));
+  if (faults.cut_frame_every > 0 || faults.event_flood_per_s > 0.0)
+    std::printf("ornc-virtual-sensor: %llu frames cut, %llu flood events\n", static_cast<unsigned long long>(c.frames_cut),
+                static_cast<unsigned long long>(c.events_flooded));
   return 0;
 }

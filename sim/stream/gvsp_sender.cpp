@@ -182,9 +182,15 @@ class GvspSender::Impl {
     std::string error;
     std::shared_ptr<const GvspBlock> block = GvspBlock::build(std::move(frame), s, &error);
     if (!block) return reject(error);
+    // A cut frame ends after the first half of its payload: no trailer, and
+    // no copy for resends, so the receiver's requests for the rest find
+    // nothing and the frame can never complete.
+    const bool cut = cut_this_frame();
+    const uint32_t payload_packets = block->packet_count() > 2 ? block->packet_count() - 2 : 0;
+    const uint32_t packets_to_send = cut ? 1 + payload_packets / 2 : block->packet_count();
     // Stored before the first packet leaves, so that a resend request racing
     // with the frame already finds it.
-    store.add(block, s.resend_frames);
+    if (!cut) store.add(block, s.resend_frames);
 
     const sockaddr_in dest = make_address(s.dest_ip, s.dest_port);
     uint64_t delay_ns = 0;
@@ -197,7 +203,7 @@ class GvspSender::Impl {
     LinkPacer pacer(s.link_speed_bps, s.packet_size);
     uint64_t next_send = monotonic_ns();
     uint64_t sent = 0, dropped = 0;
-    for (uint32_t id = 0; id < block->packet_count(); ++id) {
+    for (uint32_t id = 0; id < packets_to_send; ++id) {
       if (block->is_payload_packet(id) && drop_this_packet(s.loss_ratio)) {
         ++dropped;
         continue;
@@ -216,9 +222,17 @@ class GvspSender::Impl {
     packets_sent += sent;
     packets_dropped += dropped;
     ++frames_sent;
+    if (cut) ++frames_cut;
     std::lock_guard<std::mutex> lock(error_mutex);
     last_error.clear();
     return true;
+  }
+
+  // Counts this frame toward the cut fault; true when it is the one to cut.
+  bool cut_this_frame() {
+    std::lock_guard<std::mutex> lock(settings_mutex);
+    if (settings.cut_frame_every == 0) return false;
+    return ++frames_toward_cut % settings.cut_frame_every == 0;
   }
 
   StreamSettings current_settings() const {
@@ -234,6 +248,7 @@ class GvspSender::Impl {
 
   mutable std::mutex settings_mutex;
   StreamSettings settings;
+  uint64_t frames_toward_cut = 0;  // frames since cut_frame_every last changed
 
   ResendStore store;
 
@@ -244,7 +259,7 @@ class GvspSender::Impl {
   std::string last_error;
 
   std::atomic<uint64_t> frames_sent{0}, packets_sent{0}, packets_dropped{0}, resend_requests{0}, packets_resent{0},
-      frames_rejected{0}, resend_unknown_block{0}, send_errors{0};
+      frames_rejected{0}, resend_unknown_block{0}, send_errors{0}, frames_cut{0};
 };
 
 GvspSender::GvspSender(uint32_t source_ip) : impl_(new Impl(source_ip)) {}
@@ -296,6 +311,9 @@ uint16_t GvspSender::source_port() const {
 
 void GvspSender::configure(const StreamSettings& settings) {
   std::lock_guard<std::mutex> lock(impl_->settings_mutex);
+  // The count toward the next cut starts again when the fault changes, so
+  // that "every Nth frame" counts from the moment it was set.
+  if (settings.cut_frame_every != impl_->settings.cut_frame_every) impl_->frames_toward_cut = 0;
   impl_->settings = settings;
 }
 
@@ -356,6 +374,7 @@ StreamCounters GvspSender::counters() const {
   c.frames_rejected = impl_->frames_rejected;
   c.resend_unknown_block = impl_->resend_unknown_block;
   c.send_errors = impl_->send_errors;
+  c.frames_cut = impl_->frames_cut;
   return c;
 }
 

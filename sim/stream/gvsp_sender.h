@@ -34,7 +34,7 @@ struct GvspFrame { uint64_t block_id; uint64_t timestamp; bool multipart; std::v
 
 struct StreamSettings { uint32_t dest_ip = 0; uint16_t dest_port = 0; uint32_t packet_size = 1500; uint32_t packet_delay_ticks = 0;
                         uint64_t tick_frequency = 1000000000; bool extended_ids = true; double loss_ratio = 0.0; size_t resend_frames = 8;
-                        uint64_t link_speed_bps = 1000000000; };
+                        uint64_t link_speed_bps = 1000000000; uint32_t cut_frame_every = 0; };
 // dest_ip: host byte order; 0 (or dest_port 0) means "no destination", frames are not sent.
 // packet_size: whole IP datagram (IP 20 + UDP 8 + GVSP header + data), as in the SCPS register.
 // packet_delay_ticks / tick_frequency: gap between two packets of a block.
@@ -42,12 +42,16 @@ struct StreamSettings { uint32_t dest_ip = 0; uint16_t dest_port = 0; uint32_t p
 // link_speed_bps: the wire rate the sender emulates (datagram bytes incl. IP/UDP headers); 0 sends as fast as
 //   the socket takes them. A real link paces packets; receivers size their socket buffers for that, and an
 //   unpaced burst on loopback overflows them.
+// cut_frame_every: 0 sends every frame whole; N > 0 cuts every Nth frame counted from the moment the value
+//   was set: its leader and the first half of its payload packets go out, nothing after them (no trailer),
+//   and the frame is not kept for resends, so a receiver can never complete it.
 
 struct StreamCounters {
   uint64_t frames_sent = 0, packets_sent = 0, packets_dropped = 0, resend_requests = 0, packets_resent = 0;
   uint64_t frames_rejected = 0;       // send_frame refused the frame (bad layout, no destination, socket closed)
   uint64_t resend_unknown_block = 0;  // resend requests for blocks no longer (or never) stored
   uint64_t send_errors = 0;           // datagrams the kernel refused
+  uint64_t frames_cut = 0;            // frames sent without their second half and trailer (also in frames_sent)
 };
 
 class GvspSender {

@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstring>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 
@@ -311,6 +312,143 @@ TEST_F(Acquisition, PacketResendRecoversPacketsLostOnFirstSend) {
   EXPECT_EQ(c.resend_requests, missing.size());
   EXPECT_GE(c.packets_resent, missing.size());
   EXPECT_GT(c.packets_dropped, 0u);
+}
+
+TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
+  ornsim::FaultSwitches faults;
+  faults.cut_frame_every = 3;
+  sensor_->set_faults(faults);
+  set_frame_rate(50.0);
+  constexpr size_t kFrames = 7;
+  ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame},
+                                      {reg::AcquisitionFrameCount, kFrames}}).status,
+            gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  ASSERT_TRUE(receiver_.pump([&] { return receiver_.blocks().size() == kFrames && receiver_.blocks().rbegin()->second.complete(); }));
+  receiver_.drain(milliseconds(300));
+  ASSERT_EQ(receiver_.blocks().size(), kFrames);
+
+  // Frames 3 and 6 counted from the switch: leader and the first half of the
+  // payload packets, in order, and nothing after them.
+  const stream_test::CollectedBlock& whole = receiver_.blocks().begin()->second;
+  ASSERT_TRUE(whole.complete());
+  const uint32_t payload_packets = whole.trailer->packet_id - 1;
+  ASSERT_GE(payload_packets, 4u);
+  std::vector<uint64_t> cut_ids;
+  for (auto& entry : receiver_.blocks()) {
+    const stream_test::CollectedBlock& block = entry.second;
+    const bool cut = (entry.first - receiver_.blocks().begin()->first + 1) % 3 == 0;
+    ASSERT_TRUE(block.leader.has_value()) << entry.first;
+    if (!cut) {
+      EXPECT_TRUE(block.complete()) << entry.first;
+      continue;
+    }
+    cut_ids.push_back(entry.first);
+    EXPECT_FALSE(block.trailer.has_value()) << entry.first;
+    ASSERT_EQ(block.payload.size(), payload_packets / 2) << entry.first;
+    EXPECT_EQ(block.payload.begin()->first, 1u);
+    EXPECT_EQ(block.payload.rbegin()->first, payload_packets / 2);
+  }
+  ASSERT_EQ(cut_ids.size(), 2u);
+
+  // A request for the rest of a cut frame is heard and answered with nothing.
+  const uint64_t cut_id = cut_ids[0];
+  std::vector<uint8_t> request(gvcp::kResendExtendedPayloadSize, 0);
+  gvcp::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
+  gvcp::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
+  gvcp::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, cut_id);
+  client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, request, 1, gvcp::kFlagExtendedIds));
+  receiver_.drain(milliseconds(300));
+  EXPECT_EQ(receiver_.blocks()[cut_id].payload.size(), payload_packets / 2);
+  EXPECT_FALSE(receiver_.blocks()[cut_id].trailer.has_value());
+  ornsim::SensorCounters c = sensor_->counters();
+  EXPECT_EQ(c.frames_sent, kFrames);
+  EXPECT_EQ(c.frames_cut, 2u);
+  EXPECT_EQ(c.resend_requests, 1u);
+  EXPECT_EQ(c.packets_resent, 0u);
+
+  // Cleared, the next frames go out whole.
+  sensor_->set_faults(ornsim::FaultSwitches{});
+  receiver_.blocks().clear();
+  ASSERT_EQ(client_->write_register(reg::AcquisitionFrameCount, 3), gvcp::STATUS_SUCCESS);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  EXPECT_TRUE(wait_blocks(3));
+  receiver_.drain(milliseconds(200));
+  EXPECT_EQ(complete_blocks(), 3u);
+  EXPECT_EQ(sensor_->counters().frames_cut, 2u);
+}
+
+TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEvents) {
+  UdpEndpoint host;
+  ASSERT_EQ(client_->write_registers({{gvcp::REG_MCDA, ipv4("127.0.0.1")}, {gvcp::REG_MCP, host.port()},
+                                      {gvcp::REG_MCTT, 100}, {gvcp::REG_MCRC, 2},
+                                      {reg::EventSelector, reg::kEventFrameEnd}, {reg::EventNotification, 1}}).status,
+            gvcp::STATUS_SUCCESS);
+  std::set<uint16_t> flood_ids;     // request ids of flood events seen
+  std::set<uint64_t> frame_events;  // block ids of the frames' own events
+  // Takes events for `ms`, acknowledging each at once; returns how many arrived.
+  auto serve = [&](int ms) {
+    int received = 0;
+    const auto until = std::chrono::steady_clock::now() + milliseconds(ms);
+    while (std::chrono::steady_clock::now() < until) {
+      uint32_t ip = 0;
+      uint16_t port = 0;
+      std::vector<uint8_t> d = host.receive(20, &ip, &port);
+      receiver_.drain(milliseconds(0));
+      EventPacket e;
+      if (d.empty() || !parse_event(d, &e)) continue;
+      ++received;
+      EXPECT_EQ(ip, ip_);
+      EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
+      EXPECT_EQ(e.data_frame_id, e.block_id);
+      EXPECT_EQ(e.data_timestamp, e.timestamp);
+      if (e.block_id == 0) {
+        flood_ids.insert(e.req_id);
+      } else {
+        frame_events.insert(e.block_id);
+      }
+      std::vector<uint8_t> ack(8, 0);
+      gvcp::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
+      gvcp::store_be16(ack.data() + 6, e.req_id);
+      host.send(ack, ip, port);
+    }
+    return received;
+  };
+
+  constexpr double kFloodPerS = 200.0;
+  ornsim::FaultSwitches faults;
+  faults.event_flood_per_s = kFloodPerS;
+  sensor_->set_faults(faults);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+  serve(1000);
+  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+  // Some 200 in the second; a loaded machine may keep fewer, never more.
+  EXPECT_GE(flood_ids.size(), static_cast<size_t>(kFloodPerS / 4));
+  EXPECT_LE(flood_ids.size(), static_cast<size_t>(kFloodPerS * 1.1) + 1);
+  // The frames' own events still come through between them.
+  EXPECT_GE(frame_events.size(), 5u);
+  serve(200);  // the last frame's event is answered too
+
+  // Unacknowledged, a flood event is retried MCRC times, MCTT apart, and
+  // nothing else is sent while it is in flight.
+  std::vector<EventPacket> copies;
+  for (int i = 0; i < 4; ++i) {
+    std::vector<uint8_t> d = host.receive(400);
+    EventPacket e;
+    if (d.empty() || !parse_event(d, &e)) break;
+    if (!copies.empty() && e.req_id != copies[0].req_id) break;
+    copies.push_back(e);
+  }
+  ASSERT_EQ(copies.size(), 3u);
+  EXPECT_EQ(copies[0].block_id, 0u);
+  flood_ids.insert(copies[0].req_id);
+
+  // Switched off, the channel falls quiet; its count is what the host saw.
+  sensor_->set_faults(ornsim::FaultSwitches{});
+  for (int round = 0; round < 20 && serve(400) > 0; ++round) {
+  }
+  EXPECT_TRUE(host.receive(400).empty());
+  EXPECT_EQ(sensor_->counters().events_flooded, flood_ids.size());
 }
 
 TEST_F(Acquisition, LosingTheControllerStopsTheStream) {

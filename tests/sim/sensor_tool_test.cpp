@@ -35,7 +35,8 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
   CommandResult help = run(kSensor + " --help");
   EXPECT_EQ(help.status, 0);
   for (const char* option : {"--address", "--serial", "--model", "--vendor", "--mac", "--genicam", "--width",
-                             "--height", "--fps", "--loss", "--refuse-writes", "--silent-after", "--ack-delay"})
+                             "--height", "--fps", "--loss", "--refuse-writes", "--silent-after", "--ack-delay",
+                             "--cut-frame-every", "--event-flood"})
     EXPECT_NE(help.output.find(option), std::string::npos) << option;
 
   CommandResult unknown = run(kSensor + " --bogus 1");
@@ -46,6 +47,11 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
   CommandResult bad_value = run(kSensor + " --loss 2");
   EXPECT_EQ(bad_value.status, 2);
   EXPECT_NE(bad_value.output.find("invalid value"), std::string::npos) << bad_value.output;
+  for (const char* bad : {" --cut-frame-every -1", " --cut-frame-every x", " --event-flood -5"}) {
+    CommandResult refused = run(kSensor + bad);
+    EXPECT_EQ(refused.status, 2) << bad;
+    EXPECT_NE(refused.output.find("invalid value"), std::string::npos) << bad << ": " << refused.output;
+  }
   CommandResult bad_address = run(kSensor + " --address 300.1.1.1");
   EXPECT_EQ(bad_address.status, 1);
   EXPECT_NE(bad_address.output.find("invalid IPv4 address"), std::string::npos) << bad_address.output;

@@ -33,11 +33,15 @@ struct FaultSwitches {
   std::string refuse_writes_feature;        // GenICam feature name whose register writes get an error ack
   double silent_after_s = -1.0;             // >= 0: stop answering anything (control and stream) that many seconds after set_faults
   uint32_t ack_delay_ms = 0;                // delay every control ack
+  uint32_t cut_frame_every = 0;             // N > 0: every Nth frame from now on stops halfway (no trailer, no resend)
+  double event_flood_per_s = 0.0;           // > 0: that many extra FrameEnd-shaped events (block id 0) per second
 };
 
 struct SensorCounters {
   uint64_t gvcp_commands = 0, gvcp_errors = 0, frames_sent = 0, packets_sent = 0, packets_dropped = 0,
            resend_requests = 0, packets_resent = 0, events_sent = 0;
+  uint64_t frames_cut = 0;       // frames that stopped halfway (counted in frames_sent too)
+  uint64_t events_flooded = 0;   // flood events that went out at least once (their sends are in events_sent)
 };
 
 class VirtualSensor {
