@@ -19,6 +19,18 @@ constexpr gint kSocketBufferBytes = 8 * 1024 * 1024;
 // given up (Aravis's default, 0.1 s, is shorter than a resend round trip
 // on a loaded host).
 constexpr guint kFrameRetentionUs = 1000000;
+// Aravis closes frames in the order they started: an unfinished frame at
+// the head holds every later one, whole or not, until its retention runs
+// out, and each of them keeps a buffer. A frame the device will never
+// finish (cut short, its resends refused) would so hold a second of
+// frames; at 20 fps that is more than the camera layer's 16 buffers, and
+// Aravis then drops whole frames behind it for want of a buffer. So the
+// long retention lasts only while buffers are plentiful: once a starting
+// frame leaves fewer than kReserveBuffers free, the head gets Aravis's own
+// default retention and, silent that long, is given up (its frames behind
+// it close at once).
+constexpr gint kReserveBuffers = 4;
+constexpr guint kShortFrameRetentionUs = 100000;
 
 // Aravis reads the channel's packet size once, when the stream is
 // created, and places the data of single images by it (packet id times the
@@ -34,14 +46,15 @@ constexpr guint kFrameRetentionUs = 1000000;
 // that slip in during that window count as frames with foreign ids, and
 // the device's next real frames are then discarded as late. The kernel
 // hands a UDP socket only what is addressed to its port.
-ArvStream* create_stream_at_negotiated_size(ArvDevice* device, GError** error) {
+ArvStream* create_stream_at_negotiated_size(ArvDevice* device, ArvStreamCallback callback, void* callback_data,
+                                            GError** error) {
     if (ARV_IS_GV_DEVICE(device)) {
         arv_gv_device_set_stream_options(ARV_GV_DEVICE(device), ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
         GError* negotiation = nullptr;
         arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), &negotiation);
         g_clear_error(&negotiation);  // the size set before stays
     }
-    return arv_device_create_stream(device, nullptr, nullptr, error);
+    return arv_device_create_stream(device, callback, callback_data, error);
 }
 
 void tune_receiver(ArvStream* stream) {
@@ -50,6 +63,38 @@ void tune_receiver(ArvStream* stream) {
 }
 
 }  // namespace
+
+// Chooses the frame retention each time the receiver starts a frame (on
+// Aravis's receiving thread, the only one that touches it after Watch).
+class PvStreamGEV::RetentionGuard {
+public:
+    // Set once the stream exists, before any buffer is queued: no frame
+    // starts before that.
+    void Watch(ArvStream* stream) { stream_ = stream; }
+
+    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* /*buffer*/) {
+        if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER && data != nullptr) {
+            static_cast<RetentionGuard*>(data)->FrameStarted();
+        }
+    }
+
+private:
+    void FrameStarted() {
+        if (stream_ == nullptr) {
+            return;
+        }
+        gint free_buffers = 0;
+        arv_stream_get_n_buffers(stream_, &free_buffers, nullptr);
+        const guint retention = free_buffers < kReserveBuffers ? kShortFrameRetentionUs : kFrameRetentionUs;
+        if (retention != retention_us_) {
+            g_object_set(stream_, "frame-retention", retention, nullptr);
+            retention_us_ = retention;
+        }
+    }
+
+    ArvStream* stream_ = nullptr;
+    guint retention_us_ = kFrameRetentionUs;  // as tune_receiver sets it
+};
 
 PvStreamGEV::~PvStreamGEV() {
     if (IsOpen()) {
@@ -75,11 +120,15 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     std::shared_ptr<std::mutex> device_lock = device->GetParameters()->GetSharedLock();
     ArvStream* stream = nullptr;
     GError* error = nullptr;
+    // The receiving thread calls it from the stream's creation on: every
+    // path below releases the stream before the guard.
+    std::unique_ptr<RetentionGuard> retention(new RetentionGuard);
     {
         // Opening points the device's stream channel at the new socket
         // through the device's node map.
         std::lock_guard<std::mutex> guard(*device_lock);
-        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &error);
+        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &RetentionGuard::OnStreamEvent,
+                                                  retention.get(), &error);
     }
     if (stream == nullptr || error != nullptr) {
         if (stream != nullptr) {
@@ -89,7 +138,9 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
     tune_receiver(stream);
+    retention->Watch(stream);
     PvStreamGEV* opened = new PvStreamGEV;
+    opened->retention_ = std::move(retention);
     opened->local_port_ = arv_gv_stream_get_port(ARV_GV_STREAM(stream));
     opened->local_ip_ = device->GetLocalIPAddress();
     PvResult attached = opened->Attach(stream, device_lock);

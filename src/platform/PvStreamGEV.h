@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 
 #include "platform/PvStream.h"
 
@@ -18,8 +19,14 @@ public:
     static PvStreamGEV* Open(const PvString& device_ip, PvResult* result);
 
 private:
+    // Shortens how long the receiver holds an unfinished frame when
+    // buffers run short (PvStreamGEV.cpp).
+    class RetentionGuard;
+
     PvStreamGEV() = default;
 
     uint16_t local_port_ = 0;
     PvString local_ip_;
+    // Used by the receiving thread until the stream is closed; outlives it.
+    std::unique_ptr<RetentionGuard> retention_;
 };
