@@ -1,0 +1,453 @@
+// A sensor that breaks its stream and one that floods its message channel,
+// through the public API over real UDP on loopback.
+//
+// - Frames cut mid-stream (leader and half the payload, no trailer, nothing
+//   to resend) during a continuous multipart acquisition: each comes back
+//   as one failed transfer (the vector callback gets NULL) with its log
+//   line, every whole frame is delivered with all its parts and its own
+//   content (a cut frame passed off as whole would show a stale or empty
+//   part), nothing else is lost, and the same handle acquires cleanly
+//   once the sensor stops cutting.
+// - An event flood during an acquisition with FrameEnd events on: every
+//   frame is still delivered, the event callback hears no event twice and
+//   no more than was sent, stop and disconnect return in bounded time under
+//   the flood, and the handle leaves no thread or descriptor behind.
+//
+// To count exactly, each run ends with the device's own AcquisitionStop
+// command sent through its parameter while the library keeps delivering:
+// then every frame the sensor sent is either delivered or failed, none is
+// still on its way when the library stops.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "ORNC.h"
+#include "discovery_test_support.h"
+#include "hostile_support.h"
+#include "ornsim/virtual_sensor.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// This suite's own loopback block (lock ornc_loopback_93).
+std::string address(int host) { return "127.0.93." + std::to_string(host); }
+constexpr const char* kHosts = "127.0.93.11-127.0.93.12";
+
+constexpr uint32_t kWidth = 64;
+constexpr uint32_t kHeight = 48;
+constexpr double kFramesPerSecond = 20.0;
+constexpr int kParts = 3;  // Range, Intensity, Confidence
+// An application waits this long for a call; a hang would not end.
+constexpr double kCallBoundSeconds = 10.0;
+// Long enough for the last frames, a cut one's retention included.
+constexpr auto kSettleTimeout = 15s;
+
+ornsim::SensorConfig sensor_config(int host, const std::string& serial) {
+    ornsim::SensorConfig config;
+    config.address = address(host);
+    config.serial = serial;
+    config.mac = "02:93:00:00:00:" + std::to_string(host);
+    config.width = kWidth;
+    config.height = kHeight;
+    config.fps = kFramesPerSecond;
+    return config;
+}
+
+bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
+    while (!done()) {
+        if (std::chrono::steady_clock::now() >= deadline) return false;
+        std::this_thread::sleep_for(5ms);
+    }
+    return true;
+}
+
+// "" when the vector is one whole frame of the sensor's scene; its frame
+// number (block id modulo 256, from the intensity part, whose pixel (u, v)
+// is u + 2v + 3f modulo 256) in *frame.
+std::string check_frame(const orn_image_vec_t& vec, unsigned* frame) {
+    if (vec.used != kParts) return "parts: " + std::to_string(vec.used);
+    const orn_pixel_t types[kParts] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
+    for (int i = 0; i < kParts; ++i) {
+        const orn_image_t& part = vec.image[i];
+        if (part.data == nullptr || part.type != types[i] || part.width != static_cast<int>(kWidth) ||
+            part.height != static_cast<int>(kHeight)) {
+            return "part " + std::to_string(i) + " is not the sensor's";
+        }
+    }
+    const uint8_t* intensity = static_cast<const uint8_t*>(vec.image[1].data);
+    const unsigned origin = intensity[0];
+    for (uint32_t v = 0; v < kHeight; ++v) {
+        for (uint32_t u = 0; u < kWidth; ++u) {
+            if (intensity[v * kWidth + u] != static_cast<uint8_t>(origin + u + 2 * v)) {
+                return "intensity off the scene at (" + std::to_string(u) + ", " + std::to_string(v) + ")";
+            }
+        }
+    }
+    // Confidence is 0 on the 4-pixel border and 100 or more at (5, H/2),
+    // left of every place the moving sphere and its shadow reach.
+    const uint8_t* confidence = static_cast<const uint8_t*>(vec.image[2].data);
+    if (confidence[0] != 0 || confidence[(kHeight / 2) * kWidth + 5] < 100) {
+        return "confidence off the scene";
+    }
+    *frame = (171u * origin) % 256u;  // 171 is the inverse of 3 modulo 256
+    return "";
+}
+
+// What the image-vector callback received. The records live only during
+// the callback, so each frame is checked there.
+class FrameLedger {
+public:
+    void attach(ornc_t* ornc) { ORNCSetImageVecCallback(ornc, &FrameLedger::On, this); }
+
+    int whole() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return static_cast<int>(frames_.size());
+    }
+    int failed() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return failed_;
+    }
+    std::vector<unsigned> frames() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return frames_;
+    }
+    std::vector<std::string> faults() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return faults_;
+    }
+    void clear() {
+        std::lock_guard<std::mutex> guard(lock_);
+        frames_.clear();
+        faults_.clear();
+        failed_ = 0;
+    }
+
+private:
+    static void On(orn_image_vec_t* vec, void* self) {
+        FrameLedger* ledger = static_cast<FrameLedger*>(self);
+        unsigned frame = 0;
+        const std::string fault = vec != nullptr ? check_frame(*vec, &frame) : "";
+        std::lock_guard<std::mutex> guard(ledger->lock_);
+        if (vec == nullptr) {
+            ++ledger->failed_;
+        } else if (!fault.empty()) {
+            ledger->faults_.push_back(fault);
+        } else {
+            ledger->frames_.push_back(frame);
+        }
+    }
+
+    mutable std::mutex lock_;
+    std::vector<unsigned> frames_;     // frame numbers of the whole frames, in delivery order
+    std::vector<std::string> faults_;  // vectors that were not a whole frame
+    int failed_ = 0;                   // NULL deliveries
+};
+
+// Block ids first..last that the sensor sent whole, modulo 256, when it
+// cut every `cut_every`th frame (0: none) counted from block id 1.
+std::multiset<unsigned> whole_frames(uint64_t first, uint64_t last, uint64_t cut_every) {
+    std::multiset<unsigned> frames;
+    for (uint64_t id = first; id <= last; ++id) {
+        if (cut_every == 0 || id % cut_every != 0) frames.insert(static_cast<unsigned>(id % 256));
+    }
+    return frames;
+}
+
+// A library handle connected to the sensor with `serial`; disconnected (if
+// the test did not) and destroyed at the end of the scope.
+class Handle {
+public:
+    explicit Handle(const std::string& serial) {
+        if (ORNCInit(&ornc_) == ORNC_OK) status_ = ORNCConnectBySerialNumber(&ornc_, nullptr, serial.c_str());
+    }
+    ~Handle() {
+        if (status_ == ORNC_OK) ORNCDisconnect(&ornc_);
+        ORNCDestroy(&ornc_);
+    }
+    Handle(const Handle&) = delete;
+    Handle& operator=(const Handle&) = delete;
+
+    ornc_status_t status() const { return status_; }
+    ornc_t* get() { return &ornc_; }
+    ornc_param_t* param(const char* name) { return ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc_), name); }
+    // Disconnects and returns how long it took.
+    double disconnect() {
+        hostile::Stopwatch watch;
+        EXPECT_EQ(ORNCDisconnect(&ornc_), ORNC_OK);
+        status_ = ORNC_ERROR;
+        return watch.seconds();
+    }
+
+private:
+    ornc_t ornc_{nullptr};
+    ornc_status_t status_ = ORNC_ERROR;
+};
+
+// Ends the device's stream through its AcquisitionStop command while the
+// library keeps delivering, then waits until every frame the sensor sent is
+// accounted for (delivered whole, failed, or not a frame). False when that
+// does not happen in time.
+bool stop_device_and_settle(Handle& handle, const FrameLedger& ledger, const ornsim::VirtualSensor& sensor,
+                            uint64_t frames_before) {
+    EXPECT_EQ(ORNCParamSendCommand(handle.param("AcquisitionStop")), ORNC_OK);
+    std::this_thread::sleep_for(200ms);  // a frame on its way when the command came is counted by then
+    return wait_until(
+        [&] {
+            const uint64_t sent = sensor.counters().frames_sent - frames_before;
+            const uint64_t seen = static_cast<uint64_t>(ledger.whole() + ledger.failed()) + ledger.faults().size();
+            return seen >= sent;
+        },
+        kSettleTimeout);
+}
+
+class BrokenPeer : public ::testing::Test {
+protected:
+    std::unique_ptr<ornsim::VirtualSensor> start_sensor(int host, const std::string& serial,
+                                                        const ornsim::FaultSwitches& faults) {
+        auto sensor = std::make_unique<ornsim::VirtualSensor>(sensor_config(host, serial));
+        sensor->set_faults(faults);
+        std::string error;
+        EXPECT_TRUE(sensor->start(&error)) << error;
+        return sensor;
+    }
+
+    orntest::ScopedEnv hosts_{"ORNC_LOOPBACK_HOSTS", kHosts};
+    orntest::TempWorkDir workdir_;
+};
+
+TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
+    constexpr uint64_t kCutEvery = 6;
+    ornsim::FaultSwitches cutting;
+    cutting.cut_frame_every = kCutEvery;
+    auto sensor = start_sensor(11, "CUT09311", cutting);
+    ASSERT_TRUE(sensor);
+    orntest::LogCapture log;
+    Handle handle("CUT09311");
+    ASSERT_EQ(handle.status(), ORNC_OK);
+    FrameLedger ledger;
+    ledger.attach(handle.get());
+    ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
+
+    // Continuous, about three seconds.
+    ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
+    std::this_thread::sleep_for(3s);
+    const bool settled = stop_device_and_settle(handle, ledger, *sensor, 0);
+    EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
+    const ornsim::SensorCounters cut_run = sensor->counters();
+    const int retrieve_failures = log.count_containing("ERROR: ORNC: Retrievebuffer operation");
+    std::printf("cut every %llu: frames sent %llu, cut %llu; delivered %d, failed %d, not whole %zu; "
+                "%d retrieve-failure lines; resend requests %llu, packets resent %llu\n",
+                static_cast<unsigned long long>(kCutEvery), static_cast<unsigned long long>(cut_run.frames_sent),
+                static_cast<unsigned long long>(cut_run.frames_cut), ledger.whole(), ledger.failed(),
+                ledger.faults().size(), retrieve_failures, static_cast<unsigned long long>(cut_run.resend_requests),
+                static_cast<unsigned long long>(cut_run.packets_resent));
+    EXPECT_TRUE(settled) << "frames the sensor sent were neither delivered nor failed";
+    ASSERT_GE(cut_run.frames_sent, 2 * kCutEvery) << "too few frames to prove anything";
+    EXPECT_EQ(cut_run.frames_cut, cut_run.frames_sent / kCutEvery);
+    EXPECT_EQ(ledger.faults(), std::vector<std::string>{}) << "a vector that is not a whole frame was delivered";
+    EXPECT_EQ(static_cast<uint64_t>(ledger.failed()), cut_run.frames_cut);
+    EXPECT_EQ(static_cast<uint64_t>(ledger.whole() + ledger.failed()), cut_run.frames_sent);
+    const std::vector<unsigned> delivered = ledger.frames();
+    EXPECT_EQ(std::multiset<unsigned>(delivered.begin(), delivered.end()),
+              whole_frames(1, cut_run.frames_sent, kCutEvery))
+        << "the whole frames, each once, and no cut one";
+    EXPECT_EQ(retrieve_failures, ledger.failed()) << "each failed transfer is logged once";
+
+    // The same handle, the sensor no longer cutting: every frame whole.
+    sensor->set_faults(ornsim::FaultSwitches{});
+    ledger.clear();
+    ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
+    EXPECT_TRUE(wait_until([&] { return ledger.whole() >= 20; }, 10s)) << ledger.whole() << " frames";
+    const bool settled_again = stop_device_and_settle(handle, ledger, *sensor, cut_run.frames_sent);
+    EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
+    hostile::Stopwatch stop_watch;
+    EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
+    const double stop_s = stop_watch.seconds();
+    const double disconnect_s = handle.disconnect();
+    const ornsim::SensorCounters clean_run = sensor->counters();
+    std::printf("again: frames sent %llu, delivered %d, failed %d; ORNCStop %.2f s, ORNCDisconnect %.2f s\n",
+                static_cast<unsigned long long>(clean_run.frames_sent - cut_run.frames_sent), ledger.whole(),
+                ledger.failed(), stop_s, disconnect_s);
+    EXPECT_TRUE(settled_again);
+    EXPECT_EQ(clean_run.frames_cut, cut_run.frames_cut);
+    EXPECT_EQ(ledger.failed(), 0);
+    EXPECT_EQ(ledger.faults(), std::vector<std::string>{});
+    const std::vector<unsigned> again = ledger.frames();
+    EXPECT_EQ(std::multiset<unsigned>(again.begin(), again.end()),
+              whole_frames(cut_run.frames_sent + 1, clean_run.frames_sent, 0));
+    EXPECT_EQ(log.count_containing("ERROR: ORNC: Retrievebuffer operation"), retrieve_failures);
+    EXPECT_LT(stop_s, kCallBoundSeconds);
+    EXPECT_LT(disconnect_s, kCallBoundSeconds);
+}
+
+// The event callback's view: every call, with its timestamp and the frame
+// id its data carries (0 for the flood's events, which belong to no frame).
+class EventTally {
+public:
+    static void On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {
+        int frame_id = -1;
+        for (int i = 0; i < ORNCGetParameterListCount(list); ++i) {
+            ornc_param_t* item = ORNCGetParameterListIndex(list, i);
+            char name[64] = {0};
+            ORNCParamGetName(item, name, static_cast<int>(sizeof name));
+            if (std::string(name) == "EventFrameEndFrameID") ORNCParamGetIntegerValue(item, &frame_id);
+        }
+        EventTally* tally = static_cast<EventTally*>(self);
+        std::lock_guard<std::mutex> guard(tally->lock_);
+        tally->timestamps_.push_back(timestamp);
+        if (frame_id == 0) {
+            ++tally->flood_;
+        } else if (frame_id > 0) {
+            tally->frame_ids_.push_back(frame_id);
+        } else {
+            ++tally->unreadable_;
+        }
+    }
+
+    size_t calls() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return timestamps_.size();
+    }
+    size_t flood() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return flood_;
+    }
+    size_t unreadable() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return unreadable_;
+    }
+    std::vector<int> frame_ids() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return frame_ids_;
+    }
+    // Timestamps reported more than once: an event told twice.
+    size_t repeated_timestamps() const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return timestamps_.size() - std::set<uint64_t>(timestamps_.begin(), timestamps_.end()).size();
+    }
+
+private:
+    mutable std::mutex lock_;
+    std::vector<uint64_t> timestamps_;
+    std::vector<int> frame_ids_;
+    size_t flood_ = 0;
+    size_t unreadable_ = 0;
+};
+
+TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
+    constexpr double kFloodPerSecond = 1000.0;
+    auto sensor = start_sensor(12, "FLOOD09312", ornsim::FaultSwitches{});
+    ASSERT_TRUE(sensor);
+
+    // One plain acquisition with events first: whatever the process keeps
+    // after its first connection (Aravis's and GLib's own threads) is then
+    // part of the baseline.
+    {
+        Handle warm("FLOOD09312");
+        ASSERT_EQ(warm.status(), ORNC_OK);
+        ASSERT_EQ(ORNCParamSetEnumValueByName(warm.param("EventSelector"), "FrameEnd"), ORNC_OK);
+        ASSERT_EQ(ORNCParamSetEnumValueByName(warm.param("EventNotification"), "On"), ORNC_OK);
+        FrameLedger ledger;
+        ledger.attach(warm.get());
+        EventTally tally;
+        ORNCSetEventCallback(warm.get(), &EventTally::On, &tally);
+        ASSERT_EQ(ORNCStart(warm.get()), ORNC_OK);
+        ASSERT_EQ(ORNCAcquisitionStart(warm.get()), ORNC_OK);
+        EXPECT_TRUE(wait_until([&] { return ledger.whole() >= 3 && tally.calls() >= 1; }, 10s));
+        EXPECT_EQ(ORNCAcquisitionStop(warm.get()), ORNC_OK);
+        EXPECT_EQ(ORNCStop(warm.get()), ORNC_OK);
+    }
+    const int threads = hostile::thread_count();
+    const int descriptors = hostile::descriptor_count();
+    const ornsim::SensorCounters before = sensor->counters();
+
+    // Flooding from before the connection: the events start as soon as the
+    // library points the message channel at itself.
+    ornsim::FaultSwitches flood;
+    flood.event_flood_per_s = kFloodPerSecond;
+    sensor->set_faults(flood);
+    FrameLedger ledger;
+    EventTally tally;
+    double stop_s = 0.0;
+    double disconnect_s = 0.0;
+    bool settled = false;
+    {
+        Handle handle("FLOOD09312");
+        ASSERT_EQ(handle.status(), ORNC_OK);
+        ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventSelector"), "FrameEnd"), ORNC_OK);
+        ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
+        ledger.attach(handle.get());
+        ORNCSetEventCallback(handle.get(), &EventTally::On, &tally);
+        ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
+        ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
+        std::this_thread::sleep_for(3s);
+        settled = stop_device_and_settle(handle, ledger, *sensor, before.frames_sent);
+        // The flood goes on through the stop and the disconnect.
+        hostile::Stopwatch stop_watch;
+        EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
+        EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
+        stop_s = stop_watch.seconds();
+        disconnect_s = handle.disconnect();
+    }
+    const bool released = wait_until(
+        [&] { return hostile::thread_count() == threads && hostile::descriptor_count() == descriptors; }, 5s);
+    const ornsim::SensorCounters after = sensor->counters();
+    sensor->set_faults(ornsim::FaultSwitches{});
+
+    const uint64_t frames_sent = after.frames_sent - before.frames_sent;
+    const uint64_t flooded = after.events_flooded - before.events_flooded;
+    const std::vector<int> frame_ids = tally.frame_ids();
+    std::printf("flood %.0f/s: frames sent %llu, delivered %d, failed %d; flood events sent %llu, "
+                "event callbacks %zu (flood %zu, FrameEnd %zu); stop %.2f s, disconnect %.2f s; "
+                "threads %d -> %d, descriptors %d -> %d\n",
+                kFloodPerSecond, static_cast<unsigned long long>(frames_sent), ledger.whole(), ledger.failed(),
+                static_cast<unsigned long long>(flooded), tally.calls(), tally.flood(), frame_ids.size(), stop_s,
+                disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
+
+    // The acquisition under the flood: every frame, whole, none twice.
+    EXPECT_TRUE(settled);
+    EXPECT_GE(frames_sent, 40u);
+    EXPECT_EQ(static_cast<uint64_t>(ledger.whole()), frames_sent);
+    EXPECT_EQ(ledger.failed(), 0);
+    EXPECT_EQ(ledger.faults(), std::vector<std::string>{});
+    const std::vector<unsigned> delivered = ledger.frames();
+    EXPECT_EQ(std::multiset<unsigned>(delivered.begin(), delivered.end()),
+              whole_frames(before.frames_sent + 1, after.frames_sent, 0));
+
+    // The flood was real, and the callback heard it without inventing or
+    // repeating anything.
+    // A loaded machine answers more slowly and so is sent fewer; a quarter
+    // of the rate over three seconds is still a flood.
+    EXPECT_GE(flooded, static_cast<uint64_t>(kFloodPerSecond / 4)) << "the flood hardly happened: proves nothing";
+    EXPECT_GT(tally.flood(), 0u);
+    EXPECT_LE(tally.flood(), flooded);
+    EXPECT_GT(frame_ids.size(), 0u);
+    EXPECT_LE(frame_ids.size(), frames_sent);
+    EXPECT_EQ(std::set<int>(frame_ids.begin(), frame_ids.end()).size(), frame_ids.size());
+    for (int id : frame_ids) {
+        EXPECT_GT(static_cast<uint64_t>(id), before.frames_sent);
+        EXPECT_LE(static_cast<uint64_t>(id), after.frames_sent);
+    }
+    EXPECT_EQ(tally.unreadable(), 0u);
+    EXPECT_EQ(tally.repeated_timestamps(), 0u);
+
+    // Bounded, and nothing left behind.
+    EXPECT_LT(stop_s, kCallBoundSeconds);
+    EXPECT_LT(disconnect_s, kCallBoundSeconds);
+    EXPECT_TRUE(released) << "threads " << threads << " -> " << hostile::thread_count() << ", descriptors "
+                          << descriptors << " -> " << hostile::descriptor_count();
+}
+
+}  // namespace
