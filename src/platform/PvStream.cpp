@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <thread>
 
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
@@ -19,6 +20,13 @@ constexpr std::chrono::milliseconds kRateWindow{200};
 // slices this long and looks for aborted buffers between them.
 constexpr std::chrono::milliseconds kRetrieveSlice{5};
 constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
+// After an abort the receiver is drained until the link has been quiet
+// this long (far more than the gap between two packets of a frame), but
+// never longer than the bound, for a device that keeps sending.
+constexpr std::chrono::milliseconds kDrainQuiet{10};
+constexpr std::chrono::milliseconds kDrainBound{250};
+constexpr std::chrono::milliseconds kDrainPoll{2};
+constexpr const char* kReceivedPacketsInfo = "n_received_packets";
 }  // namespace
 
 // Keeps the statistics of the stream node map current: counters are read
@@ -180,7 +188,8 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
     if (buffer == nullptr || buffer->GetArvBuffer() == nullptr) {
         return PvResult(PvResult::INVALID_PARAMETER, buffer == nullptr ? "no buffer" : "the buffer has no memory");
     }
-    std::lock_guard<std::mutex> guard(queue_lock_);
+    std::unique_lock<std::mutex> guard(queue_lock_);
+    drained_.wait_for(guard, kDrainBound, [this] { return !draining_; });
     if (stream_ == nullptr) {
         return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
     }
@@ -290,22 +299,60 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
 }
 
 PvResult PvStream::AbortQueuedBuffers() {
-    std::lock_guard<std::mutex> guard(queue_lock_);
-    if (stream_ == nullptr) {
-        return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+    ArvStream* stream = nullptr;
+    {
+        std::lock_guard<std::mutex> guard(queue_lock_);
+        if (stream_ == nullptr) {
+            return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
+        }
+        if (queued_.empty()) {
+            return PvResult::OK;
+        }
+        // Aravis hands nothing back on its own: stopping its receiver with
+        // buffer deletion drops its references to every queued and
+        // completed wrapper (the one being filled included); the record
+        // still holds one on each, and they go back as aborted.
+        arv_stream_stop_thread(stream_, TRUE);
+        for (ArvBuffer* wrapper : queued_) {
+            aborted_.push_back(wrapper);
+        }
+        queued_.clear();
+        arv_stream_start_thread(stream_);
+        draining_ = true;
+        stream = ARV_STREAM(g_object_ref(stream_));
     }
-    if (queued_.empty()) {
-        return PvResult::OK;
+    DrainReceiver(stream);
+    g_object_unref(stream);
+    {
+        std::lock_guard<std::mutex> guard(queue_lock_);
+        draining_ = false;
     }
-    // Aravis hands nothing back on its own: stopping its receiver with
-    // buffer deletion drops its references to every queued and completed
-    // wrapper (the one being filled included); the record still holds
-    // one on each, and they go back as aborted.
-    arv_stream_stop_thread(stream_, TRUE);
-    for (ArvBuffer* wrapper : queued_) {
-        aborted_.push_back(wrapper);
-    }
-    queued_.clear();
-    arv_stream_start_thread(stream_);
+    drained_.notify_all();
     return PvResult::OK;
+}
+
+// The restarted receiver forgets the frames it knew, while its socket
+// still holds the rest of the frame that was on the wire when the device
+// stopped. With no buffer queued those packets are counted and dropped;
+// had a buffer been queued, they would start a frame without its
+// beginning, which fails only after the frame retention and holds every
+// later frame back until then.
+void PvStream::DrainReceiver(ArvStream* stream) {
+    const auto start = std::chrono::steady_clock::now();
+    auto quiet_since = start;
+    guint64 received = arv_stream_get_info_uint64_by_name(stream, kReceivedPacketsInfo);
+    for (;;) {
+        std::this_thread::sleep_for(kDrainPoll);
+        const auto now = std::chrono::steady_clock::now();
+        const guint64 count = arv_stream_get_info_uint64_by_name(stream, kReceivedPacketsInfo);
+        if (count != received) {
+            received = count;
+            quiet_since = now;
+        } else if (now - quiet_since >= kDrainQuiet) {
+            return;
+        }
+        if (now - start >= kDrainBound) {
+            return;
+        }
+    }
 }

@@ -11,6 +11,7 @@
 // thread while another queues or aborts.
 #pragma once
 
+#include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -73,7 +74,9 @@ public:
     // Takes every queued buffer away from the receiver, including the one
     // being filled; each comes back through RetrieveBuffer with ABORTED.
     // A RetrieveBuffer blocked in another thread returns promptly with
-    // one of them.
+    // one of them. Returns once what the device sent before is drained
+    // (or after a bounded wait while it keeps sending), so that none of it
+    // lands in a buffer queued afterwards.
     PvResult AbortQueuedBuffers();
 
     // --- platform side -------------------------------------------------
@@ -93,6 +96,9 @@ protected:
     mutable std::mutex queue_lock_;
     std::vector<ArvBuffer*> queued_;  // in queueing order
     std::deque<ArvBuffer*> aborted_;
+    // While an abort drains the receiver, QueueBuffer waits on this.
+    bool draining_ = false;
+    std::condition_variable drained_;
 
 private:
     class StatisticsHooks;
@@ -103,6 +109,9 @@ private:
     PvBuffer* ClaimCompletedLocked(ArvBuffer* wrapper);
     // The oldest aborted buffer that still exists, or null. Lock held.
     PvBuffer* ClaimAbortedLocked();
+    // Waits, without buffers in the receiver, until no datagram has arrived
+    // for a short while (bounded). Lock not held.
+    static void DrainReceiver(ArvStream* stream);
 
     ArvStream* stream_ = nullptr;
     std::shared_ptr<std::mutex> device_lock_;
