@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <regex>
+#include <thread>
 
 #include "tool_test_fixture.h"
 
@@ -202,15 +205,27 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
 }
 
 TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
-    ornsim::VirtualSensor& sensor = start_sensor(7, "TOOL-EXEC", 160, 120);
-    ToolResult r = tool({"set", "TOOL-EXEC", "AcquisitionMode", "SingleFrame"});
+    start_sensor(7, "TOOL-EXEC", 160, 120);
+    // The timestamp commands leave their mark in the device after the tool
+    // has gone: a reset restarts the clock at 0, a latch copies it to
+    // GevTimestampValue (1 GHz ticks, 64 bits wide; read while it still
+    // fits the tool's 32-bit view).
+    auto latch = [&]() -> long long {
+        ToolResult latched = tool({"exec", "TOOL-EXEC", "GevTimestampControlLatch"});
+        EXPECT_EQ(latched.out, "GevTimestampControlLatch executed\n") << report(latched);
+        ToolResult value = tool({"get", "TOOL-EXEC", "GevTimestampValue"});
+        EXPECT_EQ(value.exit_code, 0) << report(value);
+        return std::atoll(value.out.c_str());
+    };
+    ToolResult r = tool({"exec", "TOOL-EXEC", "GevTimestampControlReset"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
-    const uint64_t frames_before = sensor.counters().frames_sent;
-    r = tool({"exec", "TOOL-EXEC", "AcquisitionStart"});
-    ASSERT_EQ(r.exit_code, 0) << report(r);
-    EXPECT_EQ(r.out, "AcquisitionStart executed\n");
-    // The device started its single frame: it left the sensor.
-    EXPECT_EQ(sensor.counters().frames_sent, frames_before + 1);
+    EXPECT_EQ(r.out, "GevTimestampControlReset executed\n");
+    const long long first = latch();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    const long long second = latch();
+    EXPECT_GT(first, 0);
+    EXPECT_LT(first, 3000000000LL) << "the clock restarted at the reset";
+    EXPECT_GE(second - first, 300000000LL) << "the second latch took the clock again";
 
     r = tool({"exec", "TOOL-EXEC", "Width"});
     EXPECT_EQ(r.exit_code, 1) << report(r);
