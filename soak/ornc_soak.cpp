@@ -29,12 +29,28 @@
 
 #include "ORNC.h"
 #include "ornsim/virtual_sensor.h"
-#include "soak_probes.h"
+#include "process_probes.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 using namespace std::chrono_literals;
+
+// AddressSanitizer keeps freed memory in quarantine, so resident memory
+// says nothing about leaks there (LeakSanitizer checks at exit instead).
+constexpr bool under_address_sanitizer() {
+#if defined(__SANITIZE_ADDRESS__)
+    return true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+    return true;
+#else
+    return false;
+#endif
+#else
+    return false;
+#endif
+}
 
 struct Options {
     double duration_s = 60;
@@ -391,7 +407,7 @@ int main(int argc, char** argv) {
                 long cycles = 0, sent = 0;
                 for (auto& worker : workers) cycles += worker->cycles(), sent += worker->sent();
                 std::printf("soak: %ld cycles, %ld frames, threads %d, fds %d, rss %ld kB\n", cycles, sent,
-                            soak::thread_count(), soak::descriptor_count(), soak::resident_kb());
+                            orntest::thread_count(), orntest::descriptor_count(), orntest::resident_kb());
                 std::fflush(stdout);
             }
             std::this_thread::sleep_for(100ms);
@@ -403,16 +419,16 @@ int main(int argc, char** argv) {
     // The first round settles one-time allocations (GLib types, Aravis
     // caches, thread pools); the baseline is taken after it.
     run_all(start, true);
-    const int threads_before = soak::thread_count();
-    const int fds_before = soak::descriptor_count();
-    const long rss_before = soak::resident_kb();
+    const int threads_before = orntest::thread_count();
+    const int fds_before = orntest::descriptor_count();
+    const long rss_before = orntest::resident_kb();
     if (!failed) {
         run_all(start + std::chrono::milliseconds(static_cast<long>(options.duration_s * 1000)), false);
     }
     const double elapsed = std::chrono::duration<double>(Clock::now() - start).count();
-    const int threads_after = soak::thread_count();
-    const int fds_after = soak::descriptor_count();
-    const long rss_after = soak::resident_kb();
+    const int threads_after = orntest::thread_count();
+    const int fds_after = orntest::descriptor_count();
+    const long rss_after = orntest::resident_kb();
 
     long cycles = 0, sent = 0, delivered = 0, lost = 0;
     for (auto& worker : workers) {
@@ -440,7 +456,7 @@ int main(int argc, char** argv) {
     if (lost != 0) ok = false;
     if (threads_after > threads_before) ok = !std::fprintf(stderr, "soak: thread count grew\n");
     if (fds_after > fds_before) ok = !std::fprintf(stderr, "soak: descriptor count grew\n");
-    if (!soak::under_address_sanitizer() && rss_after - rss_before > options.rss_growth_kb) {
+    if (!under_address_sanitizer() && rss_after - rss_before > options.rss_growth_kb) {
         ok = !std::fprintf(stderr, "soak: resident memory grew by %ld kB\n", rss_after - rss_before);
     }
     if (options.loss > 0 && total.packets_dropped == 0 && sent > 0) {

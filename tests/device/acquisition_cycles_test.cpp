@@ -3,13 +3,13 @@
 // behind, and every cycle still delivers. Built with ThreadSanitizer
 // (-DORNC_SANITIZE=thread) this also runs the delivery path under the
 // race detector.
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
+#include "process_probes.h"
 
 namespace {
 
@@ -17,17 +17,6 @@ using namespace std::chrono_literals;
 
 constexpr int kCycles = 100;
 constexpr int kWarmUpCycles = 5;
-
-int count_entries(const char* directory) {
-    DIR* dir = ::opendir(directory);
-    if (dir == nullptr) return -1;
-    int count = 0;
-    while (const dirent* entry = ::readdir(dir)) {
-        if (entry->d_name[0] != '.') ++count;
-    }
-    ::closedir(dir);
-    return count;
-}
 
 TEST(Cycles, StartAndStopOnOneConnection) {
     camtest::SensorScope sensor(acqtest::sensor_config(51, "AQ000051", 128, 96, 50.0));
@@ -40,8 +29,8 @@ TEST(Cycles, StartAndStopOnOneConnection) {
     int fds = 0;
     for (int i = 0; i < kCycles; ++i) {
         if (i == kWarmUpCycles) {
-            threads = count_entries("/proc/self/task");
-            fds = count_entries("/proc/self/fd");
+            threads = orntest::thread_count();
+            fds = orntest::descriptor_count();
         }
         const int before = recorder.frames();
         ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK) << "cycle " << i;
@@ -51,9 +40,9 @@ TEST(Cycles, StartAndStopOnOneConnection) {
         ASSERT_EQ(ORNCStop(connection.get()), ORNC_OK) << "cycle " << i;
     }
     // The last worker ends within one pass of its stop.
-    EXPECT_TRUE(acqtest::wait_until([&] { return count_entries("/proc/self/task") <= threads; }, 2s))
-        << count_entries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(count_entries("/proc/self/fd"), fds);
+    EXPECT_TRUE(acqtest::wait_until([&] { return orntest::thread_count() <= threads; }, 2s))
+        << orntest::thread_count() << " threads, " << threads << " before";
+    EXPECT_EQ(orntest::descriptor_count(), fds);
     EXPECT_EQ(recorder.null_calls(), 0);
 }
 
@@ -64,8 +53,8 @@ TEST(Cycles, ConnectAcquireDisconnect) {
     int fds = 0;
     for (int i = 0; i < kCycles; ++i) {
         if (i == kWarmUpCycles) {
-            threads = count_entries("/proc/self/task");
-            fds = count_entries("/proc/self/fd");
+            threads = orntest::thread_count();
+            fds = orntest::descriptor_count();
         }
         acqtest::Recorder recorder;
         ornc_t ornc{nullptr};
@@ -80,9 +69,9 @@ TEST(Cycles, ConnectAcquireDisconnect) {
         ASSERT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
         ORNCDestroy(&ornc);
     }
-    EXPECT_TRUE(acqtest::wait_until([&] { return count_entries("/proc/self/task") <= threads; }, 2s))
-        << count_entries("/proc/self/task") << " threads, " << threads << " before";
-    EXPECT_EQ(count_entries("/proc/self/fd"), fds);
+    EXPECT_TRUE(acqtest::wait_until([&] { return orntest::thread_count() <= threads; }, 2s))
+        << orntest::thread_count() << " threads, " << threads << " before";
+    EXPECT_EQ(orntest::descriptor_count(), fds);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ endif()
 
 add_library(ornc_camera_test_support STATIC ${CMAKE_CURRENT_LIST_DIR}/camera_test_support.cpp)
 target_include_directories(ornc_camera_test_support PUBLIC ${CMAKE_CURRENT_LIST_DIR})
-target_link_libraries(ornc_camera_test_support PUBLIC ORNC ornc_sim ornc_discovery_test_support GTest::gtest
+target_link_libraries(ornc_camera_test_support PUBLIC ORNC ornc_sim ornc_discovery_test_support ornc_process_probes GTest::gtest
   PRIVATE ornc_warnings)
 
 function(ornc_camera_test name)

@@ -2,29 +2,18 @@
 // the process's threads and open descriptors, and a bounded stopwatch.
 #pragma once
 
-#include <dirent.h>
-
 #include <chrono>
 #include <string>
+
+#include "process_probes.h"
 
 namespace hostile {
 
 // 127.0.70.<host>: the hostile suites' own block (lock ornc_loopback_70).
 inline std::string address(int host) { return "127.0.70." + std::to_string(host); }
 
-inline int count_entries(const char* directory) {
-    DIR* dir = ::opendir(directory);
-    if (dir == nullptr) return -1;
-    int count = 0;
-    while (const dirent* entry = ::readdir(dir)) {
-        if (entry->d_name[0] != '.') ++count;
-    }
-    ::closedir(dir);
-    return count;
-}
-
-inline int thread_count() { return count_entries("/proc/self/task"); }
-inline int descriptor_count() { return count_entries("/proc/self/fd"); }
+using orntest::descriptor_count;
+using orntest::thread_count;
 
 class Stopwatch {
 public:

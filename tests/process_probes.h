@@ -1,0 +1,39 @@
+// What a test or the soak run watches in its own process to tell that
+// nothing was left behind: threads, open file descriptors and resident
+// memory, read from /proc.
+#pragma once
+
+#include <dirent.h>
+
+#include <cstdio>
+
+namespace orntest {
+
+inline int count_directory_entries(const char* directory) {
+    DIR* dir = ::opendir(directory);
+    if (dir == nullptr) return -1;
+    int count = 0;
+    while (const dirent* entry = ::readdir(dir)) {
+        if (entry->d_name[0] != '.') ++count;
+    }
+    ::closedir(dir);
+    return count;
+}
+
+inline int thread_count() { return count_directory_entries("/proc/self/task"); }
+// The directory handle used for counting is one of them, every time.
+inline int descriptor_count() { return count_directory_entries("/proc/self/fd"); }
+
+inline long resident_kb() {
+    FILE* status = std::fopen("/proc/self/status", "r");
+    if (status == nullptr) return -1;
+    char line[256];
+    long kb = -1;
+    while (std::fgets(line, sizeof line, status) != nullptr) {
+        if (std::sscanf(line, "VmRSS: %ld kB", &kb) == 1) break;
+    }
+    std::fclose(status);
+    return kb;
+}
+
+}  // namespace orntest
