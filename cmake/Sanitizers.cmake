@@ -29,10 +29,10 @@ set(ORNC_SANITIZER_DIR ${CMAKE_CURRENT_LIST_DIR}/sanitizers)
 # intercepted calls (memcpy of stream data into our buffers, socket
 # reads) is handed to us through GLib's own queues, which ThreadSanitizer
 # cannot see; only accesses from our instrumented code count.
-# G_SLICE=always-malloc in both: GLib's slice allocator hands memory freed
-# on one thread (Aravis's heartbeat or stream thread) to another through
-# caches of its own, which the sanitizers cannot see, so lists Aravis
-# builds read as races or misuse in our code.
+# G_SLICE=always-malloc: GLib's slice allocator hands memory freed on one
+# thread (Aravis's heartbeat or stream thread) to another through caches
+# of its own, which ThreadSanitizer cannot see, so lists Aravis builds
+# read as races in our code.
 set(ORNC_SANITIZER_ENV "")
 if(ORNC_SANITIZE STREQUAL "address")
   add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer -fno-sanitize-recover=undefined)
@@ -42,8 +42,7 @@ if(ORNC_SANITIZE STREQUAL "address")
   set(ORNC_SANITIZER_ENV
     "ASAN_OPTIONS=allocator_may_return_null=1:detect_leaks=1:detect_stack_use_after_return=1:check_initialization_order=1:strict_init_order=1"
     "LSAN_OPTIONS=suppressions=${ORNC_SANITIZER_DIR}/lsan.supp:print_suppressions=0"
-    "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1"
-    "G_SLICE=always-malloc")
+    "UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1")
 elseif(ORNC_SANITIZE STREQUAL "thread")
   add_compile_options(-fsanitize=thread -fno-omit-frame-pointer)
   add_link_options(-fsanitize=thread)
