@@ -334,7 +334,8 @@ private:
     Tally tally_;
     std::atomic<const char*> step_{"start"};
     std::atomic<Clock::rep> progress_{Clock::now().time_since_epoch().count()};
-    long cycles_ = 0, sent_ = 0, delivered_ = 0, failed_ = 0;
+    // Written by this worker's thread, read by the progress lines on the main thread.
+    std::atomic<long> cycles_{0}, sent_{0}, delivered_{0}, failed_{0};
 };
 
 }  // namespace
