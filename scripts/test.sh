@@ -48,9 +48,12 @@ if [ "${ORNC_SKIP_SANITIZERS:-0}" != "1" ]; then
   tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults)_test\.|^silent_sensor_test\.|^soak\.'
   cmake -S "$repo_dir" -B "$tsan_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNC_BUILD_TESTS=ON "$@" \
     -DORNC_SANITIZE=thread >/dev/null
+  # The target list is read once and whole: grep -q on a pipe would close
+  # it early, and under pipefail make's broken pipe would count as absence.
+  known_targets="$(cmake --build "$tsan_dir" --target help)"
   available=()
   for target in "${tsan_targets[@]}"; do
-    if cmake --build "$tsan_dir" --target help | grep -q "^\.\.\. $target\$"; then available+=("$target"); fi
+    if grep -q "^\.\.\. $target\$" <<<"$known_targets"; then available+=("$target"); fi
   done
   cmake --build "$tsan_dir" -j "$jobs" --target "${available[@]}"
   (
