@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -212,6 +213,25 @@ TEST_F(HostileDiscovery, FloodOfCopiesYieldsOneDevice) {
     ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
     EXPECT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
     EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "FLOOD"));
+}
+
+TEST_F(HostileDiscovery, PeerWhoseFirstAckWasLostIsAskedAgainAndFound) {
+    auto asked = std::make_shared<std::atomic<int>>(0);
+    ScriptedResponder late("127.0.45.17", [asked](uint16_t id) {
+        if (asked->fetch_add(1) == 0) {
+            return Datagrams{};
+        }
+        AckFields fields;
+        fields.serial = "SECOND";
+        return Datagrams{make_discovery_ack(id, fields, orntest::ipv4("127.0.45.17"))};
+    });
+    std::string error;
+    ASSERT_TRUE(late.start(&error)) << error;
+    orntest::SystemScope scope;
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "SECOND"));
+    EXPECT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
+    EXPECT_EQ(2, asked->load());
 }
 
 TEST_F(HostileDiscovery, AnswerFromAnotherPortIsDropped) {

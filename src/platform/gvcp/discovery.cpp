@@ -15,6 +15,13 @@ namespace {
 
 constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
 constexpr size_t kReceiveCapacity = 2048;  // larger than any valid ack, so oversize is seen
+// Room for a burst of acks (a device that answers many times, or many
+// devices at once) while the loop is busy elsewhere; the kernel caps it.
+constexpr int kReceiveBufferBytes = 1 << 20;
+// A loopback target that has neither answered nor been refused is asked
+// again at this pace: its ack may have been dropped under a burst from
+// another peer, and a second request costs nothing.
+constexpr int kLoopbackRepeatMs = 200;
 
 // One socket of one adapter and what it still waits for.
 struct Probe {
@@ -40,6 +47,7 @@ void open_loopback_probe(size_t index, const NetworkAdapter& adapter, const Disc
         return;
     }
     probe->socket.enable_error_queue();
+    probe->socket.set_receive_buffer(kReceiveBufferBytes);
     for (uint32_t target : settings.loopback_targets) {
         if (probe->socket.send_to(target, kPort, command.data(), command.size(), &error)) {
             probe->pending.push_back(target);
@@ -62,6 +70,7 @@ void open_broadcast_probes(size_t index, const NetworkAdapter& adapter, const st
                      error.c_str());
             continue;
         }
+        probe->socket.set_receive_buffer(kReceiveBufferBytes);
         bool sent = false;
         if (address.broadcast != 0) {
             sent = probe->socket.send_to(address.broadcast, kPort, command.data(), command.size(), &error) || sent;
@@ -78,6 +87,14 @@ void open_broadcast_probes(size_t index, const NetworkAdapter& adapter, const st
             continue;
         }
         probes->push_back(std::move(probe));
+    }
+}
+
+// Asks the loopback targets that are still silent once more.
+void repeat_to_pending(Probe* probe, const std::vector<uint8_t>& command) {
+    std::string error;
+    for (uint32_t target : probe->pending) {
+        probe->socket.send_to(target, kPort, command.data(), command.size(), &error);
     }
 }
 
@@ -175,6 +192,7 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
 
     const int64_t deadline = start + settings.timeout_ms;
     int64_t quiet_deadline = start + settings.quiet_ms;
+    int64_t next_repeat = start + kLoopbackRepeatMs;
     DescriptorList fds;
     for (const auto& probe : probes) {
         fds.push_back(probe->socket.fd());
@@ -189,7 +207,15 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         }
         // Wake for the quiet deadline only while it lies ahead: once it has
         // passed, only loopback answers (or the time-out) are waited for.
-        int64_t wait = deadline - now;
+        if (now >= next_repeat) {
+            for (auto& probe : probes) {
+                if (probe->loopback) {
+                    repeat_to_pending(probe.get(), command);
+                }
+            }
+            next_repeat = now + kLoopbackRepeatMs;
+        }
+        int64_t wait = std::min(deadline, next_repeat) - now;
         if (any_broadcast && quiet_deadline > now) {
             wait = std::min(wait, quiet_deadline - now);
         }

@@ -64,6 +64,10 @@ bool UdpSocket::enable_broadcast() {
     return fd_ >= 0 && ::setsockopt(fd_, SOL_SOCKET, SO_BROADCAST, &on, sizeof on) == 0;
 }
 
+bool UdpSocket::set_receive_buffer(int bytes) {
+    return fd_ >= 0 && ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &bytes, sizeof bytes) == 0;
+}
+
 bool UdpSocket::bind_to_device(const std::string& adapter_name) {
     return fd_ >= 0 && ::setsockopt(fd_, SOL_SOCKET, SO_BINDTODEVICE, adapter_name.c_str(),
                                     static_cast<socklen_t>(adapter_name.size())) == 0;

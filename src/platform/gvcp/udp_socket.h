@@ -26,6 +26,9 @@ public:
     // Ask for ICMP errors (port unreachable) on the error queue.
     bool enable_error_queue();
     bool enable_broadcast();
+    // Asks for a receive buffer of `bytes` (the kernel may cap it), so a
+    // burst of datagrams is not dropped before it is read.
+    bool set_receive_buffer(int bytes);
     // Restricts traffic to one adapter, so that a broadcast cannot leave by
     // another one. Needs CAP_NET_RAW; false without it.
     bool bind_to_device(const std::string& adapter_name);
