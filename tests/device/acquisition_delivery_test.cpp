@@ -1,11 +1,12 @@
 // Images from the virtual sensor to the application's callbacks over real
 // UDP: multipart frames with their parts in order and their contents as the
-// sensor's scene formulas say, the trailing chunk part left out, a part of
-// a pixel type without a known size as an empty entry, and single images
-// when multipart is off.
+// sensor rendered them, the trailing chunk part left out, a part of a pixel
+// type without a known size as an empty entry, and single images when
+// multipart is off.
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <vector>
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
@@ -16,104 +17,77 @@ using namespace std::chrono_literals;
 
 constexpr int kFrames = 5;
 
-class Delivery : public ::testing::Test {
+class Delivery : public acqtest::SensorTest {
 protected:
-    void start_sensor(int host, const char* serial) {
-        sensor_ = std::make_unique<camtest::SensorScope>(acqtest::sensor_config(host, serial));
-        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
-        connection_ = std::make_unique<acqtest::Connection>(serial);
-        ASSERT_EQ(connection_->status(), ORNC_OK);
-    }
-    // Continuous acquisition until `frames` deliveries, then stop.
-    void acquire(int frames) {
-        recorder_.attach(connection_->get());
+    // Continuous acquisition until `frames` deliveries in all, then stop.
+    void acquire(int frames, acqtest::Recorder* recorder = nullptr) {
+        acqtest::Recorder& r = recorder != nullptr ? *recorder : recorder_;
+        r.attach(connection_->get());
         ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
         ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
-        const bool got = recorder_.wait_frames(frames, 10s);
+        const bool got = r.wait_frames(frames, 10s);
         EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
-        ASSERT_TRUE(got) << "only " << recorder_.frames() << " frames delivered";
-        EXPECT_EQ(recorder_.null_calls(), 0);
+        ASSERT_TRUE(got) << "only " << r.frames() << " frames delivered";
+        EXPECT_EQ(r.null_calls(), 0);
     }
 
-    std::unique_ptr<camtest::SensorScope> sensor_;
-    std::unique_ptr<acqtest::Connection> connection_;
     acqtest::Recorder recorder_;
 };
 
-TEST_F(Delivery, MultipartPartsArriveInOrderWithTheSceneAndWithoutTheChunkPart) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(11, "AQ000011"));
-    connection_->configure_component("Range", true, "Coord3D_ABC32f");
-    connection_->configure_component("Intensity", true);
-    connection_->configure_component("Confidence", true);
-    ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
-    ASSERT_NO_FATAL_FAILURE(acquire(kFrames));
+// Each case on a new connection to the same sensor; its parts in order
+// (0: an empty entry), the chunk part that follows them never one of them.
+TEST_F(Delivery, MultipartPartsArriveInOrderAsRenderedWithoutTheChunkPart) {
+    const struct {
+        const char* what;
+        const char* range_format;  // nullptr: Range disabled
+        bool chunks;
+        std::vector<orn_pixel_t> parts;
+    } cases[] = {
+        {"every component and chunks", "Coord3D_ABC32f", true, {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8}},
+        {"without Range and chunks", nullptr, false, {ORN_PIX_MONO8, ORN_PIX_CONF8}},
+        {"a Range format without a known pixel size", "Coord3D_C16", true, {0, ORN_PIX_MONO8, ORN_PIX_CONF8}},
+    };
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(11, "AQ000011")));
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.what);
+        acqtest::Recorder recorder;
+        connection_.reset();  // one controller at a time
+        connection_ = std::make_unique<acqtest::Connection>("AQ000011");
+        ASSERT_EQ(connection_->status(), ORNC_OK);
+        connection_->configure_component("Range", c.range_format != nullptr, c.range_format);
+        connection_->configure_component("Intensity", true);
+        connection_->configure_component("Confidence", true);
+        ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(c.chunks));
+        ASSERT_NO_FATAL_FAILURE(acquire(kFrames, &recorder));
 
-    EXPECT_TRUE(recorder_.images().empty()) << "multipart frames never reach the single-image callback";
-    const auto vectors = recorder_.vectors();
-    ASSERT_GE(vectors.size(), static_cast<size_t>(kFrames));
-    for (size_t i = 0; i < vectors.size(); ++i) {
-        const auto& parts = vectors[i];
-        // Range, Intensity, Confidence; the chunk part that follows them is left out.
-        ASSERT_EQ(parts.size(), 3u) << "frame " << i;
-        EXPECT_EQ(parts[0].type, static_cast<orn_pixel_t>(ORN_PIX_ABC32F));
-        EXPECT_EQ(parts[1].type, static_cast<orn_pixel_t>(ORN_PIX_MONO8));
-        EXPECT_EQ(parts[2].type, static_cast<orn_pixel_t>(ORN_PIX_CONF8));
-        for (const auto& part : parts) {
-            EXPECT_EQ(part.width, 128);
-            EXPECT_EQ(part.height, 96);
+        EXPECT_TRUE(recorder.images().empty()) << "multipart frames never reach the single-image callback";
+        const auto vectors = recorder.vectors();
+        ASSERT_GE(vectors.size(), static_cast<size_t>(kFrames));
+        const size_t intensity = c.parts.size() - 2;
+        for (size_t i = 0; i < vectors.size(); ++i) {
+            const auto& parts = vectors[i];
+            ASSERT_EQ(parts.size(), c.parts.size()) << "frame " << i;
+            const uint64_t f = acqtest::frame_from_intensity(parts[intensity]);
+            for (size_t p = 0; p < parts.size(); ++p) {
+                EXPECT_EQ(parts[p].type, c.parts[p]) << "frame " << i << " part " << p;
+                EXPECT_EQ(parts[p].width, c.parts[p] == 0 ? 0 : 128);
+                EXPECT_EQ(parts[p].height, c.parts[p] == 0 ? 0 : 96);
+                EXPECT_EQ(parts[p].empty, c.parts[p] == 0);
+                if (c.parts[p] != 0) {
+                    EXPECT_EQ(acqtest::check_part(parts[p], f), "") << "frame " << i << " part " << p;
+                }
+            }
+            // Consecutive deliveries are consecutive frames while nothing is lost.
+            if (i > 0) {
+                EXPECT_EQ(f, (acqtest::frame_from_intensity(vectors[i - 1][intensity]) + 1) % 256);
+            }
         }
-        const uint64_t f = acqtest::frame_from_intensity(parts[1]);
-        EXPECT_EQ(acqtest::check_intensity(parts[1], f), "") << "frame " << i;
-        EXPECT_EQ(acqtest::check_range(parts[0], f), "") << "frame " << i;
-        EXPECT_EQ(acqtest::check_confidence(parts[2], f), "") << "frame " << i;
-    }
-    // Consecutive deliveries are consecutive frames while nothing is lost.
-    for (size_t i = 1; i < vectors.size(); ++i) {
-        EXPECT_EQ(acqtest::frame_from_intensity(vectors[i][1]),
-                  (acqtest::frame_from_intensity(vectors[i - 1][1]) + 1) % 256);
-    }
-}
-
-TEST_F(Delivery, WithoutChunksEveryPartIsAnImageAndAllAreDelivered) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(12, "AQ000012"));
-    connection_->configure_component("Range", false);
-    connection_->configure_component("Intensity", true);
-    connection_->configure_component("Confidence", true);
-    ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(false));
-    ASSERT_NO_FATAL_FAILURE(acquire(kFrames));
-
-    for (const auto& parts : recorder_.vectors()) {
-        ASSERT_EQ(parts.size(), 2u);
-        EXPECT_EQ(parts[0].type, static_cast<orn_pixel_t>(ORN_PIX_MONO8));
-        EXPECT_EQ(parts[1].type, static_cast<orn_pixel_t>(ORN_PIX_CONF8));
-        const uint64_t f = acqtest::frame_from_intensity(parts[0]);
-        EXPECT_EQ(acqtest::check_intensity(parts[0], f), "");
-        EXPECT_EQ(acqtest::check_confidence(parts[1], f), "");
-    }
-}
-
-TEST_F(Delivery, APartWithoutAKnownPixelSizeKeepsItsSlotAsAnEmptyEntry) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(13, "AQ000013"));
-    connection_->configure_component("Range", true, "Coord3D_C16");
-    connection_->configure_component("Intensity", true);
-    connection_->configure_component("Confidence", true);
-    ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
-    ASSERT_NO_FATAL_FAILURE(acquire(kFrames));
-
-    for (const auto& parts : recorder_.vectors()) {
-        ASSERT_EQ(parts.size(), 3u);
-        EXPECT_TRUE(parts[0].empty);
-        EXPECT_EQ(parts[0].type, 0u);
-        EXPECT_EQ(parts[0].width, 0);
-        const uint64_t f = acqtest::frame_from_intensity(parts[1]);
-        EXPECT_EQ(acqtest::check_intensity(parts[1], f), "");
-        EXPECT_EQ(acqtest::check_confidence(parts[2], f), "");
     }
 }
 
 TEST_F(Delivery, WithMultipartOffSingleImagesReachTheImageCallback) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(14, "AQ000014"));
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(14, "AQ000014")));
     ASSERT_EQ(connection_->set_bool("GevSCCFGMultiPartEnabled", false), ORNC_OK);
     connection_->configure_component("Range", true, "Coord3D_ABC32f");
     ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
@@ -133,7 +107,7 @@ TEST_F(Delivery, WithMultipartOffSingleImagesReachTheImageCallback) {
 // The buffers are sized at each start from PayloadSize: a bigger frame
 // after a restart arrives whole.
 TEST_F(Delivery, ARestartAfterThePayloadGrewDeliversTheBiggerFrames) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(15, "AQ000015"));
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(15, "AQ000015")));
     connection_->configure_component("Range", false);
     connection_->configure_component("Intensity", true);
     connection_->configure_component("Confidence", false);
@@ -143,19 +117,13 @@ TEST_F(Delivery, ARestartAfterThePayloadGrewDeliversTheBiggerFrames) {
     connection_->configure_component("Range", true, "Coord3D_ABC32f");
     connection_->configure_component("Confidence", true);
     const int before = recorder_.frames();
-    ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
-    const bool got = recorder_.wait_frames(before + 3, 10s);
-    EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
-    ASSERT_TRUE(got);
+    ASSERT_NO_FATAL_FAILURE(acquire(before + 3));
     const auto vectors = recorder_.vectors();
     for (size_t i = static_cast<size_t>(before); i < vectors.size(); ++i) {
         ASSERT_EQ(vectors[i].size(), 3u);
-        const uint64_t f = acqtest::frame_from_intensity(vectors[i][1]);
-        EXPECT_EQ(acqtest::check_range(vectors[i][0], f), "");
+        EXPECT_EQ(vectors[i][0].type, static_cast<orn_pixel_t>(ORN_PIX_ABC32F));
+        EXPECT_EQ(acqtest::check_part(vectors[i][0], acqtest::frame_from_intensity(vectors[i][1])), "");
     }
-    EXPECT_EQ(recorder_.null_calls(), 0);
 }
 
 }  // namespace

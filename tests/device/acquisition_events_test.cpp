@@ -20,6 +20,7 @@
 namespace {
 
 using namespace std::chrono_literals;
+using Events = acqtest::SensorTest;
 
 struct FrameEndEvent {
     uint64_t timestamp = 0;  // first callback argument
@@ -58,30 +59,26 @@ struct EventLog {
     }
 };
 
-TEST(Events, FrameEndEventsCarryTheFramesIdAndTimestamp) {
-    camtest::SensorScope sensor(acqtest::sensor_config(41, "AQ000041"));
-    ASSERT_TRUE(sensor.ok()) << sensor.error();
-    acqtest::Connection connection("AQ000041");
-    ASSERT_EQ(connection.status(), ORNC_OK);
-    ASSERT_EQ(connection.set_enum("EventSelector", "FrameEnd"), ORNC_OK);
-    ASSERT_EQ(connection.set_enum("EventNotification", "On"), ORNC_OK);
+// The callback set before the sink exists is copied into it by ORNCStart;
+// one set while running replaces it at once; null switches events off.
+TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMoment) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(41, "AQ000041")));
+    ASSERT_EQ(connection_->set_enum("EventSelector", "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(connection_->set_enum("EventNotification", "On"), ORNC_OK);
     acqtest::Recorder recorder;
-    recorder.attach(connection.get());
+    recorder.attach(connection_->get());
     EventLog log;
-    // Set before the sink exists: copied into it by ORNCStart.
-    ORNCSetEventCallback(connection.get(), &EventLog::On, &log);
-    ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
+    ORNCSetEventCallback(connection_->get(), &EventLog::On, &log);
+    ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
 
     constexpr int kTriggers = 4;
-    ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 1), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 1), ORNC_OK);
     for (int i = 0; i < kTriggers; ++i) {
-        ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK) << i;
+        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK) << i;
         ASSERT_TRUE(recorder.wait_frames(i + 1, 5s)) << i;
         std::this_thread::sleep_for(50ms);
     }
     ASSERT_TRUE(acqtest::wait_until([&] { return log.size() >= kTriggers; }, 5s)) << log.size() << " events";
-    EXPECT_EQ(ORNCAcquisitionStop(connection.get()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(connection.get()), ORNC_OK);
 
     // The frame numbers the images show (modulo 256) are the events' frame ids.
     std::set<uint64_t> shown;
@@ -89,47 +86,38 @@ TEST(Events, FrameEndEventsCarryTheFramesIdAndTimestamp) {
         ASSERT_EQ(parts.size(), 3u);
         shown.insert(acqtest::frame_from_intensity(parts[1]));
     }
-    std::lock_guard<std::mutex> guard(log.lock);
-    std::set<uint64_t> ids;
-    uint64_t previous_timestamp = 0;
-    for (const FrameEndEvent& event : log.events) {
-        EXPECT_EQ(event.items, 2);
-        ASSERT_EQ(event.frame_id_status, ORNC_OK);
-        if (event.timestamp <= UINT32_MAX) {
-            ASSERT_EQ(event.timestamp_status, ORNC_OK);
-            EXPECT_EQ(event.timestamp_low, event.timestamp) << "the data parameter reads the event's own timestamp";
-        } else {
-            EXPECT_EQ(event.timestamp_status, ORNC_ERR_OUT_OF_RANGE);
+    {
+        std::lock_guard<std::mutex> guard(log.lock);
+        std::set<uint64_t> ids;
+        uint64_t previous_timestamp = 0;
+        for (const FrameEndEvent& event : log.events) {
+            EXPECT_EQ(event.items, 2);
+            ASSERT_EQ(event.frame_id_status, ORNC_OK);
+            if (event.timestamp <= UINT32_MAX) {
+                ASSERT_EQ(event.timestamp_status, ORNC_OK);
+                EXPECT_EQ(event.timestamp_low, event.timestamp) << "the data parameter reads the event's own timestamp";
+            } else {
+                EXPECT_EQ(event.timestamp_status, ORNC_ERR_OUT_OF_RANGE);
+            }
+            EXPECT_GT(event.timestamp, previous_timestamp);
+            previous_timestamp = event.timestamp;
+            ids.insert(static_cast<uint64_t>(event.frame_id) % 256);
         }
-        EXPECT_GT(event.timestamp, previous_timestamp);
-        previous_timestamp = event.timestamp;
-        ids.insert(static_cast<uint64_t>(event.frame_id) % 256);
+        EXPECT_EQ(ids, shown);
     }
-    EXPECT_EQ(ids, shown);
-}
 
-TEST(Events, AnEventCallbackSetWhileRunningIsUsedAtOnceAndNullSwitchesItOff) {
-    camtest::SensorScope sensor(acqtest::sensor_config(42, "AQ000042"));
-    ASSERT_TRUE(sensor.ok()) << sensor.error();
-    acqtest::Connection connection("AQ000042");
-    ASSERT_EQ(connection.status(), ORNC_OK);
-    ASSERT_EQ(connection.set_enum("EventSelector", "FrameEnd"), ORNC_OK);
-    ASSERT_EQ(connection.set_enum("EventNotification", "On"), ORNC_OK);
-    acqtest::Recorder recorder;
-    recorder.attach(connection.get());
-    ASSERT_EQ(ORNCStart(connection.get()), ORNC_OK);
-    EventLog log;
-    ORNCSetEventCallback(connection.get(), &EventLog::On, &log);
-    ASSERT_EQ(ORNCAcquisitionStartMode(connection.get(), 0, 1), ORNC_OK);
+    EventLog later;
+    ORNCSetEventCallback(connection_->get(), &EventLog::On, &later);
     std::vector<std::string> lines;
     {
         orntest::LogCapture capture;
-        ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
-        ASSERT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
-        ASSERT_TRUE(recorder.wait_frames(1, 5s));
+        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+        ASSERT_TRUE(acqtest::wait_until([&] { return later.size() == 1; }, 5s));
+        ASSERT_TRUE(recorder.wait_frames(kTriggers + 1, 5s));
         std::this_thread::sleep_for(50ms);
         lines = capture.lines();
     }
+    EXPECT_EQ(log.size(), static_cast<size_t>(kTriggers));
     // The event line: id, channel and block id in hexadecimal without
     // leading zeros, the timestamp as two 8-digit halves, high half first.
     const std::regex event_line("ORNC: Event 9001 time ([0-9a-f]{8}) ([0-9a-f]{8}) channel 0 blockid ([0-9a-f]+) data 0x");
@@ -139,20 +127,20 @@ TEST(Events, AnEventCallbackSetWhileRunningIsUsedAtOnceAndNullSwitchesItOff) {
         if (!std::regex_search(line, m, event_line)) continue;
         ++matched;
         const uint64_t timestamp = (std::stoull(m[1].str(), nullptr, 16) << 32) | std::stoull(m[2].str(), nullptr, 16);
-        std::lock_guard<std::mutex> guard(log.lock);
-        EXPECT_EQ(timestamp, log.events.at(0).timestamp) << line;
+        std::lock_guard<std::mutex> guard(later.lock);
+        EXPECT_EQ(timestamp, later.events.at(0).timestamp) << line;
         EXPECT_NE(m[3].str()[0], '0') << line;
     }
     EXPECT_EQ(matched, 1);
 
-    ORNCSetEventCallback(connection.get(), nullptr, nullptr);
-    ASSERT_EQ(ORNCTriggerSoftware(connection.get()), ORNC_OK);
-    ASSERT_TRUE(recorder.wait_frames(2, 5s));
+    ORNCSetEventCallback(connection_->get(), nullptr, nullptr);
+    ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+    ASSERT_TRUE(recorder.wait_frames(kTriggers + 2, 5s));
     std::this_thread::sleep_for(300ms);
-    EXPECT_EQ(log.size(), 1u);
-    EXPECT_GE(sensor.sensor().counters().events_sent, 2u);
-    EXPECT_EQ(ORNCAcquisitionStop(connection.get()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(connection.get()), ORNC_OK);
+    EXPECT_EQ(later.size(), 1u);
+    EXPECT_GE(sensor().counters().events_sent, static_cast<uint64_t>(kTriggers + 2));
+    EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
+    EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
 }
 
 struct ParamCalls {
@@ -165,13 +153,10 @@ struct ParamCalls {
     }
 };
 
-TEST(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
-    camtest::SensorScope sensor(acqtest::sensor_config(43, "AQ000043"));
-    ASSERT_TRUE(sensor.ok()) << sensor.error();
-    acqtest::Connection connection("AQ000043");
-    ASSERT_EQ(connection.status(), ORNC_OK);
-    ornc_param_t* gain = connection.param("Gain");
-    ornc_param_t* frame_count = connection.param("AcquisitionFrameCount");
+TEST_F(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(43, "AQ000043")));
+    ornc_param_t* gain = connection_->param("Gain");
+    ornc_param_t* frame_count = connection_->param("AcquisitionFrameCount");
     ParamCalls first;
     ParamCalls second;
     ParamCalls other;
@@ -194,7 +179,7 @@ TEST(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
     // A refused write changes nothing and tells nobody.
     ornsim::FaultSwitches faults;
     faults.refuse_writes_feature = "Gain";
-    sensor.sensor().set_faults(faults);
+    sensor().set_faults(faults);
     EXPECT_NE(ORNCParamSetFloatValue(gain, 5.0f), ORNC_OK);
     EXPECT_EQ(first.calls.load(), 2);
 

@@ -1,14 +1,16 @@
 // Helpers of the acquisition tests: sensors on this suite's loopback block,
-// a connected library handle with parameter shortcuts, recorders that copy
-// what the image callbacks receive (the data is only valid during the
-// callback), and the sensor's documented scene formulas to check contents
-// against.
+// a connected library handle with parameter shortcuts (and a fixture that
+// starts a sensor and connects), recorders that copy what the image
+// callbacks receive (the data is only valid during the callback), and a
+// check of their contents against the scene the sensor renders (whose
+// formulas tests/sim checks).
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -57,6 +59,16 @@ private:
     ornc_status_t status_ = ORNC_ERROR;
 };
 
+// A fixture whose tests start a sensor and, unless told not to, connect to it.
+class SensorTest : public ::testing::Test {
+protected:
+    void start_sensor(const ornsim::SensorConfig& config, bool connect = true);
+    ornsim::VirtualSensor& sensor() { return sensor_->sensor(); }
+
+    std::unique_ptr<camtest::SensorScope> sensor_;
+    std::unique_ptr<Connection> connection_;
+};
+
 // One image as received, copied out of the stream buffer.
 struct ImageCopy {
     bool empty = true;  // the record had no data
@@ -85,6 +97,13 @@ public:
 private:
     static void OnImage(orn_image_t* image, void* self);
     static void OnVector(orn_image_vec_t* vec, void* self);
+    // Counts a failed transfer, or stores a delivery with `store`.
+    void record(bool failed, const std::function<void(Recorder&)>& store);
+    template <typename T>
+    T locked_copy(const T& member) const {
+        std::lock_guard<std::mutex> guard(lock_);
+        return member;
+    }
 
     mutable std::mutex lock_;
     mutable std::condition_variable changed_;
@@ -94,26 +113,13 @@ private:
     int null_calls_ = 0;
 };
 
-// The scene of sim/stream/README.md for a frame `f` of W x H.
-struct Scene {
-    int W, H;
-    uint64_t f;
-    bool valid(int u, int v) const;
-    bool on_sphere(int u, int v) const;
-    // Expected X, Y, Z (NaN for invalid pixels), as stored (float).
-    void xyz(int u, int v, float out[3]) const;
-    uint8_t confidence(int u, int v) const;
-    uint8_t intensity(int u, int v) const;
-};
-
 // The frame number modulo 256 that a Mono8 intensity part shows (the
 // pixel (0, 0) holds 3 f mod 256).
 uint64_t frame_from_intensity(const ImageCopy& intensity);
 
-// "" when the part equals the scene of frame `f`, else the first mismatch.
-std::string check_range(const ImageCopy& range, uint64_t f);
-std::string check_intensity(const ImageCopy& intensity, uint64_t f);
-std::string check_confidence(const ImageCopy& confidence, uint64_t f);
+// "" when the part (Coord3D_ABC32f, Mono8 or Confidence8) holds exactly the
+// bytes the sensor renders for frame `f`, else the first difference.
+std::string check_part(const ImageCopy& part, uint64_t f);
 // A Coord3D_ABC32f image that matches the scene for some frame number
 // (the sphere's place gives the frame modulo W/2); "" when one matches.
 std::string check_range_any_frame(const ImageCopy& range);

@@ -12,26 +12,13 @@
 
 namespace {
 
-class Components : public ::testing::Test {
+class Components : public camtest::SensorTest {
 protected:
-    void start(int host, const std::string& serial, const std::string& xml = "") {
-        config_ = camtest::sensor_config(host, serial);
-        if (!xml.empty()) {
-            config_.genicam_file = workdir_.path() + "/" + serial + ".xml";
-            camtest::write_file(config_.genicam_file, xml);
-        }
-        sensor_ = std::make_unique<camtest::SensorScope>(config_);
-        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
-    }
     int enum_value(const ornc_t* ornc, const char* name) {
         int value = -1;
         EXPECT_EQ(ORNCParamGetEnumValue(camtest::device_param(ornc, name), &value), ORNC_OK) << name;
         return value;
     }
-
-    orntest::TempWorkDir workdir_;
-    ornsim::SensorConfig config_;
-    std::unique_ptr<camtest::SensorScope> sensor_;
 };
 
 void expect_component(const ornc_component_t* c, int component, const char* compname, uint32_t pixelformat,
@@ -45,7 +32,7 @@ void expect_component(const ornc_component_t* c, int component, const char* comp
     EXPECT_STREQ(c->pixelname, pixelname);
 }
 
-TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormat) {
+TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeepsTheSelectors) {
     start(30, "CP000030");
     camtest::Handle handle;
     EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
@@ -70,23 +57,13 @@ TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormat) {
     EXPECT_EQ(ORNCGetComponentArray(nullptr, &table, &count), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCGetComponentCount(nullptr), 0);
 
-    // A second connect on the same handle appends the components again.
+    // A second connect on the same handle appends the components again;
+    // discovery leaves the selectors as it found them.
+    ASSERT_EQ(ORNCSetComponentSelector(handle.get(), 2), ORNC_OK);
     ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
     ASSERT_EQ(ORNCGetComponentCount(handle.get()), 8);
     expect_component(ORNCGetComponent(handle.get(), 6), 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8");
-}
-
-TEST_F(Components, DiscoveryRestoresTheSelectorsItFound) {
-    start(31, "CP000031");
-    {
-        camtest::Handle first;
-        ASSERT_EQ(ORNCConnectBySerialNumber(first.get(), nullptr, "CP000031"), ORNC_OK);
-        ASSERT_EQ(ORNCSetComponentSelector(first.get(), 2), ORNC_OK);
-    }
-    camtest::Handle handle;
-    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000031"), ORNC_OK);
-    EXPECT_EQ(ORNCGetComponentCount(handle.get()), 4);
     int value = -1;
     ASSERT_EQ(ORNCGetComponentSelector(handle.get(), &value), ORNC_OK);
     EXPECT_EQ(value, 2);

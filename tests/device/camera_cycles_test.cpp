@@ -1,7 +1,7 @@
-// 200 connect/disconnect cycles in one process leave nothing behind: no
-// thread, no open file descriptor, no memory (LeakSanitizer checks the
-// last in the address-sanitizer build; the plain build compares the heap
-// in use).
+// 200 connect/disconnect cycles in one process leave no memory behind
+// (LeakSanitizer checks in the address-sanitizer build; the plain build
+// compares the heap in use). Threads and descriptors over connect cycles
+// are counted by acquisition_cycles_test.
 #include <gtest/gtest.h>
 #include <malloc.h>
 
@@ -9,7 +9,6 @@
 
 #include "ORNC.h"
 #include "camera_test_support.h"
-#include "process_probes.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ORNC_TEST_ASAN 1
@@ -29,7 +28,7 @@ constexpr int kWarmUpCycles = 50;
 
 size_t heap_in_use() { return mallinfo2().uordblks; }
 
-TEST(ConnectCycles, LeaveNoThreadFileDescriptorOrMemoryBehind) {
+TEST(ConnectCycles, LeaveNoMemoryBehind) {
     orntest::TempWorkDir workdir;
     camtest::SensorScope sensor(camtest::sensor_config(40, "CY000040"));
     ASSERT_TRUE(sensor.ok()) << sensor.error();
@@ -53,14 +52,10 @@ TEST(ConnectCycles, LeaveNoThreadFileDescriptorOrMemoryBehind) {
     for (int i = 0; i < kWarmUpCycles; ++i) {
         ASSERT_NO_FATAL_FAILURE(cycle(i));
     }
-    const int threads = orntest::thread_count();
-    const int fds = orntest::descriptor_count();
     [[maybe_unused]] const size_t heap = heap_in_use();  // unused under ASan, whose allocator this cannot see
     for (int i = kWarmUpCycles; i < kCycles; ++i) {
         ASSERT_NO_FATAL_FAILURE(cycle(i));
     }
-    EXPECT_EQ(orntest::thread_count(), threads);
-    EXPECT_EQ(orntest::descriptor_count(), fds);
 #ifndef ORNC_TEST_ASAN
     // A leak of even one small block per cycle would show as 190 blocks.
     EXPECT_LT(heap_in_use(), heap + 64 * 1024) << "heap grew from " << heap << " to " << heap_in_use();

@@ -9,6 +9,7 @@
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <utility>
 
 #include "ORNC.h"
 #include "camera_test_support.h"
@@ -92,13 +93,14 @@ TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
     EXPECT_EQ(value_text(step10), "60");
 }
 
-TEST_F(ParamRules, IntegerKindAndRangeGettersFollowThe32BitViews) {
-    EXPECT_EQ(ORNCParamGetType(param("IntStep10")), ORN_PARAM_INTEGER);
-    EXPECT_EQ(ORNCParamGetType(param("IntUnsigned32")), ORN_PARAM_UINTEGER);
-    EXPECT_EQ(ORNCParamGetType(param("IntMinusOneToU32")), ORN_PARAM_NONE);
-    EXPECT_EQ(ORNCParamGetType(param("IntFull64")), ORN_PARAM_INTEGER);
-    EXPECT_EQ(ORNCParamGetType(param("IntTo2Pow32")), ORN_PARAM_NONE);
-    EXPECT_EQ(ORNCParamGetType(param("IntWriteOnly")), ORN_PARAM_INTEGER);
+// Integers take the kind of the 32-bit view their range fits, or none.
+TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
+    const std::pair<const char*, orn_param_type_t> kinds[] = {
+        {"IntStep10", ORN_PARAM_INTEGER}, {"IntUnsigned32", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
+        {"IntFull64", ORN_PARAM_INTEGER}, {"IntTo2Pow32", ORN_PARAM_NONE},       {"IntWriteOnly", ORN_PARAM_INTEGER},
+        {"RawSpan", ORN_PARAM_REGISTER},  {"FloatRange", ORN_PARAM_FLOAT},       {"TextValue", ORN_PARAM_STRING},
+        {"FlagValue", ORN_PARAM_BOOLEAN}, {"ModeChoice", ORN_PARAM_ENUM},        {"PulseCommand", ORN_PARAM_COMMAND}};
+    for (const auto& kind : kinds) EXPECT_EQ(ORNCParamGetType(param(kind.first)), kind.second) << kind.first;
     EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
 
     int min = 1;
@@ -147,7 +149,6 @@ TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
     unsigned char raw[24] = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0x01, 0,
                              0,    0,    0,    0,    0,    0,    0,    0x01, 0, 0, 0,    0};
     ornc_param_t* span = param("RawSpan");
-    EXPECT_EQ(ORNCParamGetType(span), ORN_PARAM_REGISTER);
     ASSERT_EQ(ORNCParamSetRegisterValue(span, reinterpret_cast<const char*>(raw), sizeof raw), ORNC_OK);
     char back[24] = {};
     ASSERT_EQ(ORNCParamGetRegisterValue(span, back, sizeof back), ORNC_OK);
@@ -193,7 +194,6 @@ TEST_F(ParamRules, UnsignedNodesTakeTheUnsignedPath) {
 
 TEST_F(ParamRules, FloatWritesAreClampedAndPrintedWithSixDecimals) {
     ornc_param_t* f = param("FloatRange");
-    EXPECT_EQ(ORNCParamGetType(f), ORN_PARAM_FLOAT);
     float min = -1.0f;
     float max = -1.0f;
     ASSERT_EQ(ORNCParamGetFloatMinMaxValues(f, &min, &max), ORNC_OK);
@@ -254,7 +254,6 @@ TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
 
 TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
     ornc_param_t* s = param("TextValue");
-    EXPECT_EQ(ORNCParamGetType(s), ORN_PARAM_STRING);
     ASSERT_EQ(ORNCParamSetStringValue(s, "Sensor"), ORNC_OK);
     char text[32];
     ASSERT_EQ(ORNCParamGetStringValue(s, text, 4), ORNC_OK);
@@ -290,7 +289,6 @@ TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
 
 TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
     ornc_param_t* b = param("FlagValue");
-    EXPECT_EQ(ORNCParamGetType(b), ORN_PARAM_BOOLEAN);
     const struct {
         const char* text;
         ornc_status_t status;
@@ -318,7 +316,6 @@ TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
 
 TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
     ornc_param_t* e = param("ModeChoice");
-    EXPECT_EQ(ORNCParamGetType(e), ORN_PARAM_ENUM);
     int count = 0;
     ASSERT_EQ(ORNCParamGetEnumEntryCount(e, &count), ORNC_OK);
     EXPECT_EQ(count, 3);
@@ -358,7 +355,6 @@ TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
 
 TEST_F(ParamRules, CommandsAreSentWhateverTheDeviceAnswers) {
     ornc_param_t* c = param("PulseCommand");
-    EXPECT_EQ(ORNCParamGetType(c), ORN_PARAM_COMMAND);
     EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
     EXPECT_EQ(ORNCParamSendCommand(param("IntStep10")), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamSendCommand(nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);

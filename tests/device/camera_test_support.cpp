@@ -13,50 +13,39 @@ namespace camtest {
 
 namespace {
 
-std::string hex(uint32_t value) {
-    char text[16];
-    std::snprintf(text, sizeof text, "0x%X", value);
-    return text;
+// A node of `tag` named `name` around `body`.
+std::string node(const std::string& tag, const std::string& name, const std::string& body) {
+    return "  <" + tag + " Name=\"" + name + "\" NameSpace=\"Custom\">\n" + body + "  </" + tag + ">\n";
 }
 
-std::string reg_address(uint32_t offset) { return hex(ornsim::reg::kPlainMemoryBase + offset); }
+// A register node over `length` bytes at `offset` into plain memory;
+// `index` and `tail` go after the address and after the port's elements.
+std::string reg(const std::string& tag, const std::string& name, uint32_t offset, int length,
+                const std::string& access = "RW", const std::string& tail = "", const std::string& index = "") {
+    char address[16];
+    std::snprintf(address, sizeof address, "0x%X", ornsim::reg::kPlainMemoryBase + offset);
+    return node(tag, name,
+                "    <Address>" + std::string(address) + "</Address>\n" + index + "    <Length>" +
+                    std::to_string(length) + "</Length>\n    <AccessMode>" + access +
+                    "</AccessMode>\n    <pPort>Device</pPort>\n    <Cachable>NoCache</Cachable>\n" + tail);
+}
+
+const std::string kBigEndian = "    <Endianess>BigEndian</Endianess>\n";
+const std::string kUnsigned = "    <Sign>Unsigned</Sign>\n" + kBigEndian;
 
 // An integer feature over an IntReg of its own in plain memory.
 std::string integer_feature(const std::string& name, uint32_t offset, int length, bool is_signed,
                             const std::string& min, const std::string& max, const std::string& inc,
                             const std::string& access = "RW") {
-    std::string xml = "  <Integer Name=\"" + name + "\" NameSpace=\"Custom\">\n";
-    xml += "    <DisplayName>" + name + " Display</DisplayName>\n";
-    if (access != "RW") xml += "    <ImposedAccessMode>" + access + "</ImposedAccessMode>\n";
-    xml += "    <pValue>" + name + "Reg</pValue>\n";
-    if (!min.empty()) xml += "    <Min>" + min + "</Min>\n";
-    if (!max.empty()) xml += "    <Max>" + max + "</Max>\n";
-    if (!inc.empty()) xml += "    <Inc>" + inc + "</Inc>\n";
-    xml += "  </Integer>\n";
-    xml += "  <IntReg Name=\"" + name + "Reg\" NameSpace=\"Custom\">\n";
-    xml += "    <Address>" + reg_address(offset) + "</Address>\n    <Length>" + std::to_string(length) + "</Length>\n";
-    xml += "    <AccessMode>" + access + "</AccessMode>\n    <pPort>Device</pPort>\n    <Cachable>NoCache</Cachable>\n";
-    xml += std::string("    <Sign>") + (is_signed ? "Signed" : "Unsigned") + "</Sign>\n";
-    xml += "    <Endianess>BigEndian</Endianess>\n  </IntReg>\n";
-    return xml;
-}
-
-std::string register_feature(const std::string& name, uint32_t offset, int length) {
-    return "  <Register Name=\"" + name + "\" NameSpace=\"Custom\">\n    <Address>" + reg_address(offset) +
-           "</Address>\n    <Length>" + std::to_string(length) +
-           "</Length>\n    <AccessMode>RW</AccessMode>\n    <pPort>Device</pPort>\n"
-           "    <Cachable>NoCache</Cachable>\n  </Register>\n";
-}
-
-std::string plain_int_reg(const std::string& name, uint32_t offset, const std::string& access,
-                          const std::string& index = "") {
-    std::string xml =
-        "  <IntReg Name=\"" + name + "\" NameSpace=\"Custom\">\n    <Address>" + reg_address(offset) + "</Address>\n";
-    if (!index.empty()) xml += "    <pIndex Offset=\"4\">" + index + "</pIndex>\n";
-    xml += "    <Length>4</Length>\n    <AccessMode>" + access +
-           "</AccessMode>\n    <pPort>Device</pPort>\n    <Cachable>NoCache</Cachable>\n"
-           "    <Sign>Unsigned</Sign>\n    <Endianess>BigEndian</Endianess>\n  </IntReg>\n";
-    return xml;
+    std::string body = "    <DisplayName>" + name + " Display</DisplayName>\n";
+    if (access != "RW") body += "    <ImposedAccessMode>" + access + "</ImposedAccessMode>\n";
+    body += "    <pValue>" + name + "Reg</pValue>\n";
+    if (!min.empty()) body += "    <Min>" + min + "</Min>\n";
+    if (!max.empty()) body += "    <Max>" + max + "</Max>\n";
+    if (!inc.empty()) body += "    <Inc>" + inc + "</Inc>\n";
+    return node("Integer", name, body) +
+           reg("IntReg", name + "Reg", offset, length, access,
+               std::string("    <Sign>") + (is_signed ? "Signed" : "Unsigned") + "</Sign>\n" + kBigEndian);
 }
 
 // The features of the range tests. Offsets into plain memory:
@@ -69,60 +58,49 @@ std::string plain_int_reg(const std::string& name, uint32_t offset, const std::s
 //   0x74 ModeChoice (Alpha 1, Continuous 2, Gamma 3)   0x78 PulseCommand
 //   0x7C IndexSelector (0..7)   0x80 + 4 * index: IndexedValue
 std::string range_test_features() {
-    std::string xml;
-    xml += "  <Category Name=\"RangeTests\" NameSpace=\"Custom\">\n";
-    xml += "    <DisplayName>Range Tests</DisplayName>\n";
+    std::string members = "    <DisplayName>Range Tests</DisplayName>\n";
     for (const char* f : {"IntStep10", "IntStep4", "IntUnsigned32", "IntMinusOneToU32", "IntFull64", "IntTo2Pow32",
                           "RawSpan", "IntWriteOnly", "IntReadOnly", "FloatRange", "TextValue", "RawBlock", "FlagValue",
                           "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue"}) {
-        xml += std::string("    <pFeature>") + f + "</pFeature>\n";
+        members += std::string("    <pFeature>") + f + "</pFeature>\n";
     }
-    xml += "  </Category>\n";
+    std::string xml = node("Category", "RangeTests", members);
     xml += integer_feature("IntStep10", 0x00, 4, false, "0", "100", "10");
     xml += integer_feature("IntStep4", 0x04, 4, false, "1", "100", "4");
     xml += integer_feature("IntUnsigned32", 0x08, 4, false, "0", "4294967295", "");
     xml += integer_feature("IntMinusOneToU32", 0x10, 8, true, "-1", "4294967295", "");
     xml += integer_feature("IntFull64", 0x18, 8, true, "-9223372036854775808", "9223372036854775807", "");
     xml += integer_feature("IntTo2Pow32", 0x20, 8, true, "0", "4294967296", "");
-    xml += register_feature("RawSpan", 0x10, 24);
+    xml += reg("Register", "RawSpan", 0x10, 24);
     xml += integer_feature("IntWriteOnly", 0x28, 4, false, "0", "1000", "", "WO");
     xml += integer_feature("IntReadOnly", 0x2C, 4, false, "0", "1000", "", "RO");
-    xml +=
-        "  <Float Name=\"FloatRange\" NameSpace=\"Custom\">\n    <pValue>FloatRangeReg</pValue>\n"
-        "    <Min>0</Min>\n    <Max>100</Max>\n  </Float>\n";
-    xml += "  <FloatReg Name=\"FloatRangeReg\" NameSpace=\"Custom\">\n    <Address>" + reg_address(0x30) +
-           "</Address>\n    <Length>8</Length>\n    <AccessMode>RW</AccessMode>\n    <pPort>Device</pPort>\n"
-           "    <Cachable>NoCache</Cachable>\n    <Endianess>BigEndian</Endianess>\n  </FloatReg>\n";
-    xml += "  <StringReg Name=\"TextValue\" NameSpace=\"Custom\">\n    <Address>" + reg_address(0x40) +
-           "</Address>\n    <Length>16</Length>\n    <AccessMode>RW</AccessMode>\n    <pPort>Device</pPort>\n"
-           "    <Cachable>NoCache</Cachable>\n  </StringReg>\n";
-    xml += register_feature("RawBlock", 0x60, 8);
-    xml +=
-        "  <Boolean Name=\"FlagValue\" NameSpace=\"Custom\">\n    <pValue>FlagValueReg</pValue>\n"
-        "    <OnValue>1</OnValue>\n    <OffValue>0</OffValue>\n  </Boolean>\n";
-    xml += plain_int_reg("FlagValueReg", 0x70, "RW");
-    xml += "  <Enumeration Name=\"ModeChoice\" NameSpace=\"Custom\">\n";
+    xml += node("Float", "FloatRange", "    <pValue>FloatRangeReg</pValue>\n    <Min>0</Min>\n    <Max>100</Max>\n");
+    xml += reg("FloatReg", "FloatRangeReg", 0x30, 8, "RW", kBigEndian);
+    xml += reg("StringReg", "TextValue", 0x40, 16);
+    xml += reg("Register", "RawBlock", 0x60, 8);
+    xml += node("Boolean", "FlagValue",
+                "    <pValue>FlagValueReg</pValue>\n    <OnValue>1</OnValue>\n    <OffValue>0</OffValue>\n");
+    xml += reg("IntReg", "FlagValueReg", 0x70, 4, "RW", kUnsigned);
+    std::string entries;
     for (const auto& entry :
          {std::make_pair("Alpha", 1), std::make_pair("Continuous", 2), std::make_pair("Gamma", 3)}) {
-        xml += std::string("    <EnumEntry Name=\"") + entry.first + "\" NameSpace=\"Custom\">\n      <DisplayName>" +
-               entry.first + " Mode</DisplayName>\n      <Value>" + std::to_string(entry.second) +
-               "</Value>\n    </EnumEntry>\n";
+        entries += std::string("    <EnumEntry Name=\"") + entry.first +
+                   "\" NameSpace=\"Custom\">\n      <DisplayName>" + entry.first +
+                   " Mode</DisplayName>\n      <Value>" + std::to_string(entry.second) + "</Value>\n    </EnumEntry>\n";
     }
-    xml += "    <pValue>ModeChoiceReg</pValue>\n  </Enumeration>\n";
-    xml += plain_int_reg("ModeChoiceReg", 0x74, "RW");
+    xml += node("Enumeration", "ModeChoice", entries + "    <pValue>ModeChoiceReg</pValue>\n");
+    xml += reg("IntReg", "ModeChoiceReg", 0x74, 4, "RW", kUnsigned);
     xml +=
-        "  <Command Name=\"PulseCommand\" NameSpace=\"Custom\">\n    <pValue>PulseCommandReg</pValue>\n"
-        "    <CommandValue>1</CommandValue>\n  </Command>\n";
-    xml += plain_int_reg("PulseCommandReg", 0x78, "WO");
+        node("Command", "PulseCommand", "    <pValue>PulseCommandReg</pValue>\n    <CommandValue>1</CommandValue>\n");
+    xml += reg("IntReg", "PulseCommandReg", 0x78, 4, "WO", kUnsigned);
+    xml += node("Integer", "IndexSelector",
+                "    <pValue>IndexSelectorReg</pValue>\n    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n"
+                "    <pSelected>IndexedValue</pSelected>\n");
+    xml += reg("IntReg", "IndexSelectorReg", 0x7C, 4, "RW", kUnsigned);
+    xml += node("Integer", "IndexedValue",
+                "    <pValue>IndexedValueReg</pValue>\n    <Min>0</Min>\n    <Max>1000000</Max>\n");
     xml +=
-        "  <Integer Name=\"IndexSelector\" NameSpace=\"Custom\">\n    <pValue>IndexSelectorReg</pValue>\n"
-        "    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n    <pSelected>IndexedValue</pSelected>\n"
-        "  </Integer>\n";
-    xml += plain_int_reg("IndexSelectorReg", 0x7C, "RW");
-    xml +=
-        "  <Integer Name=\"IndexedValue\" NameSpace=\"Custom\">\n    <pValue>IndexedValueReg</pValue>\n"
-        "    <Min>0</Min>\n    <Max>1000000</Max>\n  </Integer>\n";
-    xml += plain_int_reg("IndexedValueReg", 0x80, "RW", "IndexSelector");
+        reg("IntReg", "IndexedValueReg", 0x80, 4, "RW", kUnsigned, "    <pIndex Offset=\"4\">IndexSelector</pIndex>\n");
     return xml;
 }
 
@@ -191,6 +169,16 @@ SensorScope::SensorScope(ornsim::SensorConfig config)
 }
 
 SensorScope::~SensorScope() { sensor_->stop(); }
+
+void SensorTest::start(int host, const std::string& serial, const std::string& xml) {
+    config_ = sensor_config(host, serial);
+    if (!xml.empty()) {
+        config_.genicam_file = workdir_.path() + "/" + serial + ".xml";
+        write_file(config_.genicam_file, xml);
+    }
+    sensor_ = std::make_unique<SensorScope>(config_);
+    ASSERT_TRUE(sensor_->ok()) << sensor_->error();
+}
 
 std::string param_name(const ornc_param_t* param) {
     char text[256];

@@ -1,8 +1,10 @@
 // Helpers of the camera API tests: a virtual sensor on a loopback address
-// of this process, GenICam files derived from the sensor's own, a library
-// handle that disconnects and is destroyed at the end of its scope, and
-// text getters that return std::string.
+// of this process (and a fixture that starts one), GenICam files derived
+// from the sensor's own, a library handle that disconnects and is destroyed
+// at the end of its scope, and text getters that return std::string.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -55,6 +57,17 @@ private:
 
 // A default sensor configuration at test_address(host).
 ornsim::SensorConfig sensor_config(int host, const std::string& serial);
+
+// A fixture whose tests start a sensor in a working directory of their own.
+class SensorTest : public ::testing::Test {
+protected:
+    // A sensor at `host`, serving `xml` when given, else its own file.
+    void start(int host, const std::string& serial, const std::string& xml = "");
+
+    orntest::TempWorkDir workdir_;
+    ornsim::SensorConfig config_;
+    std::unique_ptr<SensorScope> sensor_;
+};
 
 // An initialised library handle; disconnected and destroyed at scope end.
 struct Handle {

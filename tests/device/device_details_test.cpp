@@ -2,17 +2,12 @@
 // of virtual sensors on loopback, through the public API.
 #include <gtest/gtest.h>
 #include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <string>
 
 #include "ORNC.h"
 #include "discovery_test_support.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "sensor_fleet.h"
 
 namespace {
@@ -26,9 +21,7 @@ constexpr const char* kMac = "02:00:00:00:44:04";
 class SensorDetails : public ::testing::Test {
 protected:
     void SetUp() override {
-        std::string error;
-        ASSERT_TRUE(fleet_.add(orntest::sensor_config(kAddress, "VSD0004", "planoGAUGE Virtual", kMac), &error))
-            << error;
+        ASSERT_EQ(fleet_.add(kAddress, "VSD0004", "planoGAUGE Virtual", kMac), "");
         device_ = ORNCSysGetDeviceBySerialNumber(&scope_.sys, "VSD0004");
         ASSERT_NE(nullptr, device_);
         lo_ = orntest::interface_named(&scope_.sys, "lo");
@@ -44,7 +37,7 @@ protected:
     const ornc_interface_t* lo_ = nullptr;
 };
 
-TEST_F(SensorDetails, DeviceTextsFollowTheAllOrNothingCopy) {
+TEST_F(SensorDetails, DeviceTextsVersionAndIPConfigurationFlagsComeFromTheAck) {
     EXPECT_EQ("ORNC Virtual Sensors planoGAUGE Virtual (VSD0004) 127.0.44.4", text_of(ORNCDeviceGetID, device_));
     EXPECT_EQ("planoGAUGE Virtual", text_of(ORNCDeviceGetModelName, device_));
     EXPECT_EQ("ORNC Virtual Sensors", text_of(ORNCDeviceGetVendorName, device_));
@@ -65,30 +58,7 @@ TEST_F(SensorDetails, DeviceTextsFollowTheAllOrNothingCopy) {
     EXPECT_STREQ(kAddress, text);
     EXPECT_EQ(0, ORNCDeviceGetModelName(device_, text, 5));
     EXPECT_STREQ("", text);
-}
 
-TEST_F(SensorDetails, NullDeviceGivesNeutralAnswers) {
-    char text[16] = "untouched";
-    EXPECT_EQ(0, ORNCDeviceGetIPAddress(nullptr, text, sizeof text));
-    EXPECT_EQ(0, ORNCDeviceGetMACAddress(nullptr, text, sizeof text));
-    EXPECT_EQ(0, ORNCDeviceGetSubnetMask(nullptr, text, sizeof text));
-    EXPECT_EQ(0, ORNCDeviceGetDefaultGateway(nullptr, text, sizeof text));
-    EXPECT_STREQ("untouched", text);
-    EXPECT_EQ(0, ORNCDeviceGetID(nullptr, text, sizeof text));
-    EXPECT_EQ(0, ORNCDeviceGetSerialNumber(nullptr, nullptr, 0));
-    EXPECT_EQ(0, ORNCDeviceIsDHCPAvailable(nullptr));
-    EXPECT_EQ(0, ORNCDeviceIsDHCPEnabled(nullptr));
-    EXPECT_EQ(0, ORNCDeviceIsLLAAvailable(nullptr));
-    EXPECT_EQ(0, ORNCDeviceIsLLAEnabled(nullptr));
-    EXPECT_EQ(0, ORNCDeviceIsPersistentAvailable(nullptr));
-    EXPECT_EQ(0, ORNCDeviceIsPersistentEnabled(nullptr));
-    int major = -7;
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceGetGEVVersion(nullptr, &major, nullptr));
-    EXPECT_EQ(-7, major);
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(nullptr, "127.0.44.5", "255.0.0.0", "0.0.0.0"));
-}
-
-TEST_F(SensorDetails, VersionAndIPConfigurationFlagsComeFromTheAck) {
     int major = -1;
     int minor = -1;
     ASSERT_EQ(ORNC_OK, ORNCDeviceGetGEVVersion(device_, &major, &minor));
@@ -103,7 +73,38 @@ TEST_F(SensorDetails, VersionAndIPConfigurationFlagsComeFromTheAck) {
                 ORNCDeviceIsPersistentAvailable(device_));
 }
 
-TEST_F(SensorDetails, LoopbackAdapterDetails) {
+TEST_F(SensorDetails, NullDeviceAndInterfaceHandlesGiveNeutralAnswers) {
+    char text[16] = "untouched";
+    for (orntest::DeviceTextGetter address_text :
+         {ORNCDeviceGetIPAddress, ORNCDeviceGetMACAddress, ORNCDeviceGetSubnetMask, ORNCDeviceGetDefaultGateway}) {
+        EXPECT_EQ(0, address_text(nullptr, text, sizeof text));
+    }
+    EXPECT_STREQ("untouched", text);
+    EXPECT_EQ(0, ORNCDeviceGetID(nullptr, text, sizeof text));
+    EXPECT_EQ(0, ORNCDeviceGetSerialNumber(nullptr, nullptr, 0));
+    for (auto flag : {ORNCDeviceIsDHCPAvailable, ORNCDeviceIsDHCPEnabled, ORNCDeviceIsLLAAvailable,
+                      ORNCDeviceIsLLAEnabled, ORNCDeviceIsPersistentAvailable, ORNCDeviceIsPersistentEnabled}) {
+        EXPECT_EQ(0, flag(nullptr));
+    }
+    int major = -7;
+    EXPECT_EQ(ORNC_ERROR, ORNCDeviceGetGEVVersion(nullptr, &major, nullptr));
+    EXPECT_EQ(-7, major);
+    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(nullptr, "127.0.44.5", "255.0.0.0", "0.0.0.0"));
+
+    std::strcpy(text, "untouched");
+    EXPECT_EQ(0, ORNCInterfaceGetIPAddressCount(nullptr));
+    EXPECT_EQ(0, ORNCInterfaceGetIPAddress(nullptr, 0, text, sizeof text));
+    EXPECT_STREQ("", text);
+    EXPECT_EQ(0, ORNCInterfaceGetSubnetMask(nullptr, 0, text, sizeof text));
+    EXPECT_EQ(0, ORNCInterfaceGetMACAddress(nullptr, text, sizeof text));
+    EXPECT_EQ(0, ORNCInterfaceGetDefaultGateway(nullptr, text, sizeof text));
+    EXPECT_EQ(1, ORNCInterfaceGetDescription(nullptr, text, sizeof text));
+    EXPECT_STREQ("", text);
+    EXPECT_EQ(0, ORNCInterfaceGetDeviceCount(&scope_.sys, nullptr));
+    EXPECT_EQ(nullptr, ORNCInterfaceGetDevice(&scope_.sys, nullptr, 0));
+}
+
+TEST_F(SensorDetails, LoopbackAdapterDetailsAndTheirHandleOutlivesANewDiscovery) {
     ASSERT_GE(ORNCInterfaceGetIPAddressCount(lo_), 1);
     EXPECT_EQ("127.0.0.1", text_of([](const ornc_interface_t* i, char* t, int l) {
                   return ORNCInterfaceGetIPAddress(i, 0, t, l);
@@ -125,9 +126,7 @@ TEST_F(SensorDetails, LoopbackAdapterDetails) {
     EXPECT_EQ(0, ORNCInterfaceGetIPAddress(lo_, 0, text, 9));  // "127.0.0.1" needs 10
     EXPECT_STREQ("", text);
     EXPECT_EQ(10, ORNCInterfaceGetIPAddress(lo_, 0, nullptr, 0));
-}
 
-TEST_F(SensorDetails, AdapterHandlesOutliveANewDiscovery) {
     // The only sensor goes away and a new discovery finds nothing; from
     // then on every count runs yet another discovery. The adapter handle
     // taken before must still answer (AddressSanitizer builds would catch
@@ -141,72 +140,17 @@ TEST_F(SensorDetails, AdapterHandlesOutliveANewDiscovery) {
     EXPECT_EQ(lo_, orntest::interface_named(&scope_.sys, "lo"));
 }
 
-TEST_F(SensorDetails, WrongInterfaceHandlesGiveNeutralAnswers) {
-    char text[16] = "untouched";
-    EXPECT_EQ(0, ORNCInterfaceGetIPAddressCount(nullptr));
-    EXPECT_EQ(0, ORNCInterfaceGetIPAddress(nullptr, 0, text, sizeof text));
-    EXPECT_STREQ("", text);
-    EXPECT_EQ(0, ORNCInterfaceGetSubnetMask(nullptr, 0, text, sizeof text));
-    EXPECT_EQ(0, ORNCInterfaceGetMACAddress(nullptr, text, sizeof text));
-    EXPECT_EQ(0, ORNCInterfaceGetDefaultGateway(nullptr, text, sizeof text));
-    EXPECT_EQ(1, ORNCInterfaceGetDescription(nullptr, text, sizeof text));
-    EXPECT_STREQ("", text);
-    EXPECT_EQ(0, ORNCInterfaceGetDeviceCount(&scope_.sys, nullptr));
-    EXPECT_EQ(nullptr, ORNCInterfaceGetDevice(&scope_.sys, nullptr, 0));
-}
-
-// Holds control of a device from a socket of its own, as another
-// application would: a WRITEREG of the control bit into the CCP register.
-class Controller {
-public:
-    explicit Controller(const char* device) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        device_.sin_family = AF_INET;
-        device_.sin_port = htons(gvcp::kPort);
-        inet_pton(AF_INET, device, &device_.sin_addr);
-    }
-    ~Controller() {
-        write_ccp(0);
-        ::close(fd_);
-    }
-    bool write_ccp(uint32_t value) {
-        uint8_t command[gvcp::kHeaderSize + 8] = {};
-        command[gvcp::kCmdKeyOffset] = gvcp::kKey;
-        command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-        gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
-        gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
-        gvcp::store_be16(command + gvcp::kCmdReqIdOffset, ++request_id_);
-        gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
-        gvcp::store_be32(command + gvcp::kHeaderSize + 4, value);
-        if (::sendto(fd_, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&device_), sizeof device_) <
-            0) {
-            return false;
-        }
-        pollfd polled{fd_, POLLIN, 0};
-        uint8_t ack[64];
-        return ::poll(&polled, 1, 2000) == 1 &&
-               ::recv(fd_, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
-               gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
-    }
-
-private:
-    int fd_;
-    sockaddr_in device_{};
-    uint16_t request_id_ = 0x4000;
-};
-
-TEST_F(SensorDetails, AccessTypeFollowsTheControlPrivilege) {
+TEST_F(SensorDetails, AccessTypeFollowsTheControlPrivilegeAndIsUnknownWithoutADevice) {
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
     {
-        Controller other(kAddress);
+        orntest::Controller other(kAddress);
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kAddress));
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_EXCLUSIVE));
         EXPECT_EQ(ORNC_ACCESS_TYPE_EXCLUSIVE, ORNCGetAccessTypeByIPAddress(kAddress));
     }
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
-}
 
-TEST_F(SensorDetails, AccessTypeWithoutADevice) {
     orntest::LogCapture log;
     EXPECT_EQ(ORNC_ACCESS_TYPE_UNKNOWN, ORNCGetAccessTypeByIPAddress(""));
     EXPECT_EQ(ORNC_ACCESS_TYPE_UNKNOWN, ORNCGetAccessTypeByIPAddress(nullptr));
@@ -216,7 +160,18 @@ TEST_F(SensorDetails, AccessTypeWithoutADevice) {
     EXPECT_EQ(2, log.count_containing("ORNC: GetAccessType failed"));
 }
 
-TEST_F(SensorDetails, ForceIPMovesTheDeviceAndANewDiscoveryFindsItThere) {
+TEST_F(SensorDetails, ForceIPRefusesBadTextsAndAControlledDeviceElseMovesItWhereDiscoveryFindsIt) {
+    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.300", "255.0.0.0", "0.0.0.0"));
+    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, nullptr, "255.0.0.0", "0.0.0.0"));
+    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "", "0.0.0.0"));
+    EXPECT_EQ(kAddress, fleet_[0].current_address());
+    {
+        orntest::Controller other(kAddress);
+        ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
+        EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "255.0.0.0", "0.0.0.0"));
+        EXPECT_EQ(kAddress, fleet_[0].current_address());
+    }
+
     ASSERT_EQ(ORNC_OK, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "255.0.0.0", "0.0.0.0"));
     EXPECT_EQ("127.0.44.6", fleet_[0].current_address());
     // The old list is not refreshed by the change.
@@ -226,20 +181,6 @@ TEST_F(SensorDetails, ForceIPMovesTheDeviceAndANewDiscoveryFindsItThere) {
     ASSERT_NE(nullptr, moved);
     EXPECT_EQ("127.0.44.6", orntest::device_ip(moved));
     EXPECT_EQ(nullptr, ORNCSysGetDeviceByIP(&scope_.sys, kAddress));
-}
-
-TEST_F(SensorDetails, ForceIPRefusesMalformedAddressTexts) {
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.300", "255.0.0.0", "0.0.0.0"));
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, nullptr, "255.0.0.0", "0.0.0.0"));
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "", "0.0.0.0"));
-    EXPECT_EQ(kAddress, fleet_[0].current_address());
-}
-
-TEST_F(SensorDetails, ForceIPIsRefusedWhileAnotherApplicationControlsTheDevice) {
-    Controller other(kAddress);
-    ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
-    EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "255.0.0.0", "0.0.0.0"));
-    EXPECT_EQ(kAddress, fleet_[0].current_address());
 }
 
 }  // namespace

@@ -5,36 +5,28 @@
 #include <cstring>
 
 #include "ORNC.h"
-#include "camera/ornc_priv.h"
 #include "discovery_test_support.h"
 
 namespace {
 
-TEST(HandleLifecycle, InitGivesAZeroedStateWithLinuxDefaults) {
+TEST(HandleLifecycle, InitGivesAnEmptyHandleAndDestroyClearsItAndStopsLogging) {
     ornc_t ornc;
     ornc.priv = reinterpret_cast<ornc_priv_t*>(&ornc);  // garbage that InitEmpty must clear
     ORNCInitEmpty(&ornc);
     EXPECT_EQ(nullptr, ornc.priv);
     ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
     ASSERT_NE(nullptr, ornc.priv);
-    // No configuration store on Linux: no dump, no name, logging stays off.
-    EXPECT_EQ(0, ornc.priv->dump_xml);
-    EXPECT_STREQ("", ornc.priv->dump_xml_file);
-    EXPECT_EQ(nullptr, ornc.priv->lDevice);
-    EXPECT_EQ(nullptr, ornc.priv->lSystem);
-    EXPECT_EQ(0, ornc.priv->comp_count);
-    EXPECT_EQ(0u, ornc.priv->acquistate.mode);
+    // Nothing connected yet; no configuration store on Linux, so logging stays off.
+    EXPECT_EQ(nullptr, ORNCGetDeviceParams(&ornc));
+    EXPECT_EQ(0, ORNCGetComponentCount(&ornc));
     EXPECT_EQ(0, ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
     ORNCDestroy(&ornc);
     EXPECT_EQ(nullptr, ornc.priv);
     ORNCDestroy(&ornc);  // a second time does nothing
     ORNCDestroy(nullptr);
     EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCInit(nullptr));
-}
 
-TEST(HandleLifecycle, InitAndDestroyLogAndDestroyStopsLogging) {
     orntest::LogCapture log;
-    ornc_t ornc;
     ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
     EXPECT_EQ(1, log.count_containing("ORNCInit success"));
     ORNCDestroy(&ornc);
@@ -42,24 +34,20 @@ TEST(HandleLifecycle, InitAndDestroyLogAndDestroyStopsLogging) {
     EXPECT_EQ(0, ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
 }
 
+// Both texts are copied all or nothing, as the unit tests of the copy
+// show; here the boundary of one of them.
 TEST(HandleLifecycle, VersionTexts) {
-    EXPECT_EQ(11, ORNCGetVersion(nullptr, 0));
-    EXPECT_EQ(20, ORNCGetVersionDetail(nullptr, 0));
     char text[32];
     EXPECT_EQ(11, ORNCGetVersion(text, sizeof text));
     EXPECT_STREQ("1.6.2.5563", text);
     EXPECT_EQ(20, ORNCGetVersionDetail(text, sizeof text));
     EXPECT_STREQ("ORNC SDK 1.6.2.5563", text);
-    std::strcpy(text, "junk");
     EXPECT_EQ(0, ORNCGetVersion(text, 10));
-    EXPECT_STREQ("", text);
-    std::strcpy(text, "junk");
-    EXPECT_EQ(0, ORNCGetVersionDetail(text, 19));
     EXPECT_STREQ("", text);
     EXPECT_EQ(11, ORNCGetVersion(text, 11));
 }
 
-TEST(SystemHandle, UninitialisedHandlesAreRefused) {
+TEST(SystemHandle, UninitialisedHandlesAreRefusedAndInitDoesNotDiscover) {
     ornc_system_t sys{nullptr};
     EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysFindDevices(&sys));
     EXPECT_EQ(ORNC_ERR_UNINITIALIZED, ORNCSysFindDevices(nullptr));
@@ -76,11 +64,8 @@ TEST(SystemHandle, UninitialisedHandlesAreRefused) {
     ORNCSysDestroy(nullptr);
     ORNCSysDestroy(&sys);
     EXPECT_EQ(nullptr, sys.priv);
-}
 
-TEST(SystemHandle, InitDoesNotDiscoverAndDestroyReleases) {
     orntest::LogCapture log;
-    ornc_system_t sys{nullptr};
     ASSERT_EQ(ORNC_OK, ORNCSysInit(&sys));
     ASSERT_NE(nullptr, sys.priv);
     EXPECT_EQ(1, log.count_containing("ORNC: Initializing system"));

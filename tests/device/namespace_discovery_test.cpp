@@ -3,12 +3,8 @@
 // and joins the two with a veth pair using link-local addresses. Nothing
 // leaves these namespaces. Skips without root.
 #include <gtest/gtest.h>
-#include <arpa/inet.h>
 #include <fcntl.h>
-#include <netinet/in.h>
-#include <poll.h>
 #include <sched.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,9 +14,8 @@
 
 #include "ORNC.h"
 #include "discovery_test_support.h"
-#include "ornsim/virtual_sensor.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "private_network.h"
+#include "sensor_fleet.h"
 
 namespace {
 
@@ -154,39 +149,15 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     EXPECT_NE(std::string::npos, link.find(mac)) << link;
 }
 
-// Holds control from a socket of its own, as another application would.
-bool take_control(int fd, const char* device, uint32_t ccp) {
-    uint8_t command[gvcp::kHeaderSize + 8] = {};
-    command[gvcp::kCmdKeyOffset] = gvcp::kKey;
-    command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-    gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
-    gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
-    gvcp::store_be16(command + gvcp::kCmdReqIdOffset, 0x5151);
-    gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
-    gvcp::store_be32(command + gvcp::kHeaderSize + 4, ccp);
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(gvcp::kPort);
-    inet_pton(AF_INET, device, &to.sin_addr);
-    if (::sendto(fd, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&to), sizeof to) < 0) return false;
-    pollfd polled{fd, POLLIN, 0};
-    uint8_t ack[64];
-    return ::poll(&polled, 1, 2000) == 1 &&
-           ::recv(fd, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
-           gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
-}
-
-TEST_F(LinkLocalSensor, AccessTypeIsOpenThenControlWhileAnotherClientHoldsIt) {
+TEST_F(LinkLocalSensor, AccessTypeFollowsAnotherClientsControlAndForceIPMovesIt) {
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kSensorAddress));
-    const int other = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_GE(other, 0);
-    ASSERT_TRUE(take_control(other, kSensorAddress, gvcp::CCP_CONTROL));
-    EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kSensorAddress));
-    EXPECT_TRUE(take_control(other, kSensorAddress, 0));
-    ::close(other);
-}
+    {
+        orntest::Controller other(kSensorAddress);
+        ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
+        EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kSensorAddress));
+        EXPECT_TRUE(other.write_ccp(0));
+    }
 
-TEST_F(LinkLocalSensor, ForceIPMovesItAndANewDiscoveryFindsItThere) {
     // A real device re-addresses its own interface; the virtual sensor can
     // only bind an address its namespace already holds.
     ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev")));

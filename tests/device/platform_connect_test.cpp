@@ -1,6 +1,7 @@
 // Connecting, the description dump, the communication and stream node
-// maps, buffers and the connect/disconnect cycle, against the virtual
-// sensor with its built-in description over real UDP on loopback.
+// maps and buffers, against the virtual sensor with its built-in
+// description over real UDP on loopback. (Leaks over many connect cycles
+// are watched by camera_cycles_test, whose connect runs this same path.)
 #include <arv.h>
 #include <gtest/gtest.h>
 
@@ -10,16 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "ornsim/virtual_sensor.h"
-#include "platform/PvBuffer.h"
-#include "platform/PvDeviceGEV.h"
-#include "platform/PvGenInteger.h"
-#include "platform/PvGenParameterArray.h"
-#include "platform/PvStreamGEV.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform_test_support.h"
 
 namespace {
+
+using platform_test::DevicePtr;
+using platform_test::got;
+using platform_test::read_register;
+using platform_test::StreamPtr;
 
 constexpr const char* kSensorAddress = "127.0.46.2";
 constexpr const char* kZippedSensorAddress = "127.0.46.3";
@@ -35,29 +34,14 @@ std::unique_ptr<ornsim::VirtualSensor> start_sensor(const char* address, bool zi
     return sensor;
 }
 
-struct DeviceDeleter {
-    void operator()(PvDevice* device) const { PvDevice::Free(device); }
-};
-struct StreamDeleter {
-    void operator()(PvStream* stream) const { PvStream::Free(stream); }
-};
-using DevicePtr = std::unique_ptr<PvDevice, DeviceDeleter>;
-using StreamPtr = std::unique_ptr<PvStream, StreamDeleter>;
-
 DevicePtr connect(const char* address) {
     PvResult result;
     DevicePtr device(PvDevice::CreateAndConnect(PvString(address), &result));
-    EXPECT_NE(device, nullptr) << result.GetCodeString().GetAscii() << ": " << result.GetDescription().GetAscii();
+    EXPECT_NE(device, nullptr) << platform_test::describe(result);
     return device;
 }
 
-uint32_t read_register(PvDevice* device, uint32_t address) {
-    guint32 value = 0;
-    EXPECT_TRUE(arv_device_read_register(device->GetArvDevice(), address, &value, nullptr));
-    return value;
-}
-
-TEST(PlatformConnect, ConnectTakesControlAndOneControllerOnly) {
+TEST(PlatformConnect, ConnectTakesControlOneControllerOnlyAndSetsThePacketSize) {
     auto sensor = start_sensor(kSensorAddress);
     DevicePtr device = connect(kSensorAddress);
     ASSERT_NE(device, nullptr);
@@ -65,8 +49,23 @@ TEST(PlatformConnect, ConnectTakesControlAndOneControllerOnly) {
     ASSERT_NE(device->GetParameters(), nullptr);
     EXPECT_GT(device->GetParameters()->GetCount(), 20u);
     EXPECT_NE(device->GetParameters()->Get("Width"), nullptr);
-    EXPECT_NE(dynamic_cast<PvDeviceGEV*>(device.get()), nullptr);
+    PvDeviceGEV* gev = dynamic_cast<PvDeviceGEV*>(device.get());
+    ASSERT_NE(gev, nullptr);
     EXPECT_NE(read_register(device.get(), gvcp::REG_CCP) & 0x3u, 0u) << "control privilege held";
+
+    PvGenInteger* payload = dynamic_cast<PvGenInteger*>(device->GetParameters()->Get("PayloadSize"));
+    ASSERT_NE(payload, nullptr);
+    const int64_t expected = got<int64_t>(payload, &PvGenInteger::GetValue, -1);
+    EXPECT_GT(expected, 0);
+    EXPECT_EQ(device->GetPayloadSize(), static_cast<uint32_t>(expected));
+    EXPECT_EQ(gev->NegotiatePacketSize(1, 0).GetCode(), PvResult::NOT_SUPPORTED);
+    PvResult negotiated = gev->NegotiatePacketSize(0, 1400);
+    const uint32_t packet_size = read_register(device.get(), gvcp::REG_SCPS0) & gvcp::SCPS_PACKET_SIZE_MASK;
+    if (negotiated.IsOK()) {
+        EXPECT_GE(packet_size, 576u);
+    } else {
+        EXPECT_EQ(packet_size, 1400u) << "fallback set: " << negotiated.GetDescription().GetAscii();
+    }
 
     PvResult result;
     DevicePtr second(PvDevice::CreateAndConnect(PvString(kSensorAddress), &result));
@@ -82,7 +81,7 @@ TEST(PlatformConnect, ConnectTakesControlAndOneControllerOnly) {
     EXPECT_NE(again, nullptr) << "control was released";
 }
 
-TEST(PlatformConnect, BadAddressesFailWithoutTraffic) {
+TEST(PlatformConnect, BadAddressesFailWithoutTrafficAndASilentOneTimesOutWithAReason) {
     struct Case {
         const char* interface_ip;
         const char* device_ip;
@@ -101,11 +100,8 @@ TEST(PlatformConnect, BadAddressesFailWithoutTraffic) {
     EXPECT_EQ(result.GetCode(), PvResult::INVALID_PARAMETER);
     EXPECT_EQ(PvStream::CreateAndOpen(static_cast<const PvDeviceInfo*>(nullptr), &result), nullptr);
     EXPECT_EQ(result.GetCode(), PvResult::INVALID_PARAMETER);
-}
 
-TEST(PlatformConnect, SilentAddressTimesOutWithAReason) {
     const auto start = std::chrono::steady_clock::now();
-    PvResult result;
     DevicePtr device(PvDevice::CreateAndConnect(PvString(kSilentAddress), &result));
     EXPECT_EQ(device, nullptr);
     EXPECT_TRUE(result.IsFailure());
@@ -145,12 +141,6 @@ TEST(PlatformConnect, DumpWritesTheDescriptionPlainOrZipped) {
     g_free(unpacked);
     arv_zip_free(zip);
 
-    // The dumped file parses as a node map with the device's features.
-    ArvGc* reparsed = arv_gc_new(nullptr, expected.data(), expected.size());
-    ASSERT_NE(reparsed, nullptr);
-    EXPECT_NE(arv_gc_get_node(reparsed, "Width"), nullptr);
-    g_object_unref(reparsed);
-
     EXPECT_TRUE(device->DumpGenICamXML("/nonexistent-directory/dump.xml").IsFailure());
     EXPECT_EQ(device->DumpGenICamXML("").GetCode(), PvResult::INVALID_PARAMETER);
 }
@@ -161,15 +151,12 @@ TEST(PlatformConnect, CommunicationMapShowsTheConnectionAndWritesTheHeartbeat) {
     ASSERT_NE(device, nullptr);
     PvGenParameterArray* communication = device->GetCommunicationParameters();
     ASSERT_NE(communication, nullptr);
-    PvString text;
-    ASSERT_TRUE(communication->Get("DeviceIPAddress")->ToString(text).IsOK());
-    EXPECT_EQ(text, kSensorAddress);
+    EXPECT_EQ(got<PvString>(communication->Get("DeviceIPAddress"), &PvGenParameter::ToString), kSensorAddress);
 
     PvGenInteger* heartbeat = dynamic_cast<PvGenInteger*>(communication->Get("HeartbeatTimeout"));
     ASSERT_NE(heartbeat, nullptr);
-    int64_t value = 0;
-    ASSERT_TRUE(heartbeat->GetValue(value).IsOK());
-    EXPECT_EQ(value, read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT)) << "read from the device";
+    const int64_t heartbeat_ms = read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT);
+    EXPECT_EQ(got<int64_t>(heartbeat, &PvGenInteger::GetValue), heartbeat_ms) << "read from the device";
     EXPECT_TRUE(heartbeat->IsWritable());
     ASSERT_TRUE(heartbeat->SetValue(4321).IsOK());
     EXPECT_EQ(read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT), 4321u);
@@ -179,36 +166,11 @@ TEST(PlatformConnect, CommunicationMapShowsTheConnectionAndWritesTheHeartbeat) {
     EXPECT_TRUE(timeout->IsReadable());
     EXPECT_FALSE(timeout->IsWritable());
     EXPECT_EQ(timeout->SetValue(10).GetCode(), PvResult::ACCESS_DENIED);
-    ASSERT_TRUE(timeout->GetValue(value).IsOK());
-    EXPECT_EQ(value, 500);
-    communication->Get("AnswerTimeout")->GetCategory(text);
-    EXPECT_EQ(text, "Root\\Communication");
+    EXPECT_EQ(got<int64_t>(timeout, &PvGenInteger::GetValue), 500);
+    EXPECT_EQ(got<PvString>(timeout, &PvGenParameter::GetCategory), "Root\\Communication");
 }
 
-TEST(PlatformConnect, PayloadSizeAndPacketSize) {
-    auto sensor = start_sensor(kSensorAddress);
-    DevicePtr device = connect(kSensorAddress);
-    ASSERT_NE(device, nullptr);
-    PvGenInteger* payload = dynamic_cast<PvGenInteger*>(device->GetParameters()->Get("PayloadSize"));
-    ASSERT_NE(payload, nullptr);
-    int64_t expected = 0;
-    ASSERT_TRUE(payload->GetValue(expected).IsOK());
-    EXPECT_GT(expected, 0);
-    EXPECT_EQ(device->GetPayloadSize(), static_cast<uint32_t>(expected));
-
-    PvDeviceGEV* gev = dynamic_cast<PvDeviceGEV*>(device.get());
-    ASSERT_NE(gev, nullptr);
-    EXPECT_EQ(gev->NegotiatePacketSize(1, 0).GetCode(), PvResult::NOT_SUPPORTED);
-    PvResult negotiated = gev->NegotiatePacketSize(0, 1400);
-    const uint32_t packet_size = read_register(device.get(), gvcp::REG_SCPS0) & gvcp::SCPS_PACKET_SIZE_MASK;
-    if (negotiated.IsOK()) {
-        EXPECT_GE(packet_size, 576u);
-    } else {
-        EXPECT_EQ(packet_size, 1400u) << "fallback set: " << negotiated.GetDescription().GetAscii();
-    }
-}
-
-TEST(PlatformStream, OpensOnTheConnectedDeviceAndPointsItAtTheHost) {
+TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostAndClosesOverADeletedBuffer) {
     auto sensor = start_sensor(kSensorAddress);
     PvResult result;
     EXPECT_EQ(PvStream::CreateAndOpen(PvString(kSensorAddress), &result), nullptr);
@@ -235,9 +197,8 @@ TEST(PlatformStream, OpensOnTheConnectedDeviceAndPointsItAtTheHost) {
 
     PvGenParameterArray* params = stream->GetParameters();
     ASSERT_NE(params, nullptr);
+    EXPECT_EQ(got<PvString>(params->Get("LocalPort"), &PvGenParameter::ToString), std::to_string(gev->GetLocalPort()));
     PvString text;
-    ASSERT_TRUE(params->Get("LocalPort")->ToString(text).IsOK());
-    EXPECT_EQ(text, std::to_string(gev->GetLocalPort()));
     for (const char* name : {"AcquisitionRate", "Bandwidth", "BlockCount", "BlocksDropped", "ResendRequests"}) {
         PvGenParameter* parameter = params->Get(name);
         ASSERT_NE(parameter, nullptr) << name;
@@ -246,9 +207,26 @@ TEST(PlatformStream, OpensOnTheConnectedDeviceAndPointsItAtTheHost) {
         EXPECT_TRUE(parameter->ToString(text).IsOK()) << name;
     }
     EXPECT_EQ(dynamic_cast<PvGenInteger*>(params->Get("BlockCount"))->SetValue(3).GetCode(), PvResult::ACCESS_DENIED);
+
+    // A buffer deleted while queued leaves the stream safe: Aravis may
+    // still write into the memory, which lives with the wrapper (a
+    // sanitizer build catches a write into freed memory here).
+    PvBuffer* buffer = new PvBuffer;
+    ASSERT_TRUE(buffer->Alloc(4096).IsOK());
+    ArvBuffer* wrapper = buffer->GetArvBuffer();
+    g_object_ref(wrapper);
+    ASSERT_TRUE(stream->QueueBuffer(buffer).IsOK());
+    delete buffer;
+    EXPECT_EQ(PvBuffer::FromArvBuffer(wrapper), nullptr) << "the orphan no longer maps back";
+    size_t size = 0;
+    void* data = const_cast<void*>(arv_buffer_get_data(wrapper, &size));
+    ASSERT_NE(data, nullptr);
+    std::memset(data, 0xAB, 4096);
+
     EXPECT_TRUE(stream->Close().IsOK());
     EXPECT_EQ(stream->GetParameters(), nullptr);
     EXPECT_EQ(stream->Close().GetCode(), PvResult::NOT_CONNECTED);
+    g_object_unref(wrapper);
 }
 
 TEST(PlatformStream, QueueKeepsARecordOfEveryBuffer) {
@@ -280,9 +258,8 @@ TEST(PlatformStream, QueueKeepsARecordOfEveryBuffer) {
     EXPECT_EQ(stream->GetQueuedBufferCount(), stream->GetQueuedBufferMaximum());
     EXPECT_EQ(buffers[0]->Alloc(size).GetCode(), PvResult::GENERIC_ERROR) << "no re-allocation while queued";
 
-    PvString text;
-    ASSERT_TRUE(stream->GetParameters()->Get("QueuedBufferCount")->ToString(text).IsOK());
-    EXPECT_EQ(text, std::to_string(stream->GetQueuedBufferMaximum()));
+    EXPECT_EQ(got<PvString>(stream->GetParameters()->Get("QueuedBufferCount"), &PvGenParameter::ToString),
+              std::to_string(stream->GetQueuedBufferMaximum()));
 
     ASSERT_TRUE(stream->Close().IsOK());
     for (const auto& buffer : buffers) {
@@ -290,56 +267,6 @@ TEST(PlatformStream, QueueKeepsARecordOfEveryBuffer) {
     }
     EXPECT_TRUE(buffers[0]->Alloc(size / 2 + 1).IsOK()) << "released by Close";
     EXPECT_EQ(stream->QueueBuffer(buffers[0].get()).GetCode(), PvResult::NOT_CONNECTED);
-}
-
-TEST(PlatformStream, BufferDeletedWhileQueuedLeavesTheStreamSafe) {
-    auto sensor = start_sensor(kSensorAddress);
-    DevicePtr device = connect(kSensorAddress);
-    ASSERT_NE(device, nullptr);
-    PvResult result;
-    StreamPtr stream(PvStream::CreateAndOpen(PvString(kSensorAddress), &result));
-    ASSERT_NE(stream, nullptr);
-    PvBuffer* buffer = new PvBuffer;
-    ASSERT_TRUE(buffer->Alloc(4096).IsOK());
-    ArvBuffer* wrapper = buffer->GetArvBuffer();
-    g_object_ref(wrapper);
-    ASSERT_TRUE(stream->QueueBuffer(buffer).IsOK());
-    delete buffer;
-    EXPECT_EQ(PvBuffer::FromArvBuffer(wrapper), nullptr) << "the orphan no longer maps back";
-    // Aravis may still write into the memory: it lives with the wrapper
-    // (a sanitizer build catches a write into freed memory here).
-    size_t size = 0;
-    void* data = const_cast<void*>(arv_buffer_get_data(wrapper, &size));
-    ASSERT_NE(data, nullptr);
-    std::memset(data, 0xAB, 4096);
-    stream.reset();
-    g_object_unref(wrapper);
-}
-
-TEST(PlatformConnect, TwoHundredCyclesLeaveNoDescriptorOrThread) {
-    auto sensor = start_sensor(kSensorAddress);
-    {
-        // Warm up once: GLib and Aravis create process-wide helpers on
-        // first use.
-        DevicePtr device = connect(kSensorAddress);
-        ASSERT_NE(device, nullptr);
-    }
-    const int descriptors = platform_test::open_file_descriptors();
-    const int threads = platform_test::settled_threads(0, std::chrono::milliseconds(0));
-    for (int cycle = 0; cycle < 200; ++cycle) {
-        PvResult result;
-        DevicePtr device(PvDevice::CreateAndConnect(PvString(kSensorAddress), &result));
-        ASSERT_NE(device, nullptr) << "cycle " << cycle << ": " << result.GetDescription().GetAscii();
-        StreamPtr stream(PvStream::CreateAndOpen(PvString(kSensorAddress), &result));
-        ASSERT_NE(stream, nullptr) << "cycle " << cycle << ": " << result.GetDescription().GetAscii();
-        PvBuffer buffer;
-        ASSERT_TRUE(buffer.Alloc(device->GetPayloadSize()).IsOK());
-        ASSERT_TRUE(stream->QueueBuffer(&buffer).IsOK());
-        stream.reset();
-        ASSERT_TRUE(device->Disconnect().IsOK());
-    }
-    EXPECT_EQ(platform_test::open_file_descriptors(), descriptors);
-    EXPECT_LE(platform_test::settled_threads(threads, std::chrono::seconds(2)), threads);
 }
 
 }  // namespace

@@ -8,24 +8,15 @@
 #include <gtest/gtest.h>
 
 #include <map>
-#include <memory>
 #include <mutex>
 #include <string>
-#include <vector>
 
-#include "ornsim/virtual_sensor.h"
-#include "platform/PvDeviceGEV.h"
-#include "platform/PvGenEnum.h"
 #include "platform/PvGenEventSink.h"
-#include "platform/PvGenInteger.h"
-#include "platform/PvGenParameterArray.h"
-#include "platform_stream_support.h"
 #include "platform_test_support.h"
 
 namespace {
 
-using stream_test::describe;
-using stream_test::DevicePtr;
+using platform_test::Rig;
 
 constexpr const char* kCustomSensorAddress = "127.0.47.30";
 constexpr const char* kBuiltInSensorAddress = "127.0.47.31";
@@ -72,6 +63,8 @@ const char* kDescription = R"(<?xml version="1.0" encoding="utf-8"?>
 </RegisterDescription>
 )";
 
+using Counts = std::map<std::string, int>;
+
 // Counts notifications per parameter name.
 class CountingSink : public PvGenEventSink {
 public:
@@ -79,70 +72,41 @@ public:
         std::lock_guard<std::mutex> guard(lock_);
         ++counts_[parameter->GetName().str()];
     }
-    std::map<std::string, int> take() {
+    Counts take() {
         std::lock_guard<std::mutex> guard(lock_);
-        std::map<std::string, int> counts;
+        Counts counts;
         counts.swap(counts_);
         return counts;
     }
 
 private:
     std::mutex lock_;
-    std::map<std::string, int> counts_;
-};
-
-class SensorWithFile {
-public:
-    SensorWithFile(const char* address, const char* description) : file_("notification.xml") {
-        ornsim::SensorConfig config;
-        config.address = address;
-        if (description != nullptr) {
-            EXPECT_TRUE(file_.write(description));
-            config.genicam_file = file_.path();
-        }
-        sensor_.reset(new ornsim::VirtualSensor(config));
-        std::string error;
-        EXPECT_TRUE(sensor_->start(&error)) << error;
-        PvResult result;
-        device_.reset(PvDevice::CreateAndConnect(PvString(address), &result));
-        EXPECT_NE(device_, nullptr) << describe(result);
-    }
-    PvGenParameterArray* parameters() { return device_ != nullptr ? device_->GetParameters() : nullptr; }
-
-private:
-    platform_test::TempFile file_;
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
-    DevicePtr device_;
+    Counts counts_;
 };
 
 TEST(PlatformNotification, DependentsHearOfAChangeAndUnrelatedFeaturesDoNot) {
-    SensorWithFile rig(kCustomSensorAddress, kDescription);
+    Rig rig(kCustomSensorAddress, 160, 120, 50.0, kDescription);
+    ASSERT_TRUE(rig.ready());
     PvGenParameterArray* parameters = rig.parameters();
-    ASSERT_NE(parameters, nullptr);
     CountingSink sink;
     for (const char* name : {"Source", "Doubled", "Quadrupled", "Cached", "Bounded", "Indexed", "Unrelated"}) {
         PvGenParameter* parameter = parameters->Get(name);
         ASSERT_NE(parameter, nullptr) << name;
         ASSERT_TRUE(parameter->RegisterEventSink(&sink).IsOK()) << name;
     }
+    EXPECT_EQ(parameters->Get("Source")->RegisterEventSink(&sink).GetCode(), PvResult::INVALID_PARAMETER)
+        << "registered twice";
     PvGenInteger* source = dynamic_cast<PvGenInteger*>(parameters->Get("Source"));
     ASSERT_TRUE(source->SetValue(21).IsOK());
-    const std::map<std::string, int> after_source = sink.take();
-    const std::map<std::string, int> expected_source = {
-        {"Source", 1}, {"Doubled", 1}, {"Quadrupled", 1}, {"Cached", 1}, {"Bounded", 1}};
-    EXPECT_EQ(after_source, expected_source);
-    int64_t quadrupled = 0;
-    ASSERT_TRUE(dynamic_cast<PvGenInteger*>(parameters->Get("Quadrupled"))->GetValue(quadrupled).IsOK());
-    EXPECT_EQ(quadrupled, 84);
+    EXPECT_EQ(sink.take(), (Counts{{"Source", 1}, {"Doubled", 1}, {"Quadrupled", 1}, {"Cached", 1}, {"Bounded", 1}}));
+    EXPECT_EQ(platform_test::got<int64_t>(rig.node<PvGenInteger>("Quadrupled"), &PvGenInteger::GetValue), 84);
 
     PvGenInteger* selector = dynamic_cast<PvGenInteger*>(parameters->Get("Selector"));
     ASSERT_TRUE(selector->SetValue(2).IsOK());
-    const std::map<std::string, int> expected_selector = {{"Indexed", 1}};
-    EXPECT_EQ(sink.take(), expected_selector) << "the selector's own sink is not registered";
+    EXPECT_EQ(sink.take(), (Counts{{"Indexed", 1}})) << "the selector's own sink is not registered";
 
     ASSERT_TRUE(dynamic_cast<PvGenInteger*>(parameters->Get("Unrelated"))->SetValue(5).IsOK());
-    const std::map<std::string, int> expected_unrelated = {{"Unrelated", 1}};
-    EXPECT_EQ(sink.take(), expected_unrelated);
+    EXPECT_EQ(sink.take(), (Counts{{"Unrelated", 1}}));
 
     // A refused write tells nobody.
     EXPECT_TRUE(dynamic_cast<PvGenInteger*>(parameters->Get("Doubled"))->SetValue(4).IsFailure());
@@ -152,22 +116,21 @@ TEST(PlatformNotification, DependentsHearOfAChangeAndUnrelatedFeaturesDoNot) {
     for (const char* name : {"Source", "Doubled", "Quadrupled", "Cached", "Bounded", "Indexed", "Unrelated"}) {
         ASSERT_TRUE(parameters->Get(name)->UnregisterEventSink(&sink).IsOK()) << name;
     }
+    EXPECT_EQ(parameters->Get("Source")->UnregisterEventSink(&sink).GetCode(), PvResult::NOT_FOUND);
     ASSERT_TRUE(source->SetValue(3).IsOK());
     EXPECT_TRUE(sink.take().empty());
 }
 
 TEST(PlatformNotification, ComponentFeaturesHearOfTheirSelector) {
-    SensorWithFile rig(kBuiltInSensorAddress, nullptr);
+    Rig rig(kBuiltInSensorAddress);
+    ASSERT_TRUE(rig.ready());
     PvGenParameterArray* parameters = rig.parameters();
-    ASSERT_NE(parameters, nullptr);
     CountingSink sink;
     for (const char* name : {"ComponentEnable", "PixelFormat", "Width"}) {
         ASSERT_TRUE(parameters->Get(name)->RegisterEventSink(&sink).IsOK()) << name;
     }
-    PvGenEnum* component = dynamic_cast<PvGenEnum*>(parameters->Get("ComponentSelector"));
-    ASSERT_NE(component, nullptr);
-    ASSERT_TRUE(component->SetValue(PvString("Intensity")).IsOK());
-    const std::map<std::string, int> counts = sink.take();
+    rig.set_enum("ComponentSelector", "Intensity");
+    const Counts counts = sink.take();
     EXPECT_EQ(counts.count("ComponentEnable"), 1u);
     EXPECT_EQ(counts.count("PixelFormat"), 1u);
     EXPECT_EQ(counts.count("Width"), 0u) << "the width does not depend on the component";

@@ -1,28 +1,22 @@
 # White-box tests of the platform layer (src/platform) against the virtual
-# sensor in-process and Aravis's fake camera, over real UDP on loopback.
-# Included by tests/device/CMakeLists.txt; every target is prefixed
-# platform_. The virtual sensors use the block 127.0.46.x; the fake camera
-# can only listen on 127.0.0.1, so its suite takes a lock of that name.
+# sensor in-process, over real UDP on loopback. Included by
+# tests/device/CMakeLists.txt; every target is prefixed platform_. The
+# virtual sensors use the block 127.0.46.x.
 if(NOT TARGET ornc_sim)
   return()
 endif()
 
-set(ORNC_FAKE_GV_CAMERA ${CMAKE_CURRENT_LIST_DIR}/../../.deps/aravis-tools/usr/bin/arv-fake-gv-camera-0.8 CACHE FILEPATH
-    "arv-fake-gv-camera-0.8, extracted from the Debian aravis-tools package")
-
 function(ornc_platform_test name lock)
   add_executable(${name} ${ARGN})
   target_include_directories(${name} PRIVATE ${CMAKE_CURRENT_LIST_DIR})
-  target_link_libraries(${name} PRIVATE ornc_internal ornc_sim ornc_warnings GTest::gtest GTest::gtest_main
-                        Threads::Threads PkgConfig::ARAVIS)
-  target_compile_definitions(${name} PRIVATE ORNC_FAKE_GV_CAMERA="${ORNC_FAKE_GV_CAMERA}")
+  target_link_libraries(${name} PRIVATE ornc_internal ornc_sim ornc_warnings ornc_process_probes GTest::gtest
+                        GTest::gtest_main Threads::Threads PkgConfig::ARAVIS)
   gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_TIMEOUT 30
     PROPERTIES TIMEOUT 180 LABELS device RESOURCE_LOCK ${lock})
 endfunction()
 
 ornc_platform_test(platform_node_map_test ornc_loopback_46 ${CMAKE_CURRENT_LIST_DIR}/platform_node_map_test.cpp)
 ornc_platform_test(platform_connect_test ornc_loopback_46 ${CMAKE_CURRENT_LIST_DIR}/platform_connect_test.cpp)
-ornc_platform_test(platform_fake_camera_test ornc_fake_camera_127_0_0_1 ${CMAKE_CURRENT_LIST_DIR}/platform_fake_camera_test.cpp)
 
 # Streaming, device events and chunks through the platform: virtual sensors
 # on the block 127.0.47.x.

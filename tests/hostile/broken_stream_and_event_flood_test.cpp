@@ -109,29 +109,23 @@ std::string check_frame(const orn_image_vec_t& vec, unsigned* frame) {
 // the callback, so each frame is checked there.
 class FrameLedger {
 public:
-    void attach(ornc_t* ornc) { ORNCSetImageVecCallback(ornc, &FrameLedger::On, this); }
+    struct Tally {
+        std::vector<unsigned> frames;     // frame numbers of the whole frames, in delivery order
+        std::vector<std::string> faults;  // vectors that were not a whole frame
+        int failed = 0;                   // NULL deliveries
+        int whole() const { return static_cast<int>(frames.size()); }
+        uint64_t seen() const { return frames.size() + faults.size() + static_cast<uint64_t>(failed); }
+        std::multiset<unsigned> frame_set() const { return {frames.begin(), frames.end()}; }
+    };
 
-    int whole() const {
+    void attach(ornc_t* ornc) { ORNCSetImageVecCallback(ornc, &FrameLedger::On, this); }
+    Tally tally() const {
         std::lock_guard<std::mutex> guard(lock_);
-        return static_cast<int>(frames_.size());
-    }
-    int failed() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return failed_;
-    }
-    std::vector<unsigned> frames() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return frames_;
-    }
-    std::vector<std::string> faults() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return faults_;
+        return tally_;
     }
     void clear() {
         std::lock_guard<std::mutex> guard(lock_);
-        frames_.clear();
-        faults_.clear();
-        failed_ = 0;
+        tally_ = Tally{};
     }
 
 private:
@@ -141,18 +135,16 @@ private:
         const std::string fault = vec != nullptr ? check_frame(*vec, &frame) : "";
         std::lock_guard<std::mutex> guard(ledger->lock_);
         if (vec == nullptr) {
-            ++ledger->failed_;
+            ++ledger->tally_.failed;
         } else if (!fault.empty()) {
-            ledger->faults_.push_back(fault);
+            ledger->tally_.faults.push_back(fault);
         } else {
-            ledger->frames_.push_back(frame);
+            ledger->tally_.frames.push_back(frame);
         }
     }
 
     mutable std::mutex lock_;
-    std::vector<unsigned> frames_;     // frame numbers of the whole frames, in delivery order
-    std::vector<std::string> faults_;  // vectors that were not a whole frame
-    int failed_ = 0;                   // NULL deliveries
+    Tally tally_;
 };
 
 // Block ids first..last that the sensor sent whole, modulo 256, when it
@@ -205,9 +197,7 @@ bool stop_device_and_settle(Handle& handle, const FrameLedger& ledger, const orn
     std::this_thread::sleep_for(200ms);  // a frame on its way when the command came is counted by then
     return wait_until(
         [&] {
-            const uint64_t sent = sensor.counters().frames_sent - frames_before;
-            const uint64_t seen = static_cast<uint64_t>(ledger.whole() + ledger.failed()) + ledger.faults().size();
-            return seen >= sent;
+            return ledger.tally().seen() >= sensor.counters().frames_sent - frames_before;
         },
         kSettleTimeout);
 }
@@ -246,30 +236,29 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     const bool settled = stop_device_and_settle(handle, ledger, *sensor, 0);
     EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
     const ornsim::SensorCounters cut_run = sensor->counters();
+    const FrameLedger::Tally cut = ledger.tally();
     const int retrieve_failures = log.count_containing("ERROR: ORNC: Retrievebuffer operation");
     std::printf("cut every %llu: frames sent %llu, cut %llu; delivered %d, failed %d, not whole %zu; "
                 "%d retrieve-failure lines; resend requests %llu, packets resent %llu\n",
                 static_cast<unsigned long long>(kCutEvery), static_cast<unsigned long long>(cut_run.frames_sent),
-                static_cast<unsigned long long>(cut_run.frames_cut), ledger.whole(), ledger.failed(),
-                ledger.faults().size(), retrieve_failures, static_cast<unsigned long long>(cut_run.resend_requests),
+                static_cast<unsigned long long>(cut_run.frames_cut), cut.whole(), cut.failed, cut.faults.size(),
+                retrieve_failures, static_cast<unsigned long long>(cut_run.resend_requests),
                 static_cast<unsigned long long>(cut_run.packets_resent));
     EXPECT_TRUE(settled) << "frames the sensor sent were neither delivered nor failed";
     ASSERT_GE(cut_run.frames_sent, 2 * kCutEvery) << "too few frames to prove anything";
     EXPECT_EQ(cut_run.frames_cut, cut_run.frames_sent / kCutEvery);
-    EXPECT_EQ(ledger.faults(), std::vector<std::string>{}) << "a vector that is not a whole frame was delivered";
-    EXPECT_EQ(static_cast<uint64_t>(ledger.failed()), cut_run.frames_cut);
-    EXPECT_EQ(static_cast<uint64_t>(ledger.whole() + ledger.failed()), cut_run.frames_sent);
-    const std::vector<unsigned> delivered = ledger.frames();
-    EXPECT_EQ(std::multiset<unsigned>(delivered.begin(), delivered.end()),
-              whole_frames(1, cut_run.frames_sent, kCutEvery))
+    EXPECT_EQ(cut.faults, std::vector<std::string>{}) << "a vector that is not a whole frame was delivered";
+    EXPECT_EQ(static_cast<uint64_t>(cut.failed), cut_run.frames_cut);
+    EXPECT_EQ(cut.seen(), cut_run.frames_sent);
+    EXPECT_EQ(cut.frame_set(), whole_frames(1, cut_run.frames_sent, kCutEvery))
         << "the whole frames, each once, and no cut one";
-    EXPECT_EQ(retrieve_failures, ledger.failed()) << "each failed transfer is logged once";
+    EXPECT_EQ(retrieve_failures, cut.failed) << "each failed transfer is logged once";
 
     // The same handle, the sensor no longer cutting: every frame whole.
     sensor->set_faults(ornsim::FaultSwitches{});
     ledger.clear();
     ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
-    EXPECT_TRUE(wait_until([&] { return ledger.whole() >= 20; }, 10s)) << ledger.whole() << " frames";
+    EXPECT_TRUE(wait_until([&] { return ledger.tally().whole() >= 20; }, 10s)) << ledger.tally().whole() << " frames";
     const bool settled_again = stop_device_and_settle(handle, ledger, *sensor, cut_run.frames_sent);
     EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
     hostile::Stopwatch stop_watch;
@@ -277,16 +266,15 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     const double stop_s = stop_watch.seconds();
     const double disconnect_s = handle.disconnect();
     const ornsim::SensorCounters clean_run = sensor->counters();
+    const FrameLedger::Tally again = ledger.tally();
     std::printf("again: frames sent %llu, delivered %d, failed %d; ORNCStop %.2f s, ORNCDisconnect %.2f s\n",
-                static_cast<unsigned long long>(clean_run.frames_sent - cut_run.frames_sent), ledger.whole(),
-                ledger.failed(), stop_s, disconnect_s);
+                static_cast<unsigned long long>(clean_run.frames_sent - cut_run.frames_sent), again.whole(),
+                again.failed, stop_s, disconnect_s);
     EXPECT_TRUE(settled_again);
     EXPECT_EQ(clean_run.frames_cut, cut_run.frames_cut);
-    EXPECT_EQ(ledger.failed(), 0);
-    EXPECT_EQ(ledger.faults(), std::vector<std::string>{});
-    const std::vector<unsigned> again = ledger.frames();
-    EXPECT_EQ(std::multiset<unsigned>(again.begin(), again.end()),
-              whole_frames(cut_run.frames_sent + 1, clean_run.frames_sent, 0));
+    EXPECT_EQ(again.failed, 0);
+    EXPECT_EQ(again.faults, std::vector<std::string>{});
+    EXPECT_EQ(again.frame_set(), whole_frames(cut_run.frames_sent + 1, clean_run.frames_sent, 0));
     EXPECT_EQ(log.count_containing("ERROR: ORNC: Retrievebuffer operation"), retrieve_failures);
     EXPECT_LT(stop_s, kCallBoundSeconds);
     EXPECT_LT(disconnect_s, kCallBoundSeconds);
@@ -296,6 +284,13 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
 // id its data carries (0 for the flood's events, which belong to no frame).
 class EventTally {
 public:
+    struct Heard {
+        std::vector<uint64_t> timestamps;  // of every call
+        std::vector<int> frame_ids;        // of the FrameEnd events
+        size_t flood = 0;                  // events with frame id 0
+        size_t unreadable = 0;             // events without a frame id
+    };
+
     static void On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {
         int frame_id = -1;
         for (int i = 0; i < ORNCGetParameterListCount(list); ++i) {
@@ -306,45 +301,37 @@ public:
         }
         EventTally* tally = static_cast<EventTally*>(self);
         std::lock_guard<std::mutex> guard(tally->lock_);
-        tally->timestamps_.push_back(timestamp);
+        tally->heard_.timestamps.push_back(timestamp);
         if (frame_id == 0) {
-            ++tally->flood_;
+            ++tally->heard_.flood;
         } else if (frame_id > 0) {
-            tally->frame_ids_.push_back(frame_id);
+            tally->heard_.frame_ids.push_back(frame_id);
         } else {
-            ++tally->unreadable_;
+            ++tally->heard_.unreadable;
         }
     }
 
-    size_t calls() const {
+    Heard heard() const {
         std::lock_guard<std::mutex> guard(lock_);
-        return timestamps_.size();
-    }
-    size_t flood() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return flood_;
-    }
-    size_t unreadable() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return unreadable_;
-    }
-    std::vector<int> frame_ids() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return frame_ids_;
-    }
-    // Timestamps reported more than once: an event told twice.
-    size_t repeated_timestamps() const {
-        std::lock_guard<std::mutex> guard(lock_);
-        return timestamps_.size() - std::set<uint64_t>(timestamps_.begin(), timestamps_.end()).size();
+        return heard_;
     }
 
 private:
     mutable std::mutex lock_;
-    std::vector<uint64_t> timestamps_;
-    std::vector<int> frame_ids_;
-    size_t flood_ = 0;
-    size_t unreadable_ = 0;
+    Heard heard_;
 };
+
+// Turns the FrameEnd events on, hands both callbacks to the library and
+// starts a continuous acquisition.
+void start_with_events(Handle& handle, FrameLedger& ledger, EventTally& tally) {
+    ASSERT_EQ(handle.status(), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventSelector"), "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
+    ledger.attach(handle.get());
+    ORNCSetEventCallback(handle.get(), &EventTally::On, &tally);
+    ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
+}
 
 TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     constexpr double kFloodPerSecond = 1000.0;
@@ -356,16 +343,10 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     // part of the baseline.
     {
         Handle warm("FLOOD09312");
-        ASSERT_EQ(warm.status(), ORNC_OK);
-        ASSERT_EQ(ORNCParamSetEnumValueByName(warm.param("EventSelector"), "FrameEnd"), ORNC_OK);
-        ASSERT_EQ(ORNCParamSetEnumValueByName(warm.param("EventNotification"), "On"), ORNC_OK);
         FrameLedger ledger;
-        ledger.attach(warm.get());
         EventTally tally;
-        ORNCSetEventCallback(warm.get(), &EventTally::On, &tally);
-        ASSERT_EQ(ORNCStart(warm.get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStart(warm.get()), ORNC_OK);
-        EXPECT_TRUE(wait_until([&] { return ledger.whole() >= 3 && tally.calls() >= 1; }, 10s));
+        ASSERT_NO_FATAL_FAILURE(start_with_events(warm, ledger, tally));
+        EXPECT_TRUE(wait_until([&] { return ledger.tally().whole() >= 3 && !tally.heard().timestamps.empty(); }, 10s));
         EXPECT_EQ(ORNCAcquisitionStop(warm.get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(warm.get()), ORNC_OK);
     }
@@ -385,13 +366,7 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     bool settled = false;
     {
         Handle handle("FLOOD09312");
-        ASSERT_EQ(handle.status(), ORNC_OK);
-        ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventSelector"), "FrameEnd"), ORNC_OK);
-        ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
-        ledger.attach(handle.get());
-        ORNCSetEventCallback(handle.get(), &EventTally::On, &tally);
-        ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStart(handle.get()), ORNC_OK);
+        ASSERT_NO_FATAL_FAILURE(start_with_events(handle, ledger, tally));
         std::this_thread::sleep_for(3s);
         settled = stop_device_and_settle(handle, ledger, *sensor, before.frames_sent);
         // The flood goes on through the stop and the disconnect.
@@ -408,31 +383,31 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
 
     const uint64_t frames_sent = after.frames_sent - before.frames_sent;
     const uint64_t flooded = after.events_flooded - before.events_flooded;
-    const std::vector<int> frame_ids = tally.frame_ids();
+    const FrameLedger::Tally delivered = ledger.tally();
+    const EventTally::Heard heard = tally.heard();
+    const std::vector<int>& frame_ids = heard.frame_ids;
     std::printf("flood %.0f/s: frames sent %llu, delivered %d, failed %d; flood events sent %llu, "
                 "event callbacks %zu (flood %zu, FrameEnd %zu); stop %.2f s, disconnect %.2f s; "
                 "threads %d -> %d, descriptors %d -> %d\n",
-                kFloodPerSecond, static_cast<unsigned long long>(frames_sent), ledger.whole(), ledger.failed(),
-                static_cast<unsigned long long>(flooded), tally.calls(), tally.flood(), frame_ids.size(), stop_s,
+                kFloodPerSecond, static_cast<unsigned long long>(frames_sent), delivered.whole(), delivered.failed,
+                static_cast<unsigned long long>(flooded), heard.timestamps.size(), heard.flood, frame_ids.size(), stop_s,
                 disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
 
     // The acquisition under the flood: every frame, whole, none twice.
     EXPECT_TRUE(settled);
     EXPECT_GE(frames_sent, 40u);
-    EXPECT_EQ(static_cast<uint64_t>(ledger.whole()), frames_sent);
-    EXPECT_EQ(ledger.failed(), 0);
-    EXPECT_EQ(ledger.faults(), std::vector<std::string>{});
-    const std::vector<unsigned> delivered = ledger.frames();
-    EXPECT_EQ(std::multiset<unsigned>(delivered.begin(), delivered.end()),
-              whole_frames(before.frames_sent + 1, after.frames_sent, 0));
+    EXPECT_EQ(static_cast<uint64_t>(delivered.whole()), frames_sent);
+    EXPECT_EQ(delivered.failed, 0);
+    EXPECT_EQ(delivered.faults, std::vector<std::string>{});
+    EXPECT_EQ(delivered.frame_set(), whole_frames(before.frames_sent + 1, after.frames_sent, 0));
 
     // The flood was real, and the callback heard it without inventing or
     // repeating anything.
     // A loaded machine answers more slowly and so is sent fewer; a quarter
     // of the rate over three seconds is still a flood.
     EXPECT_GE(flooded, static_cast<uint64_t>(kFloodPerSecond / 4)) << "the flood hardly happened: proves nothing";
-    EXPECT_GT(tally.flood(), 0u);
-    EXPECT_LE(tally.flood(), flooded);
+    EXPECT_GT(heard.flood, 0u);
+    EXPECT_LE(heard.flood, flooded);
     EXPECT_GT(frame_ids.size(), 0u);
     EXPECT_LE(frame_ids.size(), frames_sent);
     EXPECT_EQ(std::set<int>(frame_ids.begin(), frame_ids.end()).size(), frame_ids.size());
@@ -440,8 +415,9 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         EXPECT_GT(static_cast<uint64_t>(id), before.frames_sent);
         EXPECT_LE(static_cast<uint64_t>(id), after.frames_sent);
     }
-    EXPECT_EQ(tally.unreadable(), 0u);
-    EXPECT_EQ(tally.repeated_timestamps(), 0u);
+    EXPECT_EQ(heard.unreadable, 0u);
+    EXPECT_EQ(std::set<uint64_t>(heard.timestamps.begin(), heard.timestamps.end()).size(), heard.timestamps.size())
+        << "an event was told twice";
 
     // Bounded, and nothing left behind.
     EXPECT_LT(stop_s, kCallBoundSeconds);

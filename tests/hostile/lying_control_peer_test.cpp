@@ -43,9 +43,16 @@ protected:
         ASSERT_TRUE(sensor_->start(&error)) << error;
     }
 
-    // Connects through a proxy telling `lie`; returns the status. The
-    // handle is disconnected and destroyed before returning.
-    ornc_status_t connect_through(Lie lie, double* seconds, int* bent) {
+    struct Outcome {
+        ornc_status_t status = ORNC_ERROR;
+        double seconds = 0;  // the connect call's
+        int bent = 0;        // acks the proxy bent
+    };
+
+    // Connects through a proxy telling `lie`. The handle is disconnected
+    // and destroyed before returning.
+    Outcome connect_through(Lie lie) {
+        Outcome outcome;
         hostile::LyingProxy proxy(kProxy, kSensor, lie);
         std::string error;
         EXPECT_TRUE(proxy.start(&error)) << error;
@@ -54,14 +61,14 @@ protected:
         EXPECT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
         const ornc_device_t* device = ORNCSysGetDeviceByIP(&system.sys, kProxy.c_str());
         EXPECT_NE(device, nullptr) << "the proxy relays discovery honestly";
-        if (device == nullptr) return ORNC_ERROR;
+        if (device == nullptr) return outcome;
 
         ornc_t ornc{nullptr};
         EXPECT_EQ(ORNCInit(&ornc), ORNC_OK);
         hostile::Stopwatch watch;
-        const ornc_status_t status = ORNCConnectByDevice(&ornc, device);
-        *seconds = watch.seconds();
-        if (status == ORNC_OK) {
+        outcome.status = ORNCConnectByDevice(&ornc, device);
+        outcome.seconds = watch.seconds();
+        if (outcome.status == ORNC_OK) {
             // Whatever the device said, every call answers with a status.
             char text[64];
             for (int i = 0; i < ORNCGetDeviceParamsCount(&ornc); ++i) {
@@ -71,15 +78,11 @@ protected:
             }
         }
         const ornc_status_t disconnected = ORNCDisconnect(&ornc);
-        if (status == ORNC_OK) {
-            EXPECT_EQ(disconnected, ORNC_OK);
-        } else {
-            EXPECT_LE(disconnected, 0);
-        }
+        EXPECT_TRUE(outcome.status == ORNC_OK ? disconnected == ORNC_OK : disconnected <= 0) << disconnected;
         ORNCDestroy(&ornc);
         proxy.stop();
-        *bent = proxy.acks_bent();
-        return status;
+        outcome.bent = proxy.acks_bent();
+        return outcome;
     }
 
     // The honest sensor, at its own address, after the lie.
@@ -89,28 +92,12 @@ protected:
         ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
         const ornc_device_t* device = ORNCSysGetDeviceByIP(&system.sys, kSensor.c_str());
         ASSERT_NE(device, nullptr);
-        ornc_t ornc{nullptr};
-        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        ASSERT_EQ(ORNCConnectByDevice(&ornc, device), ORNC_OK);
-        ornc_param_t* width = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width");
-        EXPECT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
-        int value = 0;
-        EXPECT_EQ(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
-        EXPECT_EQ(value, 320);
-        EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
-        ORNCDestroy(&ornc);
+        hostile::expect_device_works(device, 320);
     }
 
     orntest::TempWorkDir workdir_;
     std::unique_ptr<ornsim::VirtualSensor> sensor_;
 };
-
-TEST_F(LyingControlPeer, AnHonestRelayConnects) {
-    double seconds = 0;
-    int bent = 0;
-    EXPECT_EQ(connect_through(Lie::kNone, &seconds, &bent), ORNC_OK);
-    EXPECT_EQ(bent, 0);
-}
 
 // Lies that leave the library nothing it can use: the connect must fail,
 // say so in the log, and leave the library ready for the next device.
@@ -119,11 +106,10 @@ TEST_F(LyingControlPeer, EveryUnusableLieFailsTheConnectWithAStatusAndALogLine) 
                     Lie::kSilentAfterFew}) {
         SCOPED_TRACE(hostile::lie_name(lie));
         orntest::LogCapture log;
-        double seconds = 0;
-        int bent = 0;
-        EXPECT_EQ(connect_through(lie, &seconds, &bent), ORNC_ERR_DEVICE_CONNECT_FAILED);
-        EXPECT_GT(bent, 0) << "the proxy told no lie";
-        EXPECT_LT(seconds, kConnectBoundSeconds);
+        const Outcome outcome = connect_through(lie);
+        EXPECT_EQ(outcome.status, ORNC_ERR_DEVICE_CONNECT_FAILED);
+        EXPECT_GT(outcome.bent, 0) << "the proxy told no lie";
+        EXPECT_LT(outcome.seconds, kConnectBoundSeconds);
         EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
         ASSERT_NO_FATAL_FAILURE(expect_next_device_works());
     }
@@ -132,16 +118,18 @@ TEST_F(LyingControlPeer, EveryUnusableLieFailsTheConnectWithAStatusAndALogLine) 
 // Lies that leave the data intact (an ack length field larger than its
 // datagram, writes refused while reads answer): whether the connect is
 // refused or not, it is bounded, every call answers, and the next device works.
-TEST_F(LyingControlPeer, LiesAroundIntactDataNeverHangTheConnect) {
+TEST_F(LyingControlPeer, AnHonestRelayConnectsAndLiesAroundIntactDataNeverHangTheConnect) {
+    // The harness itself works: an honest relay connects.
+    const Outcome honest = connect_through(Lie::kNone);
+    EXPECT_EQ(honest.status, ORNC_OK);
+    EXPECT_EQ(honest.bent, 0);
     for (Lie lie : {Lie::kLengthLargerThanDatagram, Lie::kDeniedWrites}) {
         SCOPED_TRACE(hostile::lie_name(lie));
-        double seconds = 0;
-        int bent = 0;
-        const ornc_status_t status = connect_through(lie, &seconds, &bent);
-        std::printf("%s: connect status %d after %.1f s\n", hostile::lie_name(lie), status, seconds);
-        EXPECT_TRUE(status == ORNC_OK || status == ORNC_ERR_DEVICE_CONNECT_FAILED) << status;
-        EXPECT_GT(bent, 0);
-        EXPECT_LT(seconds, kConnectBoundSeconds);
+        const Outcome outcome = connect_through(lie);
+        std::printf("%s: connect status %d after %.1f s\n", hostile::lie_name(lie), outcome.status, outcome.seconds);
+        EXPECT_TRUE(outcome.status == ORNC_OK || outcome.status == ORNC_ERR_DEVICE_CONNECT_FAILED) << outcome.status;
+        EXPECT_GT(outcome.bent, 0);
+        EXPECT_LT(outcome.seconds, kConnectBoundSeconds);
         ASSERT_NO_FATAL_FAILURE(expect_next_device_works());
     }
 }
@@ -151,9 +139,7 @@ TEST_F(LyingControlPeer, LiesAroundIntactDataNeverHangTheConnect) {
 TEST_F(LyingControlPeer, RefusedConnectsLeaveNoThreadOrDescriptorBehind) {
     auto round = [this] {
         for (Lie lie : {Lie::kWrongAckIds, Lie::kCorruptDescription, Lie::kGarbageAfterFew}) {
-            double seconds = 0;
-            int bent = 0;
-            EXPECT_NE(connect_through(lie, &seconds, &bent), ORNC_OK) << hostile::lie_name(lie);
+            EXPECT_NE(connect_through(lie).status, ORNC_OK) << hostile::lie_name(lie);
         }
         expect_next_device_works();
     };

@@ -6,34 +6,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
-
 #include "platform/gvcp/gvcp_protocol.h"
 #include "scripted_responder.h"
 
 namespace hostile {
 
-namespace {
-
 // The GenICam file's place in the sensor's register space.
 constexpr uint32_t kDescriptionBase = 0x00200000;
-
-int bound_socket(uint32_t address, uint16_t port, std::string* error) {
-    const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(address);
-    local.sin_port = htons(port);
-    if (fd < 0 || ::bind(fd, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-        *error = std::string("bind: ") + std::strerror(errno);
-        if (fd >= 0) ::close(fd);
-        return -1;
-    }
-    return fd;
-}
-
-}  // namespace
 
 const char* lie_name(Lie lie) {
     switch (lie) {
@@ -55,9 +34,9 @@ LyingProxy::LyingProxy(std::string address, std::string sensor_address, Lie lie)
 LyingProxy::~LyingProxy() { stop(); }
 
 bool LyingProxy::start(std::string* error) {
-    client_fd_ = bound_socket(orntest::ipv4(address_.c_str()), gvcp::kPort, error);
+    client_fd_ = orntest::bound_socket(orntest::ipv4(address_.c_str()), gvcp::kPort, error);
     if (client_fd_ < 0) return false;
-    sensor_fd_ = bound_socket(orntest::ipv4(address_.c_str()), 0, error);
+    sensor_fd_ = orntest::bound_socket(orntest::ipv4(address_.c_str()), 0, error);
     if (sensor_fd_ < 0) {
         ::close(client_fd_);
         client_fd_ = -1;
@@ -86,6 +65,10 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
             gvcp::store_be32(bytes + gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset,
                              orntest::ipv4(address_.c_str()));
         }
+        return true;
+    }
+    if ((lie_ == Lie::kGarbageAfterFew || lie_ == Lie::kSilentAfterFew) && honest_left_ > 0) {
+        --honest_left_;
         return true;
     }
     switch (lie_) {
@@ -124,20 +107,12 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
             gvcp::store_be16(bytes + gvcp::kAckStatusOffset, gvcp::STATUS_ACCESS_DENIED);
             break;
         case Lie::kGarbageAfterFew:
-            if (honest_left_ > 0) {
-                --honest_left_;
-                return true;
-            }
             for (uint8_t& byte : *ack) {
                 noise_ = noise_ * 1103515245u + 12345u;
                 byte = static_cast<uint8_t>(noise_ >> 16);
             }
             break;
         case Lie::kSilentAfterFew:
-            if (honest_left_ > 0) {
-                --honest_left_;
-                return true;
-            }
             ++bent_;
             return false;
     }

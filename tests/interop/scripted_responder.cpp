@@ -54,7 +54,6 @@ ScriptedResponder::ScriptedResponder(std::string address, Script script)
 
 ScriptedResponder::~ScriptedResponder() { stop(); }
 
-namespace {
 int bound_socket(uint32_t address, uint16_t port, std::string* error) {
     const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     sockaddr_in local{};
@@ -68,7 +67,6 @@ int bound_socket(uint32_t address, uint16_t port, std::string* error) {
     }
     return fd;
 }
-}  // namespace
 
 bool ScriptedResponder::start(std::string* error) {
     fd_ = bound_socket(address(), gvcp::kPort, error);

@@ -34,6 +34,10 @@ std::vector<uint8_t> make_discovery_ack(uint16_t request_id, const AckFields& fi
 // Parses "a.b.c.d" (host order); aborts the test program on bad input.
 uint32_t ipv4(const char* text);
 
+// A UDP socket bound to address:port (host order; port 0: any), or -1 with
+// `error` set.
+int bound_socket(uint32_t address, uint16_t port, std::string* error);
+
 class ScriptedResponder {
 public:
     // Receives the discovery request id, returns the datagrams to send.

@@ -1,9 +1,10 @@
-// Conformance of the virtual sensor with clients nobody here wrote: Aravis's
-// arv-tool-0.8 and arv-test-0.8 run against ornc-virtual-sensor inside a
-// network namespace that the test creates (their discovery broadcasts on
-// every adapter, so they must not see the machine's own network).
-//
-// Needs root (unshare -n) and the Aravis tools; skips cleanly without them.
+// ornc-virtual-sensor as a process. As a user runs it: options, errors, and a
+// clean exit on SIGINT and SIGTERM with every socket released. And against
+// clients nobody here wrote: Aravis's arv-tool-0.8 and arv-test-0.8 run
+// against it inside a network namespace that the test creates (their
+// discovery broadcasts on every adapter, so they must not see the machine's
+// own network); those need root (unshare -n) and the Aravis tools, and skip
+// cleanly without them.
 #include <gtest/gtest.h>
 
 #include <arv.h>
@@ -14,6 +15,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include "gvcp_test_client.h"
 
 namespace {
 
@@ -31,7 +34,7 @@ struct CommandResult {
 
 // Runs a shell command line, bounded by `timeout`, and returns its exit
 // status and combined output.
-CommandResult run(const std::string& command_line, int timeout_s) {
+CommandResult run(const std::string& command_line, int timeout_s = 20) {
   CommandResult r;
   std::string bounded = "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1";
   FILE* pipe = ::popen(bounded.c_str(), "r");
@@ -55,6 +58,56 @@ CommandResult in_namespace(const std::string& sensor_options, const std::string&
   return run("unshare -n sh " + quote(kNetnsScript) + " " + quote(kSensor) + " " + sensor_options + " -- sh -c " +
                  quote(client),
              timeout_s);
+}
+
+TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
+  CommandResult help = run(kSensor + " --help");
+  EXPECT_EQ(help.status, 0);
+  for (const char* option : {"--address", "--serial", "--model", "--vendor", "--mac", "--genicam", "--width",
+                             "--height", "--fps", "--loss", "--refuse-writes", "--silent-after", "--ack-delay",
+                             "--cut-frame-every", "--event-flood"})
+    EXPECT_NE(help.output.find(option), std::string::npos) << option;
+
+  // Usage errors exit with 2, a configuration the sensor cannot use with 1.
+  struct Refused {
+    const char* options;
+    int status;
+    const char* says;
+  };
+  for (const Refused& r : {Refused{" --bogus 1", 2, "unknown option"}, {" --address", 2, ""},
+                           {" --loss 2", 2, "invalid value"}, {" --cut-frame-every -1", 2, "invalid value"},
+                           {" --cut-frame-every x", 2, "invalid value"}, {" --event-flood -5", 2, "invalid value"},
+                           {" --address 300.1.1.1", 1, "invalid IPv4 address"}}) {
+    CommandResult result = run(kSensor + r.options);
+    EXPECT_EQ(result.status, r.status) << r.options;
+    EXPECT_NE(result.output.find(r.says), std::string::npos) << r.options << ": " << result.output;
+  }
+}
+
+TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
+  for (const char* signal : {"INT", "TERM"}) {
+    const std::string address = ornsim_test::unique_loopback_address(33);
+    // Started, asked over GVCP, signalled, then the same address is free again.
+    const std::string script =
+        "sh -c '" + kSensor + " --address " + address + " --serial VS-TOOL & pid=$!; "
+        "sleep 1; kill -" + signal + " $pid; wait $pid; echo exit=$?'";
+    ornsim_test::GvcpClient client(ornsim_test::ipv4(address));
+    FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
+    ASSERT_NE(pipe, nullptr);
+    std::string output;
+    char line[512];
+    bool answered = false;
+    while (std::fgets(line, sizeof line, pipe) != nullptr) {
+      output += line;
+      if (std::string(line).find("listening") != std::string::npos) answered = client.discovery().received;
+    }
+    ::pclose(pipe);
+    EXPECT_TRUE(answered) << output;
+    EXPECT_NE(output.find(std::string("stopped (SIG") + signal + ")"), std::string::npos) << output;
+    EXPECT_NE(output.find("exit=0"), std::string::npos) << output;
+    CommandResult again = run("sh -c '" + kSensor + " --address " + address + " & p=$!; sleep 0.3; kill -INT $p; wait $p'");
+    EXPECT_EQ(again.status, 0) << again.output;
+  }
 }
 
 class AravisConformance : public ::testing::Test {

@@ -3,7 +3,6 @@
 // acknowledge byte by byte.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <memory>
@@ -27,9 +26,8 @@ std::string next_address() { return unique_loopback_address(31); }
 
 class ControlChannel : public ::testing::Test {
  protected:
-  void SetUp() override { start({}); }
-
-  void start(ornsim::SensorConfig config) {
+  void SetUp() override {
+    ornsim::SensorConfig config;
     config.address = next_address();
     config.serial = "VS-CTL-1";
     config.mac = "02:00:00:00:31:01";
@@ -98,35 +96,34 @@ TEST_F(ControlChannel, ErrorAcksNameTheFault) {
   EXPECT_EQ(client_->read_memory(0x0, 0).status, gvcp::STATUS_INVALID_PARAMETER);
   EXPECT_EQ(client_->read_memory(0x2, 4).status, gvcp::STATUS_BAD_ALIGNMENT);
   EXPECT_EQ(client_->read_memory(0x0, 6).status, gvcp::STATUS_BAD_ALIGNMENT);
-  // A failing write leaves the register as it was.
-  uint32_t width = 0;
-  ASSERT_TRUE(client_->read_register(ornsim::reg::Width, &width));
-  EXPECT_EQ(width, 64u);
+  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);  // a failing write changes nothing
 }
 
-TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWritten) {
+TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSilencesIt) {
   ASSERT_TRUE(client_->take_control());
   Ack a = client_->write_registers({{ornsim::reg::Width, 32}, {ornsim::reg::Height, 20}, {gvcp::REG_VERSION, 0}, {ornsim::reg::Width, 40}});
   ASSERT_TRUE(a.received);
   EXPECT_EQ(a.status, gvcp::STATUS_WRITE_PROTECT);
   ASSERT_EQ(a.payload.size(), 4u);
   EXPECT_EQ(gvcp::load_be16(a.payload.data() + 2), 2u);
-  uint32_t width = 0, height = 0, payload = 0;
-  ASSERT_TRUE(client_->read_register(ornsim::reg::Width, &width));
-  ASSERT_TRUE(client_->read_register(ornsim::reg::Height, &height));
-  EXPECT_EQ(width, 32u);  // the write after the failure was not applied
-  EXPECT_EQ(height, 20u);
+  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 32u);  // the write after the failure was not applied
+  EXPECT_EQ(client_->read_register(ornsim::reg::Height), 20u);
   // Payload size follows: the Range component first, Coord3D_ABC32f by default.
-  ASSERT_TRUE(client_->read_register(ornsim::reg::PayloadSize, &payload));
-  EXPECT_EQ(payload, 32u * 20u * 12u);
+  EXPECT_EQ(client_->read_register(ornsim::reg::PayloadSize), 32u * 20u * 12u);
+
+  // Without the acknowledge flag the write is done and nothing answers.
+  std::vector<uint8_t> silent(8);
+  gvcp::store_be32(silent.data(), ornsim::reg::Width);
+  gvcp::store_be32(silent.data() + 4, 24);
+  client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, silent, 300, 0));
+  EXPECT_FALSE(client_->wait_ack(300, 200).received);
+  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 24u);
 }
 
 TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
   GvcpClient other(ip_);
   ASSERT_TRUE(client_->take_control());
-  uint32_t ccp = 0;
-  ASSERT_TRUE(other.read_register(gvcp::REG_CCP, &ccp));  // reads stay open
-  EXPECT_EQ(ccp, gvcp::CCP_CONTROL);
+  EXPECT_EQ(other.read_register(gvcp::REG_CCP), gvcp::CCP_CONTROL);  // reads stay open
   EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
   EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
   // Stream set-up is a write like any other.
@@ -145,61 +142,28 @@ TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
   EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 }
 
-TEST_F(ControlChannel, SilentControllerLosesControlAfterTheHeartbeatTimeout) {
-  ASSERT_TRUE(client_->take_control());
-  ASSERT_EQ(client_->write_register(gvcp::REG_HEARTBEAT_TIMEOUT, 500), gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(gvcp::REG_SCP0, 40000), gvcp::STATUS_SUCCESS);
-  GvcpClient other(ip_);
-  // Commands keep the privilege alive past the timeout...
-  for (int i = 0; i < 4; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
-    uint32_t ccp = 0;
-    ASSERT_TRUE(client_->read_register(gvcp::REG_CCP, &ccp));
-    EXPECT_EQ(ccp, gvcp::CCP_CONTROL);
-  }
-  EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
-  // ...silence does not.
-  std::this_thread::sleep_for(std::chrono::milliseconds(800));
-  uint32_t ccp = 1, port = 1;
-  ASSERT_TRUE(other.read_register(gvcp::REG_CCP, &ccp));
-  EXPECT_EQ(ccp, 0u);
-  ASSERT_TRUE(other.read_register(gvcp::REG_SCP0, &port));
-  EXPECT_EQ(port, 0u);  // the stream channel closed with the privilege
-  EXPECT_TRUE(other.take_control());
-  EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
-}
-
-TEST_F(ControlChannel, ForceIpMovesTheDeviceToTheNewAddress) {
-  const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
-  const uint32_t new_ip = ipv4(new_address);
+// Discovery at the new address, and none at the old, is checked through the
+// library in tests/device; here what only the raw command shows.
+TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
   const std::string old_address = sensor_->current_address();
+  const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
   std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
-  const uint8_t wrong_mac[6] = {0x02, 0, 0, 0, 0x31, 0x02};
-  std::memcpy(payload.data() + gvcp::kForceIpMacOffset, wrong_mac, 6);
-  gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, new_ip);
-  gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
-  Ack a = client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300);
-  EXPECT_FALSE(a.received);  // another device's MAC: not for us
-  EXPECT_EQ(sensor_->current_address(), old_address);
-
   const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
   std::memcpy(payload.data() + gvcp::kForceIpMacOffset, mac, 6);
-  a = client_->transact(gvcp::FORCEIP_CMD, payload);
+  gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
+  EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, payload).status, gvcp::STATUS_INVALID_PARAMETER);  // address 0
+
+  gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
+  payload[gvcp::kForceIpMacOffset + 5] = 0x02;  // another device's MAC: not for us
+  EXPECT_FALSE(client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300).received);
+  EXPECT_EQ(sensor_->current_address(), old_address);
+
+  payload[gvcp::kForceIpMacOffset + 5] = 0x01;
+  Ack a = client_->transact(gvcp::FORCEIP_CMD, payload);
   ASSERT_TRUE(a.received);
   EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
   EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
   EXPECT_EQ(sensor_->current_address(), new_address);
-
-  GvcpClient moved(new_ip);
-  Ack d = moved.discovery();
-  ASSERT_TRUE(d.received);
-  EXPECT_EQ(gvcp::load_be32(d.payload.data() + gvcp::kDiscoveryCurrentIpOffset), new_ip);
-  EXPECT_FALSE(client_->transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired, 300).received);
-
-  // A zero address is refused.
-  gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, 0);
-  moved.send_raw(GvcpClient::command(gvcp::FORCEIP_CMD, payload, 77));
-  EXPECT_EQ(moved.wait_ack(77).status, gvcp::STATUS_INVALID_PARAMETER);
 }
 
 TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
@@ -265,56 +229,6 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
   EXPECT_EQ(client_->write_memory(0x00300000, name).status, gvcp::STATUS_INVALID_ADDRESS);
 }
 
-// The GenICam file named by the first URL, read back through READMEM.
-std::string read_genicam(GvcpClient& client, std::string* url_out) {
-  Ack u = client.read_memory(gvcp::REG_FIRST_URL, 512);
-  if (u.status != gvcp::STATUS_SUCCESS) return "";
-  std::string url(reinterpret_cast<const char*>(u.payload.data() + 4), strnlen(reinterpret_cast<const char*>(u.payload.data() + 4), 512));
-  *url_out = url;
-  // Local:<name>;<hex address>;<hex length>
-  size_t a = url.find(';'), b = url.rfind(';');
-  if (url.rfind("Local:", 0) != 0 || a == std::string::npos || b == a) return "";
-  uint32_t address = static_cast<uint32_t>(std::stoul(url.substr(a + 1, b - a - 1), nullptr, 16));
-  size_t length = std::stoul(url.substr(b + 1), nullptr, 16);
-  std::string file;
-  for (size_t offset = 0; offset < length; offset += 512) {
-    uint16_t chunk = static_cast<uint16_t>(std::min<size_t>(512, (length - offset + 3) & ~size_t{3}));
-    Ack r = client.read_memory(address + static_cast<uint32_t>(offset), chunk);
-    if (r.status != gvcp::STATUS_SUCCESS) return "";
-    file.append(reinterpret_cast<const char*>(r.payload.data() + 4), std::min<size_t>(chunk, length - offset));
-  }
-  return file;
-}
-
-TEST_F(ControlChannel, GenicamFileIsServedFromDeviceMemory) {
-  std::string url;
-  std::string xml = read_genicam(*client_, &url);
-  EXPECT_EQ(url.rfind("Local:", 0), 0u) << url;
-  EXPECT_NE(url.find(".xml;"), std::string::npos) << url;
-  ASSERT_FALSE(xml.empty());
-  EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
-  for (const char* feature : {"\"ComponentSelector\"", "\"GevSCCFGMultiPartEnabled\"", "\"ChunkFrameID\"",
-                              "\"EventFrameEndTimestamp\"", "\"TriggerSoftware\"", "\"GevHeartbeatTimeout\""})
-    EXPECT_NE(xml.find(feature), std::string::npos) << feature;
-  EXPECT_NE(xml.find("</RegisterDescription>"), std::string::npos);
-}
-
-TEST(ControlChannelZipped, GenicamFileCanBeServedZipped) {
-  ornsim::SensorConfig config;
-  config.address = next_address();
-  config.zipped_xml = true;
-  ornsim::VirtualSensor sensor(config);
-  std::string error;
-  ASSERT_TRUE(sensor.start(&error)) << error;
-  GvcpClient client(ipv4(config.address));
-  std::string url;
-  std::string zip = read_genicam(client, &url);
-  EXPECT_NE(url.find(".zip;"), std::string::npos) << url;
-  ASSERT_GT(zip.size(), 30u);
-  EXPECT_EQ(zip.substr(0, 4), std::string("PK\x03\x04", 4));
-  EXPECT_EQ(zip[8], 8);  // deflate
-}
-
 TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
   ornsim::FaultSwitches faults;
   faults.refuse_writes_feature = "Width";
@@ -322,9 +236,7 @@ TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
   ASSERT_TRUE(client_->take_control());
   EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
   EXPECT_EQ(client_->write_register(ornsim::reg::Height, 32), gvcp::STATUS_SUCCESS);
-  uint32_t width = 0;
-  ASSERT_TRUE(client_->read_register(ornsim::reg::Width, &width));
-  EXPECT_EQ(width, 64u);
+  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);
   sensor_->set_faults({});
   EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 
@@ -358,18 +270,6 @@ TEST_F(ControlChannel, AckDelayAndSilenceFaults) {
   EXPECT_TRUE(client_->discovery().received);
 }
 
-TEST_F(ControlChannel, CommandsWithoutAckRequestAreExecutedSilently) {
-  ASSERT_TRUE(client_->take_control());
-  std::vector<uint8_t> payload(8);
-  gvcp::store_be32(payload.data(), ornsim::reg::Width);
-  gvcp::store_be32(payload.data() + 4, 24);
-  client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, payload, 300, 0));
-  EXPECT_FALSE(client_->wait_ack(300, 200).received);
-  uint32_t width = 0;
-  ASSERT_TRUE(client_->read_register(ornsim::reg::Width, &width));
-  EXPECT_EQ(width, 24u);
-}
-
 TEST(SensorLifecycle, BadConfigurationIsRefusedWithAMessage) {
   std::string error;
   ornsim::SensorConfig config;
@@ -394,26 +294,6 @@ TEST(SensorLifecycle, BadConfigurationIsRefusedWithAMessage) {
   first.stop();
   first.stop();
   EXPECT_TRUE(second.start(&error)) << error;
-}
-
-TEST(SensorLifecycle, SeveralSensorsRunSideBySide) {
-  std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors;
-  std::vector<std::string> addresses;
-  for (int i = 0; i < 3; ++i) {
-    ornsim::SensorConfig config;
-    config.address = next_address();
-    config.serial = "VS-MULTI-" + std::to_string(i);
-    sensors.push_back(std::make_unique<ornsim::VirtualSensor>(config));
-    std::string error;
-    ASSERT_TRUE(sensors.back()->start(&error)) << error;
-    addresses.push_back(config.address);
-  }
-  for (int i = 0; i < 3; ++i) {
-    GvcpClient client(ipv4(addresses[static_cast<size_t>(i)]));
-    Ack a = client.discovery();
-    ASSERT_TRUE(a.received);
-    EXPECT_EQ(text_at(a.payload, gvcp::kDiscoverySerialOffset, 16), "VS-MULTI-" + std::to_string(i));
-  }
 }
 
 }  // namespace

@@ -4,10 +4,6 @@
 #ifndef ORNSIM_TESTS_GVCP_TEST_CLIENT_H
 #define ORNSIM_TESTS_GVCP_TEST_CLIENT_H
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdint>
@@ -16,6 +12,7 @@
 #include <vector>
 
 #include "platform/gvcp/gvcp_protocol.h"
+#include "udp_endpoint.h"
 
 namespace ornsim_test {
 
@@ -27,12 +24,6 @@ struct Ack {
   std::vector<uint8_t> payload;
 };
 
-inline uint32_t ipv4(const std::string& text) {
-  in_addr a{};
-  inet_pton(AF_INET, text.c_str(), &a);
-  return ntohl(a.s_addr);
-}
-
 // A loopback address of its own for each sensor a test starts: the second
 // octet names the suite, the third the test process, the fourth counts up, so
 // test processes running in parallel do not collide.
@@ -42,59 +33,9 @@ inline std::string unique_loopback_address(int suite) {
   return "127." + std::to_string(suite) + "." + std::to_string(::getpid() % 250) + "." + std::to_string(host);
 }
 
-class UdpEndpoint {
- public:
-  explicit UdpEndpoint(const std::string& local_ip = "127.0.0.1") {
-    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(ipv4(local_ip));
-    ::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  }
-  ~UdpEndpoint() {
-    if (fd_ >= 0) ::close(fd_);
-  }
-  UdpEndpoint(const UdpEndpoint&) = delete;
-  UdpEndpoint& operator=(const UdpEndpoint&) = delete;
-
-  uint16_t port() const {
-    sockaddr_in a{};
-    socklen_t len = sizeof a;
-    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
-    return ntohs(a.sin_port);
-  }
-  void send(const std::vector<uint8_t>& bytes, uint32_t ip, uint16_t port) const {
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(ip);
-    a.sin_port = htons(port);
-    ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  }
-  // One datagram within timeout_ms, or an empty vector.
-  std::vector<uint8_t> receive(int timeout_ms, uint32_t* from_ip = nullptr, uint16_t* from_port = nullptr) const {
-    pollfd p{fd_, POLLIN, 0};
-    if (::poll(&p, 1, timeout_ms) <= 0) return {};
-    std::vector<uint8_t> buffer(65536);
-    sockaddr_in a{};
-    socklen_t len = sizeof a;
-    ssize_t n = ::recvfrom(fd_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&a), &len);
-    if (n < 0) return {};
-    buffer.resize(static_cast<size_t>(n));
-    if (from_ip != nullptr) *from_ip = ntohl(a.sin_addr.s_addr);
-    if (from_port != nullptr) *from_port = ntohs(a.sin_port);
-    return buffer;
-  }
-
- private:
-  int fd_ = -1;
-};
-
 class GvcpClient {
  public:
   explicit GvcpClient(uint32_t device_ip) : device_ip_(device_ip) {}
-
-  void set_device(uint32_t ip) { device_ip_ = ip; }
-  uint16_t port() const { return socket_.port(); }
 
   static std::vector<uint8_t> command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id,
                                       uint8_t flags = gvcp::kFlagAckRequired) {
@@ -146,12 +87,12 @@ class GvcpClient {
     for (size_t i = 0; i < addresses.size(); ++i) gvcp::store_be32(payload.data() + 4 * i, addresses[i]);
     return transact(gvcp::READREG_CMD, payload);
   }
-  // Value of one register, or false.
-  bool read_register(uint32_t address, uint32_t* value) {
+  // Value of one register, or kUnreadable (which the tests never expect).
+  static constexpr uint32_t kUnreadable = 0xDEADBEEF;
+  uint32_t read_register(uint32_t address) {
     Ack a = read_registers({address});
-    if (!a.received || a.status != gvcp::STATUS_SUCCESS || a.payload.size() < 4) return false;
-    *value = gvcp::load_be32(a.payload.data());
-    return true;
+    if (!a.received || a.status != gvcp::STATUS_SUCCESS || a.payload.size() < 4) return kUnreadable;
+    return gvcp::load_be32(a.payload.data());
   }
   Ack write_registers(const std::vector<std::pair<uint32_t, uint32_t>>& pairs) {
     std::vector<uint8_t> payload(pairs.size() * 8);

@@ -1,14 +1,13 @@
 // Aravis as the client of the whole virtual sensor: it connects by address on
 // loopback, configures multipart and the components through the GenICam
 // features, and receives frames through its own GVSP receiver. Every part is
-// checked against the scene, with and without packet loss (resends must make
-// every frame complete), over Aravis's UDP socket and, where the process may
-// open one, its packet socket.
+// checked against the scene, under packet loss too (resends must make every
+// frame complete). Aravis picks its receiver: its packet socket where the
+// process may open one (the library's own UDP-socket path has its tests in
+// tests/device).
 #include <arv.h>
 #include <gtest/gtest.h>
 
-#include <cmath>
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -24,34 +23,14 @@ constexpr uint32_t kWidth = 160;
 constexpr uint32_t kHeight = 120;
 constexpr guint64 kPopTimeoutUs = 3'000'000;
 
-enum class Receiver { UdpSocket, PacketSocket };
-
-std::string receiver_name(const ::testing::TestParamInfo<Receiver>& info) {
-  return info.param == Receiver::UdpSocket ? "UdpSocket" : "PacketSocket";
-}
-
-// Gives every test its own device address (127.0.3.x, apart from the other
-// suites' sensors), so that tests run in parallel processes never share a
-// control port and a sensor still closing never answers the next test.
-std::string address_for_current_test() {
-  static const char* const kTests[] = {"MultipartFramesArriveWithEveryComponent",
-                                       "QuantisedRangeWithOneComponentAndJumboPackets",
-                                       "EveryFrameCompletesThroughResendsUnderPacketLoss",
-                                       "SingleImageWithChunksCarriesFrameIdAndTimestamp"};
-  const ::testing::TestInfo* info = ::testing::UnitTest::GetInstance()->current_test_info();
-  const std::string name = info->name();
-  int index = 0;
-  for (int i = 0; i < 4; ++i)
-    if (name.rfind(kTests[i], 0) == 0) index = i + 1;
-  const bool packet_socket = name.find("PacketSocket") != std::string::npos;
-  return "127.0.3." + std::to_string(10 + 2 * index + (packet_socket ? 1 : 0));
-}
-
-class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
+class StreamAravisTest : public ::testing::Test {
  protected:
-  void SetUp() override {
+  // Starts the sensor and connects. Every test has its own device address
+  // (127.0.3.x, apart from the other suites' sensors), so a sensor still
+  // closing never answers the next test.
+  void open(int test) {
     SensorConfig config;
-    config.address = address_for_current_test();
+    config.address = "127.0.3." + std::to_string(10 + 2 * test);
     config.width = kWidth;
     config.height = kHeight;
     config.fps = 25.0;
@@ -68,8 +47,6 @@ class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
     ASSERT_NE(device_, nullptr) << (gerror ? gerror->message : "no device");
     camera_ = arv_camera_new_with_device(device_, &gerror);
     ASSERT_NE(camera_, nullptr) << (gerror ? gerror->message : "no camera");
-    if (GetParam() == Receiver::UdpSocket)
-      arv_gv_device_set_stream_options(ARV_GV_DEVICE(device_), ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
   }
 
   void TearDown() override {
@@ -89,11 +66,6 @@ class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
     arv_device_set_string_feature_value(device_, feature, value, &e);
     ASSERT_EQ(e, nullptr) << feature << "=" << value << ": " << e->message;
   }
-  void set_bool(const char* feature, bool value) {
-    GError* e = nullptr;
-    arv_device_set_boolean_feature_value(device_, feature, value ? TRUE : FALSE, &e);
-    ASSERT_EQ(e, nullptr) << feature << ": " << e->message;
-  }
   double get_float(const char* feature) {
     GError* e = nullptr;
     const double v = arv_device_get_float_feature_value(device_, feature, &e);
@@ -103,8 +75,10 @@ class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
 
   void enable_component(const char* name, const char* pixel_format, bool enable) {
     set_string("ComponentSelector", name);
-    set_bool("ComponentEnable", enable);
-    if (enable && pixel_format != nullptr) set_string("PixelFormat", pixel_format);
+    GError* e = nullptr;
+    arv_device_set_boolean_feature_value(device_, "ComponentEnable", enable ? TRUE : FALSE, &e);
+    ASSERT_EQ(e, nullptr) << name << ": " << e->message;
+    if (enable) set_string("PixelFormat", pixel_format);
   }
 
   // Multipart with extended IDs, as the library configures it.
@@ -177,16 +151,6 @@ class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
     size_t differing = 0;
     for (size_t i = 0; i < size; ++i) differing += data[i] != expected[i];
     EXPECT_EQ(differing, 0u);
-    if (pixel_format == kPixelFormatCoord3D_ABC32f) {
-      // Spot check against the written formula, independent of the renderer:
-      // the pixel left of the sphere's centre row is on the plane.
-      const auto* xyz = reinterpret_cast<const float*>(data);
-      const uint32_t u = 10, v = kHeight / 2;
-      const size_t i = (size_t{v} * kWidth + u) * 3;
-      EXPECT_FLOAT_EQ(xyz[i], static_cast<float>((u - (kWidth - 1) / 2.0) * 0.5));
-      EXPECT_FLOAT_EQ(xyz[i + 2], static_cast<float>(1000.0 + 0.1 * (u - (kWidth - 1) / 2.0) * 0.5));
-      EXPECT_TRUE(std::isnan(xyz[0]));
-    }
   }
 
   // Pops `count` frames; each must be complete and match the scene.
@@ -219,23 +183,8 @@ class StreamAravisTest : public ::testing::TestWithParam<Receiver> {
   bool acquiring_ = false;
 };
 
-TEST_P(StreamAravisTest, MultipartFramesArriveWithEveryComponent) {
-  ASSERT_NO_FATAL_FAILURE(configure_multipart("Coord3D_ABC32f", true, true));
-  ASSERT_NO_FATAL_FAILURE(start_stream(1500));
-  receive_multipart(5, kPixelFormatCoord3D_ABC32f, true, true);
-  guint64 completed = 0, failures = 0, underruns = 0;
-  arv_stream_get_statistics(stream_, &completed, &failures, &underruns);
-  EXPECT_GE(completed, 5u);
-  EXPECT_EQ(failures, 0u);
-}
-
-TEST_P(StreamAravisTest, QuantisedRangeWithOneComponentAndJumboPackets) {
-  ASSERT_NO_FATAL_FAILURE(configure_multipart("Coord3D_C16", false, true));
-  ASSERT_NO_FATAL_FAILURE(start_stream(8192));
-  receive_multipart(4, kPixelFormatCoord3D_C16, false, true);
-}
-
-TEST_P(StreamAravisTest, EveryFrameCompletesThroughResendsUnderPacketLoss) {
+TEST_F(StreamAravisTest, MultipartFramesWithEveryComponentCompleteUnderPacketLoss) {
+  ASSERT_NO_FATAL_FAILURE(open(1));
   FaultSwitches faults;
   faults.stream_loss_ratio = 0.01;
   sensor_->set_faults(faults);
@@ -248,46 +197,11 @@ TEST_P(StreamAravisTest, EveryFrameCompletesThroughResendsUnderPacketLoss) {
   EXPECT_GE(c.packets_resent, 1u);
 }
 
-TEST_P(StreamAravisTest, SingleImageWithChunksCarriesFrameIdAndTimestamp) {
-  set_string("GevGVSPExtendedIDMode", "On");
-  enable_component("Range", "Coord3D_ABC32f", true);
-  enable_component("Intensity", nullptr, false);
-  enable_component("Confidence", nullptr, false);
-  set_bool("ChunkModeActive", true);
-  for (const char* chunk : {"Timestamp", "FrameID"}) {
-    set_string("ChunkSelector", chunk);
-    set_bool("ChunkEnable", true);
-  }
-  ASSERT_NO_FATAL_FAILURE(start_stream(1500));
-  const SceneConfig sc = scene();
-  for (int n = 0; n < 3; ++n) {
-    ArvBuffer* buffer = arv_stream_timeout_pop_buffer(stream_, kPopTimeoutUs);
-    ASSERT_NE(buffer, nullptr);
-    ASSERT_EQ(arv_buffer_get_status(buffer), ARV_BUFFER_STATUS_SUCCESS);
-    EXPECT_TRUE(arv_buffer_has_chunks(buffer));
-    const uint64_t frame_id = arv_buffer_get_frame_id(buffer);
-    size_t size = 0;
-    const auto* chunk = static_cast<const uint8_t*>(arv_buffer_get_chunk_data(buffer, kChunkIdFrameId, &size));
-    ASSERT_NE(chunk, nullptr);
-    ASSERT_EQ(size, kChunkFrameIdSize);
-    uint64_t chunk_frame_id = 0;
-    for (size_t i = 0; i < 8; ++i) chunk_frame_id |= uint64_t{chunk[i]} << (8 * i);
-    EXPECT_EQ(chunk_frame_id, frame_id);
-    ASSERT_NE(arv_buffer_get_chunk_data(buffer, kChunkIdTimestamp, &size), nullptr);
-    EXPECT_EQ(size, kChunkTimestampSize);
-    // The image is the first chunk and starts the buffer.
-    const auto* image = static_cast<const uint8_t*>(arv_buffer_get_chunk_data(buffer, kChunkIdImage, &size));
-    ASSERT_NE(image, nullptr);
-    std::vector<float> expected(3 * size_t{kWidth} * kHeight);
-    render_range_abc32f(sc, frame_id, expected.data());
-    ASSERT_EQ(size, expected.size() * sizeof(float));
-    EXPECT_EQ(0, std::memcmp(image, expected.data(), size));
-    EXPECT_EQ(arv_buffer_get_image_pixel_format(buffer), kPixelFormatCoord3D_ABC32f);
-    arv_stream_push_buffer(stream_, buffer);
-  }
+TEST_F(StreamAravisTest, QuantisedRangeWithOneComponentAndJumboPackets) {
+  ASSERT_NO_FATAL_FAILURE(open(2));
+  ASSERT_NO_FATAL_FAILURE(configure_multipart("Coord3D_C16", false, true));
+  ASSERT_NO_FATAL_FAILURE(start_stream(8192));
+  receive_multipart(4, kPixelFormatCoord3D_C16, false, true);
 }
-
-INSTANTIATE_TEST_SUITE_P(Receivers, StreamAravisTest, ::testing::Values(Receiver::UdpSocket, Receiver::PacketSocket),
-                         receiver_name);
 
 }  // namespace

@@ -5,12 +5,6 @@
 #ifndef ORNC_TESTS_SIM_STREAM_WIRE_PARSER_H
 #define ORNC_TESTS_SIM_STREAM_WIRE_PARSER_H
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdint>
 #include <cstring>
@@ -19,6 +13,8 @@
 #include <optional>
 #include <string>
 #include <vector>
+
+#include "udp_endpoint.h"
 
 namespace stream_test {
 
@@ -38,7 +34,6 @@ struct WirePacket {
   uint64_t block_id = 0;
   uint32_t packet_id = 0;
   uint32_t info = 0;     // low 24 bits of the format word (extended header)
-  size_t wire_size = 0;  // UDP payload bytes
   std::vector<uint8_t> data;  // data area after the header
 };
 
@@ -46,7 +41,6 @@ struct WirePacket {
 inline bool parse_packet(const uint8_t* p, size_t n, WirePacket* out) {
   if (n < 8) return false;
   WirePacket w;
-  w.wire_size = n;
   w.status = be16(p);
   const uint32_t word = be32(p + 4);
   w.extended = (word & 0x80000000u) != 0;
@@ -128,32 +122,29 @@ inline bool decode_multipart_leader(const WirePacket& w, MultipartLeader* out) {
   return true;
 }
 
+// A reassembled block: its bytes, or why it could not be put together.
+struct Assembled {
+  std::vector<uint8_t> bytes;
+  std::string error;
+  bool ok() const { return error.empty(); }
+};
+
 // Concatenates the payload packets of a generic (non-multipart) block.
-inline bool assemble_generic(const CollectedBlock& b, std::vector<uint8_t>* out, std::string* why) {
-  if (!b.complete()) {
-    *why = "block incomplete";
-    return false;
-  }
-  out->clear();
+inline Assembled assemble_generic(const CollectedBlock& b) {
+  Assembled out;
+  if (!b.complete()) return {{}, "block incomplete"};
   for (const auto& [id, w] : b.payload) {
-    if (w.format != 3) {
-      *why = "payload packet " + std::to_string(id) + " has format " + std::to_string(w.format);
-      return false;
-    }
-    out->insert(out->end(), w.data.begin(), w.data.end());
+    if (w.format != 3) return {{}, "payload packet " + std::to_string(id) + " has format " + std::to_string(w.format)};
+    out.bytes.insert(out.bytes.end(), w.data.begin(), w.data.end());
   }
-  return true;
+  return out;
 }
 
 // Places every multipart payload packet at its block offset, checking that
 // it stays inside the part it names and that each part starts on a fresh
 // packet at its own first byte.
-inline bool assemble_multipart(const CollectedBlock& b, const MultipartLeader& leader, std::vector<uint8_t>* out,
-                               std::string* why) {
-  if (!b.complete()) {
-    *why = "block incomplete";
-    return false;
-  }
+inline Assembled assemble_multipart(const CollectedBlock& b, const MultipartLeader& leader) {
+  if (!b.complete()) return {{}, "block incomplete"};
   std::vector<uint64_t> start(leader.parts.size()), end(leader.parts.size());
   uint64_t total = 0;
   for (size_t i = 0; i < leader.parts.size(); ++i) {
@@ -161,114 +152,73 @@ inline bool assemble_multipart(const CollectedBlock& b, const MultipartLeader& l
     total += leader.parts[i].length;
     end[i] = total;
   }
-  out->assign(total, 0);
+  Assembled out{std::vector<uint8_t>(total, 0), ""};
   std::vector<uint64_t> covered(leader.parts.size(), 0);
   std::vector<bool> first_seen(leader.parts.size(), false);
   int last_part = -1;
   for (const auto& [id, w] : b.payload) {
-    if (w.format != 7 || w.data.size() < 8) {
-      *why = "packet " + std::to_string(id) + " is not a multipart payload packet";
-      return false;
-    }
+    const std::string packet = "packet " + std::to_string(id);
+    if (w.format != 7 || w.data.size() < 8) return {{}, packet + " is not a multipart payload packet"};
     const uint8_t part = w.data[0];
     const uint64_t offset = be48(w.data.data() + 2);
     const size_t len = w.data.size() - 8;
-    if (part >= leader.parts.size()) {
-      *why = "packet " + std::to_string(id) + " names part " + std::to_string(part);
-      return false;
-    }
-    if (offset < start[part] || offset + len > end[part]) {
-      *why = "packet " + std::to_string(id) + " offset " + std::to_string(offset) + " outside part " + std::to_string(part);
-      return false;
-    }
+    if (part >= leader.parts.size()) return {{}, packet + " names part " + std::to_string(part)};
+    if (offset < start[part] || offset + len > end[part])
+      return {{}, packet + " offset " + std::to_string(offset) + " outside part " + std::to_string(part)};
     if (static_cast<int>(part) != last_part) {
-      if (offset != start[part] || first_seen[part] || static_cast<int>(part) < last_part) {
-        *why = "part " + std::to_string(part) + " does not start on a fresh packet at its first byte";
-        return false;
-      }
+      if (offset != start[part] || first_seen[part] || static_cast<int>(part) < last_part)
+        return {{}, "part " + std::to_string(part) + " does not start on a fresh packet at its first byte"};
       first_seen[part] = true;
       last_part = part;
     }
-    std::memcpy(out->data() + offset, w.data.data() + 8, len);
+    std::memcpy(out.bytes.data() + offset, w.data.data() + 8, len);
     covered[part] += len;
   }
   for (size_t i = 0; i < leader.parts.size(); ++i) {
-    if (covered[i] != leader.parts[i].length) {
-      *why = "part " + std::to_string(i) + " covered " + std::to_string(covered[i]) + " of " +
-             std::to_string(leader.parts[i].length) + " bytes";
-      return false;
-    }
+    if (covered[i] != leader.parts[i].length)
+      return {{}, "part " + std::to_string(i) + " covered " + std::to_string(covered[i]) + " of " +
+                      std::to_string(leader.parts[i].length) + " bytes"};
   }
-  return true;
+  return out;
 }
 
 // A UDP socket on 127.0.0.1 that sorts incoming GVSP packets by block.
 class StreamReceiver {
  public:
-  StreamReceiver() {
-    fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    if (fd_ < 0) return;
-    const int size = 16 * 1024 * 1024;
-    if (setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &size, sizeof size) != 0)
-      (void)setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) != 0) {
-      close(fd_);
-      fd_ = -1;
-      return;
-    }
-    socklen_t len = sizeof a;
-    getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
-    port_ = ntohs(a.sin_port);
-  }
-  ~StreamReceiver() {
-    if (fd_ >= 0) close(fd_);
-  }
-  StreamReceiver(const StreamReceiver&) = delete;
-  StreamReceiver& operator=(const StreamReceiver&) = delete;
-
-  bool ok() const { return fd_ >= 0; }
-  uint16_t port() const { return port_; }
+  bool ok() const { return socket_.ok(); }
+  uint16_t port() const { return socket_.port(); }
   std::map<uint64_t, CollectedBlock>& blocks() { return blocks_; }
   size_t malformed() const { return malformed_; }
   size_t largest_datagram() const { return largest_; }
-  const std::vector<std::vector<uint8_t>>& raw() const { return raw_; }
-  void keep_raw(bool keep) { keep_raw_ = keep; }
+  size_t datagrams() const { return datagrams_; }
 
   // Receives until `done()` holds or `timeout` passes without it. Returns done().
   bool pump(const std::function<bool()>& done, std::chrono::milliseconds timeout = std::chrono::milliseconds(3000)) {
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    std::vector<uint8_t> buffer(70000);
     while (!done()) {
-      const auto now = std::chrono::steady_clock::now();
-      if (now >= deadline) return done();
-      const int wait = static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count()) + 1;
-      pollfd p{fd_, POLLIN, 0};
-      if (poll(&p, 1, wait) <= 0) continue;
-      const ssize_t n = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
-      if (n <= 0) continue;
-      take(buffer.data(), static_cast<size_t>(n));
+      const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now());
+      if (left.count() < 0) return done();
+      receive_one(static_cast<int>(left.count()) + 1);
     }
     return true;
   }
 
   // Drains whatever is queued right now (bounded by `quiet` of silence).
   void drain(std::chrono::milliseconds quiet = std::chrono::milliseconds(100)) {
-    std::vector<uint8_t> buffer(70000);
-    for (;;) {
-      pollfd p{fd_, POLLIN, 0};
-      if (poll(&p, 1, static_cast<int>(quiet.count())) <= 0) return;
-      const ssize_t n = recv(fd_, buffer.data(), buffer.size(), MSG_DONTWAIT);
-      if (n > 0) take(buffer.data(), static_cast<size_t>(n));
+    while (receive_one(static_cast<int>(quiet.count()))) {
     }
   }
 
  private:
+  // Takes one datagram if one comes within `wait_ms`.
+  bool receive_one(int wait_ms) {
+    const std::vector<uint8_t> d = socket_.receive(wait_ms);
+    if (!d.empty()) take(d.data(), d.size());
+    return !d.empty();
+  }
   void take(const uint8_t* data, size_t n) {
     if (n > largest_) largest_ = n;
-    if (keep_raw_) raw_.emplace_back(data, data + n);
+    ++datagrams_;
     WirePacket w;
     if (!parse_packet(data, n, &w)) {
       ++malformed_;
@@ -289,13 +239,11 @@ class StreamReceiver {
     }
   }
 
-  int fd_ = -1;
-  uint16_t port_ = 0;
+  ornsim_test::UdpEndpoint socket_{"127.0.0.1", 16 * 1024 * 1024};
   std::map<uint64_t, CollectedBlock> blocks_;
   size_t malformed_ = 0;
   size_t largest_ = 0;
-  bool keep_raw_ = false;
-  std::vector<std::vector<uint8_t>> raw_;
+  size_t datagrams_ = 0;
 };
 
 }  // namespace stream_test

@@ -19,6 +19,9 @@ struct ToolResult {
 ToolResult run_program(const std::string& program, const std::vector<std::string>& args,
                        const std::map<std::string, std::string>& env, double timeout_s = 60.0);
 
+// The whole content of a file; "" when it cannot be read.
+std::string read_whole(const std::string& path);
+
 // Lines of a text, without their newlines.
 std::vector<std::string> lines_of(const std::string& text);
 

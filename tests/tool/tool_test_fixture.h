@@ -20,6 +20,11 @@ inline std::string block_address(int host) {
     return "127.73." + std::to_string(::getpid() % 250) + "." + std::to_string(host);
 }
 
+// The report of a run for failure messages.
+inline std::string report(const ToolResult& r) {
+    return "exit " + std::to_string(r.exit_code) + "\n--- stdout\n" + r.out + "--- stderr\n" + r.err;
+}
+
 class ToolTest : public ::testing::Test {
 protected:
     void TearDown() override {
@@ -54,12 +59,21 @@ protected:
                            timeout_s);
     }
 
+    // Runs the tool; it must succeed and print exactly `out`.
+    void expect_output(const std::vector<std::string>& args, const std::string& out) {
+        const ToolResult r = tool(args);
+        EXPECT_EQ(r.exit_code, 0) << report(r);
+        EXPECT_EQ(r.out, out) << report(r);
+    }
+
+    // Runs the tool; it must exit with `code` and say `message` on stderr.
+    void expect_failure(const std::vector<std::string>& args, int code, const std::string& message) {
+        const ToolResult r = tool(args);
+        EXPECT_EQ(r.exit_code, code) << report(r);
+        EXPECT_NE(r.err.find(message), std::string::npos) << report(r);
+    }
+
     std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors_;
 };
-
-// The report of a run for failure messages.
-inline std::string report(const ToolResult& r) {
-    return "exit " + std::to_string(r.exit_code) + "\n--- stdout\n" + r.out + "--- stderr\n" + r.err;
-}
 
 }  // namespace tooltest

@@ -64,16 +64,14 @@ protected:
     std::string dir_;
 };
 
-TEST_F(Logging, NothingIsWrittenInTheInitialState) {
+TEST_F(Logging, NothingIsWrittenInTheInitialStateThenMasksDecideWhatIs) {
     EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC));
     testing::internal::CaptureStdout();
     ORNLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "hidden");
     // Written without consulting the masks; console output is on by default.
     ORNLogMsg(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "direct");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "FATAL: direct\n");
-}
 
-TEST_F(Logging, MasksDecideWhatIsWritten) {
     ASSERT_EQ(ORNLogStart(0), ORN_OK);
     EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC));  // level mask still 0
     ORNLogSetLevel(ORN_LOGLVL_MASK_WARN);
@@ -105,12 +103,16 @@ TEST_F(Logging, LevelWordIsTheHighestBitPresent) {
     }
 }
 
-TEST_F(Logging, ConsoleLinesHaveNoStampAndFollowTheSwitch) {
+TEST_F(Logging, ConsoleLinesHaveNoStampCarryLongMessagesInFullAndFollowTheSwitch) {
+    const std::string path = dir_ + "/a.log";
+    const std::string long_message(5000, 'z');
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    ASSERT_EQ(ORNLogStart(1), ORN_OK);
+    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 1), ORN_OK);
     testing::internal::CaptureStdout();
     ORNLog(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "on the console");
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "WARNING: on the console\n");
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, long_message.c_str());
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "WARNING: on the console\nINFO: " + long_message + "\n");
+    EXPECT_NE(read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
 
     ASSERT_EQ(ORNLogStart(0), ORN_OK);
     testing::internal::CaptureStdout();
@@ -153,33 +155,18 @@ TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
     EXPECT_EQ(lines[1], "INFO: Message exceeds internal buffer size\n");
 }
 
-TEST_F(Logging, LongMessagesReachConsoleAndFileInFull) {
-    const std::string path = dir_ + "/a.log";
-    const std::string long_message(5000, 'z');
+TEST_F(Logging, FileThatCannotBeOpenedLeavesLoggingOnAndRenamingAnOpenFileStopsLogging) {
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 1), ORN_OK);
-    testing::internal::CaptureStdout();
-    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, long_message.c_str());
-    EXPECT_EQ(testing::internal::GetCapturedStdout(), "INFO: " + long_message + "\n");
-    EXPECT_NE(read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
-}
-
-TEST_F(Logging, FileThatCannotBeOpenedLeavesLoggingOnWithoutFile) {
-    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    const std::string path = dir_ + "/missing-dir/x.log";
-    EXPECT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_ERR_OPEN_FILE_APPEND);
+    EXPECT_EQ(ORNLogStartFilename((dir_ + "/missing-dir/x.log").c_str(), 0), ORN_ERR_OPEN_FILE_APPEND);
     EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
     ORNLogSetExternal(collecting_sink);
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "still logged");
     EXPECT_EQ(sink_lines().size(), 1u);
-}
+    ORNLogSetExternal(nullptr);
 
-TEST_F(Logging, RenamingWhileAFileIsOpenStopsLogging) {
     const std::string a = dir_ + "/a.log";
     const std::string b = dir_ + "/b.log";
-    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ASSERT_EQ(ORNLogStartFilename(a.c_str(), 0), ORN_OK);
-
     ORNLogSetFilename(a.c_str());  // the same name: nothing happens
     EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
 

@@ -1,20 +1,18 @@
 // The periodic worker: activation, the stop hand-shake with a running call,
 // destruction with its bounded wait, and the thread shims. Timing bounds are
 // generous: they catch a worker that never runs or never stops, not jitter.
-#include <dirent.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
 #include <csignal>
 #include <functional>
-#include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "ORNBase.h"
 #include "base/thread_shims.h"
+#include "discovery_test_support.h"
+#include "process_probes.h"
 
 namespace {
 
@@ -22,17 +20,6 @@ using Clock = std::chrono::steady_clock;
 
 long elapsed_ms(Clock::time_point since) {
     return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
-}
-
-int count_tasks() {
-    int count = 0;
-    if (DIR* dir = opendir("/proc/self/task")) {
-        while (dirent* entry = readdir(dir)) {
-            if (entry->d_name[0] != '.') ++count;
-        }
-        closedir(dir);
-    }
-    return count;
 }
 
 // Threads of this process. The first thread created may bring helper
@@ -44,7 +31,7 @@ int thread_count() {
         return true;
     }();
     (void)warmed_up;
-    return count_tasks();
+    return orntest::thread_count();
 }
 
 struct Counter {
@@ -70,29 +57,6 @@ bool wait_until(const std::function<bool()>& condition, int timeout_ms) {
         std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
-}
-
-std::mutex g_log_mutex;
-std::vector<std::string> g_log;
-void keep_log_line(const char* line) {
-    std::lock_guard<std::mutex> lock(g_log_mutex);
-    g_log.emplace_back(line);
-}
-int log_lines_containing(const std::string& text) {
-    std::lock_guard<std::mutex> lock(g_log_mutex);
-    int n = 0;
-    for (const std::string& line : g_log) n += line.find(text) != std::string::npos;
-    return n;
-}
-void log_everything_to_memory() {
-    {
-        std::lock_guard<std::mutex> lock(g_log_mutex);
-        g_log.clear();
-    }
-    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    ORNLogSetCategory(ORN_LOGCAT_MASK_ALL);
-    ORNLogStart(0);
-    ORNLogSetExternal(keep_log_line);
 }
 
 TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
@@ -135,7 +99,7 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     EXPECT_TRUE(wait_until([&] { return thread_count() == threads_before; }, 1000));
 }
 
-TEST(Worker, StopWaitsForTheRunningCallToReturn) {
+TEST(Worker, StopWaitsForTheRunningCallToReturnAndIsHarmlessWithoutAWorker) {
     Counter counter;
     counter.busy_ms.store(250);
     orn_thread_t worker;
@@ -152,16 +116,13 @@ TEST(Worker, StopWaitsForTheRunningCallToReturn) {
     const int calls = counter.calls.load();
     ORNThreadDestroy(&worker);
     EXPECT_EQ(counter.calls.load(), calls);
-}
-
-TEST(Worker, StopOnAnUninitialisedHandleIsHarmless) {
-    orn_thread_t worker{nullptr};
+    // Stop on a handle without a worker (priv NULL) is harmless.
     EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
     EXPECT_EQ(ORNThreadStop(nullptr), ORN_OK);
 }
 
 TEST(Worker, DestroyOfARunningWorkerEndsItWithoutSignals) {
-    log_everything_to_memory();
+    orntest::LogCapture log;
     Counter counter;
     orn_thread_t worker;
     ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
@@ -170,13 +131,13 @@ TEST(Worker, DestroyOfARunningWorkerEndsItWithoutSignals) {
     ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 2; }, 2000));
     ORNThreadDestroy(&worker);
     EXPECT_EQ(worker.priv, nullptr);
-    EXPECT_LE(log_lines_containing("ORNThread: Trying to stop, cnt "), 10);
-    EXPECT_EQ(log_lines_containing("Still not stopped"), 0);
-    EXPECT_EQ(log_lines_containing("ORNThread: Terminate"), 0);
+    EXPECT_LE(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
+    EXPECT_EQ(log.count_containing("Still not stopped"), 0);
+    EXPECT_EQ(log.count_containing("ORNThread: Terminate"), 0);
 }
 
 TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
-    log_everything_to_memory();
+    orntest::LogCapture log;
     orn_thread_t worker;
     ASSERT_EQ(ORNThreadInit(&worker, nullptr, nullptr, 10), ORN_OK);
     const auto start = Clock::now();
@@ -185,10 +146,10 @@ TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
     EXPECT_GE(waited, 95);
     EXPECT_LT(waited, 2000);
     EXPECT_EQ(worker.priv, nullptr);
-    EXPECT_EQ(log_lines_containing("ORNThread: Trying to stop, cnt "), 10);
-    EXPECT_EQ(log_lines_containing("ORNThread: Trying to stop, cnt 9"), 1);
-    EXPECT_EQ(log_lines_containing("WARNING: ORNThread: Still not stopped"), 1);
-    EXPECT_EQ(log_lines_containing("WARNING: ORNThread: Terminate 0"), 1);  // no thread: nothing signalled
+    EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
+    EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt 9"), 1);
+    EXPECT_EQ(log.count_containing("WARNING: ORNThread: Still not stopped"), 1);
+    EXPECT_EQ(log.count_containing("WARNING: ORNThread: Terminate 0"), 1);  // no thread: nothing signalled
 }
 
 TEST(Worker, AWorkerThatWillNotEndIsSignalledAsLastResort) {
