@@ -22,15 +22,6 @@ ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t
     return config;
 }
 
-bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
-
 Connection::Connection(const std::string& serial) {
     if (ORNCInit(&ornc_) != ORNC_OK) return;
     status_ = ORNCConnectBySerialNumber(&ornc_, nullptr, serial.c_str());

@@ -28,8 +28,7 @@ std::string address(int host);
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128,
                                    uint32_t height = 96, double fps = 20.0);
 
-// Waits (bounded) until `done` holds; true when it did.
-bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout);
+using orntest::wait_until;
 
 // An initialised handle connected by serial number (discovery limited to
 // the sensor's address by SensorScope); disconnected and destroyed at the

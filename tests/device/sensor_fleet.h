@@ -1,19 +1,12 @@
-// Virtual sensors started for one test and stopped at its end, and another
-// application's hold on a device's control.
+// Virtual sensors started for one test and stopped at its end.
 #pragma once
-
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "ornsim/virtual_sensor.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "raw_controller.h"
 
 namespace orntest {
 
@@ -37,50 +30,6 @@ public:
 
 private:
     std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors_;
-};
-
-// Holds control of a device from a socket of its own, as another
-// application would: a WRITEREG of the control bits into the CCP register.
-// Gives control back when it goes.
-class Controller {
-public:
-    explicit Controller(const char* device) : fd_(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
-        device_.sin_family = AF_INET;
-        device_.sin_port = htons(gvcp::kPort);
-        inet_pton(AF_INET, device, &device_.sin_addr);
-    }
-    ~Controller() {
-        write_ccp(0);
-        ::close(fd_);
-    }
-    Controller(const Controller&) = delete;
-    Controller& operator=(const Controller&) = delete;
-
-    // True when the device acknowledged the write with success.
-    bool write_ccp(uint32_t value) {
-        uint8_t command[gvcp::kHeaderSize + 8] = {};
-        command[gvcp::kCmdKeyOffset] = gvcp::kKey;
-        command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-        gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
-        gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
-        gvcp::store_be16(command + gvcp::kCmdReqIdOffset, ++request_id_);
-        gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
-        gvcp::store_be32(command + gvcp::kHeaderSize + 4, value);
-        if (::sendto(fd_, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&device_), sizeof device_) <
-            0) {
-            return false;
-        }
-        pollfd polled{fd_, POLLIN, 0};
-        uint8_t ack[64];
-        return ::poll(&polled, 1, 2000) == 1 &&
-               ::recv(fd_, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
-               gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
-    }
-
-private:
-    int fd_;
-    sockaddr_in device_{};
-    uint16_t request_id_ = 0x4000;
 };
 
 }  // namespace orntest

@@ -64,14 +64,7 @@ ornsim::SensorConfig sensor_config(int host, const std::string& serial) {
     return config;
 }
 
-bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    while (!done()) {
-        if (std::chrono::steady_clock::now() >= deadline) return false;
-        std::this_thread::sleep_for(5ms);
-    }
-    return true;
-}
+using orntest::wait_until;
 
 // "" when the vector is one whole frame of the sensor's scene; its frame
 // number (block id modulo 256, from the intensity part, whose pixel (u, v)

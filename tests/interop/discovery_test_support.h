@@ -2,6 +2,8 @@
 // scopes, a log capture, and text getters that return std::string.
 #pragma once
 
+#include <chrono>
+#include <functional>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -9,6 +11,9 @@
 #include "ORNC.h"
 
 namespace orntest {
+
+// Polls `done` until it holds or `timeout` has passed; true when it held.
+bool wait_until(const std::function<bool()>& done, std::chrono::milliseconds timeout);
 
 // Sets (or, with nullptr, unsets) an environment variable for one scope.
 class ScopedEnv {

@@ -2,18 +2,14 @@
 // camera, in a network namespace of the test's own (it binds 127.0.0.1,
 // which the host's other tests may use too).
 #include <gtest/gtest.h>
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <string>
 
 #include "ORNC.h"
 #include "discovery_test_support.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "private_network.h"
+#include "raw_controller.h"
 
 namespace {
 
@@ -71,37 +67,11 @@ TEST_F(FakeCameraDiscovery, IsFoundWithItsDetailsOnlyWhileTheModelFileAdmitsIt) 
     EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&scope_.sys, kFakeSerial));
 }
 
-// Takes control of the camera the way any controlling application does:
-// WRITEREG of the control bit into the privilege register.
-bool take_control(int fd) {
-    uint8_t command[gvcp::kHeaderSize + 8] = {};
-    command[gvcp::kCmdKeyOffset] = gvcp::kKey;
-    command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-    gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
-    gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
-    gvcp::store_be16(command + gvcp::kCmdReqIdOffset, 0x4242);
-    gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
-    gvcp::store_be32(command + gvcp::kHeaderSize + 4, gvcp::CCP_CONTROL);
-    sockaddr_in camera{};
-    camera.sin_family = AF_INET;
-    camera.sin_port = htons(gvcp::kPort);
-    camera.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    if (::sendto(fd, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&camera), sizeof camera) < 0) {
-        return false;
-    }
-    pollfd polled{fd, POLLIN, 0};
-    uint8_t ack[64];
-    return ::poll(&polled, 1, 2000) == 1 && ::recv(fd, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
-           gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
-}
-
 TEST_F(FakeCameraDiscovery, AccessTypeIsOpenThenControlWhileAnotherClientHoldsIt) {
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress("127.0.0.1"));
-    const int controller = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    ASSERT_GE(controller, 0);
-    ASSERT_TRUE(take_control(controller));
+    orntest::Controller other("127.0.0.1");
+    ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
     EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress("127.0.0.1"));
-    ::close(controller);
 }
 
 }  // namespace
