@@ -109,8 +109,15 @@ orn_status_t ORNThreadStop(orn_thread_t* thread) {
     priv->thread_inactive.store(1);
     // A running call is always allowed to finish.
     while (priv->thread_no_interrupt.load() != 0) Sleep(kStopPollMs);
-    priv->thread_stopped.store(0);
-    priv->thread_stop.store(1);
+    // The thread ends only once a stop was asked for, so clearing
+    // thread_stopped is safe on the first request alone: a repeated one
+    // (a disconnect after ORNCStop) could erase the mark of a thread that
+    // has already ended, and ORNThreadDestroy would then wait out its bound
+    // and signal a thread that is gone.
+    if (priv->thread_stop.load() == 0) {
+        priv->thread_stopped.store(0);
+        priv->thread_stop.store(1);
+    }
     return ORN_OK;
 }
 

@@ -17,6 +17,8 @@
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using orntest::wait_until;
+using namespace std::chrono_literals;
 
 long elapsed_ms(Clock::time_point since) {
     return static_cast<long>(std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
@@ -50,15 +52,6 @@ void count_call(void* arg) {
     counter->inside.store(false);
 }
 
-bool wait_until(const std::function<bool()>& condition, int timeout_ms) {
-    const auto start = Clock::now();
-    while (!condition()) {
-        if (elapsed_ms(start) > timeout_ms) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
 TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     Counter counter;
     orn_thread_t worker;
@@ -86,7 +79,7 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     EXPECT_EQ(counter.calls.load(), frozen);
 
     ORNThreadActive(&worker, 1);
-    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > frozen; }, 1000));
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > frozen; }, 1s));
     ORNThreadActive(&worker, 0);
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     const int after_pause = counter.calls.load();
@@ -96,7 +89,7 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
     ORNThreadDestroy(&worker);
     EXPECT_EQ(worker.priv, nullptr);
-    EXPECT_TRUE(wait_until([&] { return thread_count() == threads_before; }, 1000));
+    EXPECT_TRUE(wait_until([&] { return thread_count() == threads_before; }, 1s));
 }
 
 TEST(Worker, StopWaitsForTheRunningCallToReturnAndIsHarmlessWithoutAWorker) {
@@ -106,7 +99,7 @@ TEST(Worker, StopWaitsForTheRunningCallToReturnAndIsHarmlessWithoutAWorker) {
     ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
     ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
     ORNThreadActive(&worker, 1);
-    ASSERT_TRUE(wait_until([&] { return counter.inside.load(); }, 2000));
+    ASSERT_TRUE(wait_until([&] { return counter.inside.load(); }, 2s));
 
     const auto start = Clock::now();
     EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
@@ -121,14 +114,26 @@ TEST(Worker, StopWaitsForTheRunningCallToReturnAndIsHarmlessWithoutAWorker) {
     EXPECT_EQ(ORNThreadStop(nullptr), ORN_OK);
 }
 
-TEST(Worker, DestroyOfARunningWorkerEndsItWithoutSignals) {
+TEST(Worker, DestroyEndsARunningOrAnAlreadyEndedWorkerWithoutSignals) {
     orntest::LogCapture log;
     Counter counter;
     orn_thread_t worker;
     ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
     ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
     ORNThreadActive(&worker, 1);
-    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 2; }, 2000));
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 2; }, 2s));
+    ORNThreadDestroy(&worker);
+    EXPECT_EQ(worker.priv, nullptr);
+
+    // Stopped, ended, then stopped again before the destroy (a stop of the
+    // acquisition followed by a disconnect): the second stop must not make
+    // the ended thread look as if it were still running.
+    const int baseline = thread_count();
+    ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 10), ORN_OK);
+    ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
+    ORNThreadStop(&worker);
+    ASSERT_TRUE(wait_until([&] { return thread_count() == baseline; }, 1s)) << thread_count();
+    ORNThreadStop(&worker);
     ORNThreadDestroy(&worker);
     EXPECT_EQ(worker.priv, nullptr);
     EXPECT_LE(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
@@ -179,7 +184,7 @@ TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the loop ends
     ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);                  // a new thread
     ORNThreadActive(&worker, 1);
-    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 0; }, 2000));
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 0; }, 2s));
     ORNThreadDestroy(&worker);
 
     const int baseline = thread_count();
@@ -191,7 +196,7 @@ TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
         ORNThreadDestroy(&worker);
         ASSERT_EQ(worker.priv, nullptr);
     }
-    EXPECT_TRUE(wait_until([&] { return thread_count() == baseline; }, 1000)) << thread_count();
+    EXPECT_TRUE(wait_until([&] { return thread_count() == baseline; }, 1s)) << thread_count();
 }
 
 TEST(ThreadShims, SleepAndThreadCreation) {
