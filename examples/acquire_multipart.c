@@ -9,8 +9,14 @@
  * data only for its own duration (it lies in a stream buffer that is
  * queued again afterwards), so it only adds up numbers. The main thread
  * reads them after ORNCStop, which waits for a callback in progress.
+ *
+ * ORNCAcquisitionStop does not wait for the acquisition thread: a pass that
+ * was already retrieving may take a buffer the stop aborts and report it
+ * with a NULL vector. Such NULLs are counted apart, as buffers handed back
+ * by the stop, not as failed transfers.
  */
 #include <math.h>
+#include <stdatomic.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -31,6 +37,8 @@ typedef struct part_stats_ {
 typedef struct acquisition_stats_ {
     long frames;
     long failed;        /* transfers reported with a NULL vector */
+    long aborted;       /* NULL vectors once the stop had begun */
+    atomic_int stopping;
     int max_parts;
     part_stats_t part[MAX_PARTS];
 } acquisition_stats_t;
@@ -68,7 +76,11 @@ static void on_images(orn_image_vec_t* images, void* userdata) {
     acquisition_stats_t* stats = (acquisition_stats_t*)userdata;
     int i;
     if (images == NULL) {
-        stats->failed++;
+        if (atomic_load(&stats->stopping)) {
+            stats->aborted++;
+        } else {
+            stats->failed++;
+        }
         return;
     }
     stats->frames++;
@@ -105,6 +117,7 @@ int main(int argc, char** argv) {
 
     if (seconds < 1 || seconds > 3600) seconds = 3;
     memset(&stats, 0, sizeof stats);
+    atomic_init(&stats.stopping, 0);
 
     status = ORNCSysInit(&sys);
     if (status == ORNC_OK) status = ORNCSysFindDevices(&sys);
@@ -147,11 +160,13 @@ int main(int argc, char** argv) {
         return fail("acquisition start", status);
     }
     ORNCSleep(seconds * 1000);
+    atomic_store(&stats.stopping, 1);
     ORNCAcquisitionStop(&ornc);
     ORNCStop(&ornc); /* waits for a callback in progress */
 
     printf("%ld frames in %d s (%.1f per second), %ld failed transfers\n", stats.frames, seconds,
            (double)stats.frames / seconds, stats.failed);
+    if (stats.aborted > 0) printf("%ld buffers handed back by the stop\n", stats.aborted);
     for (i = 0; i < stats.max_parts; ++i) {
         const part_stats_t* p = &stats.part[i];
         double pixels = (double)(p->images - p->empty) * p->width * p->height;
