@@ -129,7 +129,9 @@ std::string sensor_address(int index) { return "127.0.48." + std::to_string(inde
 double process_cpu_s() {
     rusage usage{};
     getrusage(RUSAGE_SELF, &usage);
-    auto seconds = [](const timeval& t) { return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6; };
+    auto seconds = [](const timeval& t) {
+        return static_cast<double>(t.tv_sec) + static_cast<double>(t.tv_usec) / 1e6;
+    };
     return seconds(usage.ru_utime) + seconds(usage.ru_stime);
 }
 
@@ -174,8 +176,8 @@ double threads_cpu_s(const std::vector<pid_t>& ids) {
 
 struct Delivery {
     int64_t host_ns;
-    uint64_t bytes;      // image payload handed over
-    int64_t device_ns;   // device timestamp, -1 when unreadable
+    uint64_t bytes;     // image payload handed over
+    int64_t device_ns;  // device timestamp, -1 when unreadable
 };
 
 // Written by the delivering thread only; the records are read once that
@@ -239,8 +241,7 @@ struct ClockMap {
 
 // Latches the device clock a few times and keeps the tightest bracket:
 // the sensor latched while handling the write, between send and ack.
-bool map_device_clock(const std::function<bool()>& latch, const std::function<bool(uint64_t*)>& read,
-                      ClockMap* map) {
+bool map_device_clock(const std::function<bool()>& latch, const std::function<bool(uint64_t*)>& read, ClockMap* map) {
     int64_t best = INT64_MAX;
     for (int i = 0; i < kLatchRounds; ++i) {
         const int64_t before = host_ns();
@@ -286,9 +287,7 @@ struct RunResult {
     std::unique_ptr<DeliveryLog> log;
 };
 
-void sleep_seconds(double seconds) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-}
+void sleep_seconds(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
 // --- client 1: libORNC through its C API -----------------------------------------
 
@@ -299,9 +298,8 @@ struct OrncContext {
 
 void record_ornc_frame(OrncContext* context, int64_t now, uint64_t bytes) {
     unsigned int value = 0;
-    const int64_t device_ns = ORNCParamGetUIntegerValue(context->chunk_timestamp, &value) == ORNC_OK
-                                  ? static_cast<int64_t>(value)
-                                  : -1;
+    const int64_t device_ns =
+        ORNCParamGetUIntegerValue(context->chunk_timestamp, &value) == ORNC_OK ? static_cast<int64_t>(value) : -1;
     context->log->add({now, bytes, device_ns});
 }
 
@@ -372,8 +370,7 @@ bool ornc_enable_components(ornc_t* ornc) {
             }
         }
         if (found == nullptr) {
-            std::fprintf(stderr, "ORNC: the component table has no %s in %s\n", choice.component,
-                         choice.pixel_format);
+            std::fprintf(stderr, "ORNC: the component table has no %s in %s\n", choice.component, choice.pixel_format);
             return false;
         }
         const ornc_status_t status = ORNCComponentEnable(ornc, found, 1);
@@ -651,8 +648,8 @@ std::string aravis_receiver_counters(ArvStream* stream) {
     arv_stream_get_statistics(stream, &completed, &failures, &underruns);
     arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), &resent, &missing);
     auto u = [](guint64 v) { return std::to_string(static_cast<unsigned long long>(v)); };
-    return "completed " + u(completed) + ", failures " + u(failures) + ", underruns " + u(underruns) +
-           ", resent " + u(resent) + ", missing " + u(missing);
+    return "completed " + u(completed) + ", failures " + u(failures) + ", underruns " + u(underruns) + ", resent " +
+           u(resent) + ", missing " + u(missing);
 }
 
 bool run_aravis(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sensor_threads, const Case& c,
@@ -789,16 +786,16 @@ Figures figures_of(const RunResult& run) {
 }
 
 void print_header() {
-    std::printf("%-7s %6s %9s %6s %6s %7s %9s %11s   %s\n", "client", "sent", "delivered", "lost", "failed",
-                "Gbit/s", "cpu s/GB", "client s/GB", "latency ms min / p50 / p99 / max (frames)");
+    std::printf("%-7s %6s %9s %6s %6s %7s %9s %11s   %s\n", "client", "sent", "delivered", "lost", "failed", "Gbit/s",
+                "cpu s/GB", "client s/GB", "latency ms min / p50 / p99 / max (frames)");
 }
 
 void print_row(const char* client, const RunResult& run, const Figures& f) {
-    std::printf("%-7s %6llu %9llu %6lld %6llu %7.3f %9.3f %11.3f   %.2f / %.2f / %.2f / %.2f (%zu of %llu)\n",
-                client, static_cast<unsigned long long>(f.sent), static_cast<unsigned long long>(f.delivered),
-                static_cast<long long>(f.lost), static_cast<unsigned long long>(f.failed), f.gbps,
-                f.process_cpu_per_gb, f.client_cpu_per_gb, f.latency_min_ms, f.latency_p50_ms, f.latency_p99_ms,
-                f.latency_max_ms, f.latency_samples, static_cast<unsigned long long>(f.window_delivered));
+    std::printf("%-7s %6llu %9llu %6lld %6llu %7.3f %9.3f %11.3f   %.2f / %.2f / %.2f / %.2f (%zu of %llu)\n", client,
+                static_cast<unsigned long long>(f.sent), static_cast<unsigned long long>(f.delivered),
+                static_cast<long long>(f.lost), static_cast<unsigned long long>(f.failed), f.gbps, f.process_cpu_per_gb,
+                f.client_cpu_per_gb, f.latency_min_ms, f.latency_p50_ms, f.latency_p99_ms, f.latency_max_ms,
+                f.latency_samples, static_cast<unsigned long long>(f.window_delivered));
     std::printf("        receiver: %s; clock mapped to +-%.1f us", run.receiver.c_str(),
                 static_cast<double>(run.clock.half_width_ns) / 1e3);
     if (run.log->unrecorded() != 0) {
@@ -848,10 +845,11 @@ bool run_case(int index, const Case& c, double seconds) {
         return false;
     }
 
-    std::printf("\n%s: %ux%u Coord3D_ABC32f + Mono8 + Confidence8 + timestamp chunk, %.1f kB per frame, sensor at "
-                "%.0f/s (%s, %u Mbit/s link, %zu threads), %.1f s window\n",
-                c.name, c.width, c.height, static_cast<double>(ornc.frame_bytes) / 1e3, c.fps, config.address.c_str(),
-                config.link_speed_mbps, sensor_threads.size(), seconds);
+    std::printf(
+        "\n%s: %ux%u Coord3D_ABC32f + Mono8 + Confidence8 + timestamp chunk, %.1f kB per frame, sensor at "
+        "%.0f/s (%s, %u Mbit/s link, %zu threads), %.1f s window\n",
+        c.name, c.width, c.height, static_cast<double>(ornc.frame_bytes) / 1e3, c.fps, config.address.c_str(),
+        config.link_speed_mbps, sensor_threads.size(), seconds);
     if (ornc.frame_bytes != aravis.frame_bytes) {
         std::fprintf(stderr, "the clients saw different payload sizes: %llu and %llu\n",
                      static_cast<unsigned long long>(ornc.frame_bytes),
@@ -886,9 +884,10 @@ extern "C" void on_watchdog(int) {
 }
 
 void usage(const char* program) {
-    std::printf("usage: %s [--seconds S]\n"
-                "  --seconds S   measurement window per client and case, 0.5 to %.0f (default 5)\n",
-                program, kMaxSeconds);
+    std::printf(
+        "usage: %s [--seconds S]\n"
+        "  --seconds S   measurement window per client and case, 0.5 to %.0f (default 5)\n",
+        program, kMaxSeconds);
 }
 
 }  // namespace
@@ -920,8 +919,10 @@ int main(int argc, char** argv) {
     std::signal(SIGALRM, on_watchdog);
     alarm(static_cast<unsigned>(kCaseCount * (2 * seconds + 60)));
 
-    std::printf("acquisition through libORNC's C API and through plain Aravis, one after the other, "
-                "%zu cases\n", kCaseCount);
+    std::printf(
+        "acquisition through libORNC's C API and through plain Aravis, one after the other, "
+        "%zu cases\n",
+        kCaseCount);
     bool ok = true;
     for (size_t i = 0; i < kCaseCount && ok; ++i) {
         ok = run_case(static_cast<int>(i), kCases[i], seconds);

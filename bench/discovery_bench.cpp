@@ -102,7 +102,9 @@ public:
         run("ip netns del " + name_);
     }
     bool ok() const { return ok_; }
-    bool add_address(const std::string& cidr) const { return run("ip -n " + name_ + " addr add " + cidr + " dev ornc-dev"); }
+    bool add_address(const std::string& cidr) const {
+        return run("ip -n " + name_ + " addr add " + cidr + " dev ornc-dev");
+    }
 
     // Starts a sensor from a thread inside the sensor namespace, so that
     // its sockets and threads live there.
@@ -139,8 +141,8 @@ ornsim::SensorConfig sensor(const std::string& address, int index) {
 
 void print_row(const char* link, int sensors, const Figures& f) {
     if (f.aravis_ms >= 0) {
-        std::printf("| %-8s | %7d | %10.1f | %5d | %12.1f | %5d |\n", link, sensors, f.ornc_ms, f.ornc_found, f.aravis_ms,
-                    f.aravis_found);
+        std::printf("| %-8s | %7d | %10.1f | %5d | %12.1f | %5d |\n", link, sensors, f.ornc_ms, f.ornc_found,
+                    f.aravis_ms, f.aravis_found);
     } else {
         std::printf("| %-8s | %7d | %10.1f | %5d | %12s | %5s |\n", link, sensors, f.ornc_ms, f.ornc_found, "n/a", "-");
     }

@@ -26,18 +26,18 @@
 #define MAX_PARTS 8
 
 typedef struct part_stats_ {
-    long images;        /* deliveries that had this part */
-    long empty;         /* of them without data (pixel type without a size) */
+    long images; /* deliveries that had this part */
+    long empty;  /* of them without data (pixel type without a size) */
     orn_pixel_t type;
     int width, height;
-    double valid;       /* pixels with a value: non-NaN Z, or non-zero 8-bit */
-    double sum;         /* of Z in mm, or of the 8-bit values */
+    double valid; /* pixels with a value: non-NaN Z, or non-zero 8-bit */
+    double sum;   /* of Z in mm, or of the 8-bit values */
 } part_stats_t;
 
 typedef struct acquisition_stats_ {
     long frames;
-    long failed;        /* transfers reported with a NULL vector */
-    long aborted;       /* NULL vectors once the stop had begun */
+    long failed;  /* transfers reported with a NULL vector */
+    long aborted; /* NULL vectors once the stop had begun */
     atomic_int stopping;
     int max_parts;
     part_stats_t part[MAX_PARTS];
@@ -90,13 +90,20 @@ static void on_images(orn_image_vec_t* images, void* userdata) {
 
 static const char* type_name(orn_pixel_t type) {
     switch (type) {
-        case ORN_PIX_ABC32F: return "Coord3D_ABC32f";
-        case ORN_PIX_MONO8: return "Mono8";
-        case ORN_PIX_CONF8: return "Confidence8";
-        case ORN_PIX_MONO16: return "Mono16";
-        case ORN_PIX_C32F: return "Coord3D_C32f";
-        case 0: return "(no known size)";
-        default: return "other";
+        case ORN_PIX_ABC32F:
+            return "Coord3D_ABC32f";
+        case ORN_PIX_MONO8:
+            return "Mono8";
+        case ORN_PIX_CONF8:
+            return "Confidence8";
+        case ORN_PIX_MONO16:
+            return "Mono16";
+        case ORN_PIX_C32F:
+            return "Coord3D_C32f";
+        case 0:
+            return "(no known size)";
+        default:
+            return "other";
     }
 }
 
@@ -170,8 +177,8 @@ int main(int argc, char** argv) {
     for (i = 0; i < stats.max_parts; ++i) {
         const part_stats_t* p = &stats.part[i];
         double pixels = (double)(p->images - p->empty) * p->width * p->height;
-        printf("part %d: %-16s %4d x %-4d images %ld empty %ld", i, type_name(p->type), p->width, p->height,
-               p->images, p->empty);
+        printf("part %d: %-16s %4d x %-4d images %ld empty %ld", i, type_name(p->type), p->width, p->height, p->images,
+               p->empty);
         if (p->type == ORN_PIX_ABC32F && p->valid > 0) {
             printf("  valid %.1f%%  mean Z %.2f mm", 100.0 * p->valid / pixels, p->sum / p->valid);
         } else if (pixels > 0) {

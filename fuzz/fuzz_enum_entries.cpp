@@ -62,8 +62,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         }
         int index_of_value = -1;
         // The first entry with that value, which is at or before the found one.
-        if (ORN_GetEnumIndexFromEntries(text, found_value, &index_of_value) != ORN_OK ||
-            index_of_value > found_index) {
+        if (ORN_GetEnumIndexFromEntries(text, found_value, &index_of_value) != ORN_OK || index_of_value > found_index) {
             __builtin_trap();
         }
     }

@@ -16,8 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<uint8_t> datagram(data, data + size);  // exact size: overreads are caught
     gvcp::EventCommand command;
     std::string reason;
-    const bool parsed = gvcp::parse_event_command(datagram.empty() ? nullptr : datagram.data(), datagram.size(),
-                                                  &command, &reason);
+    const bool parsed =
+        gvcp::parse_event_command(datagram.empty() ? nullptr : datagram.data(), datagram.size(), &command, &reason);
     if (!parsed) {
         if (reason.empty()) __builtin_trap();  // a drop always says why
         return 0;

@@ -27,11 +27,28 @@
 namespace {
 
 constexpr const char* kDeviceFeatures[] = {
-    "Width",         "Height",          "ExposureTime",      "Gain",          "AcquisitionFrameRate",
-    "AcquisitionMode", "AcquisitionFrameCount", "TriggerMode", "TriggerActivation", "ComponentSelector",
-    "ComponentEnable", "PixelFormat",   "ChunkModeActive",   "ChunkSelector", "ChunkEnable",
-    "Scan3dCoordinateScale", "Scan3dCoordinateOffset", "DeviceUserID", "EventSelector",
-    "GevPersistentIPAddress", "GevPersistentSubnetMask", "GevPersistentDefaultGateway",
+    "Width",
+    "Height",
+    "ExposureTime",
+    "Gain",
+    "AcquisitionFrameRate",
+    "AcquisitionMode",
+    "AcquisitionFrameCount",
+    "TriggerMode",
+    "TriggerActivation",
+    "ComponentSelector",
+    "ComponentEnable",
+    "PixelFormat",
+    "ChunkModeActive",
+    "ChunkSelector",
+    "ChunkEnable",
+    "Scan3dCoordinateScale",
+    "Scan3dCoordinateOffset",
+    "DeviceUserID",
+    "EventSelector",
+    "GevPersistentIPAddress",
+    "GevPersistentSubnetMask",
+    "GevPersistentDefaultGateway",
 };
 
 class Session {
@@ -102,10 +119,18 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::string text(reinterpret_cast<const char*>(data + 2), size - 2);  // may hold NULs: cut at the first
     ornc_status_t status = ORNC_OK;
     switch (data[1] % 5) {
-        case 0: status = ORNCParamSetValue(param, text.c_str()); break;
-        case 1: status = ORNCParamSetEnumValueByName(param, text.c_str()); break;
-        case 2: status = ORNCParamSetStringValue(param, text.c_str()); break;
-        case 3: status = ORNCParamSetRegisterValue(param, text.data(), static_cast<int>(text.size())); break;
+        case 0:
+            status = ORNCParamSetValue(param, text.c_str());
+            break;
+        case 1:
+            status = ORNCParamSetEnumValueByName(param, text.c_str());
+            break;
+        case 2:
+            status = ORNCParamSetStringValue(param, text.c_str());
+            break;
+        case 3:
+            status = ORNCParamSetRegisterValue(param, text.data(), static_cast<int>(text.size()));
+            break;
         case 4: {
             // Three texts separated by line feeds: address, mask, gateway.
             const size_t first = text.find('\n');

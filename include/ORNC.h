@@ -345,8 +345,7 @@ ORN_API ornc_category_t* ORNCParamsGetCategoryByName(const ornc_parameters_t* or
 ORN_API ornc_param_t* ORNCParamsGetParam(const ornc_parameters_t* ornc_params, int nr);
 ORN_API ornc_param_t* ORNCParamsGetParamByName(const ornc_parameters_t* ornc_params, const char* name);
 /* The nr-th parameter (from 0) whose category is `cat`; NULL past the end. */
-ORN_API ornc_param_t* ORNCParamsGetParamInCategory(const ornc_parameters_t* ornc_params, ornc_category_t* cat,
-                                                   int nr);
+ORN_API ornc_param_t* ORNCParamsGetParamInCategory(const ornc_parameters_t* ornc_params, ornc_category_t* cat, int nr);
 
 /* Name texts follow ORN_StringCopy: with a NULL `str` the size needed is
  * returned; a text that does not fit leaves "" and returns 0. */

@@ -23,43 +23,43 @@
 namespace ornsim {
 
 class AcquisitionEngine {
- public:
-  using SendFrame = std::function<bool(GvspFrame&&)>;
-  using FrameDone = std::function<void(const AcquisitionSnapshot&, uint64_t block_id, uint64_t timestamp)>;
+public:
+    using SendFrame = std::function<bool(GvspFrame&&)>;
+    using FrameDone = std::function<void(const AcquisitionSnapshot&, uint64_t block_id, uint64_t timestamp)>;
 
-  AcquisitionEngine(DeviceModel& model, SendFrame send, FrameDone done);
-  ~AcquisitionEngine();
-  AcquisitionEngine(const AcquisitionEngine&) = delete;
-  AcquisitionEngine& operator=(const AcquisitionEngine&) = delete;
+    AcquisitionEngine(DeviceModel& model, SendFrame send, FrameDone done);
+    ~AcquisitionEngine();
+    AcquisitionEngine(const AcquisitionEngine&) = delete;
+    AcquisitionEngine& operator=(const AcquisitionEngine&) = delete;
 
-  void start_thread();
-  void stop_thread();
+    void start_thread();
+    void stop_thread();
 
-  void start();    // AcquisitionStart; ignored while acquiring
-  void stop();     // AcquisitionStop
-  void trigger();  // TriggerSoftware; ignored unless acquiring with TriggerMode On
-  void set_silenced(bool silenced) { silenced_ = silenced; }
-  uint64_t frames_built() const { return frames_built_; }
+    void start();    // AcquisitionStart; ignored while acquiring
+    void stop();     // AcquisitionStop
+    void trigger();  // TriggerSoftware; ignored unless acquiring with TriggerMode On
+    void set_silenced(bool silenced) { silenced_ = silenced; }
+    uint64_t frames_built() const { return frames_built_; }
 
- private:
-  void run();
-  void finish_locked();
+private:
+    void run();
+    void finish_locked();
 
-  DeviceModel& model_;
-  SendFrame send_;
-  FrameDone done_;
-  std::thread thread_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  bool quit_ = false;
-  bool acquiring_ = false;
-  uint32_t pending_triggers_ = 0;
-  uint64_t frames_this_run_ = 0;
-  uint64_t generation_ = 0;  // bumps at every start/stop so a sleeping loop notices
-  std::chrono::steady_clock::time_point next_due_{};
-  uint64_t next_block_id_ = 1;
-  std::atomic<bool> silenced_{false};
-  std::atomic<uint64_t> frames_built_{0};
+    DeviceModel& model_;
+    SendFrame send_;
+    FrameDone done_;
+    std::thread thread_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    bool quit_ = false;
+    bool acquiring_ = false;
+    uint32_t pending_triggers_ = 0;
+    uint64_t frames_this_run_ = 0;
+    uint64_t generation_ = 0;  // bumps at every start/stop so a sleeping loop notices
+    std::chrono::steady_clock::time_point next_due_{};
+    uint64_t next_block_id_ = 1;
+    std::atomic<bool> silenced_{false};
+    std::atomic<uint64_t> frames_built_{0};
 };
 
 }  // namespace ornsim

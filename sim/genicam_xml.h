@@ -11,8 +11,8 @@
 namespace ornsim {
 
 struct GenicamIdentity {
-  std::string vendor, model;
-  uint32_t sensor_width = 640, sensor_height = 480;
+    std::string vendor, model;
+    uint32_t sensor_width = 640, sensor_height = 480;
 };
 
 std::string builtin_genicam_xml(const GenicamIdentity& identity);

@@ -30,57 +30,57 @@
 namespace ornsim {
 
 struct DeviceEvent {
-  uint16_t event_id = 0;
-  uint64_t block_id = 0;
-  uint64_t timestamp = 0;
-  std::vector<uint8_t> data;  // at most gvcp::kEventDataMaxSize bytes
+    uint16_t event_id = 0;
+    uint64_t block_id = 0;
+    uint64_t timestamp = 0;
+    std::vector<uint8_t> data;  // at most gvcp::kEventDataMaxSize bytes
 };
 
 class MessageChannel {
- public:
-  explicit MessageChannel(DeviceModel& model);
-  ~MessageChannel();
-  MessageChannel(const MessageChannel&) = delete;
-  MessageChannel& operator=(const MessageChannel&) = delete;
+public:
+    explicit MessageChannel(DeviceModel& model);
+    ~MessageChannel();
+    MessageChannel(const MessageChannel&) = delete;
+    MessageChannel& operator=(const MessageChannel&) = delete;
 
-  bool open(uint32_t source_ip, std::string* error);
-  void close();
-  uint16_t source_port() const { return port_; }
-  // Queues an event for the destination in the message channel registers;
-  // dropped when the channel is closed (MCP = 0) or the queue is full.
-  void post(DeviceEvent event);
-  // While silenced nothing is sent (the silent fault).
-  void set_silenced(bool silenced) { silenced_ = silenced; }
-  // Extra events per second (the event-flood fault); 0 switches it off.
-  void set_flood_rate(double events_per_s);
+    bool open(uint32_t source_ip, std::string* error);
+    void close();
+    uint16_t source_port() const { return port_; }
+    // Queues an event for the destination in the message channel registers;
+    // dropped when the channel is closed (MCP = 0) or the queue is full.
+    void post(DeviceEvent event);
+    // While silenced nothing is sent (the silent fault).
+    void set_silenced(bool silenced) { silenced_ = silenced; }
+    // Extra events per second (the event-flood fault); 0 switches it off.
+    void set_flood_rate(double events_per_s);
 
-  uint64_t events_sent() const { return events_sent_; }
-  uint64_t events_acknowledged() const { return events_acked_; }
-  // Flood events that went out at least once (retries not counted again).
-  uint64_t events_flooded() const { return events_flooded_; }
+    uint64_t events_sent() const { return events_sent_; }
+    uint64_t events_acknowledged() const { return events_acked_; }
+    // Flood events that went out at least once (retries not counted again).
+    uint64_t events_flooded() const { return events_flooded_; }
 
- private:
-  void run();
-  // Waits for the next thing to send: a queued event first, else a flood
-  // event when one is due. False when the channel is stopping.
-  bool next_event(DeviceEvent* event, bool* flood);
-  DeviceEvent flood_event() const;
-  // True when the host acknowledged; *went_out tells whether any send left.
-  bool deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids, bool* went_out);
+private:
+    void run();
+    // Waits for the next thing to send: a queued event first, else a flood
+    // event when one is due. False when the channel is stopping.
+    bool next_event(DeviceEvent* event, bool* flood);
+    DeviceEvent flood_event() const;
+    // True when the host acknowledged; *went_out tells whether any send left.
+    bool deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids, bool* went_out);
 
-  DeviceModel& model_;
-  UdpSocket socket_;
-  uint16_t port_ = 0;
-  std::thread thread_;
-  std::mutex mutex_;
-  std::condition_variable wake_;
-  std::deque<DeviceEvent> queue_;
-  bool stopping_ = false;
-  double flood_per_s_ = 0.0;                               // guarded by mutex_
-  std::chrono::steady_clock::time_point next_flood_{};     // guarded by mutex_
-  std::atomic<bool> silenced_{false};
-  std::atomic<uint64_t> events_sent_{0}, events_acked_{0}, events_flooded_{0};
-  uint16_t next_req_id_ = 1;
+    DeviceModel& model_;
+    UdpSocket socket_;
+    uint16_t port_ = 0;
+    std::thread thread_;
+    std::mutex mutex_;
+    std::condition_variable wake_;
+    std::deque<DeviceEvent> queue_;
+    bool stopping_ = false;
+    double flood_per_s_ = 0.0;                            // guarded by mutex_
+    std::chrono::steady_clock::time_point next_flood_{};  // guarded by mutex_
+    std::atomic<bool> silenced_{false};
+    std::atomic<uint64_t> events_sent_{0}, events_acked_{0}, events_flooded_{0};
+    uint16_t next_req_id_ = 1;
 };
 
 }  // namespace ornsim

@@ -10,29 +10,29 @@
 namespace ornsim {
 
 class UdpSocket {
- public:
-  UdpSocket() = default;
-  ~UdpSocket();
-  UdpSocket(UdpSocket&& other) noexcept;
-  UdpSocket& operator=(UdpSocket&& other) noexcept;
-  UdpSocket(const UdpSocket&) = delete;
-  UdpSocket& operator=(const UdpSocket&) = delete;
+public:
+    UdpSocket() = default;
+    ~UdpSocket();
+    UdpSocket(UdpSocket&& other) noexcept;
+    UdpSocket& operator=(UdpSocket&& other) noexcept;
+    UdpSocket(const UdpSocket&) = delete;
+    UdpSocket& operator=(const UdpSocket&) = delete;
 
-  // Binds ip:port (host order; port 0 = ephemeral). shared: SO_REUSEADDR, so
-  // several devices can listen on one broadcast address.
-  bool open(uint32_t ip, uint16_t port, bool shared, std::string* error);
-  void close();
-  bool is_open() const { return fd_ >= 0; }
-  int fd() const { return fd_; }
-  uint16_t local_port() const;
+    // Binds ip:port (host order; port 0 = ephemeral). shared: SO_REUSEADDR, so
+    // several devices can listen on one broadcast address.
+    bool open(uint32_t ip, uint16_t port, bool shared, std::string* error);
+    void close();
+    bool is_open() const { return fd_ >= 0; }
+    int fd() const { return fd_; }
+    uint16_t local_port() const;
 
-  bool send_to(const void* data, size_t size, uint32_t ip, uint16_t port);
-  // Waits at most timeout_ms for one datagram. Returns its size, 0 on time-out,
-  // -1 on error. peer_ip/peer_port (host order) are filled on success.
-  long receive(void* buffer, size_t capacity, int timeout_ms, uint32_t* peer_ip, uint16_t* peer_port);
+    bool send_to(const void* data, size_t size, uint32_t ip, uint16_t port);
+    // Waits at most timeout_ms for one datagram. Returns its size, 0 on time-out,
+    // -1 on error. peer_ip/peer_port (host order) are filled on success.
+    long receive(void* buffer, size_t capacity, int timeout_ms, uint32_t* peer_ip, uint16_t* peer_port);
 
- private:
-  int fd_ = -1;
+private:
+    int fd_ = -1;
 };
 
 // Dotted quad <-> host-order address. parse_ipv4 returns false on bad input.

@@ -25,348 +25,351 @@ constexpr int kControlPollMs = 20;
 constexpr size_t kMaxDatagram = 1500;
 
 bool parse_mac(const std::string& text, std::array<uint8_t, 6>* mac) {
-  unsigned v[6];
-  char tail;
-  if (std::sscanf(text.c_str(), "%x:%x:%x:%x:%x:%x%c", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &tail) != 6)
-    return false;
-  for (int i = 0; i < 6; ++i) {
-    if (v[i] > 0xFF) return false;
-    (*mac)[static_cast<size_t>(i)] = static_cast<uint8_t>(v[i]);
-  }
-  return true;
+    unsigned v[6];
+    char tail;
+    if (std::sscanf(text.c_str(), "%x:%x:%x:%x:%x:%x%c", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &tail) != 6)
+        return false;
+    for (int i = 0; i < 6; ++i) {
+        if (v[i] > 0xFF) return false;
+        (*mac)[static_cast<size_t>(i)] = static_cast<uint8_t>(v[i]);
+    }
+    return true;
 }
 
 }  // namespace
 
 class VirtualSensor::Impl : public DeviceActions {
- public:
-  explicit Impl(SensorConfig config) : config_(std::move(config)) {}
-  ~Impl() override { stop(); }
+public:
+    explicit Impl(SensorConfig config) : config_(std::move(config)) {}
+    ~Impl() override { stop(); }
 
-  bool start(std::string* error);
-  void stop();
-  void set_faults(const FaultSwitches& faults);
-  SensorCounters counters() const;
-  std::string current_address() const { return format_ipv4(ip_.load()); }
-  const SensorConfig& config() const { return config_; }
+    bool start(std::string* error);
+    void stop();
+    void set_faults(const FaultSwitches& faults);
+    SensorCounters counters() const;
+    std::string current_address() const { return format_ipv4(ip_.load()); }
+    const SensorConfig& config() const { return config_; }
 
-  // DeviceActions, called on the control thread.
-  void apply(const WriteEffects& effects) override;
-  void packet_resend(uint64_t block_id, uint32_t first, uint32_t last) override;
-  bool force_ip(uint32_t ip, uint32_t mask, uint32_t gateway) override;
-  void control_lost() override;
+    // DeviceActions, called on the control thread.
+    void apply(const WriteEffects& effects) override;
+    void packet_resend(uint64_t block_id, uint32_t first, uint32_t last) override;
+    bool force_ip(uint32_t ip, uint32_t mask, uint32_t gateway) override;
+    void control_lost() override;
 
- private:
-  bool fail(std::string* error, const std::string& message) {
-    if (error != nullptr) *error = message;
-    stop();
-    return false;
-  }
-  bool open_control_sockets(uint32_t ip, std::string* error);
-  void configure_stream();
-  void control_loop();
-  bool silent_now();
+private:
+    bool fail(std::string* error, const std::string& message) {
+        if (error != nullptr) *error = message;
+        stop();
+        return false;
+    }
+    bool open_control_sockets(uint32_t ip, std::string* error);
+    void configure_stream();
+    void control_loop();
+    bool silent_now();
 
-  SensorConfig config_;
-  std::string xml_text_;
-  std::atomic<uint32_t> ip_{0};
-  std::unique_ptr<DeviceModel> model_;
-  std::unique_ptr<GvcpHandler> handler_;
-  std::unique_ptr<MessageChannel> message_;
-  std::unique_ptr<AcquisitionEngine> engine_;
+    SensorConfig config_;
+    std::string xml_text_;
+    std::atomic<uint32_t> ip_{0};
+    std::unique_ptr<DeviceModel> model_;
+    std::unique_ptr<GvcpHandler> handler_;
+    std::unique_ptr<MessageChannel> message_;
+    std::unique_ptr<AcquisitionEngine> engine_;
 
-  // Guards the sender_ pointer, which FORCEIP replaces (exclusive lock). The
-  // sender itself is thread-safe: frames, resends and settings share the lock,
-  // so a resend never waits for a frame to finish.
-  mutable std::shared_mutex stream_mutex_;
-  std::unique_ptr<GvspSender> sender_;
+    // Guards the sender_ pointer, which FORCEIP replaces (exclusive lock). The
+    // sender itself is thread-safe: frames, resends and settings share the lock,
+    // so a resend never waits for a frame to finish.
+    mutable std::shared_mutex stream_mutex_;
+    std::unique_ptr<GvspSender> sender_;
 
-  UdpSocket control_;                      // unicast, replies go out here
-  std::vector<UdpSocket> broadcast_;       // broadcast listeners, when the interface has broadcast
-  uint64_t sockets_generation_ = 0;        // bumps when FORCEIP replaces the sockets
-  std::thread control_thread_;
-  std::atomic<bool> running_{false};
+    UdpSocket control_;                 // unicast, replies go out here
+    std::vector<UdpSocket> broadcast_;  // broadcast listeners, when the interface has broadcast
+    uint64_t sockets_generation_ = 0;   // bumps when FORCEIP replaces the sockets
+    std::thread control_thread_;
+    std::atomic<bool> running_{false};
 
-  mutable std::mutex faults_mutex_;
-  FaultSwitches faults_;
-  bool silent_armed_ = false;
-  std::chrono::steady_clock::time_point silent_at_{};
-  std::atomic<bool> silent_{false};
+    mutable std::mutex faults_mutex_;
+    FaultSwitches faults_;
+    bool silent_armed_ = false;
+    std::chrono::steady_clock::time_point silent_at_{};
+    std::atomic<bool> silent_{false};
 
-  std::atomic<uint64_t> gvcp_commands_{0}, gvcp_errors_{0};
+    std::atomic<uint64_t> gvcp_commands_{0}, gvcp_errors_{0};
 };
 
 bool VirtualSensor::Impl::start(std::string* error) {
-  if (running_) return true;
-  uint32_t ip = 0;
-  if (!parse_ipv4(config_.address, &ip)) return fail(error, "invalid IPv4 address: '" + config_.address + "'");
-  DeviceIdentity identity;
-  if (!parse_mac(config_.mac, &identity.mac)) return fail(error, "invalid MAC address: '" + config_.mac + "'");
-  if (config_.width < 16 || config_.height < 16 || config_.width > 8192 || config_.height > 8192)
-    return fail(error, "image size must be between 16 and 8192 pixels per side");
-  if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");
-  if (config_.link_speed_mbps < 10 || config_.link_speed_mbps > 100000)
-    return fail(error, "link speed must be between 10 and 100000 Mbit/s");
+    if (running_) return true;
+    uint32_t ip = 0;
+    if (!parse_ipv4(config_.address, &ip)) return fail(error, "invalid IPv4 address: '" + config_.address + "'");
+    DeviceIdentity identity;
+    if (!parse_mac(config_.mac, &identity.mac)) return fail(error, "invalid MAC address: '" + config_.mac + "'");
+    if (config_.width < 16 || config_.height < 16 || config_.width > 8192 || config_.height > 8192)
+        return fail(error, "image size must be between 16 and 8192 pixels per side");
+    if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");
+    if (config_.link_speed_mbps < 10 || config_.link_speed_mbps > 100000)
+        return fail(error, "link speed must be between 10 and 100000 Mbit/s");
 
-  // The GenICam file: built in, or the given one.
-  if (config_.genicam_file.empty()) {
-    xml_text_ = builtin_genicam_xml({config_.vendor, config_.model, config_.width, config_.height});
-  } else {
-    FILE* in = std::fopen(config_.genicam_file.c_str(), "rb");
-    if (in == nullptr) return fail(error, "cannot read GenICam file '" + config_.genicam_file + "'");
-    std::vector<char> chunk(65536);
-    size_t n;
-    xml_text_.clear();
-    while ((n = std::fread(chunk.data(), 1, chunk.size(), in)) > 0 && xml_text_.size() <= reg::kXmlMaxSize)
-      xml_text_.append(chunk.data(), n);
-    std::fclose(in);
-    if (xml_text_.empty() || xml_text_.size() > reg::kXmlMaxSize)
-      return fail(error, "GenICam file '" + config_.genicam_file + "' is empty or larger than 1 MiB");
-  }
-  std::vector<uint8_t> served;
-  std::string served_name = "ornc-virtual-sensor.xml";
-  if (config_.zipped_xml) {
-    served_name = "ornc-virtual-sensor.zip";
-    if (!zip_single_file("ornc-virtual-sensor.xml", xml_text_, &served))
-      return fail(error, "cannot compress the GenICam file");
-  } else {
-    served.assign(xml_text_.begin(), xml_text_.end());
-  }
+    // The GenICam file: built in, or the given one.
+    if (config_.genicam_file.empty()) {
+        xml_text_ = builtin_genicam_xml({config_.vendor, config_.model, config_.width, config_.height});
+    } else {
+        FILE* in = std::fopen(config_.genicam_file.c_str(), "rb");
+        if (in == nullptr) return fail(error, "cannot read GenICam file '" + config_.genicam_file + "'");
+        std::vector<char> chunk(65536);
+        size_t n;
+        xml_text_.clear();
+        while ((n = std::fread(chunk.data(), 1, chunk.size(), in)) > 0 && xml_text_.size() <= reg::kXmlMaxSize)
+            xml_text_.append(chunk.data(), n);
+        std::fclose(in);
+        if (xml_text_.empty() || xml_text_.size() > reg::kXmlMaxSize)
+            return fail(error, "GenICam file '" + config_.genicam_file + "' is empty or larger than 1 MiB");
+    }
+    std::vector<uint8_t> served;
+    std::string served_name = "ornc-virtual-sensor.xml";
+    if (config_.zipped_xml) {
+        served_name = "ornc-virtual-sensor.zip";
+        if (!zip_single_file("ornc-virtual-sensor.xml", xml_text_, &served))
+            return fail(error, "cannot compress the GenICam file");
+    } else {
+        served.assign(xml_text_.begin(), xml_text_.end());
+    }
 
-  identity.vendor = config_.vendor;
-  identity.model = config_.model;
-  identity.device_version = "1.0.0";
-  identity.manufacturer_info = "Virtual 3D sensor (software)";
-  identity.serial = config_.serial;
-  identity.user_name = config_.user_name;
-  identity.ip = ip;
-  uint32_t mask = 0xFF000000;
-  uint32_t broadcast = 0;
-  if (interface_broadcast_address(ip, &broadcast, &mask)) identity.mask = mask;
-  identity.sensor_width = config_.width;
-  identity.sensor_height = config_.height;
-  identity.fps = config_.fps;
-  identity.link_speed_mbps = config_.link_speed_mbps;
-  model_ = std::make_unique<DeviceModel>(identity, std::move(served), served_name);
-  handler_ = std::make_unique<GvcpHandler>(*model_, *this);
+    identity.vendor = config_.vendor;
+    identity.model = config_.model;
+    identity.device_version = "1.0.0";
+    identity.manufacturer_info = "Virtual 3D sensor (software)";
+    identity.serial = config_.serial;
+    identity.user_name = config_.user_name;
+    identity.ip = ip;
+    uint32_t mask = 0xFF000000;
+    uint32_t broadcast = 0;
+    if (interface_broadcast_address(ip, &broadcast, &mask)) identity.mask = mask;
+    identity.sensor_width = config_.width;
+    identity.sensor_height = config_.height;
+    identity.fps = config_.fps;
+    identity.link_speed_mbps = config_.link_speed_mbps;
+    model_ = std::make_unique<DeviceModel>(identity, std::move(served), served_name);
+    handler_ = std::make_unique<GvcpHandler>(*model_, *this);
 
-  if (!open_control_sockets(ip, error)) return fail(error, error != nullptr ? *error : "cannot open control socket");
-  ip_ = ip;
-  {
-    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
-    sender_ = std::make_unique<GvspSender>(ip);
-    std::string why;
-    if (!sender_->open(&why)) return fail(error, "stream socket: " + why);
-    model_->set_stream_source_port(sender_->source_port());
-  }
-  message_ = std::make_unique<MessageChannel>(*model_);
-  {
-    std::string why;
-    if (!message_->open(ip, &why)) return fail(error, "message channel socket: " + why);
-  }
-  engine_ = std::make_unique<AcquisitionEngine>(
-      *model_,
-      [this](GvspFrame&& frame) {
-        std::shared_lock<std::shared_mutex> lock(stream_mutex_);
-        return sender_ != nullptr && sender_->send_frame(std::move(frame));
-      },
-      [this](const AcquisitionSnapshot& settings, uint64_t block_id, uint64_t timestamp) {
-        if (!settings.frame_end_event) return;
-        DeviceEvent event;
-        event.event_id = reg::kEventIdFrameEnd;
-        event.block_id = block_id;
-        event.timestamp = timestamp;
-        event.data.resize(reg::kEventFrameEndDataSize);
-        gvcp::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, block_id);
-        gvcp::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, timestamp);
-        message_->post(std::move(event));
-      });
-  engine_->start_thread();
-  set_faults(faults_);
-  running_ = true;
-  control_thread_ = std::thread(&Impl::control_loop, this);
-  return true;
+    if (!open_control_sockets(ip, error)) return fail(error, error != nullptr ? *error : "cannot open control socket");
+    ip_ = ip;
+    {
+        std::unique_lock<std::shared_mutex> lock(stream_mutex_);
+        sender_ = std::make_unique<GvspSender>(ip);
+        std::string why;
+        if (!sender_->open(&why)) return fail(error, "stream socket: " + why);
+        model_->set_stream_source_port(sender_->source_port());
+    }
+    message_ = std::make_unique<MessageChannel>(*model_);
+    {
+        std::string why;
+        if (!message_->open(ip, &why)) return fail(error, "message channel socket: " + why);
+    }
+    engine_ = std::make_unique<AcquisitionEngine>(
+        *model_,
+        [this](GvspFrame&& frame) {
+            std::shared_lock<std::shared_mutex> lock(stream_mutex_);
+            return sender_ != nullptr && sender_->send_frame(std::move(frame));
+        },
+        [this](const AcquisitionSnapshot& settings, uint64_t block_id, uint64_t timestamp) {
+            if (!settings.frame_end_event) return;
+            DeviceEvent event;
+            event.event_id = reg::kEventIdFrameEnd;
+            event.block_id = block_id;
+            event.timestamp = timestamp;
+            event.data.resize(reg::kEventFrameEndDataSize);
+            gvcp::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, block_id);
+            gvcp::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, timestamp);
+            message_->post(std::move(event));
+        });
+    engine_->start_thread();
+    set_faults(faults_);
+    running_ = true;
+    control_thread_ = std::thread(&Impl::control_loop, this);
+    return true;
 }
 
 bool VirtualSensor::Impl::open_control_sockets(uint32_t ip, std::string* error) {
-  UdpSocket control;
-  if (!control.open(ip, gvcp::kPort, false, error)) return false;
-  std::vector<UdpSocket> listeners;
-  uint32_t broadcast = 0, mask = 0;
-  if (interface_broadcast_address(ip, &broadcast, &mask)) {
-    // Discovery may come to the subnet broadcast or to the limited broadcast.
-    for (uint32_t address : {broadcast, 0xFFFFFFFFu}) {
-      UdpSocket listener;
-      if (listener.open(address, gvcp::kPort, true, nullptr)) listeners.push_back(std::move(listener));
+    UdpSocket control;
+    if (!control.open(ip, gvcp::kPort, false, error)) return false;
+    std::vector<UdpSocket> listeners;
+    uint32_t broadcast = 0, mask = 0;
+    if (interface_broadcast_address(ip, &broadcast, &mask)) {
+        // Discovery may come to the subnet broadcast or to the limited broadcast.
+        for (uint32_t address : {broadcast, 0xFFFFFFFFu}) {
+            UdpSocket listener;
+            if (listener.open(address, gvcp::kPort, true, nullptr)) listeners.push_back(std::move(listener));
+        }
     }
-  }
-  control_ = std::move(control);
-  broadcast_ = std::move(listeners);
-  ++sockets_generation_;
-  return true;
+    control_ = std::move(control);
+    broadcast_ = std::move(listeners);
+    ++sockets_generation_;
+    return true;
 }
 
 void VirtualSensor::Impl::stop() {
-  running_ = false;
-  if (control_thread_.joinable()) control_thread_.join();
-  if (engine_) engine_->stop_thread();
-  if (message_) message_->close();
-  {
-    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
-    if (sender_) sender_->close();
-  }
-  control_.close();
-  broadcast_.clear();
+    running_ = false;
+    if (control_thread_.joinable()) control_thread_.join();
+    if (engine_) engine_->stop_thread();
+    if (message_) message_->close();
+    {
+        std::unique_lock<std::shared_mutex> lock(stream_mutex_);
+        if (sender_) sender_->close();
+    }
+    control_.close();
+    broadcast_.clear();
 }
 
 bool VirtualSensor::Impl::silent_now() {
-  if (silent_) return true;
-  std::lock_guard<std::mutex> lock(faults_mutex_);
-  if (silent_armed_ && std::chrono::steady_clock::now() >= silent_at_) {
-    silent_ = true;
-    if (engine_) engine_->set_silenced(true);
-    if (message_) message_->set_silenced(true);
-  }
-  return silent_;
+    if (silent_) return true;
+    std::lock_guard<std::mutex> lock(faults_mutex_);
+    if (silent_armed_ && std::chrono::steady_clock::now() >= silent_at_) {
+        silent_ = true;
+        if (engine_) engine_->set_silenced(true);
+        if (message_) message_->set_silenced(true);
+    }
+    return silent_;
 }
 
 void VirtualSensor::Impl::control_loop() {
-  std::vector<uint8_t> buffer(kMaxDatagram);
-  while (running_) {
-    auto now = std::chrono::steady_clock::now();
-    handler_->check_heartbeat(now);
-    std::vector<UdpSocket*> sockets{&control_};
-    for (UdpSocket& s : broadcast_) sockets.push_back(&s);
-    const uint64_t generation = sockets_generation_;
-    // Wait on the unicast socket; the broadcast listeners are drained without waiting.
-    for (size_t i = 0; i < sockets.size() && generation == sockets_generation_; ++i) {
-      uint32_t peer_ip = 0;
-      uint16_t peer_port = 0;
-      long n = sockets[i]->receive(buffer.data(), buffer.size(), i == 0 ? kControlPollMs : 0, &peer_ip, &peer_port);
-      if (n <= 0 || silent_now()) continue;  // checked per datagram: faults change at any time
-      std::vector<uint8_t> reply = handler_->handle(buffer.data(), static_cast<size_t>(n), PeerAddress{peer_ip, peer_port},
-                                                    std::chrono::steady_clock::now());
-      gvcp_commands_ = handler_->counters().commands;
-      gvcp_errors_ = handler_->counters().errors;
-      if (reply.empty()) continue;
-      uint32_t delay_ms;
-      {
-        std::lock_guard<std::mutex> lock(faults_mutex_);
-        delay_ms = faults_.ack_delay_ms;
-      }
-      if (delay_ms > 0) std::this_thread::sleep_for(std::chrono::milliseconds(std::min<uint32_t>(delay_ms, 10000)));
-      control_.send_to(reply.data(), reply.size(), peer_ip, peer_port);
+    std::vector<uint8_t> buffer(kMaxDatagram);
+    while (running_) {
+        auto now = std::chrono::steady_clock::now();
+        handler_->check_heartbeat(now);
+        std::vector<UdpSocket*> sockets{&control_};
+        for (UdpSocket& s : broadcast_) sockets.push_back(&s);
+        const uint64_t generation = sockets_generation_;
+        // Wait on the unicast socket; the broadcast listeners are drained without waiting.
+        for (size_t i = 0; i < sockets.size() && generation == sockets_generation_; ++i) {
+            uint32_t peer_ip = 0;
+            uint16_t peer_port = 0;
+            long n =
+                sockets[i]->receive(buffer.data(), buffer.size(), i == 0 ? kControlPollMs : 0, &peer_ip, &peer_port);
+            if (n <= 0 || silent_now()) continue;  // checked per datagram: faults change at any time
+            std::vector<uint8_t> reply =
+                handler_->handle(buffer.data(), static_cast<size_t>(n), PeerAddress{peer_ip, peer_port},
+                                 std::chrono::steady_clock::now());
+            gvcp_commands_ = handler_->counters().commands;
+            gvcp_errors_ = handler_->counters().errors;
+            if (reply.empty()) continue;
+            uint32_t delay_ms;
+            {
+                std::lock_guard<std::mutex> lock(faults_mutex_);
+                delay_ms = faults_.ack_delay_ms;
+            }
+            if (delay_ms > 0)
+                std::this_thread::sleep_for(std::chrono::milliseconds(std::min<uint32_t>(delay_ms, 10000)));
+            control_.send_to(reply.data(), reply.size(), peer_ip, peer_port);
+        }
     }
-  }
 }
 
 void VirtualSensor::Impl::configure_stream() {
-  StreamRegisters regs = model_->stream();
-  StreamSettings settings;
-  settings.dest_ip = regs.dest_ip;
-  settings.dest_port = regs.dest_port;
-  settings.packet_size = regs.packet_size;
-  settings.packet_delay_ticks = regs.packet_delay;
-  settings.tick_frequency = 1000000000;
-  settings.extended_ids = regs.extended_ids;
-  settings.link_speed_bps = uint64_t{regs.link_speed_mbps} * 1000000u;
-  {
-    std::lock_guard<std::mutex> lock(faults_mutex_);
-    settings.loss_ratio = faults_.stream_loss_ratio;
-    settings.cut_frame_every = faults_.cut_frame_every;
-  }
-  std::shared_lock<std::shared_mutex> lock(stream_mutex_);
-  if (sender_) sender_->configure(settings);
+    StreamRegisters regs = model_->stream();
+    StreamSettings settings;
+    settings.dest_ip = regs.dest_ip;
+    settings.dest_port = regs.dest_port;
+    settings.packet_size = regs.packet_size;
+    settings.packet_delay_ticks = regs.packet_delay;
+    settings.tick_frequency = 1000000000;
+    settings.extended_ids = regs.extended_ids;
+    settings.link_speed_bps = uint64_t{regs.link_speed_mbps} * 1000000u;
+    {
+        std::lock_guard<std::mutex> lock(faults_mutex_);
+        settings.loss_ratio = faults_.stream_loss_ratio;
+        settings.cut_frame_every = faults_.cut_frame_every;
+    }
+    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
+    if (sender_) sender_->configure(settings);
 }
 
 void VirtualSensor::Impl::apply(const WriteEffects& effects) {
-  if (effects.stream_changed || effects.start_acquisition || effects.fire_test_packet) configure_stream();
-  if (effects.fire_test_packet) {
-    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
-    if (sender_) sender_->send_test_packet(effects.test_packet_size);
-  }
-  if (effects.stop_acquisition) engine_->stop();
-  if (effects.start_acquisition) engine_->start();
-  if (effects.trigger_software) engine_->trigger();
+    if (effects.stream_changed || effects.start_acquisition || effects.fire_test_packet) configure_stream();
+    if (effects.fire_test_packet) {
+        std::shared_lock<std::shared_mutex> lock(stream_mutex_);
+        if (sender_) sender_->send_test_packet(effects.test_packet_size);
+    }
+    if (effects.stop_acquisition) engine_->stop();
+    if (effects.start_acquisition) engine_->start();
+    if (effects.trigger_software) engine_->trigger();
 }
 
 void VirtualSensor::Impl::packet_resend(uint64_t block_id, uint32_t first, uint32_t last) {
-  if (silent_) return;
-  std::shared_lock<std::shared_mutex> lock(stream_mutex_);
-  if (sender_) sender_->resend(block_id, first, last);
+    if (silent_) return;
+    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
+    if (sender_) sender_->resend(block_id, first, last);
 }
 
 bool VirtualSensor::Impl::force_ip(uint32_t ip, uint32_t /*mask*/, uint32_t /*gateway*/) {
-  if (ip == ip_.load()) return true;
-  std::string why;
-  UdpSocket probe;
-  if (!probe.open(ip, gvcp::kPort, false, &why)) return false;
-  probe.close();
-  engine_->stop();
-  if (!open_control_sockets(ip, &why)) return false;
-  {
-    std::unique_lock<std::shared_mutex> lock(stream_mutex_);
-    auto sender = std::make_unique<GvspSender>(ip);
-    if (sender->open(&why)) {
-      if (sender_) sender_->close();
-      sender_ = std::move(sender);
-      model_->set_stream_source_port(sender_->source_port());
+    if (ip == ip_.load()) return true;
+    std::string why;
+    UdpSocket probe;
+    if (!probe.open(ip, gvcp::kPort, false, &why)) return false;
+    probe.close();
+    engine_->stop();
+    if (!open_control_sockets(ip, &why)) return false;
+    {
+        std::unique_lock<std::shared_mutex> lock(stream_mutex_);
+        auto sender = std::make_unique<GvspSender>(ip);
+        if (sender->open(&why)) {
+            if (sender_) sender_->close();
+            sender_ = std::move(sender);
+            model_->set_stream_source_port(sender_->source_port());
+        }
     }
-  }
-  message_->open(ip, &why);
-  ip_ = ip;
-  configure_stream();
-  return true;
+    message_->open(ip, &why);
+    ip_ = ip;
+    configure_stream();
+    return true;
 }
 
 void VirtualSensor::Impl::control_lost() { engine_->stop(); }
 
 void VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
-  uint32_t address = 0, length = 0;
-  bool refuse = !faults.refuse_writes_feature.empty() &&
-                find_feature_register(xml_text_, faults.refuse_writes_feature, &address, &length);
-  {
-    std::lock_guard<std::mutex> lock(faults_mutex_);
-    faults_ = faults;
-    silent_armed_ = faults.silent_after_s >= 0.0;
-    if (silent_armed_) {
-      silent_at_ = std::chrono::steady_clock::now() +
-                   std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                       std::chrono::duration<double>(std::min(faults.silent_after_s, 1e6)));
-    } else {
-      silent_ = false;
-      if (engine_) engine_->set_silenced(false);
-      if (message_) message_->set_silenced(false);
+    uint32_t address = 0, length = 0;
+    bool refuse = !faults.refuse_writes_feature.empty() &&
+                  find_feature_register(xml_text_, faults.refuse_writes_feature, &address, &length);
+    {
+        std::lock_guard<std::mutex> lock(faults_mutex_);
+        faults_ = faults;
+        silent_armed_ = faults.silent_after_s >= 0.0;
+        if (silent_armed_) {
+            silent_at_ = std::chrono::steady_clock::now() +
+                         std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                             std::chrono::duration<double>(std::min(faults.silent_after_s, 1e6)));
+        } else {
+            silent_ = false;
+            if (engine_) engine_->set_silenced(false);
+            if (message_) message_->set_silenced(false);
+        }
     }
-  }
-  if (model_) {
-    model_->set_refused_register(refuse ? address : 0, refuse ? length : 0);
-    configure_stream();
-  }
-  if (message_) message_->set_flood_rate(faults.event_flood_per_s);
+    if (model_) {
+        model_->set_refused_register(refuse ? address : 0, refuse ? length : 0);
+        configure_stream();
+    }
+    if (message_) message_->set_flood_rate(faults.event_flood_per_s);
 }
 
 SensorCounters VirtualSensor::Impl::counters() const {
-  SensorCounters c;
-  c.gvcp_commands = gvcp_commands_;
-  c.gvcp_errors = gvcp_errors_;
-  {
-    std::shared_lock<std::shared_mutex> lock(stream_mutex_);
-    if (sender_) {
-      StreamCounters s = sender_->counters();
-      c.frames_sent = s.frames_sent;
-      c.packets_sent = s.packets_sent;
-      c.packets_dropped = s.packets_dropped;
-      c.resend_requests = s.resend_requests;
-      c.packets_resent = s.packets_resent;
-      c.frames_cut = s.frames_cut;
+    SensorCounters c;
+    c.gvcp_commands = gvcp_commands_;
+    c.gvcp_errors = gvcp_errors_;
+    {
+        std::shared_lock<std::shared_mutex> lock(stream_mutex_);
+        if (sender_) {
+            StreamCounters s = sender_->counters();
+            c.frames_sent = s.frames_sent;
+            c.packets_sent = s.packets_sent;
+            c.packets_dropped = s.packets_dropped;
+            c.resend_requests = s.resend_requests;
+            c.packets_resent = s.packets_resent;
+            c.frames_cut = s.frames_cut;
+        }
     }
-  }
-  if (message_) {
-    c.events_sent = message_->events_sent();
-    c.events_flooded = message_->events_flooded();
-  }
-  return c;
+    if (message_) {
+        c.events_sent = message_->events_sent();
+        c.events_flooded = message_->events_flooded();
+    }
+    return c;
 }
 
 VirtualSensor::VirtualSensor(SensorConfig config) : impl_(std::make_unique<Impl>(std::move(config))) {}

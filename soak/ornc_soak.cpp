@@ -90,14 +90,22 @@ bool parse(int argc, char** argv, Options* options) {
         char* end = nullptr;
         const double number = std::strtod(value, &end);
         if (end == value || *end != '\0' || number < 0) return false;
-        if (arg == "--duration") options->duration_s = number;
-        else if (arg == "--sensors") options->sensors = static_cast<int>(number);
-        else if (arg == "--loss") options->loss = number;
-        else if (arg == "--frames") options->frames_per_run = static_cast<int>(number);
-        else if (arg == "--triggers") options->triggers_per_run = static_cast<int>(number);
-        else if (arg == "--watchdog") options->watchdog_s = number;
-        else if (arg == "--rss-growth-mb") options->rss_growth_kb = static_cast<long>(number * 1024);
-        else return false;
+        if (arg == "--duration")
+            options->duration_s = number;
+        else if (arg == "--sensors")
+            options->sensors = static_cast<int>(number);
+        else if (arg == "--loss")
+            options->loss = number;
+        else if (arg == "--frames")
+            options->frames_per_run = static_cast<int>(number);
+        else if (arg == "--triggers")
+            options->triggers_per_run = static_cast<int>(number);
+        else if (arg == "--watchdog")
+            options->watchdog_s = number;
+        else if (arg == "--rss-growth-mb")
+            options->rss_growth_kb = static_cast<long>(number * 1024);
+        else
+            return false;
     }
     return options->sensors >= 1 && options->sensors <= 20 && options->loss < 0.5 && options->frames_per_run >= 1;
 }
@@ -143,7 +151,8 @@ public:
         ornc_system_t sys{nullptr};
         if (!check(ORNCSysInit(&sys), "ORNCSysInit")) return false;
         bool ok = check(ORNCSysFindDevices(&sys), "ORNCSysFindDevices");
-        const ornc_device_t* device = ok ? ORNCSysGetDeviceBySerialNumber(&sys, sensor_serial(index_).c_str()) : nullptr;
+        const ornc_device_t* device =
+            ok ? ORNCSysGetDeviceBySerialNumber(&sys, sensor_serial(index_).c_str()) : nullptr;
         if (ok && device == nullptr) ok = fail("sensor not discovered");
 
         ornc_t ornc{nullptr};
@@ -449,9 +458,8 @@ int main(int argc, char** argv) {
     std::printf(
         "soak: %.0f s, %d sensors, %ld cycles; frames sent %ld, delivered %ld, lost %ld; packets dropped %llu, "
         "resent %llu; control commands %llu\n",
-        elapsed, options.sensors, cycles, sent, delivered, lost,
-        static_cast<unsigned long long>(total.packets_dropped), static_cast<unsigned long long>(total.packets_resent),
-        static_cast<unsigned long long>(total.gvcp_commands));
+        elapsed, options.sensors, cycles, sent, delivered, lost, static_cast<unsigned long long>(total.packets_dropped),
+        static_cast<unsigned long long>(total.packets_resent), static_cast<unsigned long long>(total.gvcp_commands));
     std::printf("soak: threads %d -> %d, fds %d -> %d, rss %ld -> %ld kB\n", threads_before, threads_after, fds_before,
                 fds_after, rss_before, rss_after);
     if (lost != 0) ok = false;

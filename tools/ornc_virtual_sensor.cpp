@@ -1,138 +1,162 @@
 // ornc-virtual-sensor: runs one virtual 3D sensor until SIGINT or SIGTERM.
+#include <pthread.h>
+#include <signal.h>
+
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
-#include <pthread.h>
-#include <signal.h>
-
 #include "ornsim/virtual_sensor.h"
 
 namespace {
 
 void usage(FILE* out) {
-  std::fputs(
-      "Usage: ornc-virtual-sensor [options]\n"
-      "Runs a GigE Vision 3D sensor in software until interrupted (SIGINT/SIGTERM).\n"
-      "\n"
-      "Identity and network:\n"
-      "  --address IP          IPv4 address to bind (default 127.0.0.2)\n"
-      "  --serial TEXT         serial number (default VS000001)\n"
-      "  --model TEXT          model name (default \"lumenGAUGE Virtual 3D\")\n"
-      "  --vendor TEXT         vendor name (default \"ORNC Virtual Sensors\")\n"
-      "  --mac XX:XX:XX:XX:XX:XX  MAC address (default 02:00:00:00:00:01)\n"
-      "  --user-name TEXT      user-defined name\n"
-      "Content:\n"
-      "  --genicam FILE        serve this GenICam file instead of the built-in one\n"
-      "  --zip-genicam         serve the GenICam file as a zip archive\n"
-      "  --width N, --height N sensor size in pixels (default 640x480)\n"
-      "  --fps HZ              default frame rate (default 10)\n"
-      "  --link-speed MBPS     emulated link rate of the stream (default 1000)\n"
-      "Fault switches:\n"
-      "  --loss RATIO          drop this share of stream data packets on first send (0..1)\n"
-      "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
-      "  --silent-after SEC    stop answering anything after SEC seconds\n"
-      "  --ack-delay MS        delay every control acknowledge by MS milliseconds\n"
-      "  --cut-frame-every N   send only the leader and first half of every Nth frame (no trailer,\n"
-      "                        no resends for it); 0 = off\n"
-      "  --event-flood PER_S   send that many extra FrameEnd-shaped events (block id 0) per second\n"
-      "                        on the message channel, acknowledged and retried like the others; 0 = off\n"
-      "  --help                show this help\n",
-      out);
+    std::fputs(
+        "Usage: ornc-virtual-sensor [options]\n"
+        "Runs a GigE Vision 3D sensor in software until interrupted (SIGINT/SIGTERM).\n"
+        "\n"
+        "Identity and network:\n"
+        "  --address IP          IPv4 address to bind (default 127.0.0.2)\n"
+        "  --serial TEXT         serial number (default VS000001)\n"
+        "  --model TEXT          model name (default \"lumenGAUGE Virtual 3D\")\n"
+        "  --vendor TEXT         vendor name (default \"ORNC Virtual Sensors\")\n"
+        "  --mac XX:XX:XX:XX:XX:XX  MAC address (default 02:00:00:00:00:01)\n"
+        "  --user-name TEXT      user-defined name\n"
+        "Content:\n"
+        "  --genicam FILE        serve this GenICam file instead of the built-in one\n"
+        "  --zip-genicam         serve the GenICam file as a zip archive\n"
+        "  --width N, --height N sensor size in pixels (default 640x480)\n"
+        "  --fps HZ              default frame rate (default 10)\n"
+        "  --link-speed MBPS     emulated link rate of the stream (default 1000)\n"
+        "Fault switches:\n"
+        "  --loss RATIO          drop this share of stream data packets on first send (0..1)\n"
+        "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
+        "  --silent-after SEC    stop answering anything after SEC seconds\n"
+        "  --ack-delay MS        delay every control acknowledge by MS milliseconds\n"
+        "  --cut-frame-every N   send only the leader and first half of every Nth frame (no trailer,\n"
+        "                        no resends for it); 0 = off\n"
+        "  --event-flood PER_S   send that many extra FrameEnd-shaped events (block id 0) per second\n"
+        "                        on the message channel, acknowledged and retried like the others; 0 = off\n"
+        "  --help                show this help\n",
+        out);
 }
 
 bool parse_double(const char* text, double* value) {
-  char* end = nullptr;
-  *value = std::strtod(text, &end);
-  return end != text && *end == '\0';
+    char* end = nullptr;
+    *value = std::strtod(text, &end);
+    return end != text && *end == '\0';
 }
 
 bool parse_unsigned(const char* text, unsigned long* value) {
-  char* end = nullptr;
-  if (text[0] == '-') return false;
-  *value = std::strtoul(text, &end, 10);
-  return end != text && *end == '\0';
+    char* end = nullptr;
+    if (text[0] == '-') return false;
+    *value = std::strtoul(text, &end, 10);
+    return end != text && *end == '\0';
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  ornsim::SensorConfig config;
-  ornsim::FaultSwitches faults;
-  for (int i = 1; i < argc; ++i) {
-    std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      usage(stdout);
-      return 0;
+    ornsim::SensorConfig config;
+    ornsim::FaultSwitches faults;
+    for (int i = 1; i < argc; ++i) {
+        std::string arg = argv[i];
+        if (arg == "--help" || arg == "-h") {
+            usage(stdout);
+            return 0;
+        }
+        if (arg == "--zip-genicam") {
+            config.zipped_xml = true;
+            continue;
+        }
+        if (i + 1 >= argc) {
+            std::fprintf(stderr, "ornc-virtual-sensor: %s needs a value (see --help)\n", arg.c_str());
+            return 2;
+        }
+        const char* value = argv[++i];
+        unsigned long count = 0;
+        bool ok = true;
+        if (arg == "--address")
+            config.address = value;
+        else if (arg == "--serial")
+            config.serial = value;
+        else if (arg == "--model")
+            config.model = value;
+        else if (arg == "--vendor")
+            config.vendor = value;
+        else if (arg == "--mac")
+            config.mac = value;
+        else if (arg == "--user-name")
+            config.user_name = value;
+        else if (arg == "--genicam")
+            config.genicam_file = value;
+        else if (arg == "--width")
+            ok = parse_unsigned(value, &count) && count <= 65535 &&
+                 ((config.width = static_cast<uint32_t>(count)), true);
+        else if (arg == "--height")
+            ok = parse_unsigned(value, &count) && count <= 65535 &&
+                 ((config.height = static_cast<uint32_t>(count)), true);
+        else if (arg == "--fps")
+            ok = parse_double(value, &config.fps);
+        else if (arg == "--link-speed")
+            ok = parse_unsigned(value, &count) && count <= 100000 &&
+                 ((config.link_speed_mbps = static_cast<uint32_t>(count)), true);
+        else if (arg == "--loss")
+            ok = parse_double(value, &faults.stream_loss_ratio) && faults.stream_loss_ratio >= 0.0 &&
+                 faults.stream_loss_ratio <= 1.0;
+        else if (arg == "--refuse-writes")
+            faults.refuse_writes_feature = value;
+        else if (arg == "--silent-after")
+            ok = parse_double(value, &faults.silent_after_s) && faults.silent_after_s >= 0.0;
+        else if (arg == "--ack-delay")
+            ok = parse_unsigned(value, &count) && count <= 60000 &&
+                 ((faults.ack_delay_ms = static_cast<uint32_t>(count)), true);
+        else if (arg == "--cut-frame-every")
+            ok = parse_unsigned(value, &count) && count <= 1000000 &&
+                 ((faults.cut_frame_every = static_cast<uint32_t>(count)), true);
+        else if (arg == "--event-flood")
+            ok = parse_double(value, &faults.event_flood_per_s) && faults.event_flood_per_s >= 0.0 &&
+                 faults.event_flood_per_s <= 100000.0;
+        else {
+            std::fprintf(stderr, "ornc-virtual-sensor: unknown option %s (see --help)\n", arg.c_str());
+            return 2;
+        }
+        if (!ok) {
+            std::fprintf(stderr, "ornc-virtual-sensor: invalid value '%s' for %s\n", value, arg.c_str());
+            return 2;
+        }
     }
-    if (arg == "--zip-genicam") {
-      config.zipped_xml = true;
-      continue;
-    }
-    if (i + 1 >= argc) {
-      std::fprintf(stderr, "ornc-virtual-sensor: %s needs a value (see --help)\n", arg.c_str());
-      return 2;
-    }
-    const char* value = argv[++i];
-    unsigned long count = 0;
-    bool ok = true;
-    if (arg == "--address") config.address = value;
-    else if (arg == "--serial") config.serial = value;
-    else if (arg == "--model") config.model = value;
-    else if (arg == "--vendor") config.vendor = value;
-    else if (arg == "--mac") config.mac = value;
-    else if (arg == "--user-name") config.user_name = value;
-    else if (arg == "--genicam") config.genicam_file = value;
-    else if (arg == "--width") ok = parse_unsigned(value, &count) && count <= 65535 && ((config.width = static_cast<uint32_t>(count)), true);
-    else if (arg == "--height") ok = parse_unsigned(value, &count) && count <= 65535 && ((config.height = static_cast<uint32_t>(count)), true);
-    else if (arg == "--fps") ok = parse_double(value, &config.fps);
-    else if (arg == "--link-speed") ok = parse_unsigned(value, &count) && count <= 100000 && ((config.link_speed_mbps = static_cast<uint32_t>(count)), true);
-    else if (arg == "--loss") ok = parse_double(value, &faults.stream_loss_ratio) && faults.stream_loss_ratio >= 0.0 && faults.stream_loss_ratio <= 1.0;
-    else if (arg == "--refuse-writes") faults.refuse_writes_feature = value;
-    else if (arg == "--silent-after") ok = parse_double(value, &faults.silent_after_s) && faults.silent_after_s >= 0.0;
-    else if (arg == "--ack-delay") ok = parse_unsigned(value, &count) && count <= 60000 && ((faults.ack_delay_ms = static_cast<uint32_t>(count)), true);
-    else if (arg == "--cut-frame-every") ok = parse_unsigned(value, &count) && count <= 1000000 && ((faults.cut_frame_every = static_cast<uint32_t>(count)), true);
-    else if (arg == "--event-flood") ok = parse_double(value, &faults.event_flood_per_s) && faults.event_flood_per_s >= 0.0 && faults.event_flood_per_s <= 100000.0;
-    else {
-      std::fprintf(stderr, "ornc-virtual-sensor: unknown option %s (see --help)\n", arg.c_str());
-      return 2;
-    }
-    if (!ok) {
-      std::fprintf(stderr, "ornc-virtual-sensor: invalid value '%s' for %s\n", value, arg.c_str());
-      return 2;
-    }
-  }
 
-  // Signals are taken synchronously by this thread; the sensor's threads
-  // inherit the blocked mask.
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    // Signals are taken synchronously by this thread; the sensor's threads
+    // inherit the blocked mask.
+    sigset_t signals;
+    sigemptyset(&signals);
+    sigaddset(&signals, SIGINT);
+    sigaddset(&signals, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
-  ornsim::VirtualSensor sensor(config);
-  sensor.set_faults(faults);
-  std::string error;
-  if (!sensor.start(&error)) {
-    std::fprintf(stderr, "ornc-virtual-sensor: %s\n", error.c_str());
-    return 1;
-  }
-  std::printf("ornc-virtual-sensor: '%s' serial %s listening on %s:3956\n", config.model.c_str(),
-              config.serial.c_str(), sensor.current_address().c_str());
-  std::fflush(stdout);
+    ornsim::VirtualSensor sensor(config);
+    sensor.set_faults(faults);
+    std::string error;
+    if (!sensor.start(&error)) {
+        std::fprintf(stderr, "ornc-virtual-sensor: %s\n", error.c_str());
+        return 1;
+    }
+    std::printf("ornc-virtual-sensor: '%s' serial %s listening on %s:3956\n", config.model.c_str(),
+                config.serial.c_str(), sensor.current_address().c_str());
+    std::fflush(stdout);
 
-  int received = 0;
-  sigwait(&signals, &received);
-  sensor.stop();
-  ornsim::SensorCounters c = sensor.counters();
-  std::printf("ornc-virtual-sensor: stopped (%s); %llu commands, %llu frames, %llu events\n",
-              received == SIGINT ? "SIGINT" : "SIGTERM", static_cast<unsigned long long>(c.gvcp_commands),
-              static_cast<unsigned long long>(c.frames_sent), static_cast<unsigned long long>(c.events_sent));
-  if (faults.cut_frame_every > 0 || faults.event_flood_per_s > 0.0)
-    std::printf("ornc-virtual-sensor: %llu frames cut, %llu flood events\n", static_cast<unsigned long long>(c.frames_cut),
-                static_cast<unsigned long long>(c.events_flooded));
-  return 0;
+    int received = 0;
+    sigwait(&signals, &received);
+    sensor.stop();
+    ornsim::SensorCounters c = sensor.counters();
+    std::printf("ornc-virtual-sensor: stopped (%s); %llu commands, %llu frames, %llu events\n",
+                received == SIGINT ? "SIGINT" : "SIGTERM", static_cast<unsigned long long>(c.gvcp_commands),
+                static_cast<unsigned long long>(c.frames_sent), static_cast<unsigned long long>(c.events_sent));
+    if (faults.cut_frame_every > 0 || faults.event_flood_per_s > 0.0)
+        std::printf("ornc-virtual-sensor: %llu frames cut, %llu flood events\n",
+                    static_cast<unsigned long long>(c.frames_cut), static_cast<unsigned long long>(c.events_flooded));
+    return 0;
 }

@@ -15,245 +15,251 @@ namespace {
 constexpr uint32_t kChunkLayoutId = 1;
 
 void set_error(std::string* error, const std::string& message) {
-  if (error != nullptr) *error = message;
+    if (error != nullptr) *error = message;
 }
 
 }  // namespace
 
 uint64_t GvspBlock::wire_id(uint64_t block_id, bool extended_ids) {
-  if (extended_ids) return block_id;
-  // Without extended IDs the block id has 16 bits and 0 is not a valid value:
-  // count 1..65535 and wrap.
-  return ((block_id - 1) % 0xFFFFu) + 1;
+    if (extended_ids) return block_id;
+    // Without extended IDs the block id has 16 bits and 0 is not a valid value:
+    // count 1..65535 and wrap.
+    return ((block_id - 1) % 0xFFFFu) + 1;
 }
 
 std::shared_ptr<const GvspBlock> GvspBlock::build(GvspFrame frame, const StreamSettings& settings, std::string* error) {
-  std::shared_ptr<GvspBlock> block(new GvspBlock());
-  GvspBlock& b = *block;
-  b.frame_ = std::move(frame);
-  b.extended_ids_ = settings.extended_ids;
-  b.wire_block_id_ = wire_id(b.frame_.block_id, b.extended_ids_);
+    std::shared_ptr<GvspBlock> block(new GvspBlock());
+    GvspBlock& b = *block;
+    b.frame_ = std::move(frame);
+    b.extended_ids_ = settings.extended_ids;
+    b.wire_block_id_ = wire_id(b.frame_.block_id, b.extended_ids_);
 
-  const GvspFrame& f = b.frame_;
-  const bool has_chunks = !f.chunk_data.empty();
-  if (f.parts.empty()) {
-    set_error(error, "frame has no part");
-    return nullptr;
-  }
-  if (!f.multipart && f.parts.size() != 1) {
-    set_error(error, "a single-image frame must have exactly one part");
-    return nullptr;
-  }
-  if (f.multipart && !b.extended_ids_) {
-    set_error(error, "multipart frames need extended IDs");
-    return nullptr;
-  }
-  const size_t wire_part_count = f.multipart ? f.parts.size() + (has_chunks ? 1 : 0) : 1;
-  if (wire_part_count > gvsp::kMaxParts) {
-    set_error(error, "too many parts for one multipart block");
-    return nullptr;
-  }
-  if (settings.packet_size < kMinPacketSize || settings.packet_size > gvsp::kMaxPacketSize) {
-    set_error(error, "packet size " + std::to_string(settings.packet_size) + " outside [" +
-                         std::to_string(kMinPacketSize) + ", " + std::to_string(gvsp::kMaxPacketSize) + "]");
-    return nullptr;
-  }
-
-  const size_t header = gvsp::header_size(b.extended_ids_);
-  const size_t data_area = settings.packet_size - gvsp::kIpUdpOverhead - header;
-  b.payload_capacity_ = data_area - (f.multipart ? gvsp::kMultipartDataHeaderSize : 0);
-
-  const size_t leader_size = f.multipart ? gvsp::kMultipartLeaderPartsOffset + wire_part_count * gvsp::kPartDescriptorSize
-                                         : gvsp::kImageLeaderSize;
-  const size_t trailer_size = f.multipart ? gvsp::kMultipartTrailerPartsOffset + wire_part_count * gvsp::kTrailerPartRecordSize
-                              : has_chunks ? gvsp::kChunkTrailerSize
-                                           : gvsp::kImageTrailerSize;
-  if (leader_size > data_area || trailer_size > data_area) {
-    set_error(error, "packet size " + std::to_string(settings.packet_size) + " too small for the leader of " +
-                         std::to_string(wire_part_count) + " part(s)");
-    return nullptr;
-  }
-
-  // Lay out the wire parts.
-  uint64_t offset = 0;
-  uint64_t next_packet = 1;
-  auto add_part = [&](std::initializer_list<Segment> segments) {
-    WirePart wp{};
-    for (const Segment& s : segments) {
-      wp.segments[wp.segment_count++] = s;
-      wp.size += s.size;
+    const GvspFrame& f = b.frame_;
+    const bool has_chunks = !f.chunk_data.empty();
+    if (f.parts.empty()) {
+        set_error(error, "frame has no part");
+        return nullptr;
     }
-    wp.block_offset = offset;
-    wp.first_packet = static_cast<uint32_t>(std::min<uint64_t>(next_packet, UINT32_MAX));
-    const uint64_t packets = (wp.size + b.payload_capacity_ - 1) / b.payload_capacity_;
-    wp.packet_count = static_cast<uint32_t>(std::min<uint64_t>(packets, UINT32_MAX));
-    offset += wp.size;
-    next_packet += packets;
-    b.wire_parts_.push_back(wp);
-  };
-  if (f.multipart) {
-    for (const GvspPart& p : f.parts) add_part({Segment{p.data.data(), p.data.size()}});
-    if (has_chunks) add_part({Segment{f.chunk_data.data(), f.chunk_data.size()}});
-    b.payload_type_ = gvsp::PAYLOAD_MULTIPART | (has_chunks ? gvsp::kPayloadExtendedChunkFlag : 0);
-  } else if (has_chunks) {
-    const std::vector<uint8_t>& image = f.parts[0].data;
-    if (image.size() % gvsp::kChunkAlignment != 0 || image.size() > UINT32_MAX) {
-      set_error(error, "image size must be a multiple of 4 below 4 GiB in chunk mode");
-      return nullptr;
+    if (!f.multipart && f.parts.size() != 1) {
+        set_error(error, "a single-image frame must have exactly one part");
+        return nullptr;
     }
-    write_chunk_tag(b.image_chunk_tag_, kChunkIdImage, static_cast<uint32_t>(image.size()));
-    add_part({Segment{image.data(), image.size()}, Segment{b.image_chunk_tag_, sizeof b.image_chunk_tag_},
-              Segment{f.chunk_data.data(), f.chunk_data.size()}});
-    b.payload_type_ = gvsp::kPayloadImageExtendedChunk;
-  } else {
-    add_part({Segment{f.parts[0].data.data(), f.parts[0].data.size()}});
-    b.payload_type_ = gvsp::PAYLOAD_IMAGE;
-  }
-  b.payload_size_ = offset;
+    if (f.multipart && !b.extended_ids_) {
+        set_error(error, "multipart frames need extended IDs");
+        return nullptr;
+    }
+    const size_t wire_part_count = f.multipart ? f.parts.size() + (has_chunks ? 1 : 0) : 1;
+    if (wire_part_count > gvsp::kMaxParts) {
+        set_error(error, "too many parts for one multipart block");
+        return nullptr;
+    }
+    if (settings.packet_size < kMinPacketSize || settings.packet_size > gvsp::kMaxPacketSize) {
+        set_error(error, "packet size " + std::to_string(settings.packet_size) + " outside [" +
+                             std::to_string(kMinPacketSize) + ", " + std::to_string(gvsp::kMaxPacketSize) + "]");
+        return nullptr;
+    }
 
-  const uint64_t max_packets = b.extended_ids_ ? uint64_t{gvsp::kExtMaxPacketId} : uint64_t{gvsp::kStdMaxPacketId} + 1;
-  if (next_packet + 1 > max_packets) {
-    set_error(error, "frame needs more packets than the header can number");
-    return nullptr;
-  }
-  b.packet_count_ = static_cast<uint32_t>(next_packet + 1);
+    const size_t header = gvsp::header_size(b.extended_ids_);
+    const size_t data_area = settings.packet_size - gvsp::kIpUdpOverhead - header;
+    b.payload_capacity_ = data_area - (f.multipart ? gvsp::kMultipartDataHeaderSize : 0);
 
-  b.build_leader();
-  b.build_trailer();
-  return block;
+    const size_t leader_size = f.multipart
+                                   ? gvsp::kMultipartLeaderPartsOffset + wire_part_count * gvsp::kPartDescriptorSize
+                                   : gvsp::kImageLeaderSize;
+    const size_t trailer_size =
+        f.multipart  ? gvsp::kMultipartTrailerPartsOffset + wire_part_count * gvsp::kTrailerPartRecordSize
+        : has_chunks ? gvsp::kChunkTrailerSize
+                     : gvsp::kImageTrailerSize;
+    if (leader_size > data_area || trailer_size > data_area) {
+        set_error(error, "packet size " + std::to_string(settings.packet_size) + " too small for the leader of " +
+                             std::to_string(wire_part_count) + " part(s)");
+        return nullptr;
+    }
+
+    // Lay out the wire parts.
+    uint64_t offset = 0;
+    uint64_t next_packet = 1;
+    auto add_part = [&](std::initializer_list<Segment> segments) {
+        WirePart wp{};
+        for (const Segment& s : segments) {
+            wp.segments[wp.segment_count++] = s;
+            wp.size += s.size;
+        }
+        wp.block_offset = offset;
+        wp.first_packet = static_cast<uint32_t>(std::min<uint64_t>(next_packet, UINT32_MAX));
+        const uint64_t packets = (wp.size + b.payload_capacity_ - 1) / b.payload_capacity_;
+        wp.packet_count = static_cast<uint32_t>(std::min<uint64_t>(packets, UINT32_MAX));
+        offset += wp.size;
+        next_packet += packets;
+        b.wire_parts_.push_back(wp);
+    };
+    if (f.multipart) {
+        for (const GvspPart& p : f.parts) add_part({Segment{p.data.data(), p.data.size()}});
+        if (has_chunks) add_part({Segment{f.chunk_data.data(), f.chunk_data.size()}});
+        b.payload_type_ = gvsp::PAYLOAD_MULTIPART | (has_chunks ? gvsp::kPayloadExtendedChunkFlag : 0);
+    } else if (has_chunks) {
+        const std::vector<uint8_t>& image = f.parts[0].data;
+        if (image.size() % gvsp::kChunkAlignment != 0 || image.size() > UINT32_MAX) {
+            set_error(error, "image size must be a multiple of 4 below 4 GiB in chunk mode");
+            return nullptr;
+        }
+        write_chunk_tag(b.image_chunk_tag_, kChunkIdImage, static_cast<uint32_t>(image.size()));
+        add_part({Segment{image.data(), image.size()}, Segment{b.image_chunk_tag_, sizeof b.image_chunk_tag_},
+                  Segment{f.chunk_data.data(), f.chunk_data.size()}});
+        b.payload_type_ = gvsp::kPayloadImageExtendedChunk;
+    } else {
+        add_part({Segment{f.parts[0].data.data(), f.parts[0].data.size()}});
+        b.payload_type_ = gvsp::PAYLOAD_IMAGE;
+    }
+    b.payload_size_ = offset;
+
+    const uint64_t max_packets =
+        b.extended_ids_ ? uint64_t{gvsp::kExtMaxPacketId} : uint64_t{gvsp::kStdMaxPacketId} + 1;
+    if (next_packet + 1 > max_packets) {
+        set_error(error, "frame needs more packets than the header can number");
+        return nullptr;
+    }
+    b.packet_count_ = static_cast<uint32_t>(next_packet + 1);
+
+    b.build_leader();
+    b.build_trailer();
+    return block;
 }
 
 void GvspBlock::build_leader() {
-  const GvspFrame& f = frame_;
-  if (!f.multipart) {
-    const GvspPart& p = f.parts[0];
-    leader_.assign(gvsp::kImageLeaderSize, 0);
+    const GvspFrame& f = frame_;
+    if (!f.multipart) {
+        const GvspPart& p = f.parts[0];
+        leader_.assign(gvsp::kImageLeaderSize, 0);
+        uint8_t* d = leader_.data();
+        gvsp::put_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
+        gvsp::put_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
+        gvsp::put_be32(d + gvsp::kImageLeaderPixelFormatOffset, p.pixel_format);
+        gvsp::put_be32(d + gvsp::kImageLeaderWidthOffset, p.width);
+        gvsp::put_be32(d + gvsp::kImageLeaderHeightOffset, p.height);
+        return;
+    }
+    leader_.assign(gvsp::kMultipartLeaderPartsOffset + wire_parts_.size() * gvsp::kPartDescriptorSize, 0);
     uint8_t* d = leader_.data();
     gvsp::put_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
     gvsp::put_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
-    gvsp::put_be32(d + gvsp::kImageLeaderPixelFormatOffset, p.pixel_format);
-    gvsp::put_be32(d + gvsp::kImageLeaderWidthOffset, p.width);
-    gvsp::put_be32(d + gvsp::kImageLeaderHeightOffset, p.height);
-    return;
-  }
-  leader_.assign(gvsp::kMultipartLeaderPartsOffset + wire_parts_.size() * gvsp::kPartDescriptorSize, 0);
-  uint8_t* d = leader_.data();
-  gvsp::put_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
-  gvsp::put_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
-  for (size_t i = 0; i < wire_parts_.size(); ++i) {
-    uint8_t* pd = d + gvsp::kMultipartLeaderPartsOffset + i * gvsp::kPartDescriptorSize;
-    gvsp::put_be48(pd + gvsp::kPartLengthHighOffset, wire_parts_[i].size);
-    if (i < f.parts.size()) {
-      const GvspPart& p = f.parts[i];
-      gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, p.data_type);
-      gvsp::put_be32(pd + gvsp::kPartPixelFormatOffset, p.pixel_format);
-      pd[gvsp::kPartSourceIdOffset] = static_cast<uint8_t>(p.source_id);
-      gvsp::put_be16(pd + gvsp::kPartDataPurposeIdOffset, static_cast<uint16_t>(p.data_purpose_id));
-      gvsp::put_be16(pd + gvsp::kPartRegionIdOffset, static_cast<uint16_t>(p.region_id));
-      gvsp::put_be32(pd + gvsp::kPartWidthOffset, p.width);
-      gvsp::put_be32(pd + gvsp::kPartHeightOffset, p.height);
-    } else {
-      gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, gvsp::PART_CHUNK_DATA);
+    for (size_t i = 0; i < wire_parts_.size(); ++i) {
+        uint8_t* pd = d + gvsp::kMultipartLeaderPartsOffset + i * gvsp::kPartDescriptorSize;
+        gvsp::put_be48(pd + gvsp::kPartLengthHighOffset, wire_parts_[i].size);
+        if (i < f.parts.size()) {
+            const GvspPart& p = f.parts[i];
+            gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, p.data_type);
+            gvsp::put_be32(pd + gvsp::kPartPixelFormatOffset, p.pixel_format);
+            pd[gvsp::kPartSourceIdOffset] = static_cast<uint8_t>(p.source_id);
+            gvsp::put_be16(pd + gvsp::kPartDataPurposeIdOffset, static_cast<uint16_t>(p.data_purpose_id));
+            gvsp::put_be16(pd + gvsp::kPartRegionIdOffset, static_cast<uint16_t>(p.region_id));
+            gvsp::put_be32(pd + gvsp::kPartWidthOffset, p.width);
+            gvsp::put_be32(pd + gvsp::kPartHeightOffset, p.height);
+        } else {
+            gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, gvsp::PART_CHUNK_DATA);
+        }
     }
-  }
 }
 
 void GvspBlock::build_trailer() {
-  const GvspFrame& f = frame_;
-  if (!f.multipart) {
-    const bool chunks = (payload_type_ & gvsp::kPayloadExtendedChunkFlag) != 0;
-    trailer_.assign(chunks ? gvsp::kChunkTrailerSize : gvsp::kImageTrailerSize, 0);
+    const GvspFrame& f = frame_;
+    if (!f.multipart) {
+        const bool chunks = (payload_type_ & gvsp::kPayloadExtendedChunkFlag) != 0;
+        trailer_.assign(chunks ? gvsp::kChunkTrailerSize : gvsp::kImageTrailerSize, 0);
+        uint8_t* d = trailer_.data();
+        gvsp::put_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
+        if (chunks) {
+            gvsp::put_be32(d + gvsp::kChunkTrailerPayloadLengthOffset, static_cast<uint32_t>(payload_size_));
+            gvsp::put_be32(d + gvsp::kChunkTrailerSizeYOffset, f.parts[0].height);
+            gvsp::put_be32(d + gvsp::kChunkTrailerLayoutIdOffset, kChunkLayoutId);
+        } else {
+            gvsp::put_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
+        }
+        return;
+    }
+    trailer_.assign(gvsp::kMultipartTrailerPartsOffset + wire_parts_.size() * gvsp::kTrailerPartRecordSize, 0);
     uint8_t* d = trailer_.data();
     gvsp::put_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
-    if (chunks) {
-      gvsp::put_be32(d + gvsp::kChunkTrailerPayloadLengthOffset, static_cast<uint32_t>(payload_size_));
-      gvsp::put_be32(d + gvsp::kChunkTrailerSizeYOffset, f.parts[0].height);
-      gvsp::put_be32(d + gvsp::kChunkTrailerLayoutIdOffset, kChunkLayoutId);
-    } else {
-      gvsp::put_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
+    for (size_t i = 0; i < wire_parts_.size(); ++i) {
+        uint8_t* r = d + gvsp::kMultipartTrailerPartsOffset + i * gvsp::kTrailerPartRecordSize;
+        const bool image_part = i < f.parts.size();
+        gvsp::put_be16(r + gvsp::kTrailerPartDataTypeOffset,
+                       image_part ? f.parts[i].data_type : uint16_t{gvsp::PART_CHUNK_DATA});
+        gvsp::put_be48(r + gvsp::kTrailerPartLengthHighOffset, wire_parts_[i].size);
+        if (image_part) gvsp::put_be32(r + gvsp::kTrailerPartSizeYOffset, f.parts[i].height);
     }
-    return;
-  }
-  trailer_.assign(gvsp::kMultipartTrailerPartsOffset + wire_parts_.size() * gvsp::kTrailerPartRecordSize, 0);
-  uint8_t* d = trailer_.data();
-  gvsp::put_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
-  for (size_t i = 0; i < wire_parts_.size(); ++i) {
-    uint8_t* r = d + gvsp::kMultipartTrailerPartsOffset + i * gvsp::kTrailerPartRecordSize;
-    const bool image_part = i < f.parts.size();
-    gvsp::put_be16(r + gvsp::kTrailerPartDataTypeOffset, image_part ? f.parts[i].data_type : uint16_t{gvsp::PART_CHUNK_DATA});
-    gvsp::put_be48(r + gvsp::kTrailerPartLengthHighOffset, wire_parts_[i].size);
-    if (image_part) gvsp::put_be32(r + gvsp::kTrailerPartSizeYOffset, f.parts[i].height);
-  }
 }
 
-size_t GvspBlock::write_header(uint8_t* header, uint8_t format, uint32_t packet_id, uint32_t format_info, bool resend) const {
-  gvsp::put_be16(header + gvsp::kStatusOffset, gvsp::STATUS_SUCCESS);
-  if (extended_ids_) {
-    gvsp::put_be16(header + gvsp::kExtFlagsOffset, resend ? gvsp::kFlagPacketResend : 0);
+size_t GvspBlock::write_header(uint8_t* header, uint8_t format, uint32_t packet_id, uint32_t format_info,
+                               bool resend) const {
+    gvsp::put_be16(header + gvsp::kStatusOffset, gvsp::STATUS_SUCCESS);
+    if (extended_ids_) {
+        gvsp::put_be16(header + gvsp::kExtFlagsOffset, resend ? gvsp::kFlagPacketResend : 0);
+        gvsp::put_be32(header + gvsp::kFormatWordOffset,
+                       gvsp::kExtendedIdBit | (uint32_t{format} << gvsp::kFormatShift) | (format_info & 0x00FFFFFFu));
+        gvsp::put_be64(header + gvsp::kExtBlockIdOffset, wire_block_id_);
+        gvsp::put_be32(header + gvsp::kExtPacketIdOffset, packet_id);
+        return gvsp::kExtHeaderSize;
+    }
+    gvsp::put_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id_));
     gvsp::put_be32(header + gvsp::kFormatWordOffset,
-                   gvsp::kExtendedIdBit | (uint32_t{format} << gvsp::kFormatShift) | (format_info & 0x00FFFFFFu));
-    gvsp::put_be64(header + gvsp::kExtBlockIdOffset, wire_block_id_);
-    gvsp::put_be32(header + gvsp::kExtPacketIdOffset, packet_id);
-    return gvsp::kExtHeaderSize;
-  }
-  gvsp::put_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id_));
-  gvsp::put_be32(header + gvsp::kFormatWordOffset,
-                 (uint32_t{format} << gvsp::kFormatShift) | (packet_id & gvsp::kStdPacketIdMask));
-  return gvsp::kStdHeaderSize;
+                   (uint32_t{format} << gvsp::kFormatShift) | (packet_id & gvsp::kStdPacketIdMask));
+    return gvsp::kStdHeaderSize;
 }
 
-size_t GvspBlock::packet(uint32_t packet_id, bool resend, uint8_t* header, struct iovec* iov, size_t* total_bytes) const {
-  if (packet_id >= packet_count_) return 0;
-  size_t n = 1;
-  size_t total = 0;
-  auto add = [&](const void* data, size_t size) {
-    iov[n].iov_base = const_cast<void*>(data);
-    iov[n].iov_len = size;
-    total += size;
-    ++n;
-  };
+size_t GvspBlock::packet(uint32_t packet_id, bool resend, uint8_t* header, struct iovec* iov,
+                         size_t* total_bytes) const {
+    if (packet_id >= packet_count_) return 0;
+    size_t n = 1;
+    size_t total = 0;
+    auto add = [&](const void* data, size_t size) {
+        iov[n].iov_base = const_cast<void*>(data);
+        iov[n].iov_len = size;
+        total += size;
+        ++n;
+    };
 
-  size_t header_size = 0;
-  if (packet_id == 0) {
-    const uint32_t info = frame_.multipart ? static_cast<uint32_t>(wire_parts_.size()) : 0;
-    header_size = write_header(header, gvsp::FORMAT_LEADER, packet_id, info, resend);
-    add(leader_.data(), leader_.size());
-  } else if (packet_id + 1 == packet_count_) {
-    header_size = write_header(header, gvsp::FORMAT_TRAILER, packet_id, 0, resend);
-    add(trailer_.data(), trailer_.size());
-  } else {
-    size_t part_index = 0;
-    while (part_index + 1 < wire_parts_.size() &&
-           packet_id >= wire_parts_[part_index].first_packet + wire_parts_[part_index].packet_count)
-      ++part_index;
-    const WirePart& wp = wire_parts_[part_index];
-    const uint64_t start = uint64_t{packet_id - wp.first_packet} * payload_capacity_;
-    const uint64_t length = std::min<uint64_t>(payload_capacity_, wp.size - start);
-    if (frame_.multipart) {
-      header_size = write_header(header, gvsp::FORMAT_MULTIPART, packet_id, 0, resend);
-      uint8_t* mp = header + header_size;
-      mp[gvsp::kMultipartPartIdOffset] = static_cast<uint8_t>(part_index);
-      mp[gvsp::kMultipartZoneInfoOffset] = 0;
-      gvsp::put_be48(mp + gvsp::kMultipartOffsetHighOffset, wp.block_offset + start);
-      header_size += gvsp::kMultipartDataHeaderSize;
+    size_t header_size = 0;
+    if (packet_id == 0) {
+        const uint32_t info = frame_.multipart ? static_cast<uint32_t>(wire_parts_.size()) : 0;
+        header_size = write_header(header, gvsp::FORMAT_LEADER, packet_id, info, resend);
+        add(leader_.data(), leader_.size());
+    } else if (packet_id + 1 == packet_count_) {
+        header_size = write_header(header, gvsp::FORMAT_TRAILER, packet_id, 0, resend);
+        add(trailer_.data(), trailer_.size());
     } else {
-      header_size = write_header(header, gvsp::FORMAT_PAYLOAD, packet_id, 0, resend);
+        size_t part_index = 0;
+        while (part_index + 1 < wire_parts_.size() &&
+               packet_id >= wire_parts_[part_index].first_packet + wire_parts_[part_index].packet_count)
+            ++part_index;
+        const WirePart& wp = wire_parts_[part_index];
+        const uint64_t start = uint64_t{packet_id - wp.first_packet} * payload_capacity_;
+        const uint64_t length = std::min<uint64_t>(payload_capacity_, wp.size - start);
+        if (frame_.multipart) {
+            header_size = write_header(header, gvsp::FORMAT_MULTIPART, packet_id, 0, resend);
+            uint8_t* mp = header + header_size;
+            mp[gvsp::kMultipartPartIdOffset] = static_cast<uint8_t>(part_index);
+            mp[gvsp::kMultipartZoneInfoOffset] = 0;
+            gvsp::put_be48(mp + gvsp::kMultipartOffsetHighOffset, wp.block_offset + start);
+            header_size += gvsp::kMultipartDataHeaderSize;
+        } else {
+            header_size = write_header(header, gvsp::FORMAT_PAYLOAD, packet_id, 0, resend);
+        }
+        // Gather [start, start + length) from the part's segments.
+        uint64_t seg_begin = 0;
+        for (size_t s = 0; s < wp.segment_count; ++s) {
+            const Segment& seg = wp.segments[s];
+            const uint64_t seg_end = seg_begin + seg.size;
+            const uint64_t lo = std::max(start, seg_begin);
+            const uint64_t hi = std::min(start + length, seg_end);
+            if (lo < hi) add(seg.data + (lo - seg_begin), static_cast<size_t>(hi - lo));
+            seg_begin = seg_end;
+        }
     }
-    // Gather [start, start + length) from the part's segments.
-    uint64_t seg_begin = 0;
-    for (size_t s = 0; s < wp.segment_count; ++s) {
-      const Segment& seg = wp.segments[s];
-      const uint64_t seg_end = seg_begin + seg.size;
-      const uint64_t lo = std::max(start, seg_begin);
-      const uint64_t hi = std::min(start + length, seg_end);
-      if (lo < hi) add(seg.data + (lo - seg_begin), static_cast<size_t>(hi - lo));
-      seg_begin = seg_end;
-    }
-  }
-  iov[0].iov_base = header;
-  iov[0].iov_len = header_size;
-  *total_bytes = total + header_size;
-  return n;
+    iov[0].iov_base = header;
+    iov[0].iov_len = header_size;
+    *total_bytes = total + header_size;
+    return n;
 }
 
 }  // namespace ornsim

@@ -48,13 +48,13 @@ constexpr size_t kExtHeaderSize = 20;
 constexpr uint32_t kExtendedIdBit = 0x80000000;  // in the word at kFormatWordOffset
 constexpr uint32_t kFormatMask = 0x0F000000;
 constexpr unsigned kFormatShift = 24;
-constexpr uint32_t kStdPacketIdMask = 0x00FFFFFF;     // standard header: packet id
+constexpr uint32_t kStdPacketIdMask = 0x00FFFFFF;      // standard header: packet id
 constexpr uint32_t kLeaderPartCountMask = 0x000000FF;  // extended multipart leader: number of parts
 constexpr uint32_t kStdMaxPacketId = 0x00FFFFFF;
 constexpr uint32_t kExtMaxPacketId = 0xFFFFFFFF;
 
 // Flags of the extended header (offset 2)
-constexpr uint16_t kFlagPacketResend = 0x0001;         // this packet answers a resend request
+constexpr uint16_t kFlagPacketResend = 0x0001;  // this packet answers a resend request
 constexpr uint16_t kFlagPreviousBlockDropped = 0x0002;
 constexpr uint16_t kFlagResendRangeError = 0x0004;
 
@@ -64,28 +64,37 @@ constexpr size_t header_size(bool extended_ids) { return extended_ids ? kExtHead
 // Packet formats (bits 27..24 of the word at offset 4)
 // ---------------------------------------------------------------------------
 enum PacketFormat : uint8_t {
-  FORMAT_LEADER = 1,
-  FORMAT_TRAILER = 2,
-  FORMAT_PAYLOAD = 3,      // generic payload: data area is raw block data
-  FORMAT_ALL_IN = 4,
-  FORMAT_H264 = 5,
-  FORMAT_MULTIZONE = 6,
-  FORMAT_MULTIPART = 7,    // multipart payload: data area starts with a part header
-  FORMAT_GENDC = 8,
+    FORMAT_LEADER = 1,
+    FORMAT_TRAILER = 2,
+    FORMAT_PAYLOAD = 3,  // generic payload: data area is raw block data
+    FORMAT_ALL_IN = 4,
+    FORMAT_H264 = 5,
+    FORMAT_MULTIZONE = 6,
+    FORMAT_MULTIPART = 7,  // multipart payload: data area starts with a part header
+    FORMAT_GENDC = 8,
 };
 
 constexpr const char* packet_format_name(uint8_t format) {
-  switch (format) {
-    case FORMAT_LEADER: return "LEADER";
-    case FORMAT_TRAILER: return "TRAILER";
-    case FORMAT_PAYLOAD: return "PAYLOAD";
-    case FORMAT_ALL_IN: return "ALL_IN";
-    case FORMAT_H264: return "H264";
-    case FORMAT_MULTIZONE: return "MULTIZONE";
-    case FORMAT_MULTIPART: return "MULTIPART";
-    case FORMAT_GENDC: return "GENDC";
-    default: return "UNKNOWN_FORMAT";
-  }
+    switch (format) {
+        case FORMAT_LEADER:
+            return "LEADER";
+        case FORMAT_TRAILER:
+            return "TRAILER";
+        case FORMAT_PAYLOAD:
+            return "PAYLOAD";
+        case FORMAT_ALL_IN:
+            return "ALL_IN";
+        case FORMAT_H264:
+            return "H264";
+        case FORMAT_MULTIZONE:
+            return "MULTIZONE";
+        case FORMAT_MULTIPART:
+            return "MULTIPART";
+        case FORMAT_GENDC:
+            return "GENDC";
+        default:
+            return "UNKNOWN_FORMAT";
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -93,39 +102,53 @@ constexpr const char* packet_format_name(uint8_t format) {
 // mode: chunk data follow the payload proper.
 // ---------------------------------------------------------------------------
 enum PayloadType : uint16_t {
-  PAYLOAD_IMAGE = 0x0001,
-  PAYLOAD_RAW_DATA = 0x0002,
-  PAYLOAD_FILE = 0x0003,
-  PAYLOAD_CHUNK_DATA = 0x0004,
-  PAYLOAD_EXTENDED_CHUNK_DATA = 0x0005,  // deprecated since 2.0
-  PAYLOAD_JPEG = 0x0006,
-  PAYLOAD_JPEG2000 = 0x0007,
-  PAYLOAD_H264 = 0x0008,
-  PAYLOAD_MULTIZONE_IMAGE = 0x0009,
-  PAYLOAD_MULTIPART = 0x000A,
-  PAYLOAD_GENDC = 0x000B,
+    PAYLOAD_IMAGE = 0x0001,
+    PAYLOAD_RAW_DATA = 0x0002,
+    PAYLOAD_FILE = 0x0003,
+    PAYLOAD_CHUNK_DATA = 0x0004,
+    PAYLOAD_EXTENDED_CHUNK_DATA = 0x0005,  // deprecated since 2.0
+    PAYLOAD_JPEG = 0x0006,
+    PAYLOAD_JPEG2000 = 0x0007,
+    PAYLOAD_H264 = 0x0008,
+    PAYLOAD_MULTIZONE_IMAGE = 0x0009,
+    PAYLOAD_MULTIPART = 0x000A,
+    PAYLOAD_GENDC = 0x000B,
 };
 constexpr uint16_t kPayloadExtendedChunkFlag = 0x4000;
 constexpr uint16_t kPayloadTypeMask = 0x3FFF;
 constexpr uint16_t kPayloadImageExtendedChunk = PAYLOAD_IMAGE | kPayloadExtendedChunkFlag;
 
 constexpr const char* payload_type_name(uint16_t payload_type) {
-  switch (payload_type) {
-    case PAYLOAD_IMAGE: return "IMAGE";
-    case PAYLOAD_RAW_DATA: return "RAW_DATA";
-    case PAYLOAD_FILE: return "FILE";
-    case PAYLOAD_CHUNK_DATA: return "CHUNK_DATA";
-    case PAYLOAD_EXTENDED_CHUNK_DATA: return "EXTENDED_CHUNK_DATA";
-    case PAYLOAD_JPEG: return "JPEG";
-    case PAYLOAD_JPEG2000: return "JPEG2000";
-    case PAYLOAD_H264: return "H264";
-    case PAYLOAD_MULTIZONE_IMAGE: return "MULTIZONE_IMAGE";
-    case PAYLOAD_MULTIPART: return "MULTIPART";
-    case PAYLOAD_GENDC: return "GENDC";
-    case kPayloadImageExtendedChunk: return "IMAGE_EXTENDED_CHUNK";
-    case PAYLOAD_MULTIPART | kPayloadExtendedChunkFlag: return "MULTIPART_EXTENDED_CHUNK";
-    default: return "UNKNOWN_PAYLOAD_TYPE";
-  }
+    switch (payload_type) {
+        case PAYLOAD_IMAGE:
+            return "IMAGE";
+        case PAYLOAD_RAW_DATA:
+            return "RAW_DATA";
+        case PAYLOAD_FILE:
+            return "FILE";
+        case PAYLOAD_CHUNK_DATA:
+            return "CHUNK_DATA";
+        case PAYLOAD_EXTENDED_CHUNK_DATA:
+            return "EXTENDED_CHUNK_DATA";
+        case PAYLOAD_JPEG:
+            return "JPEG";
+        case PAYLOAD_JPEG2000:
+            return "JPEG2000";
+        case PAYLOAD_H264:
+            return "H264";
+        case PAYLOAD_MULTIZONE_IMAGE:
+            return "MULTIZONE_IMAGE";
+        case PAYLOAD_MULTIPART:
+            return "MULTIPART";
+        case PAYLOAD_GENDC:
+            return "GENDC";
+        case kPayloadImageExtendedChunk:
+            return "IMAGE_EXTENDED_CHUNK";
+        case PAYLOAD_MULTIPART | kPayloadExtendedChunkFlag:
+            return "MULTIPART_EXTENDED_CHUNK";
+        default:
+            return "UNKNOWN_PAYLOAD_TYPE";
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -152,11 +175,11 @@ constexpr size_t kMultipartLeaderPartsOffset = 12;
 constexpr size_t kMaxParts = 255;  // the part count is one byte of the header
 
 // Part descriptor, offsets relative to the start of the descriptor
-constexpr size_t kPartDataTypeOffset = 0;        // 16 bits
-constexpr size_t kPartLengthHighOffset = 2;      // part length, bits 47..32
-constexpr size_t kPartLengthLowOffset = 4;       // part length, bits 31..0
+constexpr size_t kPartDataTypeOffset = 0;    // 16 bits
+constexpr size_t kPartLengthHighOffset = 2;  // part length, bits 47..32
+constexpr size_t kPartLengthLowOffset = 4;   // part length, bits 31..0
 constexpr size_t kPartPixelFormatOffset = 8;
-constexpr size_t kPartSourceIdOffset = 14;       // 8 bits (12..13 reserved)
+constexpr size_t kPartSourceIdOffset = 14;  // 8 bits (12..13 reserved)
 constexpr size_t kPartAdditionalZonesOffset = 15;
 constexpr size_t kPartZoneDirectionsOffset = 16;
 constexpr size_t kPartDataPurposeIdOffset = 20;  // 16 bits: the component id clients report
@@ -166,42 +189,55 @@ constexpr size_t kPartHeightOffset = 28;
 constexpr size_t kPartXOffsetOffset = 32;
 constexpr size_t kPartYOffsetOffset = 36;
 constexpr size_t kPartXPaddingOffset = 40;
-constexpr size_t kPartYPaddingOffset = 42;       // 44..47 reserved
+constexpr size_t kPartYPaddingOffset = 42;  // 44..47 reserved
 constexpr size_t kPartDescriptorSize = 48;
 
 // Part data types
 enum PartDataType : uint16_t {
-  PART_2D_IMAGE = 0x0001,
-  PART_2D_PLANE_BIPLANAR = 0x0002,
-  PART_2D_PLANE_TRIPLANAR = 0x0003,
-  PART_2D_PLANE_QUADPLANAR = 0x0004,
-  PART_3D_IMAGE = 0x0005,
-  PART_3D_PLANE_BIPLANAR = 0x0006,
-  PART_3D_PLANE_TRIPLANAR = 0x0007,
-  PART_3D_PLANE_QUADPLANAR = 0x0008,
-  PART_CONFIDENCE_MAP = 0x0009,
-  PART_CHUNK_DATA = 0x000A,
-  PART_JPEG = 0x000B,
-  PART_JPEG2000 = 0x000C,
-  PART_DEVICE_SPECIFIC = 0x8000,
+    PART_2D_IMAGE = 0x0001,
+    PART_2D_PLANE_BIPLANAR = 0x0002,
+    PART_2D_PLANE_TRIPLANAR = 0x0003,
+    PART_2D_PLANE_QUADPLANAR = 0x0004,
+    PART_3D_IMAGE = 0x0005,
+    PART_3D_PLANE_BIPLANAR = 0x0006,
+    PART_3D_PLANE_TRIPLANAR = 0x0007,
+    PART_3D_PLANE_QUADPLANAR = 0x0008,
+    PART_CONFIDENCE_MAP = 0x0009,
+    PART_CHUNK_DATA = 0x000A,
+    PART_JPEG = 0x000B,
+    PART_JPEG2000 = 0x000C,
+    PART_DEVICE_SPECIFIC = 0x8000,
 };
 
 constexpr const char* part_data_type_name(uint16_t data_type) {
-  switch (data_type) {
-    case PART_2D_IMAGE: return "2D_IMAGE";
-    case PART_2D_PLANE_BIPLANAR: return "2D_PLANE_BIPLANAR";
-    case PART_2D_PLANE_TRIPLANAR: return "2D_PLANE_TRIPLANAR";
-    case PART_2D_PLANE_QUADPLANAR: return "2D_PLANE_QUADPLANAR";
-    case PART_3D_IMAGE: return "3D_IMAGE";
-    case PART_3D_PLANE_BIPLANAR: return "3D_PLANE_BIPLANAR";
-    case PART_3D_PLANE_TRIPLANAR: return "3D_PLANE_TRIPLANAR";
-    case PART_3D_PLANE_QUADPLANAR: return "3D_PLANE_QUADPLANAR";
-    case PART_CONFIDENCE_MAP: return "CONFIDENCE_MAP";
-    case PART_CHUNK_DATA: return "CHUNK_DATA";
-    case PART_JPEG: return "JPEG";
-    case PART_JPEG2000: return "JPEG2000";
-    default: return data_type >= PART_DEVICE_SPECIFIC ? "DEVICE_SPECIFIC" : "UNKNOWN_PART_DATA_TYPE";
-  }
+    switch (data_type) {
+        case PART_2D_IMAGE:
+            return "2D_IMAGE";
+        case PART_2D_PLANE_BIPLANAR:
+            return "2D_PLANE_BIPLANAR";
+        case PART_2D_PLANE_TRIPLANAR:
+            return "2D_PLANE_TRIPLANAR";
+        case PART_2D_PLANE_QUADPLANAR:
+            return "2D_PLANE_QUADPLANAR";
+        case PART_3D_IMAGE:
+            return "3D_IMAGE";
+        case PART_3D_PLANE_BIPLANAR:
+            return "3D_PLANE_BIPLANAR";
+        case PART_3D_PLANE_TRIPLANAR:
+            return "3D_PLANE_TRIPLANAR";
+        case PART_3D_PLANE_QUADPLANAR:
+            return "3D_PLANE_QUADPLANAR";
+        case PART_CONFIDENCE_MAP:
+            return "CONFIDENCE_MAP";
+        case PART_CHUNK_DATA:
+            return "CHUNK_DATA";
+        case PART_JPEG:
+            return "JPEG";
+        case PART_JPEG2000:
+            return "JPEG2000";
+        default:
+            return data_type >= PART_DEVICE_SPECIFIC ? "DEVICE_SPECIFIC" : "UNKNOWN_PART_DATA_TYPE";
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -250,89 +286,107 @@ constexpr size_t kChunkAlignment = 4;
 // Status codes (offset 0 of every packet)
 // ---------------------------------------------------------------------------
 enum Status : uint16_t {
-  STATUS_SUCCESS = 0x0000,
-  STATUS_PACKET_RESEND = 0x0100,
-  STATUS_NOT_IMPLEMENTED = 0x8001,
-  STATUS_INVALID_PARAMETER = 0x8002,
-  STATUS_INVALID_ADDRESS = 0x8003,
-  STATUS_WRITE_PROTECT = 0x8004,
-  STATUS_BAD_ALIGNMENT = 0x8005,
-  STATUS_ACCESS_DENIED = 0x8006,
-  STATUS_BUSY = 0x8007,
-  STATUS_PACKET_UNAVAILABLE = 0x800C,
-  STATUS_DATA_OVERRUN = 0x800D,
-  STATUS_INVALID_HEADER = 0x800E,
-  STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
-  STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
-  STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
-  STATUS_NO_REF_TIME = 0x8013,
-  STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
-  STATUS_OVERFLOW = 0x8015,
-  STATUS_ACTION_LATE = 0x8016,
-  STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
-  STATUS_ERROR = 0x8FFF,
+    STATUS_SUCCESS = 0x0000,
+    STATUS_PACKET_RESEND = 0x0100,
+    STATUS_NOT_IMPLEMENTED = 0x8001,
+    STATUS_INVALID_PARAMETER = 0x8002,
+    STATUS_INVALID_ADDRESS = 0x8003,
+    STATUS_WRITE_PROTECT = 0x8004,
+    STATUS_BAD_ALIGNMENT = 0x8005,
+    STATUS_ACCESS_DENIED = 0x8006,
+    STATUS_BUSY = 0x8007,
+    STATUS_PACKET_UNAVAILABLE = 0x800C,
+    STATUS_DATA_OVERRUN = 0x800D,
+    STATUS_INVALID_HEADER = 0x800E,
+    STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
+    STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
+    STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
+    STATUS_NO_REF_TIME = 0x8013,
+    STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
+    STATUS_OVERFLOW = 0x8015,
+    STATUS_ACTION_LATE = 0x8016,
+    STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
+    STATUS_ERROR = 0x8FFF,
 };
 constexpr uint16_t kStatusErrorBit = 0x8000;
 
 constexpr const char* status_name(uint16_t status) {
-  switch (status) {
-    case STATUS_SUCCESS: return "SUCCESS";
-    case STATUS_PACKET_RESEND: return "PACKET_RESEND";
-    case STATUS_NOT_IMPLEMENTED: return "NOT_IMPLEMENTED";
-    case STATUS_INVALID_PARAMETER: return "INVALID_PARAMETER";
-    case STATUS_INVALID_ADDRESS: return "INVALID_ADDRESS";
-    case STATUS_WRITE_PROTECT: return "WRITE_PROTECT";
-    case STATUS_BAD_ALIGNMENT: return "BAD_ALIGNMENT";
-    case STATUS_ACCESS_DENIED: return "ACCESS_DENIED";
-    case STATUS_BUSY: return "BUSY";
-    case STATUS_PACKET_UNAVAILABLE: return "PACKET_UNAVAILABLE";
-    case STATUS_DATA_OVERRUN: return "DATA_OVERRUN";
-    case STATUS_INVALID_HEADER: return "INVALID_HEADER";
-    case STATUS_PACKET_NOT_YET_AVAILABLE: return "PACKET_NOT_YET_AVAILABLE";
-    case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY: return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
-    case STATUS_PACKET_REMOVED_FROM_MEMORY: return "PACKET_REMOVED_FROM_MEMORY";
-    case STATUS_NO_REF_TIME: return "NO_REF_TIME";
-    case STATUS_PACKET_TEMPORARILY_UNAVAILABLE: return "PACKET_TEMPORARILY_UNAVAILABLE";
-    case STATUS_OVERFLOW: return "OVERFLOW";
-    case STATUS_ACTION_LATE: return "ACTION_LATE";
-    case STATUS_LEADER_TRAILER_OVERFLOW: return "LEADER_TRAILER_OVERFLOW";
-    case STATUS_ERROR: return "ERROR";
-    default: return "UNKNOWN_STATUS";
-  }
+    switch (status) {
+        case STATUS_SUCCESS:
+            return "SUCCESS";
+        case STATUS_PACKET_RESEND:
+            return "PACKET_RESEND";
+        case STATUS_NOT_IMPLEMENTED:
+            return "NOT_IMPLEMENTED";
+        case STATUS_INVALID_PARAMETER:
+            return "INVALID_PARAMETER";
+        case STATUS_INVALID_ADDRESS:
+            return "INVALID_ADDRESS";
+        case STATUS_WRITE_PROTECT:
+            return "WRITE_PROTECT";
+        case STATUS_BAD_ALIGNMENT:
+            return "BAD_ALIGNMENT";
+        case STATUS_ACCESS_DENIED:
+            return "ACCESS_DENIED";
+        case STATUS_BUSY:
+            return "BUSY";
+        case STATUS_PACKET_UNAVAILABLE:
+            return "PACKET_UNAVAILABLE";
+        case STATUS_DATA_OVERRUN:
+            return "DATA_OVERRUN";
+        case STATUS_INVALID_HEADER:
+            return "INVALID_HEADER";
+        case STATUS_PACKET_NOT_YET_AVAILABLE:
+            return "PACKET_NOT_YET_AVAILABLE";
+        case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY:
+            return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
+        case STATUS_PACKET_REMOVED_FROM_MEMORY:
+            return "PACKET_REMOVED_FROM_MEMORY";
+        case STATUS_NO_REF_TIME:
+            return "NO_REF_TIME";
+        case STATUS_PACKET_TEMPORARILY_UNAVAILABLE:
+            return "PACKET_TEMPORARILY_UNAVAILABLE";
+        case STATUS_OVERFLOW:
+            return "OVERFLOW";
+        case STATUS_ACTION_LATE:
+            return "ACTION_LATE";
+        case STATUS_LEADER_TRAILER_OVERFLOW:
+            return "LEADER_TRAILER_OVERFLOW";
+        case STATUS_ERROR:
+            return "ERROR";
+        default:
+            return "UNKNOWN_STATUS";
+    }
 }
 
 // ---------------------------------------------------------------------------
 // Big-endian field access
 // ---------------------------------------------------------------------------
 inline void put_be16(uint8_t* p, uint16_t v) {
-  p[0] = static_cast<uint8_t>(v >> 8);
-  p[1] = static_cast<uint8_t>(v);
+    p[0] = static_cast<uint8_t>(v >> 8);
+    p[1] = static_cast<uint8_t>(v);
 }
 inline void put_be32(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v >> 24);
-  p[1] = static_cast<uint8_t>(v >> 16);
-  p[2] = static_cast<uint8_t>(v >> 8);
-  p[3] = static_cast<uint8_t>(v);
+    p[0] = static_cast<uint8_t>(v >> 24);
+    p[1] = static_cast<uint8_t>(v >> 16);
+    p[2] = static_cast<uint8_t>(v >> 8);
+    p[3] = static_cast<uint8_t>(v);
 }
 inline void put_be48(uint8_t* p, uint64_t v) {
-  put_be16(p, static_cast<uint16_t>(v >> 32));
-  put_be32(p + 2, static_cast<uint32_t>(v));
+    put_be16(p, static_cast<uint16_t>(v >> 32));
+    put_be32(p + 2, static_cast<uint32_t>(v));
 }
 inline void put_be64(uint8_t* p, uint64_t v) {
-  put_be32(p, static_cast<uint32_t>(v >> 32));
-  put_be32(p + 4, static_cast<uint32_t>(v));
+    put_be32(p, static_cast<uint32_t>(v >> 32));
+    put_be32(p + 4, static_cast<uint32_t>(v));
 }
 inline uint16_t get_be16(const uint8_t* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
 inline uint32_t get_be32(const uint8_t* p) {
-  return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-         (static_cast<uint32_t>(p[2]) << 8) | p[3];
+    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+           (static_cast<uint32_t>(p[2]) << 8) | p[3];
 }
-inline uint64_t get_be48(const uint8_t* p) {
-  return (static_cast<uint64_t>(get_be16(p)) << 32) | get_be32(p + 2);
-}
-inline uint64_t get_be64(const uint8_t* p) {
-  return (static_cast<uint64_t>(get_be32(p)) << 32) | get_be32(p + 4);
-}
+inline uint64_t get_be48(const uint8_t* p) { return (static_cast<uint64_t>(get_be16(p)) << 32) | get_be32(p + 2); }
+inline uint64_t get_be64(const uint8_t* p) { return (static_cast<uint64_t>(get_be32(p)) << 32) | get_be32(p + 4); }
 
 }  // namespace gvsp
 

@@ -15,20 +15,20 @@
 namespace ornsim {
 
 class ResendStore {
- public:
-  // Keeps `block` (shared with whoever is still sending it) and forgets the
-  // oldest blocks beyond `capacity`. A capacity of 0 keeps nothing.
-  void add(std::shared_ptr<const GvspBlock> block, size_t capacity);
+public:
+    // Keeps `block` (shared with whoever is still sending it) and forgets the
+    // oldest blocks beyond `capacity`. A capacity of 0 keeps nothing.
+    void add(std::shared_ptr<const GvspBlock> block, size_t capacity);
 
-  // The newest stored block whose on-wire id is `wire_block_id`, or null.
-  std::shared_ptr<const GvspBlock> find(uint64_t wire_block_id) const;
+    // The newest stored block whose on-wire id is `wire_block_id`, or null.
+    std::shared_ptr<const GvspBlock> find(uint64_t wire_block_id) const;
 
-  void clear();
-  size_t size() const;
+    void clear();
+    size_t size() const;
 
- private:
-  mutable std::mutex mutex_;
-  std::deque<std::shared_ptr<const GvspBlock>> blocks_;  // oldest first
+private:
+    mutable std::mutex mutex_;
+    std::deque<std::shared_ptr<const GvspBlock>> blocks_;  // oldest first
 };
 
 }  // namespace ornsim

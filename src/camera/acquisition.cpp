@@ -118,9 +118,9 @@ void ORNC_DrainStream(ornc_priv_t* priv) {
             ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: AcquisitionStart RetrieveBuffer fail %d %s",
                      static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
         } else if (operation.IsFailure() && operation.GetCode() != PvResult::ABORTED) {
-            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: AcquisitionStart RetrieveBuffer op fail %d %s %s",
-                     static_cast<int>(operation.GetCode()), operation.GetCodeString().GetAscii(),
-                     operation.GetDescription().GetAscii());
+            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER,
+                     "ORNC: AcquisitionStart RetrieveBuffer op fail %d %s %s", static_cast<int>(operation.GetCode()),
+                     operation.GetCodeString().GetAscii(), operation.GetDescription().GetAscii());
         }
     }
 }

@@ -115,8 +115,7 @@ void ORNC_DeliverMultipart(ornc_priv_t* priv, PvBuffer* buffer) {
         ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_DATATRANSFER, "ORNC: Image %d type 0x%x size %d x %d", i,
                  static_cast<unsigned>(pixel_type), width, height);
         // A pixel type without a known size leaves the entry empty.
-        ORNImageInitData(&vec.image[i], width, height, ORN_ConvertPixelTypeToORN(pixel_type),
-                         image->GetDataPointer());
+        ORNImageInitData(&vec.image[i], width, height, ORN_ConvertPixelTypeToORN(pixel_type), image->GetDataPointer());
     }
     vec.used = filled;
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_DATATRANSFER, "ORNC: Image vector callback");

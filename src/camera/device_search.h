@@ -23,5 +23,5 @@ bool ORNC_IsAllowedDevice(const PvDeviceInfo* pvdevice, const PvInterface* inter
 // Without `count`: returns the match number `nth` (any match when `nth`
 // is negative). With `count`: stores the number of matches and returns
 // null. A null `sys` uses the library's shared system handle.
-const PvDeviceInfo* ORNC_FindDevice(const ornc_system_t* sys, ORNC_SelectFunc select, const char* select_data,
-                                    int nth, const ornc_interface_t* onlyinterf, int* count);
+const PvDeviceInfo* ORNC_FindDevice(const ornc_system_t* sys, ORNC_SelectFunc select, const char* select_data, int nth,
+                                    const ornc_interface_t* onlyinterf, int* count);

@@ -69,8 +69,8 @@ bool ORNC_SelectSerial(const PvDeviceInfo* device, const char* sn) {
     return device != nullptr && sn != nullptr && device->GetSerialNumber() == PvString(sn);
 }
 
-const PvDeviceInfo* ORNC_FindDevice(const ornc_system_t* sys, ORNC_SelectFunc select, const char* select_data,
-                                    int nth, const ornc_interface_t* onlyinterf, int* count) {
+const PvDeviceInfo* ORNC_FindDevice(const ornc_system_t* sys, ORNC_SelectFunc select, const char* select_data, int nth,
+                                    const ornc_interface_t* onlyinterf, int* count) {
     if (count != nullptr) {
         *count = 0;
     }
@@ -100,8 +100,7 @@ const PvDeviceInfo* ORNC_FindDevice(const ornc_system_t* sys, ORNC_SelectFunc se
     }
     int matches = 0;
     for (int i = 0; i < interfaces; ++i) {
-        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Find iterate device interface %d/%d", i + 1,
-                 interfaces);
+        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Find iterate device interface %d/%d", i + 1, interfaces);
         const PvInterface* interf =
             onlyinterf != nullptr ? ORNC_ToInterface(onlyinterf) : ORNC_ToInterface(ORNCSysGetInterface(sys, i));
         if (interf == nullptr) {

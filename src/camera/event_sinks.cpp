@@ -46,8 +46,8 @@ void ORNCDeviceEventSink::OnLinkDisconnected(PvDevice* /*aDevice*/) {
     callback(ornc_state::LoadField(&m_disconnect_data));
 }
 
-void ORNCDeviceEventSink::OnEventGenICam(PvDevice* /*aDevice*/, uint16_t aEventID, uint16_t aChannel,
-                                         uint64_t aBlockID, uint64_t aTimestamp, PvGenParameterList* aData) {
+void ORNCDeviceEventSink::OnEventGenICam(PvDevice* /*aDevice*/, uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID,
+                                         uint64_t aTimestamp, PvGenParameterList* aData) {
     if (aData == nullptr) {
         ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "ORNC: Non-Genicam conformant empty event with id 0x%x",
                  static_cast<unsigned>(aEventID));

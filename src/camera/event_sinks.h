@@ -34,8 +34,8 @@ public:
     ORNCDeviceEventSink() = default;
 
     void OnLinkDisconnected(PvDevice* aDevice) override;
-    void OnEventGenICam(PvDevice* aDevice, uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID,
-                        uint64_t aTimestamp, PvGenParameterList* aData) override;
+    void OnEventGenICam(PvDevice* aDevice, uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID, uint64_t aTimestamp,
+                        PvGenParameterList* aData) override;
 
     // Registers a new sink in the process-wide registry and returns it
     // (null when memory is short). The registry owns it.

@@ -111,12 +111,10 @@ ornc_param_t* ORNCGetParameterListIndex(ornc_param_list_t* list, int idx) {
     return ORNC_FromParam(ORNC_ToParamList(list)->GetItem(static_cast<uint32_t>(idx)));
 }
 
-ornc_status_t ORNCParamSetCallback(ornc_param_t* param, void (*param_callback)(ornc_param_t*, void*),
-                                   void* userdata) {
+ornc_status_t ORNCParamSetCallback(ornc_param_t* param, void (*param_callback)(ornc_param_t*, void*), void* userdata) {
     ORNCEventSink* sink = ORNCEventSink::Create(param_callback, userdata);
     PvGenParameter* parameter = ORNC_ToParam(param);
-    const bool registered =
-        sink != nullptr && parameter != nullptr && parameter->RegisterEventSink(sink).IsOK();
+    const bool registered = sink != nullptr && parameter != nullptr && parameter->RegisterEventSink(sink).IsOK();
     if (!registered) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: RegisterEventSink param callback failed");
         return ORNC_ERROR;

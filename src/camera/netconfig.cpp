@@ -178,11 +178,16 @@ ornc_access_type_t ORNCGetAccessTypeByIPAddress(const char* ip) {
     }
     // By name: the two numberings differ for read-only and exclusive.
     switch (type) {
-        case PvAccessOpen: return ORNC_ACCESS_TYPE_OPEN;
-        case PvAccessControl: return ORNC_ACCESS_TYPE_CONTROL;
-        case PvAccessReadOnly: return ORNC_ACCESS_TYPE_READONLY;
-        case PvAccessExclusive: return ORNC_ACCESS_TYPE_EXCLUSIVE;
-        case PvAccessUnknown: break;
+        case PvAccessOpen:
+            return ORNC_ACCESS_TYPE_OPEN;
+        case PvAccessControl:
+            return ORNC_ACCESS_TYPE_CONTROL;
+        case PvAccessReadOnly:
+            return ORNC_ACCESS_TYPE_READONLY;
+        case PvAccessExclusive:
+            return ORNC_ACCESS_TYPE_EXCLUSIVE;
+        case PvAccessUnknown:
+            break;
     }
     return ORNC_ACCESS_TYPE_UNKNOWN;
 }
@@ -193,8 +198,8 @@ ornc_status_t ORNCDeviceSetIPConfiguration(const ornc_device_t* device, const ch
     if (gev == nullptr) {
         return ORNC_ERROR;
     }
-    const PvResult result = PvDeviceGEV::SetIPConfiguration(gev->GetMACAddress(), PvString(ip), PvString(mask),
-                                                            PvString(gateway));
+    const PvResult result =
+        PvDeviceGEV::SetIPConfiguration(gev->GetMACAddress(), PvString(ip), PvString(mask), PvString(gateway));
     return result.IsOK() ? ORNC_OK : ORNC_ERROR;
 }
 

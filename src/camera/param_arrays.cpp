@@ -51,9 +51,7 @@ int ORNCGetStreamParamsCount(const ornc_t* ornc) { return ORNC_ParamsCount(ORNC_
 
 ornc_parameters_t* ORNCGetStreamParams(const ornc_t* ornc) { return ORNC_FromParams(ORNC_StreamParamsOf(ornc)); }
 
-int ORNCGetCommunicationParamsCount(const ornc_t* ornc) {
-    return ORNC_ParamsCount(ORNC_CommunicationParamsOf(ornc));
-}
+int ORNCGetCommunicationParamsCount(const ornc_t* ornc) { return ORNC_ParamsCount(ORNC_CommunicationParamsOf(ornc)); }
 
 ornc_parameters_t* ORNCGetCommunicationParams(const ornc_t* ornc) {
     return ORNC_FromParams(ORNC_CommunicationParamsOf(ornc));

@@ -119,13 +119,9 @@ orn_param_type_t ORNC_IntegerKind(const ornc_param_t* param) {
 
 }  // namespace
 
-bool ORNC_ParamReadable(const ornc_param_t* param) {
-    return param == nullptr || ORNC_ToParam(param)->IsReadable();
-}
+bool ORNC_ParamReadable(const ornc_param_t* param) { return param == nullptr || ORNC_ToParam(param)->IsReadable(); }
 
-bool ORNC_ParamWritable(const ornc_param_t* param) {
-    return param == nullptr || ORNC_ToParam(param)->IsWritable();
-}
+bool ORNC_ParamWritable(const ornc_param_t* param) { return param == nullptr || ORNC_ToParam(param)->IsWritable(); }
 
 const char* ORNC_PvGenType2String(PvGenType type) {
     switch (type) {
@@ -242,13 +238,9 @@ orn_bool_t ORNCParamIsAvailable(const ornc_param_t* param) {
     return ORNC_ParamFlag(param, &PvGenParameter::IsAvailable);
 }
 
-orn_bool_t ORNCParamIsReadable(const ornc_param_t* param) {
-    return ORNC_ParamFlag(param, &PvGenParameter::IsReadable);
-}
+orn_bool_t ORNCParamIsReadable(const ornc_param_t* param) { return ORNC_ParamFlag(param, &PvGenParameter::IsReadable); }
 
-orn_bool_t ORNCParamIsWritable(const ornc_param_t* param) {
-    return ORNC_ParamFlag(param, &PvGenParameter::IsWritable);
-}
+orn_bool_t ORNCParamIsWritable(const ornc_param_t* param) { return ORNC_ParamFlag(param, &PvGenParameter::IsWritable); }
 
 orn_bool_t ORNCParamIsCached(const ornc_param_t* param) {
     return param != nullptr && ORNC_ToParam(param)->IsValueCached() ? 1 : 0;
@@ -281,9 +273,7 @@ orn_param_visibility_t ORNCParamGetVisibility(const ornc_param_t* param) {
     }
 }
 
-orn_bool_t ORNCParamIsSelector(const ornc_param_t* param) {
-    return ORNC_ParamFlag(param, &PvGenParameter::IsSelector);
-}
+orn_bool_t ORNCParamIsSelector(const ornc_param_t* param) { return ORNC_ParamFlag(param, &PvGenParameter::IsSelector); }
 
 orn_bool_t ORNCParamIsSelected(const ornc_param_t* param) {
     return ORNC_ListCount(param, &PvGenParameter::GetSelectingParameters) > 0 ? 1 : 0;

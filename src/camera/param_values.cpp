@@ -428,8 +428,8 @@ ornc_status_t ORNCParamGetIntegerIncValue(const ornc_param_t* param, unsigned in
     return ORNCParamGetIntegerMinMaxIncValues(param, nullptr, nullptr, incval);
 }
 
-ornc_status_t ORNCParamGetUIntegerMinMaxIncValues(const ornc_param_t* param, unsigned int* minval,
-                                                  unsigned int* maxval, unsigned int* incval) {
+ornc_status_t ORNCParamGetUIntegerMinMaxIncValues(const ornc_param_t* param, unsigned int* minval, unsigned int* maxval,
+                                                  unsigned int* incval) {
     int64_t min = 0;
     int64_t max = 0;
     int64_t inc = 0;

@@ -49,8 +49,7 @@ struct PvBuffer::Memory {
     }
 };
 
-PvBuffer::PvBuffer(PvPayloadType payload_type)
-    : payload_type_(payload_type), received_(new platform::ReceivedFrame) {}
+PvBuffer::PvBuffer(PvPayloadType payload_type) : payload_type_(payload_type), received_(new platform::ReceivedFrame) {}
 
 PvBuffer::~PvBuffer() {
     if (memory_ != nullptr) {

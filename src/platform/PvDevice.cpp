@@ -198,7 +198,8 @@ PvResult PvDevice::DumpGenICamXML(const PvString& file_name) {
         content.pop_back();
     }
     const std::string& name = file_name.str();
-    std::string bytes = ends_with(name, kZipSuffix) ? platform::make_stored_zip(zip_entry_name(name), content) : content;
+    std::string bytes =
+        ends_with(name, kZipSuffix) ? platform::make_stored_zip(zip_entry_name(name), content) : content;
     if (bytes.empty()) {
         return PvResult(PvResult::GENERIC_ERROR, "the description cannot be archived");
     }

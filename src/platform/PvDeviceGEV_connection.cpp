@@ -53,8 +53,8 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
     uint32_t device_address = 0;
     if (!platform::parse_ipv4(interface_ip.str(), interface_address) ||
         !platform::parse_ipv4(device_ip.str(), device_address)) {
-        return fail(PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address pair: \"" + interface_ip.str() +
-                                                              "\", \"" + device_ip.str() + "\""));
+        return fail(PvResult(PvResult::INVALID_PARAMETER,
+                             "not an IPv4 address pair: \"" + interface_ip.str() + "\", \"" + device_ip.str() + "\""));
     }
     if (!platform::is_local_ipv4(interface_address)) {
         return fail(PvResult(PvResult::INVALID_PARAMETER, interface_ip.str() + " is not an address of this host"));

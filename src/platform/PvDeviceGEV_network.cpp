@@ -30,8 +30,10 @@ PvResult PvDeviceGEV::GetAccessType(const PvString& ip, PvAccessType& type) {
             // Only an exclusive holder makes a device refuse plain reads.
             type = PvAccessExclusive;
             return PvResult::OK;
-        case gvcp::PrivilegeOutcome::kNoAnswer: return PvResult(PvResult::TIMEOUT, privilege.detail);
-        case gvcp::PrivilegeOutcome::kInvalid: break;
+        case gvcp::PrivilegeOutcome::kNoAnswer:
+            return PvResult(PvResult::TIMEOUT, privilege.detail);
+        case gvcp::PrivilegeOutcome::kInvalid:
+            break;
     }
     return PvResult(PvResult::INVALID_ANSWER, privilege.detail);
 }
@@ -51,10 +53,14 @@ PvResult PvDeviceGEV::SetIPConfiguration(const PvString& mac, const PvString& ip
     const gvcp::ForceIpResult forced = gvcp::force_ip(mac_bytes, ip_value, mask_value, gateway_value, adapters,
                                                       gvcp::discovery_settings_from_environment());
     switch (forced.outcome) {
-        case gvcp::ForceIpOutcome::kDone: return PvResult::OK;
-        case gvcp::ForceIpOutcome::kRefused: return PvResult(PvResult::ACCESS_DENIED, forced.detail);
-        case gvcp::ForceIpOutcome::kTimeout: return PvResult(PvResult::TIMEOUT, forced.detail);
-        case gvcp::ForceIpOutcome::kNotSent: break;
+        case gvcp::ForceIpOutcome::kDone:
+            return PvResult::OK;
+        case gvcp::ForceIpOutcome::kRefused:
+            return PvResult(PvResult::ACCESS_DENIED, forced.detail);
+        case gvcp::ForceIpOutcome::kTimeout:
+            return PvResult(PvResult::TIMEOUT, forced.detail);
+        case gvcp::ForceIpOutcome::kNotSent:
+            break;
     }
     return PvResult(PvResult::NETWORK_ERROR, forced.detail);
 }

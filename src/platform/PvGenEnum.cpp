@@ -11,8 +11,7 @@ namespace {
 ArvGcEnumeration* as_enumeration(ArvGcFeatureNode* node) { return reinterpret_cast<ArvGcEnumeration*>(node); }
 }  // namespace
 
-PvGenEnum::PvGenEnum(PvGenParameterArray* owner, ArvGcFeatureNode* node)
-    : PvGenParameter(owner, node, PvGenTypeEnum) {
+PvGenEnum::PvGenEnum(PvGenParameterArray* owner, ArvGcFeatureNode* node) : PvGenParameter(owner, node, PvGenTypeEnum) {
     // Aravis lists the entries last first: prepend to restore the order
     // of the description file.
     for (const GSList* item = arv_gc_enumeration_get_entries(as_enumeration(node)); item != nullptr;

@@ -57,11 +57,13 @@ PvResult PvGenFloat::SetValue(double value) {
 }
 
 PvResult PvGenFloat::GetMin(double& min) const {
-    return read_locked(*owner(), [this](GError** error) { return arv_gc_float_get_min(as_float(node()), error); }, min);
+    return read_locked(
+        *owner(), [this](GError** error) { return arv_gc_float_get_min(as_float(node()), error); }, min);
 }
 
 PvResult PvGenFloat::GetMax(double& max) const {
-    return read_locked(*owner(), [this](GError** error) { return arv_gc_float_get_max(as_float(node()), error); }, max);
+    return read_locked(
+        *owner(), [this](GError** error) { return arv_gc_float_get_max(as_float(node()), error); }, max);
 }
 
 PvResult PvGenFloat::GetIncrement(double& increment) const {

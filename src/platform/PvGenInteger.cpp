@@ -57,13 +57,13 @@ PvResult PvGenInteger::SetValue(int64_t value) {
 }
 
 PvResult PvGenInteger::GetMin(int64_t& min) const {
-    return read_locked(*owner(), [this](GError** error) { return arv_gc_integer_get_min(as_integer(node()), error); },
-                       min);
+    return read_locked(
+        *owner(), [this](GError** error) { return arv_gc_integer_get_min(as_integer(node()), error); }, min);
 }
 
 PvResult PvGenInteger::GetMax(int64_t& max) const {
-    return read_locked(*owner(), [this](GError** error) { return arv_gc_integer_get_max(as_integer(node()), error); },
-                       max);
+    return read_locked(
+        *owner(), [this](GError** error) { return arv_gc_integer_get_max(as_integer(node()), error); }, max);
 }
 
 PvResult PvGenInteger::GetIncrement(int64_t& increment) const {

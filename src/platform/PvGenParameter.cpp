@@ -1,7 +1,7 @@
 #include "platform/PvGenParameter.h"
 
-#include <arv.h>
 #include <arpa/inet.h>
+#include <arv.h>
 
 #include <algorithm>
 #include <cerrno>

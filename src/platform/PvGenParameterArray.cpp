@@ -27,8 +27,9 @@ constexpr char kCategoryPathSeparator = '\\';
 // References through which a node's value, range, address or state comes
 // from another node: a change of the referenced node may change it.
 constexpr const char* kDependencyReferences[] = {
-    "pValue", "pVariable", "pMin", "pMax", "pInc", "pIndex", "pAddress", "pLength", "pIsAvailable",
-    "pIsImplemented", "pIsLocked", "pValueDefault", "pInvalidator", "pValueIndexed", "pSelected",
+    "pValue",    "pVariable",     "pMin",         "pMax",          "pInc",
+    "pIndex",    "pAddress",      "pLength",      "pIsAvailable",  "pIsImplemented",
+    "pIsLocked", "pValueDefault", "pInvalidator", "pValueIndexed", "pSelected",
 };
 constexpr const char* kSelectedReference = "pSelected";
 // Dependency chains in a description are short; the bound also ends a

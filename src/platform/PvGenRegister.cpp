@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cstring>
-#include <string>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "platform/PvGenParameterArray.h"

@@ -7,7 +7,7 @@ class PvString {
 public:
     PvString() = default;
     PvString(const char* text) : text_(text != nullptr ? text : "") {}  // NOLINT: implicit by design
-    PvString(std::string text) : text_(std::move(text)) {}             // NOLINT: implicit by design
+    PvString(std::string text) : text_(std::move(text)) {}              // NOLINT: implicit by design
 
     // Valid while this object lives and is not assigned to.
     const char* GetAscii() const { return text_.c_str(); }

@@ -23,8 +23,8 @@ static gboolean read_memory(ArvDevice* device, guint64 address, guint32 size, vo
     OrncEventDataDevice* self = ORNC_EVENT_DATA_DEVICE(device);
     if (self->data == NULL || address > self->size || size > self->size - address) {
         g_set_error(error, ARV_DEVICE_ERROR, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS,
-                    "event data has %lu bytes; %u bytes at offset %lu asked", (unsigned long)self->size,
-                    (unsigned)size, (unsigned long)address);
+                    "event data has %lu bytes; %u bytes at offset %lu asked", (unsigned long)self->size, (unsigned)size,
+                    (unsigned long)address);
         return FALSE;
     }
     memcpy(buffer, self->data + address, size);

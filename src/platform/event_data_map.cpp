@@ -116,8 +116,7 @@ std::string without_event_ids(const char* xml, size_t size) {
 
 }  // namespace
 
-std::unique_ptr<EventDataMap> EventDataMap::Create(const char* xml, size_t size, ArvGc* device_map,
-                                                   PvResult* result) {
+std::unique_ptr<EventDataMap> EventDataMap::Create(const char* xml, size_t size, ArvGc* device_map, PvResult* result) {
     auto fail = [result](PvResult failure) -> std::unique_ptr<EventDataMap> {
         if (result != nullptr) {
             *result = failure;

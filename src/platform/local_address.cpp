@@ -11,7 +11,7 @@
 namespace platform {
 
 namespace {
-constexpr uint32_t kLoopbackNet = 0x7F000000;   // 127.0.0.0/8
+constexpr uint32_t kLoopbackNet = 0x7F000000;  // 127.0.0.0/8
 constexpr uint32_t kLoopbackMask = 0xFF000000;
 }  // namespace
 

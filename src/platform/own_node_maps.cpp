@@ -168,10 +168,9 @@ std::unique_ptr<PvGenParameterArray> create_from(const char* xml, size_t size, c
 
 std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvResult* result) {
     using namespace stream_feature;
-    static const char* const kReadOnly[] = {kAcquisitionRate, kBandwidth,      kBlockCount,
-                                            kBlocksDropped,   kBlocksUnderrun, kResendRequests,
-                                            kPacketsMissing,  kQueuedBufferCount, kLocalPort,
-                                            kLocalIPAddress};
+    static const char* const kReadOnly[] = {kAcquisitionRate, kBandwidth,      kBlockCount,     kBlocksDropped,
+                                            kBlocksUnderrun,  kResendRequests, kPacketsMissing, kQueuedBufferCount,
+                                            kLocalPort,       kLocalIPAddress};
     return create_from(kStreamXml, sizeof kStreamXml - 1, kReadOnly, sizeof kReadOnly / sizeof kReadOnly[0], result);
 }
 

@@ -28,7 +28,7 @@ constexpr const char* kLocalIPAddress = "LocalIPAddress";
 }  // namespace stream_feature
 
 namespace communication_feature {
-constexpr const char* kAnswerTimeout = "AnswerTimeout";          // ms
+constexpr const char* kAnswerTimeout = "AnswerTimeout";  // ms
 constexpr const char* kCommandRetries = "CommandRetries";
 constexpr const char* kHeartbeatInterval = "HeartbeatInterval";  // ms
 constexpr const char* kHeartbeatTimeout = "HeartbeatTimeout";    // ms, written to the device

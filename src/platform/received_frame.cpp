@@ -35,8 +35,8 @@ PvResult status_result(ArvBufferStatus status) {
         case ARV_BUFFER_STATUS_SIZE_MISMATCH:
             return PvResult(PvResult::GENERIC_ERROR, "the frame does not fit the buffer");
         default:
-            return PvResult(PvResult::GENERIC_ERROR, "transfer not completed (status " +
-                                                          std::to_string(static_cast<int>(status)) + ")");
+            return PvResult(PvResult::GENERIC_ERROR,
+                            "transfer not completed (status " + std::to_string(static_cast<int>(status)) + ")");
     }
 }
 
@@ -164,10 +164,9 @@ PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capac
             payload_type_ = PvPayloadTypeRawData;
             break;
         default:
-            taken = PvResult(PvResult::NOT_SUPPORTED, "payload type " +
-                                                          std::to_string(static_cast<int>(
-                                                              arv_buffer_get_payload_type(wrapper))) +
-                                                          " is not supported");
+            taken = PvResult(PvResult::NOT_SUPPORTED,
+                             "payload type " + std::to_string(static_cast<int>(arv_buffer_get_payload_type(wrapper))) +
+                                 " is not supported");
             break;
     }
     if (taken.IsFailure()) {
@@ -245,7 +244,8 @@ PvResult ReceivedFrame::TakeParts(ArvBuffer* wrapper, uint8_t* memory, uint32_t 
             return PvResult(PvResult::GENERIC_ERROR, "part " + std::to_string(i) + " is smaller than its image");
         }
         part.image_.Set(memory + offset, size, width, height, static_cast<PvPixelType>(pixel_type),
-                        non_negative(arv_buffer_get_part_x(wrapper, i)), non_negative(arv_buffer_get_part_y(wrapper, i)));
+                        non_negative(arv_buffer_get_part_x(wrapper, i)),
+                        non_negative(arv_buffer_get_part_y(wrapper, i)));
     }
     return PvResult::OK;
 }

@@ -120,7 +120,8 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     EXPECT_EQ(log.size(), static_cast<size_t>(kTriggers));
     // The event line: id, channel and block id in hexadecimal without
     // leading zeros, the timestamp as two 8-digit halves, high half first.
-    const std::regex event_line("ORNC: Event 9001 time ([0-9a-f]{8}) ([0-9a-f]{8}) channel 0 blockid ([0-9a-f]+) data 0x");
+    const std::regex event_line(
+        "ORNC: Event 9001 time ([0-9a-f]{8}) ([0-9a-f]{8}) channel 0 blockid ([0-9a-f]+) data 0x");
     int matched = 0;
     for (const std::string& line : lines) {
         std::smatch m;

@@ -41,12 +41,13 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
 
     const ornsim::SensorCounters counters = sensor().counters();
-    std::printf("loss 1%%: frames sent %llu, delivered %d, failed %d, packets dropped %llu, resend requests %llu, "
-                "packets resent %llu\n",
-                static_cast<unsigned long long>(counters.frames_sent), recorder.frames(), recorder.null_calls(),
-                static_cast<unsigned long long>(counters.packets_dropped),
-                static_cast<unsigned long long>(counters.resend_requests),
-                static_cast<unsigned long long>(counters.packets_resent));
+    std::printf(
+        "loss 1%%: frames sent %llu, delivered %d, failed %d, packets dropped %llu, resend requests %llu, "
+        "packets resent %llu\n",
+        static_cast<unsigned long long>(counters.frames_sent), recorder.frames(), recorder.null_calls(),
+        static_cast<unsigned long long>(counters.packets_dropped),
+        static_cast<unsigned long long>(counters.resend_requests),
+        static_cast<unsigned long long>(counters.packets_resent));
     EXPECT_TRUE(all);
     EXPECT_EQ(counters.frames_sent, static_cast<uint64_t>(kLossFrames));
     EXPECT_EQ(recorder.frames(), kLossFrames);
@@ -94,11 +95,10 @@ TEST_F(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBoun
     const auto silent_at = Clock::now();
     sensor().set_faults(faults);
     const bool fired = acqtest::wait_until([&] { return counter.calls.load() > 0; }, 30s);
-    const double notice_s =
-        fired ? std::chrono::duration<double>(Clock::duration(counter.first_call_ns.load()) -
-                                              silent_at.time_since_epoch())
-                    .count()
-              : -1.0;
+    const double notice_s = fired ? std::chrono::duration<double>(Clock::duration(counter.first_call_ns.load()) -
+                                                                  silent_at.time_since_epoch())
+                                        .count()
+                                  : -1.0;
     // Give a second notification the chance to show.
     std::this_thread::sleep_for(1500ms);
     EXPECT_TRUE(fired) << "no disconnect notification within 30 s";

@@ -87,13 +87,23 @@ TEST_F(Modes, ModeSettersCheckTheirRangeAndATriggeredStartAndStopLogTheirSteps) 
     ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 1), ORNC_OK);
     ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
     ASSERT_EQ(ORNCStop(ornc()), ORNC_OK);
-    const std::vector<std::string> steps = {
-        "ORNC: Starting server", "ORNC: Acquisition thread initialized", "ORNC: Acquisition thread started",
-        "ORNC: EventSink newly allocated", "ORNC: Server started", "ORNC: TriggerMode set to 1",
-        "ORNC: AcquisitionMode set to 0 (Continuous)", "ORNC: Enabling streaming and sending AcquisitionStart command",
-        "ORNC: Streaming: queued", "ORNC: Realloc Buffer", "ORNC: Buffer ", "ORNC: Acquisition starting",
-        "ORNC: Aborting", "ORNC: After aborting", "Acquisition stopped",
-        "ORNC: Sending AcquisitionStop command to the device", "ORNC: Disable streaming on the controller"};
+    const std::vector<std::string> steps = {"ORNC: Starting server",
+                                            "ORNC: Acquisition thread initialized",
+                                            "ORNC: Acquisition thread started",
+                                            "ORNC: EventSink newly allocated",
+                                            "ORNC: Server started",
+                                            "ORNC: TriggerMode set to 1",
+                                            "ORNC: AcquisitionMode set to 0 (Continuous)",
+                                            "ORNC: Enabling streaming and sending AcquisitionStart command",
+                                            "ORNC: Streaming: queued",
+                                            "ORNC: Realloc Buffer",
+                                            "ORNC: Buffer ",
+                                            "ORNC: Acquisition starting",
+                                            "ORNC: Aborting",
+                                            "ORNC: After aborting",
+                                            "Acquisition stopped",
+                                            "ORNC: Sending AcquisitionStop command to the device",
+                                            "ORNC: Disable streaming on the controller"};
     size_t found = 0;  // steps seen so far, each in a line after the previous one's
     for (const std::string& line : log.lines()) {
         if (found < steps.size() && line.find(steps[found]) != std::string::npos) ++found;

@@ -81,8 +81,8 @@ ImageCopy copy_of(const orn_image_t& image) {
     copy.type = image.type;
     copy.empty = image.data == nullptr;
     if (!copy.empty && image.width > 0 && image.height > 0 && image.pixelsize > 0) {
-        const size_t size = static_cast<size_t>(image.width) * static_cast<size_t>(image.height) *
-                            static_cast<size_t>(image.pixelsize);
+        const size_t size =
+            static_cast<size_t>(image.width) * static_cast<size_t>(image.height) * static_cast<size_t>(image.pixelsize);
         const uint8_t* data = static_cast<const uint8_t*>(image.data);
         copy.bytes.assign(data, data + size);
     }

@@ -25,8 +25,8 @@ std::string address(int host);
 
 // A sensor at address(host) with a small frame whose content checks are
 // quick; `fps` free-run rate.
-ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128,
-                                   uint32_t height = 96, double fps = 20.0);
+ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128, uint32_t height = 96,
+                                   double fps = 20.0);
 
 using orntest::wait_until;
 
@@ -83,8 +83,8 @@ public:
     // Installs this recorder's image and vector callbacks on `ornc`.
     void attach(ornc_t* ornc);
 
-    int frames() const;         // non-null deliveries (images or vectors)
-    int null_calls() const;     // failed transfers (either callback with null)
+    int frames() const;      // non-null deliveries (images or vectors)
+    int null_calls() const;  // failed transfers (either callback with null)
     std::vector<std::vector<ImageCopy>> vectors() const;
     std::vector<ImageCopy> images() const;
     // Time of each non-null delivery.

@@ -1,7 +1,7 @@
 // Adapter and device details, access type and immediate IP configuration
 // of virtual sensors on loopback, through the public API.
-#include <gtest/gtest.h>
 #include <arpa/inet.h>
+#include <gtest/gtest.h>
 
 #include <cstring>
 #include <string>
@@ -106,12 +106,12 @@ TEST_F(SensorDetails, NullDeviceAndInterfaceHandlesGiveNeutralAnswers) {
 
 TEST_F(SensorDetails, LoopbackAdapterDetailsAndTheirHandleOutlivesANewDiscovery) {
     ASSERT_GE(ORNCInterfaceGetIPAddressCount(lo_), 1);
-    EXPECT_EQ("127.0.0.1", text_of([](const ornc_interface_t* i, char* t, int l) {
-                  return ORNCInterfaceGetIPAddress(i, 0, t, l);
-              }, lo_));
-    EXPECT_EQ("255.0.0.0", text_of([](const ornc_interface_t* i, char* t, int l) {
-                  return ORNCInterfaceGetSubnetMask(i, 0, t, l);
-              }, lo_));
+    EXPECT_EQ(
+        "127.0.0.1",
+        text_of([](const ornc_interface_t* i, char* t, int l) { return ORNCInterfaceGetIPAddress(i, 0, t, l); }, lo_));
+    EXPECT_EQ(
+        "255.0.0.0",
+        text_of([](const ornc_interface_t* i, char* t, int l) { return ORNCInterfaceGetSubnetMask(i, 0, t, l); }, lo_));
     EXPECT_EQ("00:00:00:00:00:00", text_of(ORNCInterfaceGetMACAddress, lo_));
     EXPECT_EQ("0.0.0.0", text_of(ORNCInterfaceGetDefaultGateway, lo_));
     EXPECT_EQ("lo", text_of(ORNCInterfaceGetDescription, lo_));

@@ -60,12 +60,12 @@ TEST_F(SensorDiscovery, ModelFileRules) {
         int expected;
     };
     const Case cases[] = {
-        {"Model X\r\n", 2},                        // CR LF is trimmed, the line is a substring
-        {"Model X", 2},                            // last line without an end
-        {" Model X\n", 1},                         // a leading blank is part of the substring
-        {"# Model X\n\n#\r\n", 1},                 // comments and empty lines admit nothing
-        {"\nModel Y\nX 10\n", 2},                  // any line that is a substring
-        {"model x\n", 1},                          // case-sensitive
+        {"Model X\r\n", 2},                           // CR LF is trimmed, the line is a substring
+        {"Model X", 2},                               // last line without an end
+        {" Model X\n", 1},                            // a leading blank is part of the substring
+        {"# Model X\n\n#\r\n", 1},                    // comments and empty lines admit nothing
+        {"\nModel Y\nX 10\n", 2},                     // any line that is a substring
+        {"model x\n", 1},                             // case-sensitive
         {std::string(1100, 'a') + "\nModel X\n", 2},  // a long line does not swallow the next
     };
     for (const Case& c : cases) {

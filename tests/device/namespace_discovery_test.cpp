@@ -2,8 +2,8 @@
 // network namespace of its own, puts a virtual sensor into a second one,
 // and joins the two with a veth pair using link-local addresses. Nothing
 // leaves these namespaces. Skips without root.
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sched.h>
 #include <unistd.h>
 

@@ -192,14 +192,15 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
 
     const uint8_t ack_extended = gvcp::kFlagAckRequired | gvcp::kFlagExtendedIds;
     std::vector<std::vector<uint8_t>> hostile = {
-        {},                                                     // empty
-        {0x42, 0x01, 0x00},                                     // shorter than a header
-        {0x43, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},       // wrong key
-        {0x42, 0x01, 0x00, 0x80, 0x00, 0x00, 0x00, 0x07},       // a READREG, not an event
-        {0x42, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},       // EVENTDATA without its header
+        {},                                                               // empty
+        {0x42, 0x01, 0x00},                                               // shorter than a header
+        {0x43, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},                 // wrong key
+        {0x42, 0x01, 0x00, 0x80, 0x00, 0x00, 0x00, 0x07},                 // a READREG, not an event
+        {0x42, 0x01, 0x00, 0xC2, 0x00, 0x00, 0x00, 0x07},                 // EVENTDATA without its header
         {0x42, 0x01, 0x00, 0xC0, 0x00, 0x05, 0x00, 0x07, 1, 2, 3, 4, 5},  // EVENT, not whole events
     };
-    std::vector<uint8_t> lying_length = eventdata_command(9, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended);
+    std::vector<uint8_t> lying_length =
+        eventdata_command(9, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended);
     lying_length[gvcp::kCmdLengthOffset] = 0x01;  // 400 bytes announced
     lying_length[gvcp::kCmdLengthOffset + 1] = 0x90;
     hostile.push_back(lying_length);
@@ -229,8 +230,8 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
 
     // A well-formed event is acknowledged and reported, with its data; its
     // resend is acknowledged again but not reported twice.
-    const std::vector<uint8_t> good = eventdata_command(77, kFrameEndEventId, 123, 456789, frame_end_data(123, 456789),
-                                                        ack_extended);
+    const std::vector<uint8_t> good =
+        eventdata_command(77, kFrameEndEventId, 123, 456789, frame_end_data(123, 456789), ack_extended);
     raw.send(host, port, good);
     std::vector<uint8_t> ack = raw.receive(2000);
     ASSERT_EQ(ack.size(), gvcp::kHeaderSize);

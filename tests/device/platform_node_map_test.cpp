@@ -72,7 +72,8 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
     <pSelected>TestSelectedB</pSelected>
     <pSelected>TestSelectedA</pSelected>
   </Integer>
-)XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") + R"XML(
+)XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") +
+                             R"XML(
   <Integer Name="TestSelectedA" NameSpace="Custom"><Value>1</Value></Integer>
   <Integer Name="TestSelectedB" NameSpace="Custom"><Value>2</Value></Integer>
   <Integer Name="TestInteger" NameSpace="Custom">
@@ -82,9 +83,10 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
     <pValue>TestIntegerReg</pValue>
     <Min>0</Min><Max>100</Max><Inc>10</Inc>
   </Integer>
-)XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") + int_reg("TestWide", kWide) +
-    int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", "<Cachable>NoCache</Cachable>") +
-    int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
+)XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
+                             int_reg("TestWide", kWide) +
+                             int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", "<Cachable>NoCache</Cachable>") +
+                             int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
   <Float Name="TestFloat" NameSpace="Custom">
     <pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
   </Float>
@@ -96,7 +98,8 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
   <Boolean Name="TestBoolean" NameSpace="Custom">
     <pValue>TestBooleanReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue>
   </Boolean>
-)XML" + int_reg("TestBooleanReg", kBoolean) + R"XML(
+)XML" + int_reg("TestBooleanReg", kBoolean) +
+                             R"XML(
   <StringReg Name="TestString" NameSpace="Custom">
     <Address>0x00100040</Address><Length>16</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
   </StringReg>
@@ -106,9 +109,11 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
     <EnumEntry Name="Mid" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><Value>3</Value></EnumEntry>
     <pValue>TestEnumReg</pValue>
   </Enumeration>
-)XML" + int_reg("TestEnumReg", kEnum) + R"XML(
+)XML" + int_reg("TestEnumReg", kEnum) +
+                             R"XML(
   <Command Name="TestCommand" NameSpace="Custom"><pValue>TestCommandReg</pValue><CommandValue>1</CommandValue></Command>
-)XML" + int_reg("TestCommandReg", kCommand) + R"XML(
+)XML" + int_reg("TestCommandReg", kCommand) +
+                             R"XML(
   <Register Name="TestRegister" NameSpace="Custom">
     <Visibility>Guru</Visibility>
     <Address>0x00100060</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
@@ -120,7 +125,8 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
   <Integer Name="TestIp" NameSpace="Custom">
     <pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
   </Integer>
-)XML" + int_reg("TestIpReg", kIp) + R"XML(
+)XML" + int_reg("TestIpReg", kIp) +
+                             R"XML(
   <StructReg Comment="two bytes of one register">
     <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
     <StructEntry Name="TestStructLow" NameSpace="Custom">
@@ -140,10 +146,10 @@ const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf
 // Features in the order of the file above: categories and ports are not
 // parameters, StructEntry and grouped features stand where they are.
 const std::vector<std::string> kDocumentOrder = {
-    "TestSelector",  "TestSelectorReg", "TestSelectedA", "TestSelectedB",  "TestInteger",  "TestIntegerReg",
-    "TestWide",      "TestReadOnly",    "TestWriteOnly", "TestFloat",      "TestFloatReg", "TestBoolean",
-    "TestBooleanReg", "TestString",     "TestEnum",      "TestEnumReg",    "TestCommand",  "TestCommandReg",
-    "TestRegister",  "TestLocked",      "TestUnavailable", "TestIp",       "TestIpReg",    "TestStructLow",
+    "TestSelector",   "TestSelectorReg", "TestSelectedA",   "TestSelectedB", "TestInteger",  "TestIntegerReg",
+    "TestWide",       "TestReadOnly",    "TestWriteOnly",   "TestFloat",     "TestFloatReg", "TestBoolean",
+    "TestBooleanReg", "TestString",      "TestEnum",        "TestEnumReg",   "TestCommand",  "TestCommandReg",
+    "TestRegister",   "TestLocked",      "TestUnavailable", "TestIp",        "TestIpReg",    "TestStructLow",
     "TestStructHigh", "TestInnerValue"};
 
 class PlatformNodeMap : public ::testing::Test {
@@ -286,9 +292,8 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
         bool writable;
     };
     // TestBoolean is 0: TestLocked is unlocked, TestUnavailable unavailable.
-    const Case off[] = {{"TestInteger", true, true},     {"TestReadOnly", true, false},
-                        {"TestWriteOnly", false, true},  {"TestCommand", false, true},
-                        {"TestLocked", true, true},      {"TestUnavailable", false, false},
+    const Case off[] = {{"TestInteger", true, true},   {"TestReadOnly", true, false}, {"TestWriteOnly", false, true},
+                        {"TestCommand", false, true},  {"TestLocked", true, true},    {"TestUnavailable", false, false},
                         {"TestInnerValue", true, true}};
     for (const Case& c : off) {
         PvGenParameter* parameter = params_->Get(c.name);
@@ -442,10 +447,10 @@ TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
         const char* name;
         const char* text;
     };
-    const Case round_trips[] = {{"TestInteger", "30"},        {"TestWide", "4000000000"},
-                                {"TestFloat", "2.5"},          {"TestBoolean", "true"},
-                                {"TestString", "abc"},         {"TestEnum", "Alpha"},
-                                {"TestIp", "192.168.7.9"},     {"TestRegister", "0102030405060708"}};
+    const Case round_trips[] = {{"TestInteger", "30"},     {"TestWide", "4000000000"},
+                                {"TestFloat", "2.5"},      {"TestBoolean", "true"},
+                                {"TestString", "abc"},     {"TestEnum", "Alpha"},
+                                {"TestIp", "192.168.7.9"}, {"TestRegister", "0102030405060708"}};
     for (const Case& c : round_trips) {
         PvGenParameter* parameter = params_->Get(c.name);
         ASSERT_NE(parameter, nullptr) << c.name;
@@ -455,8 +460,8 @@ TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
     EXPECT_EQ(device_register(kIp), 0xC0A80709u);
     EXPECT_EQ(device_register(kEnum), 1u);
 
-    const Case refused[] = {{"TestInteger", "12x"}, {"TestFloat", ""},          {"TestBoolean", "yes"},
-                            {"TestEnum", "1"},       {"TestRegister", "01020"}, {"TestCommand", "1"}};
+    const Case refused[] = {{"TestInteger", "12x"}, {"TestFloat", ""},         {"TestBoolean", "yes"},
+                            {"TestEnum", "1"},      {"TestRegister", "01020"}, {"TestCommand", "1"}};
     for (const Case& c : refused) {
         EXPECT_TRUE(params_->Get(c.name)->FromString(c.text).IsFailure()) << c.name << " " << c.text;
     }

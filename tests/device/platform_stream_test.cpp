@@ -270,9 +270,7 @@ TEST(PlatformStream, ChunksOfTheRetrievedBufferAreReadThroughTheNodeMap) {
                 expect_scene(buffer->GetImage(), PvPixelMono8, kWidth, kHeight, block_id(buffer));
             }
             EXPECT_TRUE(buffer->HasChunks());
-            ASSERT_TRUE(rig.parameters()
-                            ->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize())
-                            .IsOK());
+            ASSERT_TRUE(rig.parameters()->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize()).IsOK());
             EXPECT_EQ(read_chunk(rig, "ChunkFrameID", &read), static_cast<int64_t>(block_id(buffer)));
             EXPECT_TRUE(read.IsOK()) << describe(read);
             const int64_t timestamp = read_chunk(rig, "ChunkTimestamp", &read);
@@ -291,10 +289,9 @@ TEST(PlatformStream, ChunksOfTheRetrievedBufferAreReadThroughTheNodeMap) {
             EXPECT_EQ(rig.parameters()->AttachDataChunks(foreign, sizeof foreign).GetCode(),
                       PvResult::INVALID_PARAMETER);
             EXPECT_EQ(rig.parameters()->AttachDataChunks(nullptr, 0).GetCode(), PvResult::INVALID_PARAMETER);
-            EXPECT_EQ(rig.parameters()
-                          ->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize() + 1)
-                          .GetCode(),
-                      PvResult::INVALID_PARAMETER);
+            EXPECT_EQ(
+                rig.parameters()->AttachDataChunks(buffer->GetDataPointer(), buffer->GetPayloadSize() + 1).GetCode(),
+                PvResult::INVALID_PARAMETER);
             ASSERT_TRUE(rig.stream()->QueueBuffer(buffer).IsOK());
             EXPECT_EQ(rig.parameters()->AttachDataChunks(buffer->GetDataPointer(), 8).GetCode(),
                       PvResult::INVALID_PARAMETER)

@@ -82,7 +82,8 @@ class TempFile {
 public:
     explicit TempFile(const std::string& name) {
         const char* base = std::getenv("TMPDIR");
-        path_ = std::string(base != nullptr ? base : "/tmp") + "/ornc_platform_" + std::to_string(getpid()) + "_" + name;
+        path_ =
+            std::string(base != nullptr ? base : "/tmp") + "/ornc_platform_" + std::to_string(getpid()) + "_" + name;
     }
     ~TempFile() { std::remove(path_.c_str()); }
     TempFile(const TempFile&) = delete;

@@ -188,11 +188,8 @@ bool stop_device_and_settle(Handle& handle, const FrameLedger& ledger, const orn
                             uint64_t frames_before) {
     EXPECT_EQ(ORNCParamSendCommand(handle.param("AcquisitionStop")), ORNC_OK);
     std::this_thread::sleep_for(200ms);  // a frame on its way when the command came is counted by then
-    return wait_until(
-        [&] {
-            return ledger.tally().seen() >= sensor.counters().frames_sent - frames_before;
-        },
-        kSettleTimeout);
+    return wait_until([&] { return ledger.tally().seen() >= sensor.counters().frames_sent - frames_before; },
+                      kSettleTimeout);
 }
 
 class BrokenPeer : public ::testing::Test {
@@ -231,12 +228,13 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     const ornsim::SensorCounters cut_run = sensor->counters();
     const FrameLedger::Tally cut = ledger.tally();
     const int retrieve_failures = log.count_containing("ERROR: ORNC: Retrievebuffer operation");
-    std::printf("cut every %llu: frames sent %llu, cut %llu; delivered %d, failed %d, not whole %zu; "
-                "%d retrieve-failure lines; resend requests %llu, packets resent %llu\n",
-                static_cast<unsigned long long>(kCutEvery), static_cast<unsigned long long>(cut_run.frames_sent),
-                static_cast<unsigned long long>(cut_run.frames_cut), cut.whole(), cut.failed, cut.faults.size(),
-                retrieve_failures, static_cast<unsigned long long>(cut_run.resend_requests),
-                static_cast<unsigned long long>(cut_run.packets_resent));
+    std::printf(
+        "cut every %llu: frames sent %llu, cut %llu; delivered %d, failed %d, not whole %zu; "
+        "%d retrieve-failure lines; resend requests %llu, packets resent %llu\n",
+        static_cast<unsigned long long>(kCutEvery), static_cast<unsigned long long>(cut_run.frames_sent),
+        static_cast<unsigned long long>(cut_run.frames_cut), cut.whole(), cut.failed, cut.faults.size(),
+        retrieve_failures, static_cast<unsigned long long>(cut_run.resend_requests),
+        static_cast<unsigned long long>(cut_run.packets_resent));
     EXPECT_TRUE(settled) << "frames the sensor sent were neither delivered nor failed";
     ASSERT_GE(cut_run.frames_sent, 2 * kCutEvery) << "too few frames to prove anything";
     EXPECT_EQ(cut_run.frames_cut, cut_run.frames_sent / kCutEvery);
@@ -379,12 +377,13 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     const FrameLedger::Tally delivered = ledger.tally();
     const EventTally::Heard heard = tally.heard();
     const std::vector<int>& frame_ids = heard.frame_ids;
-    std::printf("flood %.0f/s: frames sent %llu, delivered %d, failed %d; flood events sent %llu, "
-                "event callbacks %zu (flood %zu, FrameEnd %zu); stop %.2f s, disconnect %.2f s; "
-                "threads %d -> %d, descriptors %d -> %d\n",
-                kFloodPerSecond, static_cast<unsigned long long>(frames_sent), delivered.whole(), delivered.failed,
-                static_cast<unsigned long long>(flooded), heard.timestamps.size(), heard.flood, frame_ids.size(), stop_s,
-                disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
+    std::printf(
+        "flood %.0f/s: frames sent %llu, delivered %d, failed %d; flood events sent %llu, "
+        "event callbacks %zu (flood %zu, FrameEnd %zu); stop %.2f s, disconnect %.2f s; "
+        "threads %d -> %d, descriptors %d -> %d\n",
+        kFloodPerSecond, static_cast<unsigned long long>(frames_sent), delivered.whole(), delivered.failed,
+        static_cast<unsigned long long>(flooded), heard.timestamps.size(), heard.flood, frame_ids.size(), stop_s,
+        disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
 
     // The acquisition under the flood: every frame, whole, none twice.
     EXPECT_TRUE(settled);

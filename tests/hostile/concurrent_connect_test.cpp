@@ -61,8 +61,8 @@ TEST(ConcurrentConnect, EveryThreadGetsItsOwnWholeDevice) {
                 bool ok = ORNCConnectBySerialNumber(&ornc, &system.sys, serial.c_str()) == ORNC_OK;
                 ok = ok && ORNCGetDeviceParamsCount(&ornc) == whole;
                 int width = 0;
-                ok = ok && ORNCParamGetIntegerValue(ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc),
-                                                                             "SensorWidth"), &width) == ORNC_OK;
+                ok = ok && ORNCParamGetIntegerValue(ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "SensorWidth"),
+                                                    &width) == ORNC_OK;
                 ok = ok && width == 320 + 16 * i;
                 ok = ok && ORNCGetComponentCount(&ornc) == 4;
                 ok = ok && ORNCDisconnect(&ornc) == ORNC_OK;

@@ -21,9 +21,7 @@ using orntest::thread_count;
 
 class Stopwatch {
 public:
-    double seconds() const {
-        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count();
-    }
+    double seconds() const { return std::chrono::duration<double>(std::chrono::steady_clock::now() - start_).count(); }
 
 private:
     std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();

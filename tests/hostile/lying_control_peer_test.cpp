@@ -72,8 +72,8 @@ protected:
             // Whatever the device said, every call answers with a status.
             char text[64];
             for (int i = 0; i < ORNCGetDeviceParamsCount(&ornc); ++i) {
-                const ornc_status_t read = ORNCParamGetValue(ORNCParamsGetParam(ORNCGetDeviceParams(&ornc), i), text,
-                                                             sizeof text);
+                const ornc_status_t read =
+                    ORNCParamGetValue(ORNCParamsGetParam(ORNCGetDeviceParams(&ornc), i), text, sizeof text);
                 EXPECT_LE(read, 0);
             }
         }

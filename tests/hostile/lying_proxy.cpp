@@ -16,14 +16,22 @@ constexpr uint32_t kDescriptionBase = 0x00200000;
 
 const char* lie_name(Lie lie) {
     switch (lie) {
-        case Lie::kNone: return "none";
-        case Lie::kWrongAckIds: return "wrong ack ids";
-        case Lie::kLengthLargerThanDatagram: return "length larger than datagram";
-        case Lie::kShortMemoryReads: return "short memory reads";
-        case Lie::kCorruptDescription: return "corrupt description file";
-        case Lie::kDeniedWrites: return "denied writes";
-        case Lie::kGarbageAfterFew: return "garbage after a few acks";
-        case Lie::kSilentAfterFew: return "silent after a few acks";
+        case Lie::kNone:
+            return "none";
+        case Lie::kWrongAckIds:
+            return "wrong ack ids";
+        case Lie::kLengthLargerThanDatagram:
+            return "length larger than datagram";
+        case Lie::kShortMemoryReads:
+            return "short memory reads";
+        case Lie::kCorruptDescription:
+            return "corrupt description file";
+        case Lie::kDeniedWrites:
+            return "denied writes";
+        case Lie::kGarbageAfterFew:
+            return "garbage after a few acks";
+        case Lie::kSilentAfterFew:
+            return "silent after a few acks";
     }
     return "?";
 }

@@ -15,14 +15,14 @@
 namespace hostile {
 
 enum class Lie {
-    kNone,              // an honest relay: proves the harness itself works
-    kWrongAckIds,       // every ack after discovery answers another request
+    kNone,                      // an honest relay: proves the harness itself works
+    kWrongAckIds,               // every ack after discovery answers another request
     kLengthLargerThanDatagram,  // ack length fields claim more than was sent
-    kShortMemoryReads,  // READMEM acks carry half the data asked for (length field consistent)
-    kCorruptDescription,  // the GenICam file's bytes are scrambled in every READMEM ack
-    kDeniedWrites,      // every WRITEREG / WRITEMEM ack says ACCESS_DENIED
-    kGarbageAfterFew,   // the first few acks are honest, then random bytes
-    kSilentAfterFew,    // the first few acks are honest, then nothing
+    kShortMemoryReads,          // READMEM acks carry half the data asked for (length field consistent)
+    kCorruptDescription,        // the GenICam file's bytes are scrambled in every READMEM ack
+    kDeniedWrites,              // every WRITEREG / WRITEMEM ack says ACCESS_DENIED
+    kGarbageAfterFew,           // the first few acks are honest, then random bytes
+    kSilentAfterFew,            // the first few acks are honest, then nothing
 };
 
 const char* lie_name(Lie lie);

@@ -33,7 +33,9 @@ AckFields honest_fields() {
     AckFields fields;
     fields.model = "lumenGAUGE Honest";
     fields.serial = "HONEST01";
-    fields.vendor = "ORNC Pr\xC3\xBC" "fger\xC3\xA4te";  // UTF-8 is a valid device text
+    fields.vendor =
+        "ORNC Pr\xC3\xBC"
+        "fger\xC3\xA4te";  // UTF-8 is a valid device text
     return fields;
 }
 
@@ -63,15 +65,16 @@ const Hostile kHostiles[] = {
      [](Bytes& ack) { std::fill_n(field(ack, gvcp::kDiscoveryModelOffset), gvcp::MODEL_NAME_SIZE, 'X'); }},
     {"unterminated serial running into the user name",
      [](Bytes& ack) {
-         std::fill_n(field(ack, gvcp::kDiscoverySerialOffset),
-                     gvcp::SERIAL_NUMBER_SIZE + gvcp::USER_DEFINED_NAME_SIZE, 'S');
+         std::fill_n(field(ack, gvcp::kDiscoverySerialOffset), gvcp::SERIAL_NUMBER_SIZE + gvcp::USER_DEFINED_NAME_SIZE,
+                     'S');
      }},
     {"control characters in the vendor", [](Bytes& ack) { field(ack, gvcp::kDiscoveryManufacturerOffset)[1] = 0x1B; }},
     // A UTF-8 lead byte followed by plain ASCII.
     {"broken UTF-8 in the model", [](Bytes& ack) { field(ack, gvcp::kDiscoveryModelOffset)[2] = 0xC3; }},
     {"answers another request",
      [](Bytes& ack) {
-         gvcp::store_be16(&ack[gvcp::kAckIdOffset], static_cast<uint16_t>(gvcp::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
+         gvcp::store_be16(&ack[gvcp::kAckIdOffset],
+                          static_cast<uint16_t>(gvcp::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
      }},
     {"not a discovery ack", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::READREG_ACK); }},
     {"error status", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_BUSY); }},
@@ -135,7 +138,8 @@ TEST_F(HostileDiscovery, OnlyTheHonestPeerIsListedAndEveryBadAckIsLogged) {
 }
 
 TEST_F(HostileDiscovery, FloodOfCopiesYieldsOneDevice) {
-    ScriptedResponder flood(address(19), [](uint16_t id) { return Datagrams(200, ack_from(id, "FLOOD", address(19))); });
+    ScriptedResponder flood(address(19),
+                            [](uint16_t id) { return Datagrams(200, ack_from(id, "FLOOD", address(19))); });
     std::string error;
     ASSERT_TRUE(flood.start(&error)) << error;
     orntest::SystemScope scope;
@@ -201,9 +205,14 @@ TEST_F(HostileDiscovery, RandomlyCorruptedAcksNeverYieldAGarbageDevice) {
             ack[random() % ack.size()] = static_cast<uint8_t>(random());
         }
         switch (random() % 4) {
-            case 0: ack.resize(random() % ack.size()); break;
-            case 1: ack.resize(ack.size() + random() % 300, static_cast<uint8_t>(random())); break;
-            default: break;
+            case 0:
+                ack.resize(random() % ack.size());
+                break;
+            case 1:
+                ack.resize(ack.size() + random() % 300, static_cast<uint8_t>(random()));
+                break;
+            default:
+                break;
         }
         return Datagrams{ack};
     });

@@ -5,9 +5,8 @@
 // discovery broadcasts on every adapter, so they must not see the machine's
 // own network); those need root (unshare -n) and the Aravis tools, and skip
 // cleanly without them.
-#include <gtest/gtest.h>
-
 #include <arv.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -28,208 +27,219 @@ const std::string kCustomGenicam = ORNSIM_CUSTOM_GENICAM;
 const std::string kDeviceId = "ORNC Virtual Sensors-lumenGAUGE Virtual 3D-VS000001";
 
 struct CommandResult {
-  int status = -1;
-  std::string output;
+    int status = -1;
+    std::string output;
 };
 
 // Runs a shell command line, bounded by `timeout`, and returns its exit
 // status and combined output.
 CommandResult run(const std::string& command_line, int timeout_s = 20) {
-  CommandResult r;
-  std::string bounded = "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1";
-  FILE* pipe = ::popen(bounded.c_str(), "r");
-  if (pipe == nullptr) return r;
-  char buffer[4096];
-  size_t n;
-  while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
-  int status = ::pclose(pipe);
-  r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return r;
+    CommandResult r;
+    std::string bounded = "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1";
+    FILE* pipe = ::popen(bounded.c_str(), "r");
+    if (pipe == nullptr) return r;
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
+    int status = ::pclose(pipe);
+    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return r;
 }
 
 std::string quote(const std::string& s) {
-  std::string out = "'";
-  for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return out + "'";
+    std::string out = "'";
+    for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    return out + "'";
 }
 
 // The sensor and `client` (a shell command line) in a fresh namespace.
 CommandResult in_namespace(const std::string& sensor_options, const std::string& client, int timeout_s) {
-  return run("unshare -n sh " + quote(kNetnsScript) + " " + quote(kSensor) + " " + sensor_options + " -- sh -c " +
-                 quote(client),
-             timeout_s);
+    return run("unshare -n sh " + quote(kNetnsScript) + " " + quote(kSensor) + " " + sensor_options + " -- sh -c " +
+                   quote(client),
+               timeout_s);
 }
 
 TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
-  CommandResult help = run(kSensor + " --help");
-  EXPECT_EQ(help.status, 0);
-  for (const char* option : {"--address", "--serial", "--model", "--vendor", "--mac", "--genicam", "--width",
-                             "--height", "--fps", "--loss", "--refuse-writes", "--silent-after", "--ack-delay",
-                             "--cut-frame-every", "--event-flood"})
-    EXPECT_NE(help.output.find(option), std::string::npos) << option;
+    CommandResult help = run(kSensor + " --help");
+    EXPECT_EQ(help.status, 0);
+    for (const char* option :
+         {"--address", "--serial", "--model", "--vendor", "--mac", "--genicam", "--width", "--height", "--fps",
+          "--loss", "--refuse-writes", "--silent-after", "--ack-delay", "--cut-frame-every", "--event-flood"})
+        EXPECT_NE(help.output.find(option), std::string::npos) << option;
 
-  // Usage errors exit with 2, a configuration the sensor cannot use with 1.
-  struct Refused {
-    const char* options;
-    int status;
-    const char* says;
-  };
-  for (const Refused& r : {Refused{" --bogus 1", 2, "unknown option"}, {" --address", 2, ""},
-                           {" --loss 2", 2, "invalid value"}, {" --cut-frame-every -1", 2, "invalid value"},
-                           {" --cut-frame-every x", 2, "invalid value"}, {" --event-flood -5", 2, "invalid value"},
-                           {" --address 300.1.1.1", 1, "invalid IPv4 address"}}) {
-    CommandResult result = run(kSensor + r.options);
-    EXPECT_EQ(result.status, r.status) << r.options;
-    EXPECT_NE(result.output.find(r.says), std::string::npos) << r.options << ": " << result.output;
-  }
+    // Usage errors exit with 2, a configuration the sensor cannot use with 1.
+    struct Refused {
+        const char* options;
+        int status;
+        const char* says;
+    };
+    for (const Refused& r : {Refused{" --bogus 1", 2, "unknown option"},
+                             {" --address", 2, ""},
+                             {" --loss 2", 2, "invalid value"},
+                             {" --cut-frame-every -1", 2, "invalid value"},
+                             {" --cut-frame-every x", 2, "invalid value"},
+                             {" --event-flood -5", 2, "invalid value"},
+                             {" --address 300.1.1.1", 1, "invalid IPv4 address"}}) {
+        CommandResult result = run(kSensor + r.options);
+        EXPECT_EQ(result.status, r.status) << r.options;
+        EXPECT_NE(result.output.find(r.says), std::string::npos) << r.options << ": " << result.output;
+    }
 }
 
 TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
-  for (const char* signal : {"INT", "TERM"}) {
-    const std::string address = ornsim_test::unique_loopback_address(33);
-    // Started, asked over GVCP, signalled, then the same address is free again.
-    const std::string script =
-        "sh -c '" + kSensor + " --address " + address + " --serial VS-TOOL & pid=$!; "
-        "sleep 1; kill -" + signal + " $pid; wait $pid; echo exit=$?'";
-    ornsim_test::GvcpClient client(ornsim_test::ipv4(address));
-    FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
-    ASSERT_NE(pipe, nullptr);
-    std::string output;
-    char line[512];
-    bool answered = false;
-    while (std::fgets(line, sizeof line, pipe) != nullptr) {
-      output += line;
-      if (std::string(line).find("listening") != std::string::npos) answered = client.discovery().received;
+    for (const char* signal : {"INT", "TERM"}) {
+        const std::string address = ornsim_test::unique_loopback_address(33);
+        // Started, asked over GVCP, signalled, then the same address is free again.
+        const std::string script = "sh -c '" + kSensor + " --address " + address +
+                                   " --serial VS-TOOL & pid=$!; "
+                                   "sleep 1; kill -" +
+                                   signal + " $pid; wait $pid; echo exit=$?'";
+        ornsim_test::GvcpClient client(ornsim_test::ipv4(address));
+        FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
+        ASSERT_NE(pipe, nullptr);
+        std::string output;
+        char line[512];
+        bool answered = false;
+        while (std::fgets(line, sizeof line, pipe) != nullptr) {
+            output += line;
+            if (std::string(line).find("listening") != std::string::npos) answered = client.discovery().received;
+        }
+        ::pclose(pipe);
+        EXPECT_TRUE(answered) << output;
+        EXPECT_NE(output.find(std::string("stopped (SIG") + signal + ")"), std::string::npos) << output;
+        EXPECT_NE(output.find("exit=0"), std::string::npos) << output;
+        CommandResult again =
+            run("sh -c '" + kSensor + " --address " + address + " & p=$!; sleep 0.3; kill -INT $p; wait $p'");
+        EXPECT_EQ(again.status, 0) << again.output;
     }
-    ::pclose(pipe);
-    EXPECT_TRUE(answered) << output;
-    EXPECT_NE(output.find(std::string("stopped (SIG") + signal + ")"), std::string::npos) << output;
-    EXPECT_NE(output.find("exit=0"), std::string::npos) << output;
-    CommandResult again = run("sh -c '" + kSensor + " --address " + address + " & p=$!; sleep 0.3; kill -INT $p; wait $p'");
-    EXPECT_EQ(again.status, 0) << again.output;
-  }
 }
 
 class AravisConformance : public ::testing::Test {
- protected:
-  void SetUp() override {
-    if (::geteuid() != 0) GTEST_SKIP() << "needs root to create a network namespace";
-    if (run("unshare -n true", 10).status != 0) GTEST_SKIP() << "network namespaces are not available";
-    if (run("sh -c 'command -v arv-tool-0.8'", 10).status != 0) GTEST_SKIP() << "arv-tool-0.8 (aravis-tools-cli) is not installed";
-  }
+protected:
+    void SetUp() override {
+        if (::geteuid() != 0) GTEST_SKIP() << "needs root to create a network namespace";
+        if (run("unshare -n true", 10).status != 0) GTEST_SKIP() << "network namespaces are not available";
+        if (run("sh -c 'command -v arv-tool-0.8'", 10).status != 0)
+            GTEST_SKIP() << "arv-tool-0.8 (aravis-tools-cli) is not installed";
+    }
 };
 
 TEST_F(AravisConformance, ArvToolListsTheSensorAndReadsAndWritesItsFeatures) {
-  CommandResult r = in_namespace("--serial VS000001",
-                       "arv-tool-0.8 && arv-tool-0.8 -n '" + kDeviceId +
-                           "' control DeviceModelName DeviceSerialNumber Width=320 Width Height PayloadSize "
-                           "ComponentSelector=Intensity PixelFormat GevSCPSPacketSize && "
-                           "arv-tool-0.8 -n '" + kDeviceId + "' control SensorWidth=100",
-                       60);
-  EXPECT_EQ(r.status, 0) << r.output;
-  EXPECT_NE(r.output.find(kDeviceId + " (169.254.1.2)"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("DeviceModelName = lumenGAUGE Virtual 3D"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("DeviceSerialNumber = VS000001"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("Width = 320"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("PayloadSize = 1843200"), std::string::npos) << r.output;  // 320 x 480 x Coord3D_ABC32f
-  EXPECT_NE(r.output.find("PixelFormat = Mono8"), std::string::npos) << r.output;     // of the selected component
-  // A read-only feature is refused by the device itself.
-  EXPECT_NE(r.output.find("SensorWidth write error"), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("write-protect"), std::string::npos) << r.output;
+    CommandResult r =
+        in_namespace("--serial VS000001",
+                     "arv-tool-0.8 && arv-tool-0.8 -n '" + kDeviceId +
+                         "' control DeviceModelName DeviceSerialNumber Width=320 Width Height PayloadSize "
+                         "ComponentSelector=Intensity PixelFormat GevSCPSPacketSize && "
+                         "arv-tool-0.8 -n '" +
+                         kDeviceId + "' control SensorWidth=100",
+                     60);
+    EXPECT_EQ(r.status, 0) << r.output;
+    EXPECT_NE(r.output.find(kDeviceId + " (169.254.1.2)"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("DeviceModelName = lumenGAUGE Virtual 3D"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("DeviceSerialNumber = VS000001"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("Width = 320"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("PayloadSize = 1843200"), std::string::npos) << r.output;  // 320 x 480 x Coord3D_ABC32f
+    EXPECT_NE(r.output.find("PixelFormat = Mono8"), std::string::npos) << r.output;    // of the selected component
+    // A read-only feature is refused by the device itself.
+    EXPECT_NE(r.output.find("SensorWidth write error"), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("write-protect"), std::string::npos) << r.output;
 }
 
 TEST_F(AravisConformance, AnotherGenicamFileDescribesFeaturesInPlainMemory) {
-  CommandResult r = in_namespace("--genicam " + quote(kCustomGenicam),
-                                 "arv-tool-0.8 -n '" + kDeviceId + "' control TestValue=4321 TestLabel=left-bench && "
-                                 "echo second-connection && "
-                                 "arv-tool-0.8 -n '" + kDeviceId + "' control TestValue TestLabel",
-                                 60);
-  EXPECT_EQ(r.status, 0) << r.output;
-  // The second connection reads back what the first one stored.
-  size_t second = r.output.find("second-connection");
-  ASSERT_NE(second, std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("TestValue = 4321", second), std::string::npos) << r.output;
-  EXPECT_NE(r.output.find("TestLabel = left-bench", second), std::string::npos) << r.output;
+    CommandResult r = in_namespace("--genicam " + quote(kCustomGenicam),
+                                   "arv-tool-0.8 -n '" + kDeviceId +
+                                       "' control TestValue=4321 TestLabel=left-bench && "
+                                       "echo second-connection && "
+                                       "arv-tool-0.8 -n '" +
+                                       kDeviceId + "' control TestValue TestLabel",
+                                   60);
+    EXPECT_EQ(r.status, 0) << r.output;
+    // The second connection reads back what the first one stored.
+    size_t second = r.output.find("second-connection");
+    ASSERT_NE(second, std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("TestValue = 4321", second), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("TestLabel = left-bench", second), std::string::npos) << r.output;
 }
 
 // The GenICam schema 1.1 that arv-test bundles, cut out of its executable.
 std::string bundled_schema_1_1() {
-  std::string binary;
-  FILE* in = std::fopen(kArvTest.c_str(), "rb");
-  if (in == nullptr) return "";
-  char chunk[65536];
-  size_t n;
-  while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0) binary.append(chunk, n);
-  std::fclose(in);
-  const std::string ns = "targetNamespace=\"http://www.genicam.org/GenApi/Version_1_1\"";
-  size_t at = binary.find(ns);
-  if (at == std::string::npos) return "";
-  size_t begin = binary.rfind("<?xml", at);
-  size_t end = binary.find("</xs:schema>", at);
-  if (begin == std::string::npos || end == std::string::npos) return "";
-  return binary.substr(begin, end + 12 - begin);
+    std::string binary;
+    FILE* in = std::fopen(kArvTest.c_str(), "rb");
+    if (in == nullptr) return "";
+    char chunk[65536];
+    size_t n;
+    while ((n = std::fread(chunk, 1, sizeof chunk, in)) > 0) binary.append(chunk, n);
+    std::fclose(in);
+    const std::string ns = "targetNamespace=\"http://www.genicam.org/GenApi/Version_1_1\"";
+    size_t at = binary.find(ns);
+    if (at == std::string::npos) return "";
+    size_t begin = binary.rfind("<?xml", at);
+    size_t end = binary.find("</xs:schema>", at);
+    if (begin == std::string::npos || end == std::string::npos) return "";
+    return binary.substr(begin, end + 12 - begin);
 }
 
 TEST_F(AravisConformance, GenicamFileLoadsPlainAndZippedAndValidatesAgainstSchema11) {
-  if (access(kArvTest.c_str(), X_OK) != 0) GTEST_SKIP() << "arv-test-0.8 not found at " << kArvTest;
-  for (const char* options : {"", "--zip-genicam"}) {
-    CommandResult r = in_namespace(options, "arv-tool-0.8 -n '" + kDeviceId + "' genicam", 60);
-    ASSERT_EQ(r.status, 0) << r.output;
-    size_t begin = r.output.find("<?xml");
-    size_t end = r.output.find("</RegisterDescription>");
-    ASSERT_NE(begin, std::string::npos) << options << r.output;
-    ASSERT_NE(end, std::string::npos) << options;
-    std::string xml = r.output.substr(begin, end + 22 - begin);
+    if (access(kArvTest.c_str(), X_OK) != 0) GTEST_SKIP() << "arv-test-0.8 not found at " << kArvTest;
+    for (const char* options : {"", "--zip-genicam"}) {
+        CommandResult r = in_namespace(options, "arv-tool-0.8 -n '" + kDeviceId + "' genicam", 60);
+        ASSERT_EQ(r.status, 0) << r.output;
+        size_t begin = r.output.find("<?xml");
+        size_t end = r.output.find("</RegisterDescription>");
+        ASSERT_NE(begin, std::string::npos) << options << r.output;
+        ASSERT_NE(end, std::string::npos) << options;
+        std::string xml = r.output.substr(begin, end + 22 - begin);
 
-    std::string xsd = bundled_schema_1_1();
-    ASSERT_FALSE(xsd.empty());
-    ArvXmlSchema* schema = arv_xml_schema_new_from_memory(xsd.data(), xsd.size());
-    ASSERT_NE(schema, nullptr);
-    int line = 0, column = 0;
-    GError* error = nullptr;
-    EXPECT_TRUE(arv_xml_schema_validate(schema, xml.data(), xml.size(), &line, &column, &error))
-        << options << " line " << line << ":" << column << " " << (error != nullptr ? error->message : "");
-    if (error != nullptr) g_error_free(error);
-    g_object_unref(schema);
-  }
+        std::string xsd = bundled_schema_1_1();
+        ASSERT_FALSE(xsd.empty());
+        ArvXmlSchema* schema = arv_xml_schema_new_from_memory(xsd.data(), xsd.size());
+        ASSERT_NE(schema, nullptr);
+        int line = 0, column = 0;
+        GError* error = nullptr;
+        EXPECT_TRUE(arv_xml_schema_validate(schema, xml.data(), xml.size(), &line, &column, &error))
+            << options << " line " << line << ":" << column << " " << (error != nullptr ? error->message : "");
+        if (error != nullptr) g_error_free(error);
+        g_object_unref(schema);
+    }
 }
 
 TEST_F(AravisConformance, ArvTestReportsSuccessForEveryTestIncludingMultipartAndChunks) {
-  if (access(kArvTest.c_str(), X_OK) != 0) GTEST_SKIP() << "arv-test-0.8 not found at " << kArvTest;
-  // Both Aravis receivers. The UDP socket one gets a 200 Mbit/s link: a
-  // frame then spreads over tens of milliseconds, and a receiver thread that
-  // a loaded machine deschedules for a few milliseconds still finds its
-  // packets in the socket buffer. 320 x 240 is what the configuration expects.
-  struct Mode {
-    const char* sensor_options;
-    const char* arv_test_options;
-  };
-  for (const Mode& mode : {Mode{"--width 320 --height 240 --link-speed 200", ""},
-                           Mode{"--width 320 --height 240", "--packet-socket"}}) {
-    SCOPED_TRACE(mode.arv_test_options);
-    CommandResult r = in_namespace(mode.sensor_options,
-                                   quote(kArvTest) + " " + mode.arv_test_options + " -c " + quote(kArvTestConfig), 240);
-    ASSERT_EQ(r.status, 0) << r.output;
-    ASSERT_NE(r.output.find("Found 1 device"), std::string::npos) << r.output;
-    std::istringstream lines(r.output);
-    std::string line;
-    int successes = 0;
-    while (std::getline(lines, line)) {
-      EXPECT_EQ(line.find("FAILURE"), std::string::npos) << line;
-      EXPECT_EQ(line.find("NoSupport"), std::string::npos) << line;
-      if (line.find("SUCCESS") != std::string::npos) ++successes;
+    if (access(kArvTest.c_str(), X_OK) != 0) GTEST_SKIP() << "arv-test-0.8 not found at " << kArvTest;
+    // Both Aravis receivers. The UDP socket one gets a 200 Mbit/s link: a
+    // frame then spreads over tens of milliseconds, and a receiver thread that
+    // a loaded machine deschedules for a few milliseconds still finds its
+    // packets in the socket buffer. 320 x 240 is what the configuration expects.
+    struct Mode {
+        const char* sensor_options;
+        const char* arv_test_options;
+    };
+    for (const Mode& mode :
+         {Mode{"--width 320 --height 240 --link-speed 200", ""}, Mode{"--width 320 --height 240", "--packet-socket"}}) {
+        SCOPED_TRACE(mode.arv_test_options);
+        CommandResult r = in_namespace(
+            mode.sensor_options, quote(kArvTest) + " " + mode.arv_test_options + " -c " + quote(kArvTestConfig), 240);
+        ASSERT_EQ(r.status, 0) << r.output;
+        ASSERT_NE(r.output.find("Found 1 device"), std::string::npos) << r.output;
+        std::istringstream lines(r.output);
+        std::string line;
+        int successes = 0;
+        while (std::getline(lines, line)) {
+            EXPECT_EQ(line.find("FAILURE"), std::string::npos) << line;
+            EXPECT_EQ(line.find("NoSupport"), std::string::npos) << line;
+            if (line.find("SUCCESS") != std::string::npos) ++successes;
+        }
+        for (const char* test : {"Genicam:Load", "Properties:SensorSizeCheck", "MultipleAcquisitionA:BufferCheck",
+                                 "MultipleAcquisitionA:FrameRate", "SingleAcquisition:BufferCheck",
+                                 "SoftwareTrigger:BufferCheck", "MultipleAcquisitionB:FrameRate", "Multipart:Enable",
+                                 "Multipart:BufferCheck", "Chunks:BufferCheck", "GigEVision:StreamChannel"}) {
+            size_t at = r.output.find(test);
+            ASSERT_NE(at, std::string::npos) << test << "\n" << r.output;
+            size_t eol = r.output.find('\n', at);
+            EXPECT_NE(r.output.substr(at, eol - at).find("SUCCESS"), std::string::npos)
+                << r.output.substr(at, eol - at);
+        }
+        EXPECT_GE(successes, 18) << r.output;
     }
-    for (const char* test : {"Genicam:Load", "Properties:SensorSizeCheck", "MultipleAcquisitionA:BufferCheck",
-                             "MultipleAcquisitionA:FrameRate", "SingleAcquisition:BufferCheck",
-                             "SoftwareTrigger:BufferCheck", "MultipleAcquisitionB:FrameRate", "Multipart:Enable",
-                             "Multipart:BufferCheck", "Chunks:BufferCheck", "GigEVision:StreamChannel"}) {
-      size_t at = r.output.find(test);
-      ASSERT_NE(at, std::string::npos) << test << "\n" << r.output;
-      size_t eol = r.output.find('\n', at);
-      EXPECT_NE(r.output.substr(at, eol - at).find("SUCCESS"), std::string::npos) << r.output.substr(at, eol - at);
-    }
-    EXPECT_GE(successes, 18) << r.output;
-  }
 }
 
 }  // namespace

@@ -26,351 +26,375 @@ namespace {
 std::string next_address() { return unique_loopback_address(32); }
 
 uint64_t f64_bits(double v) {
-  uint64_t bits;
-  std::memcpy(&bits, &v, sizeof bits);
-  return bits;
+    uint64_t bits;
+    std::memcpy(&bits, &v, sizeof bits);
+    return bits;
 }
 
 class Acquisition : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ornsim::SensorConfig config;
-    config.address = next_address();
-    config.width = 64;
-    config.height = 48;
-    config.fps = 20.0;
-    sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
-    std::string error;
-    ASSERT_TRUE(sensor_->start(&error)) << error;
-    ip_ = ipv4(config.address);
-    client_ = std::make_unique<GvcpClient>(ip_);
-    ASSERT_TRUE(receiver_.ok());
-    ASSERT_TRUE(client_->take_control());
-    ASSERT_EQ(client_->write_registers({{gvcp::REG_SCDA0, ipv4("127.0.0.1")},
-                                        {gvcp::REG_SCP0, receiver_.port()},
-                                        {gvcp::REG_SCPS0, 1500}}).status,
-              gvcp::STATUS_SUCCESS);
-  }
+protected:
+    void SetUp() override {
+        ornsim::SensorConfig config;
+        config.address = next_address();
+        config.width = 64;
+        config.height = 48;
+        config.fps = 20.0;
+        sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
+        std::string error;
+        ASSERT_TRUE(sensor_->start(&error)) << error;
+        ip_ = ipv4(config.address);
+        client_ = std::make_unique<GvcpClient>(ip_);
+        ASSERT_TRUE(receiver_.ok());
+        ASSERT_TRUE(client_->take_control());
+        ASSERT_EQ(
+            client_
+                ->write_registers(
+                    {{gvcp::REG_SCDA0, ipv4("127.0.0.1")}, {gvcp::REG_SCP0, receiver_.port()}, {gvcp::REG_SCPS0, 1500}})
+                .status,
+            gvcp::STATUS_SUCCESS);
+    }
 
-  void set_frame_rate(double hz) {
-    const uint64_t bits = f64_bits(hz);
-    ASSERT_EQ(client_->write_registers({{reg::AcquisitionFrameRate, static_cast<uint32_t>(bits >> 32)},
-                                        {reg::AcquisitionFrameRate + 4, static_cast<uint32_t>(bits)}}).status,
-              gvcp::STATUS_SUCCESS);
-  }
-  // Message channel to `host`, FrameEnd events on, retried every 100 ms twice.
-  void open_message_channel(const UdpEndpoint& host) {
-    ASSERT_EQ(client_->write_registers({{gvcp::REG_MCDA, ipv4("127.0.0.1")}, {gvcp::REG_MCP, host.port()},
-                                        {gvcp::REG_MCTT, 100}, {gvcp::REG_MCRC, 2},
-                                        {reg::EventSelector, reg::kEventFrameEnd}, {reg::EventNotification, 1}}).status,
-              gvcp::STATUS_SUCCESS);
-  }
-  size_t complete_blocks() {
-    size_t n = 0;
-    for (auto& entry : receiver_.blocks()) n += entry.second.complete() ? 1 : 0;
-    return n;
-  }
-  bool wait_blocks(size_t n, milliseconds timeout = milliseconds(3000)) {
-    return receiver_.pump([&] { return complete_blocks() >= n; }, timeout);
-  }
-  uint32_t read(uint32_t address) { return client_->read_register(address); }
+    void set_frame_rate(double hz) {
+        const uint64_t bits = f64_bits(hz);
+        ASSERT_EQ(client_
+                      ->write_registers({{reg::AcquisitionFrameRate, static_cast<uint32_t>(bits >> 32)},
+                                         {reg::AcquisitionFrameRate + 4, static_cast<uint32_t>(bits)}})
+                      .status,
+                  gvcp::STATUS_SUCCESS);
+    }
+    // Message channel to `host`, FrameEnd events on, retried every 100 ms twice.
+    void open_message_channel(const UdpEndpoint& host) {
+        ASSERT_EQ(client_
+                      ->write_registers({{gvcp::REG_MCDA, ipv4("127.0.0.1")},
+                                         {gvcp::REG_MCP, host.port()},
+                                         {gvcp::REG_MCTT, 100},
+                                         {gvcp::REG_MCRC, 2},
+                                         {reg::EventSelector, reg::kEventFrameEnd},
+                                         {reg::EventNotification, 1}})
+                      .status,
+                  gvcp::STATUS_SUCCESS);
+    }
+    size_t complete_blocks() {
+        size_t n = 0;
+        for (auto& entry : receiver_.blocks()) n += entry.second.complete() ? 1 : 0;
+        return n;
+    }
+    bool wait_blocks(size_t n, milliseconds timeout = milliseconds(3000)) {
+        return receiver_.pump([&] { return complete_blocks() >= n; }, timeout);
+    }
+    uint32_t read(uint32_t address) { return client_->read_register(address); }
 
-  std::unique_ptr<ornsim::VirtualSensor> sensor_;
-  std::unique_ptr<GvcpClient> client_;
-  stream_test::StreamReceiver receiver_;
-  uint32_t ip_ = 0;
+    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<GvcpClient> client_;
+    stream_test::StreamReceiver receiver_;
+    uint32_t ip_ = 0;
 };
 
 TEST_F(Acquisition, FiniteModesStopByThemselvesAndEachSoftwareTriggerSendsOneFrame) {
-  set_frame_rate(50.0);
-  // Single frame (whatever the frame count says), then three frames: that
-  // many go out and the device falls idle.
-  for (const auto& [mode, count] : {std::pair<uint32_t, size_t>{reg::kAcquisitionModeSingleFrame, 1},
-                                    {reg::kAcquisitionModeMultiFrame, 3}}) {
+    set_frame_rate(50.0);
+    // Single frame (whatever the frame count says), then three frames: that
+    // many go out and the device falls idle.
+    for (const auto& [mode, count] :
+         {std::pair<uint32_t, size_t>{reg::kAcquisitionModeSingleFrame, 1}, {reg::kAcquisitionModeMultiFrame, 3}}) {
+        receiver_.blocks().clear();
+        ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, mode}, {reg::AcquisitionFrameCount, 3}}).status,
+                  gvcp::STATUS_SUCCESS);
+        ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(wait_blocks(count)) << mode;
+        receiver_.drain(milliseconds(300));
+        EXPECT_EQ(receiver_.blocks().size(), count) << mode;
+        EXPECT_EQ(read(reg::AcquisitionStatus), 0u) << mode;
+    }
+
+    // Triggered: armed and silent, one frame per trigger, none once stopped.
     receiver_.blocks().clear();
-    ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, mode}, {reg::AcquisitionFrameCount, 3}}).status,
+    ASSERT_EQ(client_
+                  ->write_registers({{reg::AcquisitionMode, reg::kAcquisitionModeContinuous},
+                                     {reg::TriggerSelector, 0},
+                                     {reg::TriggerMode, 1},
+                                     {reg::TriggerSource, 0}})
+                  .status,
               gvcp::STATUS_SUCCESS);
     ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-    ASSERT_TRUE(wait_blocks(count)) << mode;
     receiver_.drain(milliseconds(300));
-    EXPECT_EQ(receiver_.blocks().size(), count) << mode;
-    EXPECT_EQ(read(reg::AcquisitionStatus), 0u) << mode;
-  }
-
-  // Triggered: armed and silent, one frame per trigger, none once stopped.
-  receiver_.blocks().clear();
-  ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, reg::kAcquisitionModeContinuous}, {reg::TriggerSelector, 0},
-                                      {reg::TriggerMode, 1}, {reg::TriggerSource, 0}}).status,
-            gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  receiver_.drain(milliseconds(300));
-  EXPECT_EQ(receiver_.blocks().size(), 0u);
-  for (size_t frames = 1; frames <= 2; ++frames) {
+    EXPECT_EQ(receiver_.blocks().size(), 0u);
+    for (size_t frames = 1; frames <= 2; ++frames) {
+        ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(wait_blocks(frames));
+    }
+    receiver_.drain(milliseconds(300));
+    EXPECT_EQ(receiver_.blocks().size(), 2u);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
     ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);
-    ASSERT_TRUE(wait_blocks(frames));
-  }
-  receiver_.drain(milliseconds(300));
-  EXPECT_EQ(receiver_.blocks().size(), 2u);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(reg::TriggerSoftware, 1), gvcp::STATUS_SUCCESS);
-  receiver_.drain(milliseconds(300));
-  EXPECT_EQ(receiver_.blocks().size(), 2u);
+    receiver_.drain(milliseconds(300));
+    EXPECT_EQ(receiver_.blocks().size(), 2u);
 }
 
 // Consecutive block ids and rising timestamps are checked through the
 // library in tests/device and tests/hostile.
 TEST_F(Acquisition, ContinuousModeRunsUntilStoppedAndFrameShapeIsBusyMeanwhile) {
-  set_frame_rate(50.0);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_BUSY);
-  EXPECT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_BUSY);
-  EXPECT_EQ(client_->write_register(reg::ExposureTime, static_cast<uint32_t>(f64_bits(500.0) >> 32)), gvcp::STATUS_SUCCESS);
-  ASSERT_TRUE(wait_blocks(5));
-  EXPECT_EQ(read(reg::AcquisitionStatus), 1u);
-  EXPECT_EQ(read(reg::Width), 64u);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
-  receiver_.drain(milliseconds(200));
-  const size_t after_stop = receiver_.blocks().size();
-  receiver_.drain(milliseconds(300));
-  EXPECT_EQ(receiver_.blocks().size(), after_stop);  // nothing after the stop
-  EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_SUCCESS);
+    set_frame_rate(50.0);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_BUSY);
+    EXPECT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_BUSY);
+    EXPECT_EQ(client_->write_register(reg::ExposureTime, static_cast<uint32_t>(f64_bits(500.0) >> 32)),
+              gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(wait_blocks(5));
+    EXPECT_EQ(read(reg::AcquisitionStatus), 1u);
+    EXPECT_EQ(read(reg::Width), 64u);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+    receiver_.drain(milliseconds(200));
+    const size_t after_stop = receiver_.blocks().size();
+    receiver_.drain(milliseconds(300));
+    EXPECT_EQ(receiver_.blocks().size(), after_stop);  // nothing after the stop
+    EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_SUCCESS);
 }
 
 TEST_F(Acquisition, PayloadSizeFollowsComponentsMultipartAndChunks) {
-  // The frames themselves are checked part by part in the sender's tests and
-  // through Aravis in the stream tests; here the register that sizes buffers.
-  ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_registers({{reg::ComponentSelector, 0}, {reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16}}).status,
-            gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u + 1u));  // a part per component
-  // Intensity off, chunks on: two image parts and a chunk part.
-  ASSERT_EQ(client_->write_registers({{reg::ComponentEnable + 4 * 1, 0}, {reg::ChunkModeActive, 1}}).status, gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u) + 2u * (8u + 8u));
-  // Single image: the first enabled component, its chunk tag, the chunks.
-  ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, 0), gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * 2u + 8u + 2u * 16u);
+    // The frames themselves are checked part by part in the sender's tests and
+    // through Aravis in the stream tests; here the register that sizes buffers.
+    ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(client_
+                  ->write_registers(
+                      {{reg::ComponentSelector, 0}, {reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16}})
+                  .status,
+              gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u + 1u));  // a part per component
+    // Intensity off, chunks on: two image parts and a chunk part.
+    ASSERT_EQ(client_->write_registers({{reg::ComponentEnable + 4 * 1, 0}, {reg::ChunkModeActive, 1}}).status,
+              gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u) + 2u * (8u + 8u));
+    // Single image: the first enabled component, its chunk tag, the chunks.
+    ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, 0), gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * 2u + 8u + 2u * 16u);
 }
 
 // EVENTDATA from the message channel: the command and its fields.
 struct EventPacket {
-  uint16_t req_id = 0, event_id = 0;
-  uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
+    uint16_t req_id = 0, event_id = 0;
+    uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
 };
 bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
-  if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || gvcp::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD) return false;
-  if ((d[1] & gvcp::kFlagExtendedIds) == 0) return false;
-  const uint8_t* p = d.data() + 8;
-  e->req_id = gvcp::load_be16(d.data() + 6);
-  e->event_id = gvcp::load_be16(p + gvcp::kEventIdOffset);
-  e->block_id = gvcp::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
-  e->timestamp = gvcp::load_be64(p + gvcp::kEventExtendedTimestampOffset);
-  e->data_frame_id = gvcp::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
-  e->data_timestamp = gvcp::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
-  return true;
+    if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || gvcp::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD)
+        return false;
+    if ((d[1] & gvcp::kFlagExtendedIds) == 0) return false;
+    const uint8_t* p = d.data() + 8;
+    e->req_id = gvcp::load_be16(d.data() + 6);
+    e->event_id = gvcp::load_be16(p + gvcp::kEventIdOffset);
+    e->block_id = gvcp::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
+    e->timestamp = gvcp::load_be64(p + gvcp::kEventExtendedTimestampOffset);
+    e->data_frame_id = gvcp::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
+    e->data_timestamp = gvcp::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
+    return true;
 }
 // Copies of the next event left unacknowledged: until 400 ms of silence or
 // another event.
 std::vector<EventPacket> unacknowledged_copies(const UdpEndpoint& host) {
-  std::vector<EventPacket> copies;
-  EventPacket e;
-  for (std::vector<uint8_t> d = host.receive(400); copies.size() < 6 && parse_event(d, &e); d = host.receive(400)) {
-    if (!copies.empty() && e.req_id != copies[0].req_id) break;
-    copies.push_back(e);
-  }
-  return copies;
+    std::vector<EventPacket> copies;
+    EventPacket e;
+    for (std::vector<uint8_t> d = host.receive(400); copies.size() < 6 && parse_event(d, &e); d = host.receive(400)) {
+        if (!copies.empty() && e.req_id != copies[0].req_id) break;
+        copies.push_back(e);
+    }
+    return copies;
 }
 void acknowledge_event(const UdpEndpoint& host, uint16_t req_id, uint32_t ip, uint16_t port) {
-  std::vector<uint8_t> ack(8, 0);
-  gvcp::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
-  gvcp::store_be16(ack.data() + 6, req_id);
-  host.send(ack, ip, port);
+    std::vector<uint8_t> ack(8, 0);
+    gvcp::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
+    gvcp::store_be16(ack.data() + 6, req_id);
+    host.send(ack, ip, port);
 }
 
 TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
-  UdpEndpoint host;
-  open_message_channel(host);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  ASSERT_TRUE(wait_blocks(1));
-  // Never acknowledged: the first send and MCRC retries, MCTT apart.
-  const std::vector<EventPacket> copies = unacknowledged_copies(host);
-  ASSERT_EQ(copies.size(), 3u);
-  for (const EventPacket& e : copies) {
-    EXPECT_EQ(e.req_id, copies[0].req_id);
-    EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
-    EXPECT_EQ(e.block_id, receiver_.blocks().begin()->first);
-    EXPECT_EQ(e.data_frame_id, e.block_id);
-    EXPECT_EQ(e.data_timestamp, e.timestamp);
-  }
-  stream_test::ImageLeader leader{};
-  ASSERT_TRUE(stream_test::decode_image_leader(*receiver_.blocks().begin()->second.leader, &leader));
-  EXPECT_EQ(copies[0].timestamp, leader.timestamp);
+    UdpEndpoint host;
+    open_message_channel(host);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(wait_blocks(1));
+    // Never acknowledged: the first send and MCRC retries, MCTT apart.
+    const std::vector<EventPacket> copies = unacknowledged_copies(host);
+    ASSERT_EQ(copies.size(), 3u);
+    for (const EventPacket& e : copies) {
+        EXPECT_EQ(e.req_id, copies[0].req_id);
+        EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
+        EXPECT_EQ(e.block_id, receiver_.blocks().begin()->first);
+        EXPECT_EQ(e.data_frame_id, e.block_id);
+        EXPECT_EQ(e.data_timestamp, e.timestamp);
+    }
+    stream_test::ImageLeader leader{};
+    ASSERT_TRUE(stream_test::decode_image_leader(*receiver_.blocks().begin()->second.leader, &leader));
+    EXPECT_EQ(copies[0].timestamp, leader.timestamp);
 
-  // Acknowledged: sent once.
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  uint32_t device_ip = 0;
-  uint16_t device_port = 0;
-  std::vector<uint8_t> d = host.receive(2000, &device_ip, &device_port);
-  EventPacket e;
-  ASSERT_TRUE(parse_event(d, &e));
-  EXPECT_EQ(device_ip, ip_);
-  EXPECT_EQ(read(gvcp::REG_MCSP), device_port);
-  acknowledge_event(host, e.req_id, device_ip, device_port);
-  EXPECT_TRUE(host.receive(400).empty());
-  EXPECT_GE(sensor_->counters().events_sent, 4u);
+    // Acknowledged: sent once.
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    uint32_t device_ip = 0;
+    uint16_t device_port = 0;
+    std::vector<uint8_t> d = host.receive(2000, &device_ip, &device_port);
+    EventPacket e;
+    ASSERT_TRUE(parse_event(d, &e));
+    EXPECT_EQ(device_ip, ip_);
+    EXPECT_EQ(read(gvcp::REG_MCSP), device_port);
+    acknowledge_event(host, e.req_id, device_ip, device_port);
+    EXPECT_TRUE(host.receive(400).empty());
+    EXPECT_GE(sensor_->counters().events_sent, 4u);
 }
 
 TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
-  ornsim::FaultSwitches faults;
-  faults.cut_frame_every = 3;
-  sensor_->set_faults(faults);
-  set_frame_rate(50.0);
-  constexpr size_t kFrames = 7;
-  ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame},
-                                      {reg::AcquisitionFrameCount, kFrames}}).status,
-            gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  ASSERT_TRUE(receiver_.pump([&] { return receiver_.blocks().size() == kFrames && receiver_.blocks().rbegin()->second.complete(); }));
-  receiver_.drain(milliseconds(300));
-  ASSERT_EQ(receiver_.blocks().size(), kFrames);
+    ornsim::FaultSwitches faults;
+    faults.cut_frame_every = 3;
+    sensor_->set_faults(faults);
+    set_frame_rate(50.0);
+    constexpr size_t kFrames = 7;
+    ASSERT_EQ(client_
+                  ->write_registers(
+                      {{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame}, {reg::AcquisitionFrameCount, kFrames}})
+                  .status,
+              gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(receiver_.pump(
+        [&] { return receiver_.blocks().size() == kFrames && receiver_.blocks().rbegin()->second.complete(); }));
+    receiver_.drain(milliseconds(300));
+    ASSERT_EQ(receiver_.blocks().size(), kFrames);
 
-  // Frames 3 and 6 counted from the switch: leader and the first half of the
-  // payload packets, in order, and nothing after them.
-  const stream_test::CollectedBlock& whole = receiver_.blocks().begin()->second;
-  ASSERT_TRUE(whole.complete());
-  const uint32_t payload_packets = whole.trailer->packet_id - 1;
-  ASSERT_GE(payload_packets, 4u);
-  std::vector<uint64_t> cut_ids;
-  for (auto& entry : receiver_.blocks()) {
-    const stream_test::CollectedBlock& block = entry.second;
-    const bool cut = (entry.first - receiver_.blocks().begin()->first + 1) % 3 == 0;
-    ASSERT_TRUE(block.leader.has_value()) << entry.first;
-    if (!cut) {
-      EXPECT_TRUE(block.complete()) << entry.first;
-      continue;
+    // Frames 3 and 6 counted from the switch: leader and the first half of the
+    // payload packets, in order, and nothing after them.
+    const stream_test::CollectedBlock& whole = receiver_.blocks().begin()->second;
+    ASSERT_TRUE(whole.complete());
+    const uint32_t payload_packets = whole.trailer->packet_id - 1;
+    ASSERT_GE(payload_packets, 4u);
+    std::vector<uint64_t> cut_ids;
+    for (auto& entry : receiver_.blocks()) {
+        const stream_test::CollectedBlock& block = entry.second;
+        const bool cut = (entry.first - receiver_.blocks().begin()->first + 1) % 3 == 0;
+        ASSERT_TRUE(block.leader.has_value()) << entry.first;
+        if (!cut) {
+            EXPECT_TRUE(block.complete()) << entry.first;
+            continue;
+        }
+        cut_ids.push_back(entry.first);
+        EXPECT_FALSE(block.trailer.has_value()) << entry.first;
+        ASSERT_EQ(block.payload.size(), payload_packets / 2) << entry.first;
+        EXPECT_EQ(block.payload.begin()->first, 1u);
+        EXPECT_EQ(block.payload.rbegin()->first, payload_packets / 2);
     }
-    cut_ids.push_back(entry.first);
-    EXPECT_FALSE(block.trailer.has_value()) << entry.first;
-    ASSERT_EQ(block.payload.size(), payload_packets / 2) << entry.first;
-    EXPECT_EQ(block.payload.begin()->first, 1u);
-    EXPECT_EQ(block.payload.rbegin()->first, payload_packets / 2);
-  }
-  ASSERT_EQ(cut_ids.size(), 2u);
+    ASSERT_EQ(cut_ids.size(), 2u);
 
-  // A request for the rest of a cut frame is heard and answered with nothing;
-  // the same request for the last (whole) frame brings those packets back.
-  const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
-  for (const uint64_t id : {cut_id, whole_id}) {
-    std::vector<uint8_t> request(gvcp::kResendExtendedPayloadSize, 0);
-    gvcp::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
-    gvcp::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
-    gvcp::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, id);
-    client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, request, 1, gvcp::kFlagExtendedIds));
-  }
-  receiver_.drain(milliseconds(300));
-  EXPECT_EQ(receiver_.blocks()[cut_id].payload.size(), payload_packets / 2);
-  EXPECT_FALSE(receiver_.blocks()[cut_id].trailer.has_value());
-  const uint32_t rest = payload_packets - payload_packets / 2 + 1;  // with the trailer
-  EXPECT_EQ(receiver_.blocks()[whole_id].resent, rest);
-  ornsim::SensorCounters c = sensor_->counters();
-  EXPECT_EQ(c.frames_sent, kFrames);
-  EXPECT_EQ(c.frames_cut, 2u);
-  EXPECT_EQ(c.resend_requests, 2u);
-  EXPECT_EQ(c.packets_resent, rest);
+    // A request for the rest of a cut frame is heard and answered with nothing;
+    // the same request for the last (whole) frame brings those packets back.
+    const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
+    for (const uint64_t id : {cut_id, whole_id}) {
+        std::vector<uint8_t> request(gvcp::kResendExtendedPayloadSize, 0);
+        gvcp::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
+        gvcp::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
+        gvcp::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, id);
+        client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, request, 1, gvcp::kFlagExtendedIds));
+    }
+    receiver_.drain(milliseconds(300));
+    EXPECT_EQ(receiver_.blocks()[cut_id].payload.size(), payload_packets / 2);
+    EXPECT_FALSE(receiver_.blocks()[cut_id].trailer.has_value());
+    const uint32_t rest = payload_packets - payload_packets / 2 + 1;  // with the trailer
+    EXPECT_EQ(receiver_.blocks()[whole_id].resent, rest);
+    ornsim::SensorCounters c = sensor_->counters();
+    EXPECT_EQ(c.frames_sent, kFrames);
+    EXPECT_EQ(c.frames_cut, 2u);
+    EXPECT_EQ(c.resend_requests, 2u);
+    EXPECT_EQ(c.packets_resent, rest);
 }
 
 TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEvents) {
-  UdpEndpoint host;
-  open_message_channel(host);
-  std::set<uint16_t> flood_ids;     // request ids of flood events seen
-  std::set<uint64_t> frame_events;  // block ids of the frames' own events
-  // Takes events for `ms`, acknowledging each at once; returns how many arrived.
-  auto serve = [&](int ms) {
-    int received = 0;
-    const auto until = std::chrono::steady_clock::now() + milliseconds(ms);
-    while (std::chrono::steady_clock::now() < until) {
-      uint32_t ip = 0;
-      uint16_t port = 0;
-      std::vector<uint8_t> d = host.receive(20, &ip, &port);
-      receiver_.drain(milliseconds(0));
-      EventPacket e;
-      if (d.empty() || !parse_event(d, &e)) continue;
-      ++received;
-      EXPECT_EQ(ip, ip_);
-      EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
-      EXPECT_EQ(e.data_frame_id, e.block_id);
-      EXPECT_EQ(e.data_timestamp, e.timestamp);
-      if (e.block_id == 0) {
-        flood_ids.insert(e.req_id);
-      } else {
-        frame_events.insert(e.block_id);
-      }
-      acknowledge_event(host, e.req_id, ip, port);
+    UdpEndpoint host;
+    open_message_channel(host);
+    std::set<uint16_t> flood_ids;     // request ids of flood events seen
+    std::set<uint64_t> frame_events;  // block ids of the frames' own events
+    // Takes events for `ms`, acknowledging each at once; returns how many arrived.
+    auto serve = [&](int ms) {
+        int received = 0;
+        const auto until = std::chrono::steady_clock::now() + milliseconds(ms);
+        while (std::chrono::steady_clock::now() < until) {
+            uint32_t ip = 0;
+            uint16_t port = 0;
+            std::vector<uint8_t> d = host.receive(20, &ip, &port);
+            receiver_.drain(milliseconds(0));
+            EventPacket e;
+            if (d.empty() || !parse_event(d, &e)) continue;
+            ++received;
+            EXPECT_EQ(ip, ip_);
+            EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
+            EXPECT_EQ(e.data_frame_id, e.block_id);
+            EXPECT_EQ(e.data_timestamp, e.timestamp);
+            if (e.block_id == 0) {
+                flood_ids.insert(e.req_id);
+            } else {
+                frame_events.insert(e.block_id);
+            }
+            acknowledge_event(host, e.req_id, ip, port);
+        }
+        return received;
+    };
+
+    constexpr double kFloodPerS = 200.0;
+    ornsim::FaultSwitches faults;
+    faults.event_flood_per_s = kFloodPerS;
+    sensor_->set_faults(faults);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    serve(1000);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+    // Some 200 in the second; a loaded machine may keep fewer, never more.
+    EXPECT_GE(flood_ids.size(), static_cast<size_t>(kFloodPerS / 4));
+    EXPECT_LE(flood_ids.size(), static_cast<size_t>(kFloodPerS * 1.1) + 1);
+    // The frames' own events still come through between them.
+    EXPECT_GE(frame_events.size(), 5u);
+    serve(200);  // the last frame's event is answered too
+
+    // Unacknowledged, a flood event is retried MCRC times, MCTT apart, and
+    // nothing else is sent while it is in flight.
+    const std::vector<EventPacket> copies = unacknowledged_copies(host);
+    ASSERT_EQ(copies.size(), 3u);
+    EXPECT_EQ(copies[0].block_id, 0u);
+    flood_ids.insert(copies[0].req_id);
+
+    // Switched off, the channel falls quiet; its count is what the host saw.
+    sensor_->set_faults(ornsim::FaultSwitches{});
+    for (int round = 0; round < 20 && serve(400) > 0; ++round) {
     }
-    return received;
-  };
-
-  constexpr double kFloodPerS = 200.0;
-  ornsim::FaultSwitches faults;
-  faults.event_flood_per_s = kFloodPerS;
-  sensor_->set_faults(faults);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  serve(1000);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
-  // Some 200 in the second; a loaded machine may keep fewer, never more.
-  EXPECT_GE(flood_ids.size(), static_cast<size_t>(kFloodPerS / 4));
-  EXPECT_LE(flood_ids.size(), static_cast<size_t>(kFloodPerS * 1.1) + 1);
-  // The frames' own events still come through between them.
-  EXPECT_GE(frame_events.size(), 5u);
-  serve(200);  // the last frame's event is answered too
-
-  // Unacknowledged, a flood event is retried MCRC times, MCTT apart, and
-  // nothing else is sent while it is in flight.
-  const std::vector<EventPacket> copies = unacknowledged_copies(host);
-  ASSERT_EQ(copies.size(), 3u);
-  EXPECT_EQ(copies[0].block_id, 0u);
-  flood_ids.insert(copies[0].req_id);
-
-  // Switched off, the channel falls quiet; its count is what the host saw.
-  sensor_->set_faults(ornsim::FaultSwitches{});
-  for (int round = 0; round < 20 && serve(400) > 0; ++round) {
-  }
-  EXPECT_TRUE(host.receive(400).empty());
-  EXPECT_EQ(sensor_->counters().events_flooded, flood_ids.size());
+    EXPECT_TRUE(host.receive(400).empty());
+    EXPECT_EQ(sensor_->counters().events_flooded, flood_ids.size());
 }
 
 TEST_F(Acquisition, SilentControllerLosesControlAndTheStreamAfterTheHeartbeatTimeout) {
-  ASSERT_EQ(client_->write_register(gvcp::REG_HEARTBEAT_TIMEOUT, 500), gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
-  ASSERT_TRUE(wait_blocks(2));
-  GvcpClient other(ip_);
-  // Commands keep the privilege alive past the timeout...
-  for (int i = 0; i < 4; ++i) {
-    receiver_.pump([] { return false; }, milliseconds(250));
-    EXPECT_EQ(read(gvcp::REG_CCP), gvcp::CCP_CONTROL);
-  }
-  EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
-  // ...silence does not: the privilege goes, and the stream with it.
-  receiver_.drain(milliseconds(1200));
-  const size_t before = receiver_.blocks().size();
-  receiver_.drain(milliseconds(400));
-  EXPECT_EQ(receiver_.blocks().size(), before);
-  EXPECT_EQ(other.read_register(gvcp::REG_CCP), 0u);
-  EXPECT_EQ(other.read_register(gvcp::REG_SCP0), 0u);  // the stream channel closed with the privilege
-  EXPECT_EQ(other.read_register(reg::AcquisitionStatus), 0u);
-  EXPECT_TRUE(other.take_control());
-  EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
+    ASSERT_EQ(client_->write_register(gvcp::REG_HEARTBEAT_TIMEOUT, 500), gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(wait_blocks(2));
+    GvcpClient other(ip_);
+    // Commands keep the privilege alive past the timeout...
+    for (int i = 0; i < 4; ++i) {
+        receiver_.pump([] { return false; }, milliseconds(250));
+        EXPECT_EQ(read(gvcp::REG_CCP), gvcp::CCP_CONTROL);
+    }
+    EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
+    // ...silence does not: the privilege goes, and the stream with it.
+    receiver_.drain(milliseconds(1200));
+    const size_t before = receiver_.blocks().size();
+    receiver_.drain(milliseconds(400));
+    EXPECT_EQ(receiver_.blocks().size(), before);
+    EXPECT_EQ(other.read_register(gvcp::REG_CCP), 0u);
+    EXPECT_EQ(other.read_register(gvcp::REG_SCP0), 0u);  // the stream channel closed with the privilege
+    EXPECT_EQ(other.read_register(reg::AcquisitionStatus), 0u);
+    EXPECT_TRUE(other.take_control());
+    EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
 }
 
 TEST_F(Acquisition, TimestampLatchReadsTheDeviceClock) {
-  EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW), 1000000000u);
-  EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH), 0u);
-  ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH), gvcp::STATUS_SUCCESS);
-  uint64_t first = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
-  std::this_thread::sleep_for(milliseconds(20));
-  ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH), gvcp::STATUS_SUCCESS);
-  uint64_t second = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
-  EXPECT_GE(second - first, 20000000u);  // 1 GHz ticks
+    EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW), 1000000000u);
+    EXPECT_EQ(read(gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH), 0u);
+    ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH),
+              gvcp::STATUS_SUCCESS);
+    uint64_t first = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
+    std::this_thread::sleep_for(milliseconds(20));
+    ASSERT_EQ(client_->write_register(gvcp::REG_TIMESTAMP_CONTROL, gvcp::TIMESTAMP_CONTROL_LATCH),
+              gvcp::STATUS_SUCCESS);
+    uint64_t second = (uint64_t{read(gvcp::REG_TIMESTAMP_VALUE_HIGH)} << 32) | read(gvcp::REG_TIMESTAMP_VALUE_LOW);
+    EXPECT_GE(second - first, 20000000u);  // 1 GHz ticks
 }
 
 }  // namespace

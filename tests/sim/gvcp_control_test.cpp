@@ -25,275 +25,278 @@ namespace {
 std::string next_address() { return unique_loopback_address(31); }
 
 class ControlChannel : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ornsim::SensorConfig config;
-    config.address = next_address();
-    config.serial = "VS-CTL-1";
-    config.mac = "02:00:00:00:31:01";
-    config.width = 64;
-    config.height = 48;
-    sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
-    std::string error;
-    ASSERT_TRUE(sensor_->start(&error)) << error;
-    ip_ = ipv4(config.address);
-    client_ = std::make_unique<GvcpClient>(ip_);
-  }
+protected:
+    void SetUp() override {
+        ornsim::SensorConfig config;
+        config.address = next_address();
+        config.serial = "VS-CTL-1";
+        config.mac = "02:00:00:00:31:01";
+        config.width = 64;
+        config.height = 48;
+        sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
+        std::string error;
+        ASSERT_TRUE(sensor_->start(&error)) << error;
+        ip_ = ipv4(config.address);
+        client_ = std::make_unique<GvcpClient>(ip_);
+    }
 
-  std::unique_ptr<ornsim::VirtualSensor> sensor_;
-  std::unique_ptr<GvcpClient> client_;
-  uint32_t ip_ = 0;
+    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<GvcpClient> client_;
+    uint32_t ip_ = 0;
 };
 
 std::string text_at(const std::vector<uint8_t>& block, size_t offset, size_t size) {
-  if (offset + size > block.size()) return "";
-  return std::string(reinterpret_cast<const char*>(block.data() + offset), strnlen(reinterpret_cast<const char*>(block.data() + offset), size));
+    if (offset + size > block.size()) return "";
+    return std::string(reinterpret_cast<const char*>(block.data() + offset),
+                       strnlen(reinterpret_cast<const char*>(block.data() + offset), size));
 }
 
 TEST_F(ControlChannel, DiscoveryAckCarriesTheWholeBootstrapIdentity) {
-  Ack a = client_->discovery();
-  ASSERT_TRUE(a.received);
-  EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(a.answer, gvcp::DISCOVERY_ACK);
-  ASSERT_EQ(a.payload.size(), gvcp::kDiscoveryAckPayloadSize);
-  const uint8_t* p = a.payload.data();
-  EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryVersionOffset) >> 16, 2u);  // GigE Vision 2.x
-  const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
-  EXPECT_EQ(std::memcmp(p + gvcp::kDiscoveryMacOffset, mac, 6), 0);
-  EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryCurrentIpOffset), ip_);
-  uint32_t supported = gvcp::load_be32(p + gvcp::kDiscoverySupportedIpConfigOffset);
-  EXPECT_EQ(supported & (gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT),
-            gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT);
-  EXPECT_EQ(text_at(a.payload, gvcp::kDiscoveryManufacturerOffset, gvcp::MANUFACTURER_NAME_SIZE), "ORNC Virtual Sensors");
-  EXPECT_EQ(text_at(a.payload, gvcp::kDiscoveryModelOffset, gvcp::MODEL_NAME_SIZE), "lumenGAUGE Virtual 3D");
-  EXPECT_EQ(text_at(a.payload, gvcp::kDiscoverySerialOffset, gvcp::SERIAL_NUMBER_SIZE), "VS-CTL-1");
+    Ack a = client_->discovery();
+    ASSERT_TRUE(a.received);
+    EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(a.answer, gvcp::DISCOVERY_ACK);
+    ASSERT_EQ(a.payload.size(), gvcp::kDiscoveryAckPayloadSize);
+    const uint8_t* p = a.payload.data();
+    EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryVersionOffset) >> 16, 2u);  // GigE Vision 2.x
+    const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
+    EXPECT_EQ(std::memcmp(p + gvcp::kDiscoveryMacOffset, mac, 6), 0);
+    EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryCurrentIpOffset), ip_);
+    uint32_t supported = gvcp::load_be32(p + gvcp::kDiscoverySupportedIpConfigOffset);
+    EXPECT_EQ(supported & (gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT),
+              gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT);
+    EXPECT_EQ(text_at(a.payload, gvcp::kDiscoveryManufacturerOffset, gvcp::MANUFACTURER_NAME_SIZE),
+              "ORNC Virtual Sensors");
+    EXPECT_EQ(text_at(a.payload, gvcp::kDiscoveryModelOffset, gvcp::MODEL_NAME_SIZE), "lumenGAUGE Virtual 3D");
+    EXPECT_EQ(text_at(a.payload, gvcp::kDiscoverySerialOffset, gvcp::SERIAL_NUMBER_SIZE), "VS-CTL-1");
 }
 
 TEST_F(ControlChannel, ReadRegisterAnswersSeveralAddressesAndStopsAtTheFirstBadOne) {
-  Ack a = client_->read_registers({gvcp::REG_VERSION, gvcp::REG_CURRENT_IP_ADDRESS, ornsim::reg::Width});
-  ASSERT_TRUE(a.received);
-  ASSERT_EQ(a.status, gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(a.payload.size(), 12u);
-  EXPECT_EQ(gvcp::load_be32(a.payload.data() + 4), ip_);
-  EXPECT_EQ(gvcp::load_be32(a.payload.data() + 8), 64u);
+    Ack a = client_->read_registers({gvcp::REG_VERSION, gvcp::REG_CURRENT_IP_ADDRESS, ornsim::reg::Width});
+    ASSERT_TRUE(a.received);
+    ASSERT_EQ(a.status, gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(a.payload.size(), 12u);
+    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 4), ip_);
+    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 8), 64u);
 
-  a = client_->read_registers({ornsim::reg::Height, 0x00300000, ornsim::reg::Width});
-  ASSERT_TRUE(a.received);
-  EXPECT_EQ(a.status, gvcp::STATUS_INVALID_ADDRESS);
-  ASSERT_EQ(a.payload.size(), 4u);  // only the value read before the bad address
-  EXPECT_EQ(gvcp::load_be32(a.payload.data()), 48u);
+    a = client_->read_registers({ornsim::reg::Height, 0x00300000, ornsim::reg::Width});
+    ASSERT_TRUE(a.received);
+    EXPECT_EQ(a.status, gvcp::STATUS_INVALID_ADDRESS);
+    ASSERT_EQ(a.payload.size(), 4u);  // only the value read before the bad address
+    EXPECT_EQ(gvcp::load_be32(a.payload.data()), 48u);
 }
 
 TEST_F(ControlChannel, ErrorAcksNameTheFault) {
-  ASSERT_TRUE(client_->take_control());
-  EXPECT_EQ(client_->read_registers({0x00300000}).status, gvcp::STATUS_INVALID_ADDRESS);
-  EXPECT_EQ(client_->read_registers({gvcp::REG_CURRENT_IP_ADDRESS + 2}).status, gvcp::STATUS_BAD_ALIGNMENT);
-  EXPECT_EQ(client_->write_register(gvcp::REG_VERSION, 0x00010000), gvcp::STATUS_WRITE_PROTECT);
-  EXPECT_EQ(client_->write_register(ornsim::reg::PayloadSize, 1), gvcp::STATUS_WRITE_PROTECT);
-  EXPECT_EQ(client_->write_register(0x00300000, 1), gvcp::STATUS_INVALID_ADDRESS);
-  EXPECT_EQ(client_->write_register(ornsim::reg::Width, 100000), gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->transact(gvcp::ACTION_CMD, std::vector<uint8_t>(12, 0)).status, gvcp::STATUS_NOT_IMPLEMENTED);
-  EXPECT_EQ(client_->read_memory(0x0, 0).status, gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->read_memory(0x2, 4).status, gvcp::STATUS_BAD_ALIGNMENT);
-  EXPECT_EQ(client_->read_memory(0x0, 6).status, gvcp::STATUS_BAD_ALIGNMENT);
-  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);  // a failing write changes nothing
+    ASSERT_TRUE(client_->take_control());
+    EXPECT_EQ(client_->read_registers({0x00300000}).status, gvcp::STATUS_INVALID_ADDRESS);
+    EXPECT_EQ(client_->read_registers({gvcp::REG_CURRENT_IP_ADDRESS + 2}).status, gvcp::STATUS_BAD_ALIGNMENT);
+    EXPECT_EQ(client_->write_register(gvcp::REG_VERSION, 0x00010000), gvcp::STATUS_WRITE_PROTECT);
+    EXPECT_EQ(client_->write_register(ornsim::reg::PayloadSize, 1), gvcp::STATUS_WRITE_PROTECT);
+    EXPECT_EQ(client_->write_register(0x00300000, 1), gvcp::STATUS_INVALID_ADDRESS);
+    EXPECT_EQ(client_->write_register(ornsim::reg::Width, 100000), gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->transact(gvcp::ACTION_CMD, std::vector<uint8_t>(12, 0)).status, gvcp::STATUS_NOT_IMPLEMENTED);
+    EXPECT_EQ(client_->read_memory(0x0, 0).status, gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->read_memory(0x2, 4).status, gvcp::STATUS_BAD_ALIGNMENT);
+    EXPECT_EQ(client_->read_memory(0x0, 6).status, gvcp::STATUS_BAD_ALIGNMENT);
+    EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);  // a failing write changes nothing
 }
 
 TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSilencesIt) {
-  ASSERT_TRUE(client_->take_control());
-  Ack a = client_->write_registers({{ornsim::reg::Width, 32}, {ornsim::reg::Height, 20}, {gvcp::REG_VERSION, 0}, {ornsim::reg::Width, 40}});
-  ASSERT_TRUE(a.received);
-  EXPECT_EQ(a.status, gvcp::STATUS_WRITE_PROTECT);
-  ASSERT_EQ(a.payload.size(), 4u);
-  EXPECT_EQ(gvcp::load_be16(a.payload.data() + 2), 2u);
-  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 32u);  // the write after the failure was not applied
-  EXPECT_EQ(client_->read_register(ornsim::reg::Height), 20u);
-  // Payload size follows: the Range component first, Coord3D_ABC32f by default.
-  EXPECT_EQ(client_->read_register(ornsim::reg::PayloadSize), 32u * 20u * 12u);
+    ASSERT_TRUE(client_->take_control());
+    Ack a = client_->write_registers(
+        {{ornsim::reg::Width, 32}, {ornsim::reg::Height, 20}, {gvcp::REG_VERSION, 0}, {ornsim::reg::Width, 40}});
+    ASSERT_TRUE(a.received);
+    EXPECT_EQ(a.status, gvcp::STATUS_WRITE_PROTECT);
+    ASSERT_EQ(a.payload.size(), 4u);
+    EXPECT_EQ(gvcp::load_be16(a.payload.data() + 2), 2u);
+    EXPECT_EQ(client_->read_register(ornsim::reg::Width), 32u);  // the write after the failure was not applied
+    EXPECT_EQ(client_->read_register(ornsim::reg::Height), 20u);
+    // Payload size follows: the Range component first, Coord3D_ABC32f by default.
+    EXPECT_EQ(client_->read_register(ornsim::reg::PayloadSize), 32u * 20u * 12u);
 
-  // Without the acknowledge flag the write is done and nothing answers.
-  std::vector<uint8_t> silent(8);
-  gvcp::store_be32(silent.data(), ornsim::reg::Width);
-  gvcp::store_be32(silent.data() + 4, 24);
-  client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, silent, 300, 0));
-  EXPECT_FALSE(client_->wait_ack(300, 200).received);
-  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 24u);
+    // Without the acknowledge flag the write is done and nothing answers.
+    std::vector<uint8_t> silent(8);
+    gvcp::store_be32(silent.data(), ornsim::reg::Width);
+    gvcp::store_be32(silent.data() + 4, 24);
+    client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, silent, 300, 0));
+    EXPECT_FALSE(client_->wait_ack(300, 200).received);
+    EXPECT_EQ(client_->read_register(ornsim::reg::Width), 24u);
 }
 
 TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
-  GvcpClient other(ip_);
-  ASSERT_TRUE(client_->take_control());
-  EXPECT_EQ(other.read_register(gvcp::REG_CCP), gvcp::CCP_CONTROL);  // reads stay open
-  EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
-  EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
-  // Stream set-up is a write like any other.
-  EXPECT_EQ(other.write_register(gvcp::REG_SCP0, 40000), gvcp::STATUS_ACCESS_DENIED);
-  EXPECT_EQ(other.write_memory(ornsim::reg::kPlainMemoryBase, {1, 2, 3, 4}).status, gvcp::STATUS_ACCESS_DENIED);
+    GvcpClient other(ip_);
+    ASSERT_TRUE(client_->take_control());
+    EXPECT_EQ(other.read_register(gvcp::REG_CCP), gvcp::CCP_CONTROL);  // reads stay open
+    EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
+    EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
+    // Stream set-up is a write like any other.
+    EXPECT_EQ(other.write_register(gvcp::REG_SCP0, 40000), gvcp::STATUS_ACCESS_DENIED);
+    EXPECT_EQ(other.write_memory(ornsim::reg::kPlainMemoryBase, {1, 2, 3, 4}).status, gvcp::STATUS_ACCESS_DENIED);
 
-  // Exclusive access closes reads as well.
-  ASSERT_TRUE(client_->take_control(gvcp::CCP_CONTROL | gvcp::CCP_EXCLUSIVE));
-  EXPECT_EQ(other.read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_ACCESS_DENIED);
-  EXPECT_EQ(other.read_memory(0, 4).status, gvcp::STATUS_ACCESS_DENIED);
-  EXPECT_EQ(client_->read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_SUCCESS);
+    // Exclusive access closes reads as well.
+    ASSERT_TRUE(client_->take_control(gvcp::CCP_CONTROL | gvcp::CCP_EXCLUSIVE));
+    EXPECT_EQ(other.read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_ACCESS_DENIED);
+    EXPECT_EQ(other.read_memory(0, 4).status, gvcp::STATUS_ACCESS_DENIED);
+    EXPECT_EQ(client_->read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_SUCCESS);
 
-  // Released, the device is anyone's.
-  EXPECT_EQ(client_->write_register(gvcp::REG_CCP, 0), gvcp::STATUS_SUCCESS);
-  EXPECT_TRUE(other.take_control());
-  EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
+    // Released, the device is anyone's.
+    EXPECT_EQ(client_->write_register(gvcp::REG_CCP, 0), gvcp::STATUS_SUCCESS);
+    EXPECT_TRUE(other.take_control());
+    EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 }
 
 // Discovery at the new address, and none at the old, is checked through the
 // library in tests/device; here what only the raw command shows.
 TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
-  const std::string old_address = sensor_->current_address();
-  const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
-  std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
-  const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
-  std::memcpy(payload.data() + gvcp::kForceIpMacOffset, mac, 6);
-  gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
-  EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, payload).status, gvcp::STATUS_INVALID_PARAMETER);  // address 0
+    const std::string old_address = sensor_->current_address();
+    const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
+    std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
+    const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
+    std::memcpy(payload.data() + gvcp::kForceIpMacOffset, mac, 6);
+    gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
+    EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, payload).status, gvcp::STATUS_INVALID_PARAMETER);  // address 0
 
-  gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
-  payload[gvcp::kForceIpMacOffset + 5] = 0x02;  // another device's MAC: not for us
-  EXPECT_FALSE(client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300).received);
-  EXPECT_EQ(sensor_->current_address(), old_address);
+    gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
+    payload[gvcp::kForceIpMacOffset + 5] = 0x02;  // another device's MAC: not for us
+    EXPECT_FALSE(client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300).received);
+    EXPECT_EQ(sensor_->current_address(), old_address);
 
-  payload[gvcp::kForceIpMacOffset + 5] = 0x01;
-  Ack a = client_->transact(gvcp::FORCEIP_CMD, payload);
-  ASSERT_TRUE(a.received);
-  EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
-  EXPECT_EQ(sensor_->current_address(), new_address);
+    payload[gvcp::kForceIpMacOffset + 5] = 0x01;
+    Ack a = client_->transact(gvcp::FORCEIP_CMD, payload);
+    ASSERT_TRUE(a.received);
+    EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
+    EXPECT_EQ(sensor_->current_address(), new_address);
 }
 
 TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
-  // Too short for a header, wrong key: dropped.
-  client_->send_raw({0x42, 0x01, 0x00});
-  client_->send_raw({0x43, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x05, 0, 0, 0, 0});
-  EXPECT_FALSE(client_->wait_ack(5, 300).received);
-  // Length field longer than the datagram.
-  std::vector<uint8_t> truncated = GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 9);
-  gvcp::store_be16(truncated.data() + gvcp::kCmdLengthOffset, 400);
-  client_->send_raw(truncated);
-  EXPECT_EQ(client_->wait_ack(9).status, gvcp::STATUS_INVALID_HEADER);
-  // Request id 0 is not a request.
-  client_->send_raw(GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 0));
-  EXPECT_EQ(client_->wait_ack(0).status, gvcp::STATUS_INVALID_HEADER);
-  // Payload sizes that do not fit the command.
-  EXPECT_EQ(client_->transact(gvcp::READREG_CMD, {0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->transact(gvcp::WRITEREG_CMD, {0, 0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->transact(gvcp::READMEM_CMD, {0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->transact(gvcp::WRITEMEM_CMD, {0, 0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
-  EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, std::vector<uint8_t>(10, 0)).status, gvcp::STATUS_INVALID_PARAMETER);
+    // Too short for a header, wrong key: dropped.
+    client_->send_raw({0x42, 0x01, 0x00});
+    client_->send_raw({0x43, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x05, 0, 0, 0, 0});
+    EXPECT_FALSE(client_->wait_ack(5, 300).received);
+    // Length field longer than the datagram.
+    std::vector<uint8_t> truncated = GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 9);
+    gvcp::store_be16(truncated.data() + gvcp::kCmdLengthOffset, 400);
+    client_->send_raw(truncated);
+    EXPECT_EQ(client_->wait_ack(9).status, gvcp::STATUS_INVALID_HEADER);
+    // Request id 0 is not a request.
+    client_->send_raw(GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 0));
+    EXPECT_EQ(client_->wait_ack(0).status, gvcp::STATUS_INVALID_HEADER);
+    // Payload sizes that do not fit the command.
+    EXPECT_EQ(client_->transact(gvcp::READREG_CMD, {0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->transact(gvcp::WRITEREG_CMD, {0, 0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->transact(gvcp::READMEM_CMD, {0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->transact(gvcp::WRITEMEM_CMD, {0, 0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
+    EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, std::vector<uint8_t>(10, 0)).status, gvcp::STATUS_INVALID_PARAMETER);
 
-  // A storm of random datagrams leaves the device answering.
-  std::mt19937 random(1234);
-  for (int i = 0; i < 3000; ++i) {
-    std::vector<uint8_t> junk(random() % 64);
-    for (auto& b : junk) b = static_cast<uint8_t>(random());
-    if (!junk.empty() && i % 2 == 0) junk[0] = gvcp::kKey;
-    if (junk.size() > 3 && i % 4 == 0) junk[3] = static_cast<uint8_t>(0x80 + (random() % 8));  // a real command
-    client_->send_raw(junk);
-  }
-  // Drain whatever the storm provoked, then the device must still answer.
-  client_->drain();
-  Ack alive = client_->discovery();
-  EXPECT_TRUE(alive.received);
-  EXPECT_EQ(alive.answer, gvcp::DISCOVERY_ACK);
-  EXPECT_GT(sensor_->counters().gvcp_errors, 10u);
+    // A storm of random datagrams leaves the device answering.
+    std::mt19937 random(1234);
+    for (int i = 0; i < 3000; ++i) {
+        std::vector<uint8_t> junk(random() % 64);
+        for (auto& b : junk) b = static_cast<uint8_t>(random());
+        if (!junk.empty() && i % 2 == 0) junk[0] = gvcp::kKey;
+        if (junk.size() > 3 && i % 4 == 0) junk[3] = static_cast<uint8_t>(0x80 + (random() % 8));  // a real command
+        client_->send_raw(junk);
+    }
+    // Drain whatever the storm provoked, then the device must still answer.
+    client_->drain();
+    Ack alive = client_->discovery();
+    EXPECT_TRUE(alive.received);
+    EXPECT_EQ(alive.answer, gvcp::DISCOVERY_ACK);
+    EXPECT_GT(sensor_->counters().gvcp_errors, 10u);
 }
 
 TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
-  ASSERT_TRUE(client_->take_control());
-  std::vector<uint8_t> data(256);
-  for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 7);
-  Ack w = client_->write_memory(ornsim::reg::kPlainMemoryBase + 0x100, data);
-  ASSERT_EQ(w.status, gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(gvcp::load_be16(w.payload.data() + 2), 256u);
-  Ack r = client_->read_memory(ornsim::reg::kPlainMemoryBase + 0x100, 256);
-  ASSERT_EQ(r.status, gvcp::STATUS_SUCCESS);
-  ASSERT_EQ(r.payload.size(), 4u + 256u);
-  EXPECT_EQ(gvcp::load_be32(r.payload.data()), ornsim::reg::kPlainMemoryBase + 0x100);
-  EXPECT_TRUE(std::equal(data.begin(), data.end(), r.payload.begin() + 4));
-  // Plain memory ends where documented.
-  EXPECT_EQ(client_->read_memory(ornsim::reg::kPlainMemoryBase + ornsim::reg::kPlainMemorySize - 4, 8).status,
-            gvcp::STATUS_INVALID_ADDRESS);
+    ASSERT_TRUE(client_->take_control());
+    std::vector<uint8_t> data(256);
+    for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 7);
+    Ack w = client_->write_memory(ornsim::reg::kPlainMemoryBase + 0x100, data);
+    ASSERT_EQ(w.status, gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(gvcp::load_be16(w.payload.data() + 2), 256u);
+    Ack r = client_->read_memory(ornsim::reg::kPlainMemoryBase + 0x100, 256);
+    ASSERT_EQ(r.status, gvcp::STATUS_SUCCESS);
+    ASSERT_EQ(r.payload.size(), 4u + 256u);
+    EXPECT_EQ(gvcp::load_be32(r.payload.data()), ornsim::reg::kPlainMemoryBase + 0x100);
+    EXPECT_TRUE(std::equal(data.begin(), data.end(), r.payload.begin() + 4));
+    // Plain memory ends where documented.
+    EXPECT_EQ(client_->read_memory(ornsim::reg::kPlainMemoryBase + ornsim::reg::kPlainMemorySize - 4, 8).status,
+              gvcp::STATUS_INVALID_ADDRESS);
 
-  std::vector<uint8_t> name(16, 0);
-  std::memcpy(name.data(), "bench-left", 10);
-  ASSERT_EQ(client_->write_memory(gvcp::REG_USER_DEFINED_NAME, name).status, gvcp::STATUS_SUCCESS);
-  Ack d = client_->discovery();
-  EXPECT_EQ(text_at(d.payload, gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE), "bench-left");
-  // Writes into read-only or unmapped space change nothing.
-  EXPECT_EQ(client_->write_memory(gvcp::REG_MODEL_NAME, name).status, gvcp::STATUS_WRITE_PROTECT);
-  EXPECT_EQ(client_->write_memory(0x00300000, name).status, gvcp::STATUS_INVALID_ADDRESS);
+    std::vector<uint8_t> name(16, 0);
+    std::memcpy(name.data(), "bench-left", 10);
+    ASSERT_EQ(client_->write_memory(gvcp::REG_USER_DEFINED_NAME, name).status, gvcp::STATUS_SUCCESS);
+    Ack d = client_->discovery();
+    EXPECT_EQ(text_at(d.payload, gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE), "bench-left");
+    // Writes into read-only or unmapped space change nothing.
+    EXPECT_EQ(client_->write_memory(gvcp::REG_MODEL_NAME, name).status, gvcp::STATUS_WRITE_PROTECT);
+    EXPECT_EQ(client_->write_memory(0x00300000, name).status, gvcp::STATUS_INVALID_ADDRESS);
 }
 
 TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
-  ornsim::FaultSwitches faults;
-  faults.refuse_writes_feature = "Width";
-  sensor_->set_faults(faults);
-  ASSERT_TRUE(client_->take_control());
-  EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
-  EXPECT_EQ(client_->write_register(ornsim::reg::Height, 32), gvcp::STATUS_SUCCESS);
-  EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);
-  sensor_->set_faults({});
-  EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "Width";
+    sensor_->set_faults(faults);
+    ASSERT_TRUE(client_->take_control());
+    EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
+    EXPECT_EQ(client_->write_register(ornsim::reg::Height, 32), gvcp::STATUS_SUCCESS);
+    EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);
+    sensor_->set_faults({});
+    EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 
-  // A feature indexed by a selector is refused for every index, and its
-  // neighbours stay writable.
-  faults.refuse_writes_feature = "ComponentEnable";
-  sensor_->set_faults(faults);
-  for (uint32_t index = 0; index < 3; ++index) {
-    EXPECT_EQ(client_->write_register(ornsim::reg::ComponentEnable + 4 * index, 1), gvcp::STATUS_ACCESS_DENIED)
-        << index;
-  }
-  EXPECT_EQ(client_->write_register(ornsim::reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16),
-            gvcp::STATUS_SUCCESS);
+    // A feature indexed by a selector is refused for every index, and its
+    // neighbours stay writable.
+    faults.refuse_writes_feature = "ComponentEnable";
+    sensor_->set_faults(faults);
+    for (uint32_t index = 0; index < 3; ++index) {
+        EXPECT_EQ(client_->write_register(ornsim::reg::ComponentEnable + 4 * index, 1), gvcp::STATUS_ACCESS_DENIED)
+            << index;
+    }
+    EXPECT_EQ(client_->write_register(ornsim::reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16),
+              gvcp::STATUS_SUCCESS);
 }
 
 TEST_F(ControlChannel, AckDelayAndSilenceFaults) {
-  ornsim::FaultSwitches faults;
-  faults.ack_delay_ms = 150;
-  sensor_->set_faults(faults);
-  auto t0 = Clock::now();
-  ASSERT_TRUE(client_->discovery().received);
-  EXPECT_GE(Clock::now() - t0, std::chrono::milliseconds(140));
+    ornsim::FaultSwitches faults;
+    faults.ack_delay_ms = 150;
+    sensor_->set_faults(faults);
+    auto t0 = Clock::now();
+    ASSERT_TRUE(client_->discovery().received);
+    EXPECT_GE(Clock::now() - t0, std::chrono::milliseconds(140));
 
-  faults.ack_delay_ms = 0;
-  faults.silent_after_s = 0.2;
-  sensor_->set_faults(faults);
-  EXPECT_TRUE(client_->discovery().received);
-  std::this_thread::sleep_for(std::chrono::milliseconds(300));
-  EXPECT_FALSE(client_->transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired, 300).received);
-  sensor_->set_faults({});  // cleared, it answers again
-  EXPECT_TRUE(client_->discovery().received);
+    faults.ack_delay_ms = 0;
+    faults.silent_after_s = 0.2;
+    sensor_->set_faults(faults);
+    EXPECT_TRUE(client_->discovery().received);
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    EXPECT_FALSE(client_->transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired, 300).received);
+    sensor_->set_faults({});  // cleared, it answers again
+    EXPECT_TRUE(client_->discovery().received);
 }
 
 TEST(SensorLifecycle, BadConfigurationIsRefusedWithAMessage) {
-  std::string error;
-  ornsim::SensorConfig config;
-  config.address = "127.31.0.300";
-  EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
-  EXPECT_NE(error.find("address"), std::string::npos);
-  config.address = next_address();
-  config.mac = "02:00:zz:00:00:01";
-  EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
-  EXPECT_NE(error.find("MAC"), std::string::npos);
-  config.mac = "02:00:00:00:00:01";
-  config.genicam_file = "/nonexistent/sensor.xml";
-  EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
-  EXPECT_NE(error.find("GenICam"), std::string::npos);
-  // Two devices cannot share an address.
-  config.genicam_file.clear();
-  ornsim::VirtualSensor first(config);
-  ASSERT_TRUE(first.start(&error)) << error;
-  ornsim::VirtualSensor second(config);
-  EXPECT_FALSE(second.start(&error));
-  // Stop is idempotent and the address is free again afterwards.
-  first.stop();
-  first.stop();
-  EXPECT_TRUE(second.start(&error)) << error;
+    std::string error;
+    ornsim::SensorConfig config;
+    config.address = "127.31.0.300";
+    EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
+    EXPECT_NE(error.find("address"), std::string::npos);
+    config.address = next_address();
+    config.mac = "02:00:zz:00:00:01";
+    EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
+    EXPECT_NE(error.find("MAC"), std::string::npos);
+    config.mac = "02:00:00:00:00:01";
+    config.genicam_file = "/nonexistent/sensor.xml";
+    EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
+    EXPECT_NE(error.find("GenICam"), std::string::npos);
+    // Two devices cannot share an address.
+    config.genicam_file.clear();
+    ornsim::VirtualSensor first(config);
+    ASSERT_TRUE(first.start(&error)) << error;
+    ornsim::VirtualSensor second(config);
+    EXPECT_FALSE(second.start(&error));
+    // Stop is idempotent and the address is free again afterwards.
+    first.stop();
+    first.stop();
+    EXPECT_TRUE(second.start(&error)) << error;
 }
 
 }  // namespace

@@ -76,11 +76,15 @@ TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
     for (const std::string& key : {std::string("TOOL-INFO"), block_address(4), std::string("Virtual 3D")}) {
         ToolResult r = tool({"info", key});
         ASSERT_EQ(r.exit_code, 0) << key << "\n" << report(r);
-        for (const auto& field : std::vector<std::pair<std::string, std::string>>{
-                 {"Serial number", "TOOL-INFO"}, {"IP address", block_address(4)}, {"MAC address", "02:00:00:00:73:04"},
-                 {"GigE Vision version", "2.1"}, {"Vendor", "ORNC Virtual Sensors"}, {"Access", "open"},
-                 {"Adapter ", "lo"}}) {
-            EXPECT_NE(line_with(r.out, field.first).find(field.second), std::string::npos) << field.first << "\n" << r.out;
+        for (const auto& field : std::vector<std::pair<std::string, std::string>>{{"Serial number", "TOOL-INFO"},
+                                                                                  {"IP address", block_address(4)},
+                                                                                  {"MAC address", "02:00:00:00:73:04"},
+                                                                                  {"GigE Vision version", "2.1"},
+                                                                                  {"Vendor", "ORNC Virtual Sensors"},
+                                                                                  {"Access", "open"},
+                                                                                  {"Adapter ", "lo"}}) {
+            EXPECT_NE(line_with(r.out, field.first).find(field.second), std::string::npos) << field.first << "\n"
+                                                                                           << r.out;
         }
     }
     const ToolResult r = tool({"info", "NO-SUCH-SERIAL"});
@@ -188,7 +192,7 @@ TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
     EXPECT_EQ(param_row(r.out, "0"),
               (std::vector<std::string>{"0", "0", "0", "0", "Range", "Coord3D_ABC32f", "(0x026000C0)", "yes"}));
     EXPECT_EQ(param_row(r.out, "1"), (std::vector<std::string>{"1", "0", "0", "0", "Range", "Coord3D_C16",
-                                                                "(0x011000B8)", "other", "format"}));
+                                                               "(0x011000B8)", "other", "format"}));
     EXPECT_EQ(param_row(r.out, "2").back(), "yes");
     EXPECT_EQ(param_row(r.out, "3")[4], "Confidence");
     EXPECT_NE(r.out.find("4 component entries."), std::string::npos);
@@ -209,7 +213,8 @@ TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
     expect_output({"set", "TOOL-COMP", "ComponentSelector", "Range"}, "ComponentSelector = Range\n");
     expect_output({"get", "TOOL-COMP", "PixelFormat"}, "Coord3D_C16\n");
 
-    expect_failure({"components", "TOOL-COMP", "enable", "Colour"}, 1, "no component 'Colour': Element not found (-16)");
+    expect_failure({"components", "TOOL-COMP", "enable", "Colour"}, 1,
+                   "no component 'Colour': Element not found (-16)");
     expect_failure({"components", "TOOL-COMP", "toggle", "0"}, 2, "");
     expect_failure({"components", "TOOL-COMP", "enable"}, 2, "");
 }
@@ -230,7 +235,8 @@ TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
     expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask"}, std::to_string(0xFFFF0000u) + "\n");
     expect_output({"get", "TOOL-IP", "GevCurrentIPConfigurationPersistentIP"}, "true\n");
 
-    expect_failure({"ipconfig", "TOOL-IP", "--ip", "127.300.0.1", "--mask", "255.0.0.0"}, 2, "IP address invalid (-217)");
+    expect_failure({"ipconfig", "TOOL-IP", "--ip", "127.300.0.1", "--mask", "255.0.0.0"}, 2,
+                   "IP address invalid (-217)");
     expect_failure({"ipconfig", "TOOL-IP", "--ip", block_address(12)}, 2, "");
     EXPECT_EQ(sensor.current_address(), block_address(11)) << "refused calls move nothing";
 }

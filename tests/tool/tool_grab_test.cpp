@@ -20,7 +20,9 @@ struct GrayImage {
     int width = 0;
     int height = 0;
     std::vector<uint8_t> pixels;
-    uint8_t at(int u, int v) const { return pixels[static_cast<size_t>(v) * static_cast<size_t>(width) + static_cast<size_t>(u)]; }
+    uint8_t at(int u, int v) const {
+        return pixels[static_cast<size_t>(v) * static_cast<size_t>(width) + static_cast<size_t>(u)];
+    }
 };
 
 bool read_png(const std::string& path, GrayImage* image) {
@@ -165,8 +167,10 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         ASSERT_LT(scene.f, 50);
         for (const auto& uv : {std::make_pair(0, 0), std::make_pair(10, 10), std::make_pair(159, 119),
                                std::make_pair(scene.cu(), scene.cv()), std::make_pair(77, 33)}) {
-            EXPECT_EQ(intensity.at(uv.first, uv.second), scene.intensity(uv.first, uv.second)) << uv.first << "," << uv.second;
-            EXPECT_EQ(confidence.at(uv.first, uv.second), scene.confidence(uv.first, uv.second)) << uv.first << "," << uv.second;
+            EXPECT_EQ(intensity.at(uv.first, uv.second), scene.intensity(uv.first, uv.second))
+                << uv.first << "," << uv.second;
+            EXPECT_EQ(confidence.at(uv.first, uv.second), scene.confidence(uv.first, uv.second))
+                << uv.first << "," << uv.second;
         }
         EXPECT_EQ(confidence.at(scene.cu(), scene.cv()), 255);
         EXPECT_EQ(confidence.at(0, 0), 0);
@@ -174,16 +178,16 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         PlyFile ply;
         std::string error;
         ASSERT_TRUE(read_ply(dir_ + stem + "_range.ply", &ply, &error)) << error;
-        EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red",
-                                                             "uchar green", "uchar blue", "uchar confidence"}));
+        EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red", "uchar green",
+                                                            "uchar blue", "uchar confidence"}));
         EXPECT_EQ(ply.vertices, scene.valid_count());
         long mismatches = 0;
         for (const Point& p : ply.points) {
             const int u = static_cast<int>(std::lround(static_cast<double>(p.x) / 0.5 + (kWidth - 1) / 2.0));
             const int v = static_cast<int>(std::lround(static_cast<double>(p.y) / 0.5 + (kHeight - 1) / 2.0));
             const bool ok = u >= 0 && u < kWidth && v >= 0 && v < kHeight && scene.valid(u, v) &&
-                            std::fabs(static_cast<double>(p.z) - scene.z(u, v)) < 1e-3 && p.grey == scene.intensity(u, v) &&
-                            p.confidence == scene.confidence(u, v);
+                            std::fabs(static_cast<double>(p.z) - scene.z(u, v)) < 1e-3 &&
+                            p.grey == scene.intensity(u, v) && p.confidence == scene.confidence(u, v);
             if (!ok && ++mismatches <= 3) {
                 ADD_FAILURE() << "point (" << p.x << ", " << p.y << ", " << p.z << ") grey " << int(p.grey)
                               << " confidence " << int(p.confidence) << " does not match pixel " << u << "," << v;
@@ -195,9 +199,7 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
     const Scene first_frame{kWidth, kHeight, 1};
-    EXPECT_NE(summary.find("\"points\": " + std::to_string(first_frame.valid_count())),
-              std::string::npos)
-        << summary;
+    EXPECT_NE(summary.find("\"points\": " + std::to_string(first_frame.valid_count())), std::string::npos) << summary;
 }
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {

@@ -6,10 +6,10 @@
 
 #include <atomic>
 #include <cerrno>
-#include <cstring>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
+#include <cstring>
 #include <deque>
 #include <map>
 #include <mutex>
@@ -80,9 +80,7 @@ struct InterruptScope {
 
 using Clock = std::chrono::steady_clock;
 
-double seconds_since(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
+double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
 // Frames handed over from the acquisition thread to the tool's thread.
 struct FrameQueue {
@@ -135,9 +133,7 @@ private:
 };
 
 void on_image(orn_image_t* image, void* userdata) { static_cast<FrameQueue*>(userdata)->push_image(image); }
-void on_image_vector(orn_image_vec_t* vec, void* userdata) {
-    static_cast<FrameQueue*>(userdata)->push_vector(vec);
-}
+void on_image_vector(orn_image_vec_t* vec, void* userdata) { static_cast<FrameQueue*>(userdata)->push_vector(vec); }
 
 void draw_progress(long done, long total, double elapsed, double bytes) {
     if (!isatty(STDERR_FILENO)) return;
@@ -302,10 +298,9 @@ int run_grab(int argc, char** argv) {
         }
         if (range != nullptr) {
             const std::string path = out_dir + "/" + stem + "_range.ply";
-            frame.points = write_point_cloud_ply(path, *range, intensity, confidence,
-                                                 "ornc-tool grab: " + model + " " + serial + ", frame " +
-                                                     std::to_string(frame.index),
-                                                 &write_error);
+            frame.points = write_point_cloud_ply(
+                path, *range, intensity, confidence,
+                "ornc-tool grab: " + model + " " + serial + ", frame " + std::to_string(frame.index), &write_error);
             if (frame.points >= 0) frame.files.push_back(path);
         }
         for (const FramePart* image : {intensity, confidence}) {
@@ -367,8 +362,8 @@ int run_grab(int argc, char** argv) {
     if (!write_error.empty()) return cli.fail(kExitFailed, write_error);
     if (interrupted) return cli.fail(kExitFailed, "interrupted");
     if (static_cast<long long>(written.size()) < frames_wanted) {
-        return cli.fail(kExitFailed, "no frame for " + std::to_string(timeout_s) + " s: " +
-                                         status_text(ORNC_ERR_ACQUI_NOT_STARTED));
+        return cli.fail(kExitFailed,
+                        "no frame for " + std::to_string(timeout_s) + " s: " + status_text(ORNC_ERR_ACQUI_NOT_STARTED));
     }
     return kExitOk;
 }
@@ -484,7 +479,8 @@ int run_events(int argc, char** argv) {
         for (const std::string& line : lines) std::printf("%8.3f  %s\n", seconds_since(start), line.c_str());
         for (ornc_param_t* param : changed) {
             std::string value;
-            if (!ORNCParamIsReadable(param) || param_value_text(param, false, &value) != ORNC_OK) value = "(not readable)";
+            if (!ORNCParamIsReadable(param) || param_value_text(param, false, &value) != ORNC_OK)
+                value = "(not readable)";
             std::printf("%8.3f  parameter  %s = %s\n", seconds_since(start), param_name(param).c_str(), value.c_str());
         }
         std::fflush(stdout);

@@ -45,8 +45,8 @@ bool CommandLine::parse(int argc, char** argv) {
         }
         // A lone "-" and negative numbers ("-5" as a value to set) are
         // positional arguments, not options.
-        const bool looks_like_option = !options_ended && arg.size() > 1 && arg[0] == '-' &&
-                                       !(arg[1] >= '0' && arg[1] <= '9') && arg[1] != '.';
+        const bool looks_like_option =
+            !options_ended && arg.size() > 1 && arg[0] == '-' && !(arg[1] >= '0' && arg[1] <= '9') && arg[1] != '.';
         if (!looks_like_option) {
             positional_.push_back(arg);
             continue;
@@ -85,12 +85,10 @@ bool CommandLine::parse(int argc, char** argv) {
         given_.emplace_back(spec->name, value);
     }
     if (positional_.size() < min_positionals_ || positional_.size() > max_positionals_) {
-        exit_code_ = fail(kExitUsage, positional_.size() < min_positionals_ ? "missing argument (see ornc-tool " +
-                                                                                  command_ + " --help)"
-                                                                            : "too many arguments: '" +
-                                                                                  positional_[max_positionals_] +
-                                                                                  "' (see ornc-tool " + command_ +
-                                                                                  " --help)");
+        exit_code_ = fail(kExitUsage, positional_.size() < min_positionals_
+                                          ? "missing argument (see ornc-tool " + command_ + " --help)"
+                                          : "too many arguments: '" + positional_[max_positionals_] +
+                                                "' (see ornc-tool " + command_ + " --help)");
         return false;
     }
     return true;

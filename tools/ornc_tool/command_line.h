@@ -21,8 +21,8 @@ enum ExitCode {
 };
 
 struct OptionSpec {
-    std::string name;       // "--out"
-    std::string short_name; // "-n", or empty
+    std::string name;        // "--out"
+    std::string short_name;  // "-n", or empty
     bool takes_value;
     bool repeatable;
 };

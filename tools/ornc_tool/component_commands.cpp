@@ -66,8 +66,7 @@ void print_table(ornc_t* ornc) {
         char pixel[64];
         std::snprintf(pixel, sizeof pixel, "%s (0x%08X)", comp->pixelname, static_cast<unsigned>(comp->pixelformat));
         table.add({std::to_string(i), std::to_string(comp->source), std::to_string(comp->region),
-                   std::to_string(comp->component), comp->compname, pixel,
-                   enabled_text(ornc, comp)});
+                   std::to_string(comp->component), comp->compname, pixel, enabled_text(ornc, comp)});
     }
     table.print(stdout);
     std::printf("%d component entr%s.\n", count, count == 1 ? "y" : "ies");

@@ -54,8 +54,7 @@ ornc_status_t Connection::open(const ornc_device_t* device) {
     return ORNCConnectByDevice(&ornc_, device);
 }
 
-const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery,
-                                 int* exit_code) {
+const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery, int* exit_code) {
     const ornc_status_t status = discovery->run();
     if (status != ORNC_OK) {
         *exit_code = cli.fail_status("discovery failed", status);
@@ -64,8 +63,8 @@ const ornc_device_t* find_device(const CommandLine& cli, const std::string& key,
     const ornc_device_t* device = discovery->find(key);
     if (device == nullptr) {
         const int count = ORNCSysGetDeviceCount(discovery->system());
-        std::string text = "no supported device matches '" + key + "' (" + std::to_string(count) +
-                           " supported device" + (count == 1 ? "" : "s") + " found; see ornc-tool list)";
+        std::string text = "no supported device matches '" + key + "' (" + std::to_string(count) + " supported device" +
+                           (count == 1 ? "" : "s") + " found; see ornc-tool list)";
         *exit_code = cli.fail(kExitNotFound, text);
         return nullptr;
     }
@@ -95,11 +94,16 @@ std::string adapter_address_text(int (*getter)(const ornc_interface_t*, int, cha
 
 const char* access_type_name(ornc_access_type_t access) {
     switch (access) {
-    case ORNC_ACCESS_TYPE_OPEN: return "open";
-    case ORNC_ACCESS_TYPE_CONTROL: return "controlled";
-    case ORNC_ACCESS_TYPE_READONLY: return "read-only";
-    case ORNC_ACCESS_TYPE_EXCLUSIVE: return "exclusive";
-    case ORNC_ACCESS_TYPE_UNKNOWN: break;
+        case ORNC_ACCESS_TYPE_OPEN:
+            return "open";
+        case ORNC_ACCESS_TYPE_CONTROL:
+            return "controlled";
+        case ORNC_ACCESS_TYPE_READONLY:
+            return "read-only";
+        case ORNC_ACCESS_TYPE_EXCLUSIVE:
+            return "exclusive";
+        case ORNC_ACCESS_TYPE_UNKNOWN:
+            break;
     }
     return "unknown";
 }

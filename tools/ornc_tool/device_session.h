@@ -58,8 +58,7 @@ private:
 bool connect_device(const CommandLine& cli, const std::string& key, Discovery* discovery, Connection* connection,
                     int* exit_code);
 // Discovers and finds DEVICE without connecting.
-const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery,
-                                 int* exit_code);
+const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery, int* exit_code);
 
 // Texts of the ORN_StringCopy family as std::string ("" on failure).
 template <typename Handle>

@@ -95,8 +95,8 @@ int run_list(int argc, char** argv) {
             if (cli.has("--brief")) {
                 std::printf("%s\t%s\t%s\n", row.serial.c_str(), row.ip.c_str(), row.model.c_str());
             }
-            device_table.add({adapter_rows[static_cast<size_t>(a)][0], row.model, row.serial, row.ip, row.mac,
-                              row.access});
+            device_table.add(
+                {adapter_rows[static_cast<size_t>(a)][0], row.model, row.serial, row.ip, row.mac, row.access});
         }
     }
     if (cli.has("--brief")) return kExitOk;
@@ -131,9 +131,8 @@ int run_info(int argc, char** argv) {
     table.add({"Vendor", text_of(ORNCDeviceGetVendorName, device)});
     table.add({"Serial number", text_of(ORNCDeviceGetSerialNumber, device)});
     table.add({"Device ID", text_of(ORNCDeviceGetID, device)});
-    table.add({"GigE Vision version", version_status == ORNC_OK
-                                          ? std::to_string(major) + "." + std::to_string(minor)
-                                          : status_text(version_status)});
+    table.add({"GigE Vision version", version_status == ORNC_OK ? std::to_string(major) + "." + std::to_string(minor)
+                                                                : status_text(version_status)});
     table.add({"IP address", ip});
     table.add({"Subnet mask", text_of(ORNCDeviceGetSubnetMask, device)});
     table.add({"Default gateway", text_of(ORNCDeviceGetDefaultGateway, device)});

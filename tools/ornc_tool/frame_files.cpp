@@ -35,25 +35,38 @@ void put_float_le(std::vector<uint8_t>* out, float value) {
 
 const char* part_role(orn_pixel_t type) {
     switch (type) {
-    case ORN_PIX_ABC32F: return "range";
-    case ORN_PIX_MONO8: return "intensity";
-    case ORN_PIX_CONF8: return "confidence";
-    default: break;
+        case ORN_PIX_ABC32F:
+            return "range";
+        case ORN_PIX_MONO8:
+            return "intensity";
+        case ORN_PIX_CONF8:
+            return "confidence";
+        default:
+            break;
     }
     return "part";
 }
 
 const char* pixel_format_name(orn_pixel_t type) {
     switch (type) {
-    case ORN_PIX_ABC32F: return "Coord3D_ABC32f";
-    case ORN_PIX_MONO8: return "Mono8";
-    case ORN_PIX_CONF8: return "Confidence8";
-    case ORN_PIX_MONO16: return "Mono16";
-    case ORN_PIX_MONO32F: return "Coord3D_C32f";
-    case ORN_PIX_AC32F: return "Coord3D_AC32f";
-    case ORN_PIX_RGB8: return "RGB8";
-    case ORN_PIX_GENERIC: return "unknown";
-    default: break;
+        case ORN_PIX_ABC32F:
+            return "Coord3D_ABC32f";
+        case ORN_PIX_MONO8:
+            return "Mono8";
+        case ORN_PIX_CONF8:
+            return "Confidence8";
+        case ORN_PIX_MONO16:
+            return "Mono16";
+        case ORN_PIX_MONO32F:
+            return "Coord3D_C32f";
+        case ORN_PIX_AC32F:
+            return "Coord3D_AC32f";
+        case ORN_PIX_RGB8:
+            return "RGB8";
+        case ORN_PIX_GENERIC:
+            return "unknown";
+        default:
+            break;
     }
     return "other";
 }

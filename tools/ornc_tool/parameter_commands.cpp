@@ -13,8 +13,7 @@ namespace ornctool {
 
 namespace {
 
-const char kMapHelp[] =
-    "  --map M         device (default), stream or communication: which parameter set\n";
+const char kMapHelp[] = "  --map M         device (default), stream or communication: which parameter set\n";
 
 const char kParamsUsage[] =
     "Usage: ornc-tool params DEVICE [--category C] [--visibility V] [--map M]\n"
@@ -143,8 +142,8 @@ int run_get(int argc, char** argv) {
     if (param == nullptr) return exit_code;
     const orn_param_type_t type = ORNCParamGetType(param);
     if (type == ORN_PARAM_COMMAND || type == ORN_PARAM_REGISTER) {
-        return cli.fail(kExitFailed, name + " has no text form (type " + param_type_name(type) + "): " +
-                                         status_text(ORNC_ERR_PARAM_WRONG_TYPE));
+        return cli.fail(kExitFailed, name + " has no text form (type " + param_type_name(type) +
+                                         "): " + status_text(ORNC_ERR_PARAM_WRONG_TYPE));
     }
     if (!ORNCParamIsReadable(param)) return cli.fail_status("cannot read " + name, ORNC_ERR_PARAM_NOT_READABLE);
     std::string value;

@@ -17,17 +17,26 @@ std::string param_name(const ornc_param_t* param) {
 
 const char* param_type_name(orn_param_type_t type) {
     switch (type) {
-    case ORN_PARAM_BOOLEAN: return "Boolean";
-    case ORN_PARAM_COMMAND: return "Command";
-    case ORN_PARAM_ENUM: return "Enumeration";
-    case ORN_PARAM_FLOAT: return "Float";
-    case ORN_PARAM_INTEGER: return "Integer";
-    case ORN_PARAM_UINTEGER: return "UInteger";
-    case ORN_PARAM_STRING: return "String";
-    case ORN_PARAM_REGISTER: return "Register";
-    default: break;
+        case ORN_PARAM_BOOLEAN:
+            return "Boolean";
+        case ORN_PARAM_COMMAND:
+            return "Command";
+        case ORN_PARAM_ENUM:
+            return "Enumeration";
+        case ORN_PARAM_FLOAT:
+            return "Float";
+        case ORN_PARAM_INTEGER:
+            return "Integer";
+        case ORN_PARAM_UINTEGER:
+            return "UInteger";
+        case ORN_PARAM_STRING:
+            return "String";
+        case ORN_PARAM_REGISTER:
+            return "Register";
+        default:
+            break;
     }
-    return "Other"; // ORN_PARAM_NONE: e.g. an integer wider than 32 bits
+    return "Other";  // ORN_PARAM_NONE: e.g. an integer wider than 32 bits
 }
 
 std::string param_access(const ornc_param_t* param) {

@@ -21,12 +21,12 @@ constexpr uint32_t kIntensityComponentId = 2;
 constexpr uint32_t kConfidenceComponentId = 3;
 
 constexpr uint32_t component_id(Component c) {
-  return c == Component::Range ? kRangeComponentId
-       : c == Component::Intensity ? kIntensityComponentId
-       : kConfidenceComponentId;
+    return c == Component::Range       ? kRangeComponentId
+           : c == Component::Intensity ? kIntensityComponentId
+                                       : kConfidenceComponentId;
 }
 constexpr const char* component_name(Component c) {
-  return c == Component::Range ? "Range" : c == Component::Intensity ? "Intensity" : "Confidence";
+    return c == Component::Range ? "Range" : c == Component::Intensity ? "Intensity" : "Confidence";
 }
 
 constexpr uint32_t kSourceId = 0;

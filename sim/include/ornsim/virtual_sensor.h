@@ -15,52 +15,53 @@
 namespace ornsim {
 
 struct SensorConfig {
-  std::string address = "127.0.0.2";       // IPv4 the device binds (control 3956, stream, message sockets)
-  std::string serial = "VS000001";
-  std::string model = "lumenGAUGE Virtual 3D";  // contains a substring the library admits by default
-  std::string vendor = "ORNC Virtual Sensors";
-  std::string mac = "02:00:00:00:00:01";    // locally administered
-  std::string user_name;
-  std::string genicam_file;                 // empty: the built-in XML
-  uint32_t width = 640, height = 480;
-  double fps = 10.0;
-  bool zipped_xml = false;                  // serve the GenICam file as a zip archive
-  uint32_t link_speed_mbps = 1000;          // emulated link rate of the stream (and GevLinkSpeed)
+    std::string address = "127.0.0.2";  // IPv4 the device binds (control 3956, stream, message sockets)
+    std::string serial = "VS000001";
+    std::string model = "lumenGAUGE Virtual 3D";  // contains a substring the library admits by default
+    std::string vendor = "ORNC Virtual Sensors";
+    std::string mac = "02:00:00:00:00:01";  // locally administered
+    std::string user_name;
+    std::string genicam_file;  // empty: the built-in XML
+    uint32_t width = 640, height = 480;
+    double fps = 10.0;
+    bool zipped_xml = false;          // serve the GenICam file as a zip archive
+    uint32_t link_speed_mbps = 1000;  // emulated link rate of the stream (and GevLinkSpeed)
 };
 
 struct FaultSwitches {
-  double stream_loss_ratio = 0.0;           // share of stream data packets dropped on first send (resend serves them)
-  std::string refuse_writes_feature;        // GenICam feature name whose register writes get an error ack
-  double silent_after_s = -1.0;             // >= 0: stop answering anything (control and stream) that many seconds after set_faults
-  uint32_t ack_delay_ms = 0;                // delay every control ack
-  uint32_t cut_frame_every = 0;             // N > 0: every Nth frame from now on stops halfway (no trailer, no resend)
-  double event_flood_per_s = 0.0;           // > 0: that many extra FrameEnd-shaped events (block id 0) per second
+    double stream_loss_ratio = 0.0;     // share of stream data packets dropped on first send (resend serves them)
+    std::string refuse_writes_feature;  // GenICam feature name whose register writes get an error ack
+    double silent_after_s =
+        -1.0;                   // >= 0: stop answering anything (control and stream) that many seconds after set_faults
+    uint32_t ack_delay_ms = 0;  // delay every control ack
+    uint32_t cut_frame_every = 0;    // N > 0: every Nth frame from now on stops halfway (no trailer, no resend)
+    double event_flood_per_s = 0.0;  // > 0: that many extra FrameEnd-shaped events (block id 0) per second
 };
 
 struct SensorCounters {
-  uint64_t gvcp_commands = 0, gvcp_errors = 0, frames_sent = 0, packets_sent = 0, packets_dropped = 0,
-           resend_requests = 0, packets_resent = 0, events_sent = 0;
-  uint64_t frames_cut = 0;       // frames that stopped halfway (counted in frames_sent too)
-  uint64_t events_flooded = 0;   // flood events that went out at least once (their sends are in events_sent)
+    uint64_t gvcp_commands = 0, gvcp_errors = 0, frames_sent = 0, packets_sent = 0, packets_dropped = 0,
+             resend_requests = 0, packets_resent = 0, events_sent = 0;
+    uint64_t frames_cut = 0;      // frames that stopped halfway (counted in frames_sent too)
+    uint64_t events_flooded = 0;  // flood events that went out at least once (their sends are in events_sent)
 };
 
 class VirtualSensor {
- public:
-  explicit VirtualSensor(SensorConfig config);
-  ~VirtualSensor();                          // stops
-  VirtualSensor(const VirtualSensor&) = delete;
-  VirtualSensor& operator=(const VirtualSensor&) = delete;
+public:
+    explicit VirtualSensor(SensorConfig config);
+    ~VirtualSensor();  // stops
+    VirtualSensor(const VirtualSensor&) = delete;
+    VirtualSensor& operator=(const VirtualSensor&) = delete;
 
-  bool start(std::string* error);            // binds sockets, starts threads; false + message on failure
-  void stop();                               // joins every thread, closes every socket; idempotent
-  void set_faults(const FaultSwitches& faults);
-  SensorCounters counters() const;
-  const SensorConfig& config() const;
-  std::string current_address() const;       // changes after FORCEIP
+    bool start(std::string* error);  // binds sockets, starts threads; false + message on failure
+    void stop();                     // joins every thread, closes every socket; idempotent
+    void set_faults(const FaultSwitches& faults);
+    SensorCounters counters() const;
+    const SensorConfig& config() const;
+    std::string current_address() const;  // changes after FORCEIP
 
- private:
-  class Impl;
-  std::unique_ptr<Impl> impl_;
+private:
+    class Impl;
+    std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace ornsim

@@ -14,11 +14,11 @@
 namespace gvcp {
 
 enum class TransactionOutcome {
-    kAcknowledged,  // success status, right answer and payload size
-    kDeviceError,   // the device answered with an error status
-    kInvalidAnswer, // right id, but wrong answer code or size
+    kAcknowledged,   // success status, right answer and payload size
+    kDeviceError,    // the device answered with an error status
+    kInvalidAnswer,  // right id, but wrong answer code or size
     kTimeout,
-    kUnreachable,   // the one address asked has nothing listening on the control port
+    kUnreachable,  // the one address asked has nothing listening on the control port
     kSendFailed,
 };
 
@@ -45,7 +45,6 @@ struct TransactionRoute {
 // command's id on any route decides. It must carry `expected_answer` and
 // exactly `expected_payload_size` bytes of payload.
 TransactionResult run_transaction(const std::vector<TransactionRoute>& routes, const std::vector<uint8_t>& command,
-                                  uint16_t expected_answer, size_t expected_payload_size, int timeout_ms,
-                                  int attempts);
+                                  uint16_t expected_answer, size_t expected_payload_size, int timeout_ms, int attempts);
 
 }  // namespace gvcp

@@ -34,9 +34,13 @@ PrivilegeResult read_control_privilege(uint32_t device_address) {
                 transaction.status == STATUS_ACCESS_DENIED ? PrivilegeOutcome::kDenied : PrivilegeOutcome::kInvalid;
             break;
         case TransactionOutcome::kInvalidAnswer:
-        case TransactionOutcome::kSendFailed: result.outcome = PrivilegeOutcome::kInvalid; break;
+        case TransactionOutcome::kSendFailed:
+            result.outcome = PrivilegeOutcome::kInvalid;
+            break;
         case TransactionOutcome::kTimeout:
-        case TransactionOutcome::kUnreachable: result.outcome = PrivilegeOutcome::kNoAnswer; break;
+        case TransactionOutcome::kUnreachable:
+            result.outcome = PrivilegeOutcome::kNoAnswer;
+            break;
     }
     return result;
 }

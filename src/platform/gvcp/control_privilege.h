@@ -9,10 +9,10 @@
 namespace gvcp {
 
 enum class PrivilegeOutcome {
-    kRead,        // `ccp` holds the register value
-    kDenied,      // the device refused the read: someone holds it exclusively
+    kRead,    // `ccp` holds the register value
+    kDenied,  // the device refused the read: someone holds it exclusively
     kNoAnswer,
-    kInvalid,     // an answer that does not fit the request
+    kInvalid,  // an answer that does not fit the request
 };
 
 struct PrivilegeResult {

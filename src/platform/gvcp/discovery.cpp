@@ -130,18 +130,16 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
                 : decode_discovery_ack(datagram, static_cast<size_t>(size), request_id, source, &identity);
         if (verdict != AckVerdict::kAccepted) {
             ++result->dropped_acks;
-            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: dropped %s from %s on %s, %ld bytes: %s",
-                     command_name(static_cast<size_t>(size) >= kHeaderSize
-                                      ? load_be16(datagram + kAckAnswerOffset)
-                                      : 0),
-                     format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
+            ORN_LOGF(
+                ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: dropped %s from %s on %s, %ld bytes: %s",
+                command_name(static_cast<size_t>(size) >= kHeaderSize ? load_be16(datagram + kAckAnswerOffset) : 0),
+                format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
             continue;
         }
         // A device that heard both broadcasts answers twice: keep one.
-        const bool known = std::any_of(result->devices.begin(), result->devices.end(),
-                                       [source](const DiscoveredDevice& device) {
-                                           return device.identity.ip_address == source;
-                                       });
+        const bool known =
+            std::any_of(result->devices.begin(), result->devices.end(),
+                        [source](const DiscoveredDevice& device) { return device.identity.ip_address == source; });
         if (known || result->devices.size() >= kMaxDevicesPerAdapter) {
             continue;
         }
@@ -198,9 +196,8 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         fds.push_back(probe->socket.fd());
     }
     for (;;) {
-        const bool loopback_answered = std::all_of(probes.begin(), probes.end(), [](const std::unique_ptr<Probe>& p) {
-            return p->pending.empty();
-        });
+        const bool loopback_answered = std::all_of(probes.begin(), probes.end(),
+                                                   [](const std::unique_ptr<Probe>& p) { return p->pending.empty(); });
         const int64_t now = monotonic_ms();
         if (now >= deadline || (loopback_answered && (!any_broadcast || now >= quiet_deadline))) {
             break;

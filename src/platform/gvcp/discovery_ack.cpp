@@ -8,15 +8,24 @@ namespace gvcp {
 
 const char* ack_verdict_text(AckVerdict verdict) {
     switch (verdict) {
-        case AckVerdict::kAccepted: return "accepted";
-        case AckVerdict::kTooShort: return "too short";
-        case AckVerdict::kLengthMismatch: return "length field disagrees with datagram size";
-        case AckVerdict::kBadStatus: return "error status";
-        case AckVerdict::kWrongAnswer: return "not a discovery ack";
-        case AckVerdict::kWrongAckId: return "answers another request";
-        case AckVerdict::kUnterminatedText: return "unterminated text field";
-        case AckVerdict::kUnprintableText: return "control characters or broken UTF-8 in a text field";
-        case AckVerdict::kAddressMismatch: return "reported address differs from the sender";
+        case AckVerdict::kAccepted:
+            return "accepted";
+        case AckVerdict::kTooShort:
+            return "too short";
+        case AckVerdict::kLengthMismatch:
+            return "length field disagrees with datagram size";
+        case AckVerdict::kBadStatus:
+            return "error status";
+        case AckVerdict::kWrongAnswer:
+            return "not a discovery ack";
+        case AckVerdict::kWrongAckId:
+            return "answers another request";
+        case AckVerdict::kUnterminatedText:
+            return "unterminated text field";
+        case AckVerdict::kUnprintableText:
+            return "control characters or broken UTF-8 in a text field";
+        case AckVerdict::kAddressMismatch:
+            return "reported address differs from the sender";
     }
     return "unknown";
 }
@@ -82,8 +91,8 @@ TextCheck read_text(const uint8_t* payload, size_t offset, size_t slot, std::str
 
 }  // namespace
 
-AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t request_id,
-                                uint32_t source_address, DeviceIdentity* identity) {
+AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t request_id, uint32_t source_address,
+                                DeviceIdentity* identity) {
     if (datagram == nullptr || size < kHeaderSize + kDiscoveryAckPayloadSize) {
         return AckVerdict::kTooShort;
     }
@@ -123,9 +132,12 @@ AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t r
         static_assert(kDiscoveryUserNameOffset + USER_DEFINED_NAME_SIZE <= kDiscoveryAckPayloadSize,
                       "every text slot lies inside the discovery payload");
         switch (read_text(payload, field.offset, field.slot, field.target)) {
-            case TextCheck::kOk: break;
-            case TextCheck::kUnterminated: return AckVerdict::kUnterminatedText;
-            case TextCheck::kUnprintable: return AckVerdict::kUnprintableText;
+            case TextCheck::kOk:
+                break;
+            case TextCheck::kUnterminated:
+                return AckVerdict::kUnterminatedText;
+            case TextCheck::kUnprintable:
+                return AckVerdict::kUnprintableText;
         }
     }
 

@@ -31,14 +31,14 @@ struct DeviceIdentity {
 
 enum class AckVerdict {
     kAccepted,
-    kTooShort,           // smaller than header + discovery payload
-    kLengthMismatch,     // header length disagrees with the datagram size
-    kBadStatus,          // status is not SUCCESS
-    kWrongAnswer,        // not a DISCOVERY_ACK
-    kWrongAckId,         // answers another request
-    kUnterminatedText,   // a text field fills its whole slot without a NUL
-    kUnprintableText,    // a text field holds control characters or broken UTF-8
-    kAddressMismatch,    // the reported address is not the sender's
+    kTooShort,          // smaller than header + discovery payload
+    kLengthMismatch,    // header length disagrees with the datagram size
+    kBadStatus,         // status is not SUCCESS
+    kWrongAnswer,       // not a DISCOVERY_ACK
+    kWrongAckId,        // answers another request
+    kUnterminatedText,  // a text field fills its whole slot without a NUL
+    kUnprintableText,   // a text field holds control characters or broken UTF-8
+    kAddressMismatch,   // the reported address is not the sender's
 };
 
 const char* ack_verdict_text(AckVerdict verdict);
@@ -46,7 +46,7 @@ const char* ack_verdict_text(AckVerdict verdict);
 // Checks `datagram` (as received, `size` bytes) against the request
 // `request_id`, sent to a device that answered from `source_address`
 // (host order). Fills `identity` only when the result is kAccepted.
-AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t request_id,
-                                uint32_t source_address, DeviceIdentity* identity);
+AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t request_id, uint32_t source_address,
+                                DeviceIdentity* identity);
 
 }  // namespace gvcp

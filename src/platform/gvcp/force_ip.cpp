@@ -68,12 +68,20 @@ ForceIpResult force_ip(const MacAddress& mac, uint32_t ip, uint32_t mask, uint32
         run_transaction(routes, command, FORCEIP_ACK, 0, kForceIpTimeoutMs, kForceIpAttempts);
     result.detail = transaction.detail;
     switch (transaction.outcome) {
-        case TransactionOutcome::kAcknowledged: result.outcome = ForceIpOutcome::kDone; break;
+        case TransactionOutcome::kAcknowledged:
+            result.outcome = ForceIpOutcome::kDone;
+            break;
         case TransactionOutcome::kDeviceError:
-        case TransactionOutcome::kInvalidAnswer: result.outcome = ForceIpOutcome::kRefused; break;
+        case TransactionOutcome::kInvalidAnswer:
+            result.outcome = ForceIpOutcome::kRefused;
+            break;
         case TransactionOutcome::kTimeout:
-        case TransactionOutcome::kUnreachable: result.outcome = ForceIpOutcome::kTimeout; break;
-        case TransactionOutcome::kSendFailed: result.outcome = ForceIpOutcome::kNotSent; break;
+        case TransactionOutcome::kUnreachable:
+            result.outcome = ForceIpOutcome::kTimeout;
+            break;
+        case TransactionOutcome::kSendFailed:
+            result.outcome = ForceIpOutcome::kNotSent;
+            break;
     }
     return result;
 }

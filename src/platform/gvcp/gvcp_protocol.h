@@ -19,11 +19,12 @@ namespace gvcp {
 // ---------------------------------------------------------------------------
 // Transport
 // ---------------------------------------------------------------------------
-constexpr uint16_t kPort = 3956;             // device control port
-constexpr size_t kHeaderSize = 8;            // command and ack headers alike
-constexpr size_t kMaxPayloadSize = 540;      // largest payload a device must accept/send (576-byte datagram - IP/UDP - header)
-constexpr size_t kMaxReadMemSize = 512;      // READMEM count limit (multiple of 4)
-constexpr size_t kMaxWriteMemSize = 512;     // WRITEMEM data limit (multiple of 4)
+constexpr uint16_t kPort = 3956;   // device control port
+constexpr size_t kHeaderSize = 8;  // command and ack headers alike
+constexpr size_t kMaxPayloadSize =
+    540;  // largest payload a device must accept/send (576-byte datagram - IP/UDP - header)
+constexpr size_t kMaxReadMemSize = 512;   // READMEM count limit (multiple of 4)
+constexpr size_t kMaxWriteMemSize = 512;  // WRITEMEM data limit (multiple of 4)
 
 // ---------------------------------------------------------------------------
 // Command header: key(1) flags(1) command(2) length(2) req_id(2)
@@ -45,62 +46,84 @@ constexpr uint8_t kKey = 0x42;  // first byte of every command
 // Command flags (byte 1 of a command header)
 constexpr uint8_t kFlagAckRequired = 0x01;
 constexpr uint8_t kFlagDiscoveryAllowBroadcastAck = 0x10;  // DISCOVERY_CMD only
-constexpr uint8_t kFlagForceIpAllowBroadcastAck = 0x10;     // FORCEIP_CMD only
-constexpr uint8_t kFlagExtendedIds = 0x10;                  // PACKETRESEND, EVENT, EVENTDATA
-constexpr uint8_t kFlagScheduledAction = 0x80;              // ACTION_CMD only
+constexpr uint8_t kFlagForceIpAllowBroadcastAck = 0x10;    // FORCEIP_CMD only
+constexpr uint8_t kFlagExtendedIds = 0x10;                 // PACKETRESEND, EVENT, EVENTDATA
+constexpr uint8_t kFlagScheduledAction = 0x80;             // ACTION_CMD only
 
 // ---------------------------------------------------------------------------
 // Commands and acknowledges
 // ---------------------------------------------------------------------------
 enum Command : uint16_t {
-  DISCOVERY_CMD = 0x0002,
-  DISCOVERY_ACK = 0x0003,
-  FORCEIP_CMD = 0x0004,
-  FORCEIP_ACK = 0x0005,
-  PACKETRESEND_CMD = 0x0040,
-  PACKETRESEND_ACK = 0x0041,  // never sent: resend is answered by the stream
-  READREG_CMD = 0x0080,
-  READREG_ACK = 0x0081,
-  WRITEREG_CMD = 0x0082,
-  WRITEREG_ACK = 0x0083,
-  READMEM_CMD = 0x0084,
-  READMEM_ACK = 0x0085,
-  WRITEMEM_CMD = 0x0086,
-  WRITEMEM_ACK = 0x0087,
-  PENDING_ACK = 0x0089,
-  EVENT_CMD = 0x00C0,
-  EVENT_ACK = 0x00C1,
-  EVENTDATA_CMD = 0x00C2,
-  EVENTDATA_ACK = 0x00C3,
-  ACTION_CMD = 0x0100,
-  ACTION_ACK = 0x0101,
+    DISCOVERY_CMD = 0x0002,
+    DISCOVERY_ACK = 0x0003,
+    FORCEIP_CMD = 0x0004,
+    FORCEIP_ACK = 0x0005,
+    PACKETRESEND_CMD = 0x0040,
+    PACKETRESEND_ACK = 0x0041,  // never sent: resend is answered by the stream
+    READREG_CMD = 0x0080,
+    READREG_ACK = 0x0081,
+    WRITEREG_CMD = 0x0082,
+    WRITEREG_ACK = 0x0083,
+    READMEM_CMD = 0x0084,
+    READMEM_ACK = 0x0085,
+    WRITEMEM_CMD = 0x0086,
+    WRITEMEM_ACK = 0x0087,
+    PENDING_ACK = 0x0089,
+    EVENT_CMD = 0x00C0,
+    EVENT_ACK = 0x00C1,
+    EVENTDATA_CMD = 0x00C2,
+    EVENTDATA_ACK = 0x00C3,
+    ACTION_CMD = 0x0100,
+    ACTION_ACK = 0x0101,
 };
 
 constexpr const char* command_name(uint16_t command) {
-  switch (command) {
-    case DISCOVERY_CMD: return "DISCOVERY_CMD";
-    case DISCOVERY_ACK: return "DISCOVERY_ACK";
-    case FORCEIP_CMD: return "FORCEIP_CMD";
-    case FORCEIP_ACK: return "FORCEIP_ACK";
-    case PACKETRESEND_CMD: return "PACKETRESEND_CMD";
-    case PACKETRESEND_ACK: return "PACKETRESEND_ACK";
-    case READREG_CMD: return "READREG_CMD";
-    case READREG_ACK: return "READREG_ACK";
-    case WRITEREG_CMD: return "WRITEREG_CMD";
-    case WRITEREG_ACK: return "WRITEREG_ACK";
-    case READMEM_CMD: return "READMEM_CMD";
-    case READMEM_ACK: return "READMEM_ACK";
-    case WRITEMEM_CMD: return "WRITEMEM_CMD";
-    case WRITEMEM_ACK: return "WRITEMEM_ACK";
-    case PENDING_ACK: return "PENDING_ACK";
-    case EVENT_CMD: return "EVENT_CMD";
-    case EVENT_ACK: return "EVENT_ACK";
-    case EVENTDATA_CMD: return "EVENTDATA_CMD";
-    case EVENTDATA_ACK: return "EVENTDATA_ACK";
-    case ACTION_CMD: return "ACTION_CMD";
-    case ACTION_ACK: return "ACTION_ACK";
-    default: return "UNKNOWN_COMMAND";
-  }
+    switch (command) {
+        case DISCOVERY_CMD:
+            return "DISCOVERY_CMD";
+        case DISCOVERY_ACK:
+            return "DISCOVERY_ACK";
+        case FORCEIP_CMD:
+            return "FORCEIP_CMD";
+        case FORCEIP_ACK:
+            return "FORCEIP_ACK";
+        case PACKETRESEND_CMD:
+            return "PACKETRESEND_CMD";
+        case PACKETRESEND_ACK:
+            return "PACKETRESEND_ACK";
+        case READREG_CMD:
+            return "READREG_CMD";
+        case READREG_ACK:
+            return "READREG_ACK";
+        case WRITEREG_CMD:
+            return "WRITEREG_CMD";
+        case WRITEREG_ACK:
+            return "WRITEREG_ACK";
+        case READMEM_CMD:
+            return "READMEM_CMD";
+        case READMEM_ACK:
+            return "READMEM_ACK";
+        case WRITEMEM_CMD:
+            return "WRITEMEM_CMD";
+        case WRITEMEM_ACK:
+            return "WRITEMEM_ACK";
+        case PENDING_ACK:
+            return "PENDING_ACK";
+        case EVENT_CMD:
+            return "EVENT_CMD";
+        case EVENT_ACK:
+            return "EVENT_ACK";
+        case EVENTDATA_CMD:
+            return "EVENTDATA_CMD";
+        case EVENTDATA_ACK:
+            return "EVENTDATA_ACK";
+        case ACTION_CMD:
+            return "ACTION_CMD";
+        case ACTION_ACK:
+            return "ACTION_ACK";
+        default:
+            return "UNKNOWN_COMMAND";
+    }
 }
 
 // The ack answering a command carries the command code + 1.
@@ -110,64 +133,91 @@ constexpr uint16_t ack_for(uint16_t command) { return static_cast<uint16_t>(comm
 // Status codes (ack header, bytes 0-1)
 // ---------------------------------------------------------------------------
 enum Status : uint16_t {
-  STATUS_SUCCESS = 0x0000,
-  STATUS_PACKET_RESEND = 0x0100,
-  STATUS_NOT_IMPLEMENTED = 0x8001,
-  STATUS_INVALID_PARAMETER = 0x8002,
-  STATUS_INVALID_ADDRESS = 0x8003,
-  STATUS_WRITE_PROTECT = 0x8004,
-  STATUS_BAD_ALIGNMENT = 0x8005,
-  STATUS_ACCESS_DENIED = 0x8006,
-  STATUS_BUSY = 0x8007,
-  STATUS_LOCAL_PROBLEM = 0x8008,
-  STATUS_MSG_MISMATCH = 0x8009,
-  STATUS_INVALID_PROTOCOL = 0x800A,
-  STATUS_NO_MSG = 0x800B,
-  STATUS_PACKET_UNAVAILABLE = 0x800C,
-  STATUS_DATA_OVERRUN = 0x800D,
-  STATUS_INVALID_HEADER = 0x800E,
-  STATUS_WRONG_CONFIG = 0x800F,
-  STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
-  STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
-  STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
-  STATUS_NO_REF_TIME = 0x8013,
-  STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
-  STATUS_OVERFLOW = 0x8015,
-  STATUS_ACTION_LATE = 0x8016,
-  STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
-  STATUS_ERROR = 0x8FFF,
+    STATUS_SUCCESS = 0x0000,
+    STATUS_PACKET_RESEND = 0x0100,
+    STATUS_NOT_IMPLEMENTED = 0x8001,
+    STATUS_INVALID_PARAMETER = 0x8002,
+    STATUS_INVALID_ADDRESS = 0x8003,
+    STATUS_WRITE_PROTECT = 0x8004,
+    STATUS_BAD_ALIGNMENT = 0x8005,
+    STATUS_ACCESS_DENIED = 0x8006,
+    STATUS_BUSY = 0x8007,
+    STATUS_LOCAL_PROBLEM = 0x8008,
+    STATUS_MSG_MISMATCH = 0x8009,
+    STATUS_INVALID_PROTOCOL = 0x800A,
+    STATUS_NO_MSG = 0x800B,
+    STATUS_PACKET_UNAVAILABLE = 0x800C,
+    STATUS_DATA_OVERRUN = 0x800D,
+    STATUS_INVALID_HEADER = 0x800E,
+    STATUS_WRONG_CONFIG = 0x800F,
+    STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
+    STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
+    STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
+    STATUS_NO_REF_TIME = 0x8013,
+    STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
+    STATUS_OVERFLOW = 0x8015,
+    STATUS_ACTION_LATE = 0x8016,
+    STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
+    STATUS_ERROR = 0x8FFF,
 };
 
 constexpr const char* status_name(uint16_t status) {
-  switch (status) {
-    case STATUS_SUCCESS: return "SUCCESS";
-    case STATUS_PACKET_RESEND: return "PACKET_RESEND";
-    case STATUS_NOT_IMPLEMENTED: return "NOT_IMPLEMENTED";
-    case STATUS_INVALID_PARAMETER: return "INVALID_PARAMETER";
-    case STATUS_INVALID_ADDRESS: return "INVALID_ADDRESS";
-    case STATUS_WRITE_PROTECT: return "WRITE_PROTECT";
-    case STATUS_BAD_ALIGNMENT: return "BAD_ALIGNMENT";
-    case STATUS_ACCESS_DENIED: return "ACCESS_DENIED";
-    case STATUS_BUSY: return "BUSY";
-    case STATUS_LOCAL_PROBLEM: return "LOCAL_PROBLEM";
-    case STATUS_MSG_MISMATCH: return "MSG_MISMATCH";
-    case STATUS_INVALID_PROTOCOL: return "INVALID_PROTOCOL";
-    case STATUS_NO_MSG: return "NO_MSG";
-    case STATUS_PACKET_UNAVAILABLE: return "PACKET_UNAVAILABLE";
-    case STATUS_DATA_OVERRUN: return "DATA_OVERRUN";
-    case STATUS_INVALID_HEADER: return "INVALID_HEADER";
-    case STATUS_WRONG_CONFIG: return "WRONG_CONFIG";
-    case STATUS_PACKET_NOT_YET_AVAILABLE: return "PACKET_NOT_YET_AVAILABLE";
-    case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY: return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
-    case STATUS_PACKET_REMOVED_FROM_MEMORY: return "PACKET_REMOVED_FROM_MEMORY";
-    case STATUS_NO_REF_TIME: return "NO_REF_TIME";
-    case STATUS_PACKET_TEMPORARILY_UNAVAILABLE: return "PACKET_TEMPORARILY_UNAVAILABLE";
-    case STATUS_OVERFLOW: return "OVERFLOW";
-    case STATUS_ACTION_LATE: return "ACTION_LATE";
-    case STATUS_LEADER_TRAILER_OVERFLOW: return "LEADER_TRAILER_OVERFLOW";
-    case STATUS_ERROR: return "ERROR";
-    default: return "UNKNOWN_STATUS";
-  }
+    switch (status) {
+        case STATUS_SUCCESS:
+            return "SUCCESS";
+        case STATUS_PACKET_RESEND:
+            return "PACKET_RESEND";
+        case STATUS_NOT_IMPLEMENTED:
+            return "NOT_IMPLEMENTED";
+        case STATUS_INVALID_PARAMETER:
+            return "INVALID_PARAMETER";
+        case STATUS_INVALID_ADDRESS:
+            return "INVALID_ADDRESS";
+        case STATUS_WRITE_PROTECT:
+            return "WRITE_PROTECT";
+        case STATUS_BAD_ALIGNMENT:
+            return "BAD_ALIGNMENT";
+        case STATUS_ACCESS_DENIED:
+            return "ACCESS_DENIED";
+        case STATUS_BUSY:
+            return "BUSY";
+        case STATUS_LOCAL_PROBLEM:
+            return "LOCAL_PROBLEM";
+        case STATUS_MSG_MISMATCH:
+            return "MSG_MISMATCH";
+        case STATUS_INVALID_PROTOCOL:
+            return "INVALID_PROTOCOL";
+        case STATUS_NO_MSG:
+            return "NO_MSG";
+        case STATUS_PACKET_UNAVAILABLE:
+            return "PACKET_UNAVAILABLE";
+        case STATUS_DATA_OVERRUN:
+            return "DATA_OVERRUN";
+        case STATUS_INVALID_HEADER:
+            return "INVALID_HEADER";
+        case STATUS_WRONG_CONFIG:
+            return "WRONG_CONFIG";
+        case STATUS_PACKET_NOT_YET_AVAILABLE:
+            return "PACKET_NOT_YET_AVAILABLE";
+        case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY:
+            return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
+        case STATUS_PACKET_REMOVED_FROM_MEMORY:
+            return "PACKET_REMOVED_FROM_MEMORY";
+        case STATUS_NO_REF_TIME:
+            return "NO_REF_TIME";
+        case STATUS_PACKET_TEMPORARILY_UNAVAILABLE:
+            return "PACKET_TEMPORARILY_UNAVAILABLE";
+        case STATUS_OVERFLOW:
+            return "OVERFLOW";
+        case STATUS_ACTION_LATE:
+            return "ACTION_LATE";
+        case STATUS_LEADER_TRAILER_OVERFLOW:
+            return "LEADER_TRAILER_OVERFLOW";
+        case STATUS_ERROR:
+            return "ERROR";
+        default:
+            return "UNKNOWN_STATUS";
+    }
 }
 
 // ---------------------------------------------------------------------------
@@ -226,16 +276,16 @@ constexpr uint16_t kEventIdDeviceSpecificFirst = 0x9000;
 // ---------------------------------------------------------------------------
 // Bootstrap registers
 // ---------------------------------------------------------------------------
-constexpr uint32_t REG_VERSION = 0x0000;                   // major(31-16) minor(15-0)
+constexpr uint32_t REG_VERSION = 0x0000;  // major(31-16) minor(15-0)
 constexpr uint32_t VERSION_MAJOR_MASK = 0xFFFF0000;
 constexpr uint32_t VERSION_MINOR_MASK = 0x0000FFFF;
 constexpr uint32_t REG_DEVICE_MODE = 0x0004;
 constexpr uint32_t DEVICE_MODE_BIG_ENDIAN = 0x80000000;
-constexpr uint32_t DEVICE_MODE_CLASS_MASK = 0x70000000;   // 0 = transmitter
-constexpr uint32_t DEVICE_MODE_CHARSET_MASK = 0x000000FF; // 1 = UTF-8, 2 = ASCII
+constexpr uint32_t DEVICE_MODE_CLASS_MASK = 0x70000000;    // 0 = transmitter
+constexpr uint32_t DEVICE_MODE_CHARSET_MASK = 0x000000FF;  // 1 = UTF-8, 2 = ASCII
 constexpr uint32_t DEVICE_MODE_CHARSET_UTF8 = 0x00000001;
-constexpr uint32_t REG_MAC_HIGH = 0x0008;                  // low 16 bits = MAC bytes 0-1
-constexpr uint32_t REG_MAC_LOW = 0x000C;                   // MAC bytes 2-5
+constexpr uint32_t REG_MAC_HIGH = 0x0008;  // low 16 bits = MAC bytes 0-1
+constexpr uint32_t REG_MAC_LOW = 0x000C;   // MAC bytes 2-5
 constexpr uint32_t REG_SUPPORTED_IP_CONFIG = 0x0010;
 constexpr uint32_t REG_CURRENT_IP_CONFIG = 0x0014;
 constexpr uint32_t IP_CONFIG_PERSISTENT = 0x00000001;
@@ -265,7 +315,7 @@ constexpr uint32_t REG_NUMBER_OF_INTERFACES = 0x0600;
 constexpr uint32_t REG_PERSISTENT_IP_ADDRESS = 0x064C;
 constexpr uint32_t REG_PERSISTENT_SUBNET_MASK = 0x065C;
 constexpr uint32_t REG_PERSISTENT_GATEWAY = 0x066C;
-constexpr uint32_t REG_LINK_SPEED = 0x0670;                // Mbit/s
+constexpr uint32_t REG_LINK_SPEED = 0x0670;  // Mbit/s
 constexpr uint32_t REG_NUMBER_OF_MESSAGE_CHANNELS = 0x0900;
 constexpr uint32_t REG_NUMBER_OF_STREAM_CHANNELS = 0x0904;
 constexpr uint32_t REG_NUMBER_OF_ACTION_SIGNALS = 0x0908;
@@ -299,13 +349,13 @@ constexpr uint32_t GVCP_CAP_EVENT = 0x00000008;
 constexpr uint32_t GVCP_CAP_PACKET_RESEND = 0x00000004;
 constexpr uint32_t GVCP_CAP_WRITEMEM = 0x00000002;
 constexpr uint32_t GVCP_CAP_CONCATENATION = 0x00000001;
-constexpr uint32_t REG_HEARTBEAT_TIMEOUT = 0x0938;          // ms
+constexpr uint32_t REG_HEARTBEAT_TIMEOUT = 0x0938;  // ms
 constexpr uint32_t REG_TIMESTAMP_TICK_FREQUENCY_HIGH = 0x093C;
 constexpr uint32_t REG_TIMESTAMP_TICK_FREQUENCY_LOW = 0x0940;
-constexpr uint32_t REG_TIMESTAMP_CONTROL = 0x0944;          // write-only
+constexpr uint32_t REG_TIMESTAMP_CONTROL = 0x0944;  // write-only
 constexpr uint32_t TIMESTAMP_CONTROL_RESET = 0x00000001;
 constexpr uint32_t TIMESTAMP_CONTROL_LATCH = 0x00000002;
-constexpr uint32_t REG_TIMESTAMP_VALUE_HIGH = 0x0948;       // latched value
+constexpr uint32_t REG_TIMESTAMP_VALUE_HIGH = 0x0948;  // latched value
 constexpr uint32_t REG_TIMESTAMP_VALUE_LOW = 0x094C;
 constexpr uint32_t REG_DISCOVERY_ACK_DELAY = 0x0950;
 constexpr uint32_t REG_GVCP_CONFIGURATION = 0x0954;
@@ -315,46 +365,46 @@ constexpr uint32_t GVCP_CONFIG_EXTENDED_STATUS_1_1 = 0x00000004;
 constexpr uint32_t GVCP_CONFIG_UNCONDITIONAL_ACTION = 0x00000008;
 constexpr uint32_t GVCP_CONFIG_EXTENDED_STATUS_2_0 = 0x00040000;
 constexpr uint32_t GVCP_CONFIG_IEEE1588_ENABLE = 0x00080000;
-constexpr uint32_t REG_PENDING_TIMEOUT = 0x0958;            // ms
+constexpr uint32_t REG_PENDING_TIMEOUT = 0x0958;  // ms
 constexpr uint32_t REG_CONTROL_SWITCHOVER_KEY = 0x095C;
 constexpr uint32_t REG_GVSP_CONFIGURATION = 0x0960;
-constexpr uint32_t GVSP_CONFIG_64BIT_BLOCK_ID = 0x40000000; // extended ids on the stream
+constexpr uint32_t GVSP_CONFIG_64BIT_BLOCK_ID = 0x40000000;  // extended ids on the stream
 constexpr uint32_t REG_PHYSICAL_LINK_CAPABILITY = 0x0964;
 constexpr uint32_t REG_PHYSICAL_LINK_CONFIGURATION = 0x0968;
 constexpr uint32_t PHYSICAL_LINK_SINGLE_LINK = 0x00000001;
 constexpr uint32_t REG_IEEE1588_STATUS = 0x096C;
 constexpr uint32_t REG_SCHEDULED_ACTION_QUEUE_SIZE = 0x0970;
-constexpr uint32_t REG_CCP = 0x0A00;                        // control channel privilege
+constexpr uint32_t REG_CCP = 0x0A00;  // control channel privilege
 constexpr uint32_t CCP_EXCLUSIVE = 0x00000001;
 constexpr uint32_t CCP_CONTROL = 0x00000002;
 constexpr uint32_t CCP_SWITCHOVER_ENABLE = 0x00000004;
 constexpr uint32_t CCP_SWITCHOVER_KEY_MASK = 0xFFFF0000;
 constexpr uint32_t REG_PRIMARY_APPLICATION_PORT = 0x0A04;
 constexpr uint32_t REG_PRIMARY_APPLICATION_IP = 0x0A14;
-constexpr uint32_t REG_MCP = 0x0B00;                        // message channel port
+constexpr uint32_t REG_MCP = 0x0B00;  // message channel port
 constexpr uint32_t MCP_PORT_MASK = 0x0000FFFF;
 constexpr uint32_t MCP_INTERFACE_INDEX_MASK = 0x000F0000;
-constexpr uint32_t REG_MCDA = 0x0B10;                       // message channel destination address
-constexpr uint32_t REG_MCTT = 0x0B14;                       // transmission timeout, ms
-constexpr uint32_t REG_MCRC = 0x0B18;                       // retry count
-constexpr uint32_t REG_MCSP = 0x0B1C;                       // message channel source port
+constexpr uint32_t REG_MCDA = 0x0B10;  // message channel destination address
+constexpr uint32_t REG_MCTT = 0x0B14;  // transmission timeout, ms
+constexpr uint32_t REG_MCRC = 0x0B18;  // retry count
+constexpr uint32_t REG_MCSP = 0x0B1C;  // message channel source port
 constexpr uint32_t MCSP_PORT_MASK = 0x0000FFFF;
 // Stream channel n: base + n * kStreamChannelStride
 constexpr uint32_t kStreamChannelStride = 0x40;
-constexpr uint32_t REG_SCP0 = 0x0D00;                       // stream channel port
+constexpr uint32_t REG_SCP0 = 0x0D00;  // stream channel port
 constexpr uint32_t SCP_PORT_MASK = 0x0000FFFF;
 constexpr uint32_t SCP_INTERFACE_INDEX_MASK = 0x000F0000;
 constexpr uint32_t SCP_DIRECTION_RECEIVER = 0x80000000;
-constexpr uint32_t REG_SCPS0 = 0x0D04;                      // stream channel packet size
-constexpr uint32_t SCPS_PACKET_SIZE_MASK = 0x0000FFFF;      // bytes, including IP and UDP headers
+constexpr uint32_t REG_SCPS0 = 0x0D04;                  // stream channel packet size
+constexpr uint32_t SCPS_PACKET_SIZE_MASK = 0x0000FFFF;  // bytes, including IP and UDP headers
 constexpr uint32_t SCPS_PIXEL_BIG_ENDIAN = 0x20000000;
 constexpr uint32_t SCPS_DO_NOT_FRAGMENT = 0x40000000;
 constexpr uint32_t SCPS_FIRE_TEST_PACKET = 0x80000000;
-constexpr uint32_t REG_SCPD0 = 0x0D08;                      // packet delay, timestamp ticks
-constexpr uint32_t REG_SCDA0 = 0x0D18;                      // stream destination address
-constexpr uint32_t REG_SCSP0 = 0x0D1C;                      // stream source port
+constexpr uint32_t REG_SCPD0 = 0x0D08;  // packet delay, timestamp ticks
+constexpr uint32_t REG_SCDA0 = 0x0D18;  // stream destination address
+constexpr uint32_t REG_SCSP0 = 0x0D1C;  // stream source port
 constexpr uint32_t SCSP_PORT_MASK = 0x0000FFFF;
-constexpr uint32_t REG_SCC0 = 0x0D20;                       // stream channel capability (read-only)
+constexpr uint32_t REG_SCC0 = 0x0D20;  // stream channel capability (read-only)
 constexpr uint32_t SCC_BIG_LITTLE_ENDIAN = 0x80000000;
 constexpr uint32_t SCC_IP_REASSEMBLY = 0x40000000;
 constexpr uint32_t SCC_GENDC = 0x00000080;
@@ -365,7 +415,7 @@ constexpr uint32_t SCC_RESEND_DESTINATION = 0x00000008;
 constexpr uint32_t SCC_ALL_IN_TRANSMISSION = 0x00000004;
 constexpr uint32_t SCC_UNCONDITIONAL_STREAMING = 0x00000002;
 constexpr uint32_t SCC_EXTENDED_CHUNK = 0x00000001;
-constexpr uint32_t REG_SCCFG0 = 0x0D24;                     // stream channel configuration
+constexpr uint32_t REG_SCCFG0 = 0x0D24;  // stream channel configuration
 constexpr uint32_t SCCFG_GENDC = 0x00000080;
 constexpr uint32_t SCCFG_MULTIPART = 0x00000040;
 constexpr uint32_t SCCFG_LARGE_LEADER_TRAILER = 0x00000020;
@@ -380,7 +430,7 @@ constexpr uint32_t REG_MANIFEST_TABLE = 0x9000;
 constexpr uint32_t kDeviceSpecificRegisterBase = 0xA000;
 
 constexpr uint32_t stream_channel_register(uint32_t channel0_register, uint32_t channel) {
-  return channel0_register + channel * kStreamChannelStride;
+    return channel0_register + channel * kStreamChannelStride;
 }
 
 // ---------------------------------------------------------------------------
@@ -390,7 +440,7 @@ constexpr uint32_t stream_channel_register(uint32_t channel0_register, uint32_t 
 constexpr size_t kDiscoveryAckPayloadSize = 0xF8;
 constexpr size_t kDiscoveryVersionOffset = REG_VERSION;
 constexpr size_t kDiscoveryDeviceModeOffset = REG_DEVICE_MODE;
-constexpr size_t kDiscoveryMacOffset = REG_MAC_HIGH + 2;   // 6 bytes, network order
+constexpr size_t kDiscoveryMacOffset = REG_MAC_HIGH + 2;  // 6 bytes, network order
 constexpr size_t kDiscoveryMacSize = 6;
 constexpr size_t kDiscoverySupportedIpConfigOffset = REG_SUPPORTED_IP_CONFIG;
 constexpr size_t kDiscoveryCurrentIpConfigOffset = REG_CURRENT_IP_CONFIG;
@@ -407,29 +457,27 @@ constexpr size_t kDiscoveryUserNameOffset = REG_USER_DEFINED_NAME;
 // ---------------------------------------------------------------------------
 // Byte helpers (big-endian), bounds are the caller's responsibility.
 // ---------------------------------------------------------------------------
-constexpr uint16_t load_be16(const uint8_t* p) {
-  return static_cast<uint16_t>((p[0] << 8) | p[1]);
-}
+constexpr uint16_t load_be16(const uint8_t* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
 constexpr uint32_t load_be32(const uint8_t* p) {
-  return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-         (static_cast<uint32_t>(p[2]) << 8) | static_cast<uint32_t>(p[3]);
+    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
+           (static_cast<uint32_t>(p[2]) << 8) | static_cast<uint32_t>(p[3]);
 }
 constexpr uint64_t load_be64(const uint8_t* p) {
-  return (static_cast<uint64_t>(load_be32(p)) << 32) | load_be32(p + 4);
+    return (static_cast<uint64_t>(load_be32(p)) << 32) | load_be32(p + 4);
 }
 inline void store_be16(uint8_t* p, uint16_t v) {
-  p[0] = static_cast<uint8_t>(v >> 8);
-  p[1] = static_cast<uint8_t>(v);
+    p[0] = static_cast<uint8_t>(v >> 8);
+    p[1] = static_cast<uint8_t>(v);
 }
 inline void store_be32(uint8_t* p, uint32_t v) {
-  p[0] = static_cast<uint8_t>(v >> 24);
-  p[1] = static_cast<uint8_t>(v >> 16);
-  p[2] = static_cast<uint8_t>(v >> 8);
-  p[3] = static_cast<uint8_t>(v);
+    p[0] = static_cast<uint8_t>(v >> 24);
+    p[1] = static_cast<uint8_t>(v >> 16);
+    p[2] = static_cast<uint8_t>(v >> 8);
+    p[3] = static_cast<uint8_t>(v);
 }
 inline void store_be64(uint8_t* p, uint64_t v) {
-  store_be32(p, static_cast<uint32_t>(v >> 32));
-  store_be32(p + 4, static_cast<uint32_t>(v));
+    store_be32(p, static_cast<uint32_t>(v >> 32));
+    store_be32(p + 4, static_cast<uint32_t>(v));
 }
 
 }  // namespace gvcp

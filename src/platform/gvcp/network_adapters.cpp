@@ -139,9 +139,8 @@ std::vector<NetworkAdapter> list_network_adapters(const char* name_filter) {
     for (NetworkAdapter& adapter : adapters) {
         adapter.has_mac = read_mac(adapter.name, &adapter.mac);
         // The first default route of an adapter is the one in use.
-        const auto route = std::find_if(gateways.begin(), gateways.end(), [&adapter](const DefaultRoute& r) {
-            return r.adapter == adapter.name;
-        });
+        const auto route = std::find_if(gateways.begin(), gateways.end(),
+                                        [&adapter](const DefaultRoute& r) { return r.adapter == adapter.name; });
         if (route != gateways.end()) {
             adapter.default_gateway = route->gateway;
         }

@@ -11,7 +11,7 @@
 namespace gvcp {
 
 struct AdapterAddress {
-    uint32_t address = 0;    // host byte order
+    uint32_t address = 0;  // host byte order
     uint32_t mask = 0;
     uint32_t broadcast = 0;  // 0 when the adapter has none
 };

@@ -94,8 +94,8 @@ bool UdpSocket::send_to(uint32_t address, uint16_t port, const uint8_t* data, si
 long UdpSocket::receive(uint8_t* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port) {
     sockaddr_in remote{};
     socklen_t remote_size = sizeof remote;
-    const ssize_t got = ::recvfrom(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT,
-                                   reinterpret_cast<sockaddr*>(&remote), &remote_size);
+    const ssize_t got =
+        ::recvfrom(fd_, buffer, capacity, MSG_TRUNC | MSG_DONTWAIT, reinterpret_cast<sockaddr*>(&remote), &remote_size);
     if (got < 0) {
         // Nothing pending, or an ICMP error reported here once (it is read
         // again from the error queue).

@@ -1,8 +1,7 @@
 /* A program of a library user: built against the installed tree only. */
+#include <ORNC.h>
 #include <stdio.h>
 #include <string.h>
-
-#include <ORNC.h>
 
 int main(void) {
     char version[128];
