@@ -7,7 +7,7 @@ repo_dir="$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)"
 deps_dir="${ORNC_DEPS_DIR:-$repo_dir/.deps}"
 
 packages=(
-  cmake g++ clang pkg-config make
+  cmake g++ clang clang-format pkg-config make
   libgtest-dev libgmock-dev
   libaravis-dev libusb-1.0-0-dev aravis-tools-cli
   libglib2.0-dev libxml2-dev zlib1g-dev libpng-dev

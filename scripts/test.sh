@@ -11,6 +11,8 @@ build_dir="${ORNC_BUILD_DIR:-$repo_dir/build}"
 jobs="${ORNC_JOBS:-$(nproc)}"
 
 "$repo_dir/scripts/install-deps.sh"
+# Every C and C++ file follows .clang-format before anything is built.
+bash "$repo_dir/scripts/check-format.sh"
 
 cmake -S "$repo_dir" -B "$build_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNC_BUILD_TESTS=ON "$@"
 cmake --build "$build_dir" -j "$jobs"
