@@ -156,11 +156,11 @@ void PvGenParameterArray::BuildCategories() {
     // document order) that lists it.
     std::unordered_map<std::string, std::string> parent_of;
     for (const auto& category : categories_) {
-        const GSList* members = arv_gc_category_get_features(category->node_);
+        const GSList* members = arv_gc_category_get_features(reinterpret_cast<ArvGcCategory*>(category->node_));
         for (const GSList* item = members; item != nullptr; item = item->next) {
             const char* member = static_cast<const char*>(item->data);
-            if (member != nullptr && member != category->name_.str()) {
-                parent_of.emplace(member, category->name_.str());
+            if (member != nullptr && member != category->GetName().str()) {
+                parent_of.emplace(member, category->GetName().str());
             }
         }
     }
@@ -179,7 +179,7 @@ void PvGenParameterArray::BuildCategories() {
         return path;
     };
     for (const auto& parameter : parameters_) {
-        auto parent = parent_of.find(parameter->name_.str());
+        auto parent = parent_of.find(parameter->GetName().str());
         if (parent != parent_of.end() && categories_by_name_.count(parent->second) != 0) {
             parameter->category_path_ = path_of(parent->second);
         }
