@@ -14,12 +14,6 @@
 #include "platform/PvGenParameter.h"
 #include "platform/PvGenParameterList.h"
 
-namespace {
-
-PvGenParameterList* ORNC_ToParamList(ornc_param_list_t* list) { return reinterpret_cast<PvGenParameterList*>(list); }
-
-}  // namespace
-
 void ORNC_AttachEventSink(ornc_priv_t* priv) {
     if (priv->lEventSink == nullptr) {
         ORNCDeviceEventSink* sink = ORNCDeviceEventSink::Create();
