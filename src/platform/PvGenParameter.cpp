@@ -89,6 +89,15 @@ bool parse_hex_bytes(const std::string& text, std::string& bytes) {
     return true;
 }
 
+// The list of related parameters a caller asked for, replacing its contents.
+PvResult listed(const std::vector<PvGenParameter*>& parameters, PvGenParameterList& list) {
+    list.Clear();
+    for (PvGenParameter* parameter : parameters) {
+        list.Add(parameter);
+    }
+    return PvResult::OK;
+}
+
 }  // namespace
 
 PvGenParameter::PvGenParameter(PvGenParameterArray* owner, ArvGcFeatureNode* node, PvGenType type)
@@ -98,15 +107,9 @@ PvGenParameter::PvGenParameter(PvGenParameterArray* owner, ArvGcFeatureNode* nod
 
 PvGenParameter::~PvGenParameter() = default;
 
-PvResult PvGenParameter::GetCategory(PvString& category) const {
-    category = category_path_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetCategory(PvString& category) const { return Answer(category_path_, category); }
 
-PvResult PvGenParameter::GetType(PvGenType& type) const {
-    type = type_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetType(PvGenType& type) const { return Answer(type_, type); }
 
 PvResult PvGenParameter::IsAvailable(bool& available) const {
     return ReadInto(
@@ -180,31 +183,13 @@ bool PvGenParameter::IsVisible(PvGenVisibility visibility) const {
     return static_cast<int>(own) <= static_cast<int>(visibility);
 }
 
-PvResult PvGenParameter::GetVisibility(PvGenVisibility& visibility) const {
-    visibility = visibility_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetVisibility(PvGenVisibility& visibility) const { return Answer(visibility_, visibility); }
 
-PvResult PvGenParameter::IsSelector(bool& selector) const {
-    selector = !selected_.empty();
-    return PvResult::OK;
-}
+PvResult PvGenParameter::IsSelector(bool& selector) const { return Answer(!selected_.empty(), selector); }
 
-PvResult PvGenParameter::GetSelectedParameters(PvGenParameterList& list) const {
-    list.Clear();
-    for (PvGenParameter* parameter : selected_) {
-        list.Add(parameter);
-    }
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetSelectedParameters(PvGenParameterList& list) const { return listed(selected_, list); }
 
-PvResult PvGenParameter::GetSelectingParameters(PvGenParameterList& list) const {
-    list.Clear();
-    for (PvGenParameter* parameter : selecting_) {
-        list.Add(parameter);
-    }
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetSelectingParameters(PvGenParameterList& list) const { return listed(selecting_, list); }
 
 PvResult PvGenParameter::ToString(PvString& value) const {
     switch (type_) {

@@ -53,6 +53,20 @@ const char* feature_name(ArvDomNode* node) {
     return arv_gc_feature_node_get_name(reinterpret_cast<ArvGcFeatureNode*>(node));
 }
 
+// Writes the feature `name` of the kind `is_kind` tells (`kind` names it)
+// through `write(node, &error)`; the caller holds the array lock.
+template <typename Write>
+PvResult write_unlocked(ArvGc* genicam, const char* name, const char* kind, gboolean (*is_kind)(gpointer),
+                        Write write) {
+    ArvGcNode* node = arv_gc_get_node(genicam, name);
+    if (node == nullptr || !is_kind(node)) {
+        return PvResult(PvResult::NOT_FOUND, std::string("no ") + kind + " feature " + name);
+    }
+    GError* error = nullptr;
+    write(node, &error);
+    return platform::take_error(error);
+}
+
 }  // namespace
 
 PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam), lock_(std::make_shared<std::mutex>()) {
@@ -305,23 +319,15 @@ void PvGenParameterArray::SetReadOnlyForApplication(const PvString& name) {
 }
 
 PvResult PvGenParameterArray::SetIntegerUnlocked(const char* name, int64_t value) {
-    ArvGcNode* node = arv_gc_get_node(genicam_, name);
-    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
-        return PvResult(PvResult::NOT_FOUND, std::string("no integer feature ") + name);
-    }
-    GError* error = nullptr;
-    arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, &error);
-    return platform::take_error(error);
+    return write_unlocked(genicam_, name, "integer", ARV_IS_GC_INTEGER, [value](ArvGcNode* node, GError** error) {
+        arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, error);
+    });
 }
 
 PvResult PvGenParameterArray::SetFloatUnlocked(const char* name, double value) {
-    ArvGcNode* node = arv_gc_get_node(genicam_, name);
-    if (node == nullptr || !ARV_IS_GC_FLOAT(node)) {
-        return PvResult(PvResult::NOT_FOUND, std::string("no float feature ") + name);
-    }
-    GError* error = nullptr;
-    arv_gc_float_set_value(ARV_GC_FLOAT(node), value, &error);
-    return platform::take_error(error);
+    return write_unlocked(genicam_, name, "float", ARV_IS_GC_FLOAT, [value](ArvGcNode* node, GError** error) {
+        arv_gc_float_set_value(ARV_GC_FLOAT(node), value, error);
+    });
 }
 
 PvResult PvGenParameterArray::AttachDataChunks(uint8_t* data, uint32_t size) {

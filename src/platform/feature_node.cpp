@@ -11,25 +11,13 @@ FeatureNode::FeatureNode(ArvGcFeatureNode* node)
     display_name_ = display_name != nullptr && display_name[0] != '\0' ? PvString(display_name) : name_;
 }
 
-PvResult FeatureNode::GetName(PvString& name) const {
-    name = name_;
-    return PvResult::OK;
-}
+PvResult FeatureNode::GetName(PvString& name) const { return Answer(name_, name); }
 
-PvResult FeatureNode::GetDisplayName(PvString& display_name) const {
-    display_name = display_name_;
-    return PvResult::OK;
-}
+PvResult FeatureNode::GetDisplayName(PvString& display_name) const { return Answer(display_name_, display_name); }
 
-PvResult FeatureNode::GetDescription(PvString& description) const {
-    description = description_;
-    return PvResult::OK;
-}
+PvResult FeatureNode::GetDescription(PvString& description) const { return Answer(description_, description); }
 
-PvResult FeatureNode::GetToolTip(PvString& tool_tip) const {
-    tool_tip = tool_tip_;
-    return PvResult::OK;
-}
+PvResult FeatureNode::GetToolTip(PvString& tool_tip) const { return Answer(tool_tip_, tool_tip); }
 
 bool FeatureNode::IsPresentLocked(GError** error) const {
     const bool implemented = arv_gc_feature_node_is_implemented(node_, error);

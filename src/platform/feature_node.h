@@ -32,6 +32,13 @@ protected:
 
     ArvGcFeatureNode* node() const { return node_; }
 
+    // What the getters that cannot fail answer: `out` gets `value`.
+    template <typename T>
+    static PvResult Answer(const T& value, T& out) {
+        out = value;
+        return PvResult::OK;
+    }
+
 private:
     friend class PvGenParameterArray;  // builds the categories and selector relations from the nodes
 
