@@ -19,13 +19,10 @@ constexpr int kEnumNameSize = 32;
 // for a parameter of another kind, ORNC_ERROR when the node has no entry
 // there or the caller gave no output (`given` false).
 ornc_status_t ORNC_EnumEntry(const ornc_param_t* param, int nr, bool given, const PvGenEnumEntry** entry) {
-    PvGenEnum* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::None, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    *entry = nullptr;
-    return node->GetEntryByIndex(nr, entry).IsOK() && *entry != nullptr && given ? ORNC_OK : ORNC_ERROR;
+    return ORNC_WithParam<PvGenEnum>(param, ORNC_Access::None, true, [&](PvGenEnum* node) {
+        *entry = nullptr;
+        return node->GetEntryByIndex(nr, entry).IsOK() && *entry != nullptr && given ? ORNC_OK : ORNC_ERROR;
+    });
 }
 
 using EntryTextGetter = PvResult (PvGenEnumEntry::*)(PvString&) const;
@@ -48,66 +45,54 @@ ornc_status_t ORNC_EnumEntryText(const ornc_param_t* param, int nr, EntryTextGet
 extern "C" {
 
 ornc_status_t ORNCParamGetEnumValue(const ornc_param_t* param, int* value) {
-    PvGenEnum* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    int64_t v = 0;
-    if (node->GetValue(v).IsFailure()) {
-        *value = 0;
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    *value = static_cast<int>(static_cast<uint32_t>(v));
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenEnum>(param, ORNC_Access::Read, value != nullptr, [&](PvGenEnum* node) {
+        int64_t v = 0;
+        if (node->GetValue(v).IsFailure()) {
+            *value = 0;
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        *value = static_cast<int>(static_cast<uint32_t>(v));
+        return ORNC_OK;
+    });
 }
 
 // The value is not checked against the entries: the node decides.
 ornc_status_t ORNCParamSetEnumValue(ornc_param_t* param, int value) {
-    PvGenEnum* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(static_cast<int64_t>(value)));
+    return ORNC_WithParam<PvGenEnum>(param, ORNC_Access::Write, true, [&](PvGenEnum* node) {
+        return ORNC_ParamWriteStatus(param, node->SetValue(static_cast<int64_t>(value)));
+    });
 }
 
 // The entry's availability is left to the node to judge.
 ornc_status_t ORNCParamSetEnumValueByName(ornc_param_t* param, const char* value) {
-    PvGenEnum* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    const PvGenEnumEntry* entry = nullptr;
-    if (value == nullptr || node->GetEntryByName(PvString(value), &entry).IsFailure() || entry == nullptr) {
-        return ORNC_ERR_ENUM_ENTRY_NOT_FOUND;
-    }
-    int64_t entry_value = 0;
-    if (entry->GetValue(entry_value).IsFailure()) {
-        return ORNC_ERROR;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(entry_value));
+    return ORNC_WithParam<PvGenEnum>(param, ORNC_Access::Write, true, [&](PvGenEnum* node) {
+        const PvGenEnumEntry* entry = nullptr;
+        if (value == nullptr || node->GetEntryByName(PvString(value), &entry).IsFailure() || entry == nullptr) {
+            return ORNC_ERR_ENUM_ENTRY_NOT_FOUND;
+        }
+        int64_t entry_value = 0;
+        if (entry->GetValue(entry_value).IsFailure()) {
+            return ORNC_ERROR;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(entry_value));
+    });
 }
 
 ornc_status_t ORNCParamGetEnumEntryCount(const ornc_param_t* param, int* cnt) {
-    PvGenEnum* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::None, node, cnt != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    int64_t count = 0;
-    const PvResult result = node->GetEntriesCount(count);
-    if (result.IsFailure()) {
-        char name[kEnumNameSize];
-        ORNCParamGetName(param, name, sizeof name);
-        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM,
-                 "Internal error: Getting enum entries for parameter %s failed with code %d", name,
-                 static_cast<int>(result.GetCode()));
-        return ORNC_ERROR;
-    }
-    *cnt = static_cast<int>(count);
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenEnum>(param, ORNC_Access::None, cnt != nullptr, [&](PvGenEnum* node) {
+        int64_t count = 0;
+        const PvResult result = node->GetEntriesCount(count);
+        if (result.IsFailure()) {
+            char name[kEnumNameSize];
+            ORNCParamGetName(param, name, sizeof name);
+            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM,
+                     "Internal error: Getting enum entries for parameter %s failed with code %d", name,
+                     static_cast<int>(result.GetCode()));
+            return ORNC_ERROR;
+        }
+        *cnt = static_cast<int>(count);
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamGetEnumEntryValue(const ornc_param_t* param, int nr, int* valuept) {

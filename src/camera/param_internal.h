@@ -18,24 +18,25 @@ bool ORNC_ParamWritable(const ornc_param_t* param);
 // What a typed parameter function needs of the node before it goes on.
 enum class ORNC_Access { None, Read, Write };
 
-// The prologue of every typed parameter function, checked in this order:
-// the access (ORNC_ERR_PARAM_NOT_READABLE, ORNC_ERR_PARAM_NOT_WRITEABLE;
-// a null handle passes it), the node's kind (ORNC_ERR_PARAM_TYPE_MISMATCH,
-// also for a null handle), then the caller's output or input (`given`
-// false: ORNC_ERROR). ORNC_OK with `node` set when all pass.
-template <typename Node>
-ornc_status_t ORNC_ParamPrologue(const ornc_param_t* param, ORNC_Access access, Node*& node, bool given = true) {
+// The prologue of every typed parameter function, then its body: checks,
+// in this order, the access (ORNC_ERR_PARAM_NOT_READABLE,
+// ORNC_ERR_PARAM_NOT_WRITEABLE; a null handle passes it), the node's kind
+// (ORNC_ERR_PARAM_TYPE_MISMATCH, also for a null handle) and the caller's
+// output or input (`given` false: ORNC_ERROR), and answers the first that
+// fails or else what `body(node)` answers.
+template <typename Node, typename Body>
+ornc_status_t ORNC_WithParam(const ornc_param_t* param, ORNC_Access access, bool given, Body body) {
     if (access == ORNC_Access::Read && !ORNC_ParamReadable(param)) {
         return ORNC_ERR_PARAM_NOT_READABLE;
     }
     if (access == ORNC_Access::Write && !ORNC_ParamWritable(param)) {
         return ORNC_ERR_PARAM_NOT_WRITEABLE;
     }
-    node = ORNC_ParamAs<Node>(param);
+    Node* node = ORNC_ParamAs<Node>(param);
     if (node == nullptr) {
         return ORNC_ERR_PARAM_TYPE_MISMATCH;
     }
-    return given ? ORNC_OK : ORNC_ERROR;
+    return given ? body(node) : ORNC_ERROR;
 }
 
 // 32-bit views of an integer range. The signed view also covers a range

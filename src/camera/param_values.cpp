@@ -78,21 +78,18 @@ int64_t ORNC_RoundToStep(int64_t value, int64_t min, int64_t inc) {
 // untouched) for a value T cannot hold.
 template <typename T>
 ornc_status_t ORNC_GetInteger32(const ornc_param_t* param, T* value) {
-    PvGenInteger* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    int64_t v = 0;
-    if (node->GetValue(v).IsFailure()) {
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (v < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
-        v > static_cast<int64_t>(std::numeric_limits<T>::max())) {
-        return ORNC_ERR_OUT_OF_RANGE;
-    }
-    *value = static_cast<T>(v);
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenInteger>(param, ORNC_Access::Read, value != nullptr, [&](PvGenInteger* node) {
+        int64_t v = 0;
+        if (node->GetValue(v).IsFailure()) {
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        if (v < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
+            v > static_cast<int64_t>(std::numeric_limits<T>::max())) {
+            return ORNC_ERR_OUT_OF_RANGE;
+        }
+        *value = static_cast<T>(v);
+        return ORNC_OK;
+    });
 }
 
 // The range of an integer node in the 32-bit view T (int or unsigned):
@@ -151,26 +148,23 @@ ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result)
 }
 
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value) {
-    PvGenInteger* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    int64_t min = 0;
-    int64_t max = 0;
-    int64_t inc = 0;
-    if (!ORNC_ReadWriteRange(param, &min, &max, &inc)) {
-        return ORNC_ERR_INTERNAL;
-    }
-    if (inc > 1) {
-        value = ORNC_RoundToStep(value, min, inc);
-    }
-    if (value < min) {
-        value = min;
-    } else if (value > max) {
-        value = max;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(value));
+    return ORNC_WithParam<PvGenInteger>(param, ORNC_Access::Write, true, [&](PvGenInteger* node) {
+        int64_t min = 0;
+        int64_t max = 0;
+        int64_t inc = 0;
+        if (!ORNC_ReadWriteRange(param, &min, &max, &inc)) {
+            return ORNC_ERR_INTERNAL;
+        }
+        if (inc > 1) {
+            value = ORNC_RoundToStep(value, min, inc);
+        }
+        if (value < min) {
+            value = min;
+        } else if (value > max) {
+            value = max;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(value));
+    });
 }
 
 extern "C" {
@@ -184,104 +178,85 @@ ornc_status_t ORNCParamGetUIntegerValue(const ornc_param_t* param, unsigned int*
 }
 
 ornc_status_t ORNCParamGetFloatValue(const ornc_param_t* param, float* value) {
-    PvGenFloat* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    double v = 0.0;
-    const bool read = node->GetValue(v).IsOK();
-    *value = read ? static_cast<float>(v) : 0.0f;
-    return read ? ORNC_OK : ORNC_ERR_PARAM_READ_FAILED;
+    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Read, value != nullptr, [&](PvGenFloat* node) {
+        double v = 0.0;
+        const bool read = node->GetValue(v).IsOK();
+        *value = read ? static_cast<float>(v) : 0.0f;
+        return read ? ORNC_OK : ORNC_ERR_PARAM_READ_FAILED;
+    });
 }
 
 ornc_status_t ORNCParamGetBooleanValue(const ornc_param_t* param, int* value) {
-    PvGenBoolean* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    bool v = false;
-    const PvResult result = node->GetValue(v);
-    *value = result.IsOK() && v ? 1 : 0;
-    if (result.IsFailure()) {
-        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Reading boolean event parameter failed code %d %s",
-                 static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenBoolean>(param, ORNC_Access::Read, value != nullptr, [&](PvGenBoolean* node) {
+        bool v = false;
+        const PvResult result = node->GetValue(v);
+        *value = result.IsOK() && v ? 1 : 0;
+        if (result.IsFailure()) {
+            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Reading boolean event parameter failed code %d %s",
+                     static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamGetRegisterValue(const ornc_param_t* param, char* value, size_t maxlen) {
-    PvGenRegister* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    if (value == nullptr || maxlen == 0) {
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (node->Get(reinterpret_cast<unsigned char*>(value), static_cast<int64_t>(maxlen)).IsFailure()) {
-        value[0] = 0;
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenRegister>(param, ORNC_Access::Read, true, [&](PvGenRegister* node) {
+        if (value == nullptr || maxlen == 0) {
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        if (node->Get(reinterpret_cast<unsigned char*>(value), static_cast<int64_t>(maxlen)).IsFailure()) {
+            value[0] = 0;
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        return ORNC_OK;
+    });
 }
 
 int ORNCParamGetStringSize(const ornc_param_t* param) {
-    PvGenString* node = nullptr;
     PvString text;
-    if (param == nullptr || ORNC_ParamPrologue(param, ORNC_Access::Read, node) != ORNC_OK ||
-        node->GetValue(text).IsFailure()) {
-        return 0;
-    }
-    return static_cast<int>(text.GetLength()) + 1;
+    const ornc_status_t status = ORNC_WithParam<PvGenString>(param, ORNC_Access::Read, true, [&](PvGenString* node) {
+        return node->GetValue(text).IsOK() ? ORNC_OK : ORNC_ERR_PARAM_READ_FAILED;
+    });
+    return status == ORNC_OK ? static_cast<int>(text.GetLength()) + 1 : 0;
 }
 
 ornc_status_t ORNCParamGetStringValue(const ornc_param_t* param, char* value, size_t maxlen) {
-    PvGenString* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Read, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    PvString text;
-    if (node->GetValue(text).IsFailure()) {
-        if (maxlen > 0) {
-            value[0] = '\0';
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::Read, value != nullptr, [&](PvGenString* node) {
+        PvString text;
+        if (node->GetValue(text).IsFailure()) {
+            if (maxlen > 0) {
+                value[0] = '\0';
+            }
+            return ORNC_ERR_PARAM_READ_FAILED;
         }
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (maxlen > 0) {
-        std::strncpy(value, text.GetAscii(), maxlen);
-        value[maxlen - 1] = '\0';
-    }
-    return ORNC_OK;
+        if (maxlen > 0) {
+            std::strncpy(value, text.GetAscii(), maxlen);
+            value[maxlen - 1] = '\0';
+        }
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamGetStringMaxSize(const ornc_param_t* param, int* maxsize) {
-    PvGenString* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::None, node, maxsize != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    int64_t length = 0;
-    node->GetMaxLength(length);
-    if (length > kMaxStringMaxLength) {
-        return ORNC_ERR_INTERNAL;
-    }
-    *maxsize = static_cast<int>(length);
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::None, maxsize != nullptr, [&](PvGenString* node) {
+        int64_t length = 0;
+        node->GetMaxLength(length);
+        if (length > kMaxStringMaxLength) {
+            return ORNC_ERR_INTERNAL;
+        }
+        *maxsize = static_cast<int>(length);
+        return ORNC_OK;
+    });
 }
 
 // The device's answer to the command is not examined: a refused command
 // still counts as sent.
 ornc_status_t ORNCParamSendCommand(ornc_param_t* param) {
-    PvGenCommand* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::None, node);
-    if (status == ORNC_OK) {
+    return ORNC_WithParam<PvGenCommand>(param, ORNC_Access::None, true, [](PvGenCommand* node) {
         node->Execute();
-    }
-    return status;
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamSetIntegerValue(ornc_param_t* param, int value) {
@@ -295,51 +270,40 @@ ornc_status_t ORNCParamSetUIntegerValue(ornc_param_t* param, unsigned int value)
 // Clamped into [min, max] without step rounding. A NaN fails both
 // comparisons and reaches the node as it is.
 ornc_status_t ORNCParamSetFloatValue(ornc_param_t* param, float value) {
-    PvGenFloat* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    double min = 0.0;
-    double max = 0.0;
-    if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
-        return ORNC_ERR_INTERNAL;
-    }
-    double v = static_cast<double>(value);
-    if (v < min) {
-        v = min;
-    } else if (v > max) {
-        v = max;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(v));
+    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Write, true, [&](PvGenFloat* node) {
+        double min = 0.0;
+        double max = 0.0;
+        if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
+            return ORNC_ERR_INTERNAL;
+        }
+        double v = static_cast<double>(value);
+        if (v < min) {
+            v = min;
+        } else if (v > max) {
+            v = max;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(v));
+    });
 }
 
 ornc_status_t ORNCParamSetBooleanValue(ornc_param_t* param, int value) {
-    PvGenBoolean* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(value != 0));
+    return ORNC_WithParam<PvGenBoolean>(param, ORNC_Access::Write, true, [&](PvGenBoolean* node) {
+        return ORNC_ParamWriteStatus(param, node->SetValue(value != 0));
+    });
 }
 
 ornc_status_t ORNCParamSetStringValue(ornc_param_t* param, const char* value) {
-    PvGenString* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node, value != nullptr);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    return ORNC_ParamWriteStatus(param, node->SetValue(PvString(value)));
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::Write, value != nullptr, [&](PvGenString* node) {
+        return ORNC_ParamWriteStatus(param, node->SetValue(PvString(value)));
+    });
 }
 
 ornc_status_t ORNCParamSetRegisterValue(ornc_param_t* param, const char* value, int len) {
-    PvGenRegister* node = nullptr;
-    const ornc_status_t status = ORNC_ParamPrologue(param, ORNC_Access::Write, node, value != nullptr && len >= 0);
-    if (status != ORNC_OK) {
-        return status;
-    }
-    return ORNC_ParamWriteStatus(param,
-                                 node->Set(reinterpret_cast<const unsigned char*>(value), static_cast<int64_t>(len)));
+    return ORNC_WithParam<PvGenRegister>(
+        param, ORNC_Access::Write, value != nullptr && len >= 0, [&](PvGenRegister* node) {
+            return ORNC_ParamWriteStatus(
+                param, node->Set(reinterpret_cast<const unsigned char*>(value), static_cast<int64_t>(len)));
+        });
 }
 
 ornc_status_t ORNCParamGetIntegerMinMaxIncValues(const ornc_param_t* param, int* minval, int* maxval,
