@@ -228,6 +228,9 @@ PvResult PvDevice::SetTransportLock(bool locked) {
 }
 
 PvResult PvDevice::CheckStreamChannel(uint32_t channel) {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
     guint32 channels = 0;
     GError* error = nullptr;
     if (!arv_device_read_register(device_, gvcp::REG_NUMBER_OF_STREAM_CHANNELS, &channels, &error)) {
@@ -240,9 +243,6 @@ PvResult PvDevice::CheckStreamChannel(uint32_t channel) {
 }
 
 PvResult PvDevice::StreamEnable(uint32_t channel) {
-    if (device_ == nullptr) {
-        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
-    }
     PvResult checked = CheckStreamChannel(channel);
     if (checked.IsFailure()) {
         return checked;
@@ -271,9 +271,6 @@ PvResult PvDevice::StreamEnable(uint32_t channel) {
 }
 
 PvResult PvDevice::StreamDisable(uint32_t channel) {
-    if (device_ == nullptr) {
-        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
-    }
     PvResult checked = CheckStreamChannel(channel);
     if (checked.IsFailure()) {
         return checked;
