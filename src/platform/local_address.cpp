@@ -5,8 +5,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/network_adapters.h"
+#include "wire/gvcp_layout.h"
 
 namespace platform {
 
@@ -14,23 +14,6 @@ namespace {
 constexpr uint32_t kLoopbackNet = 0x7F000000;  // 127.0.0.0/8
 constexpr uint32_t kLoopbackMask = 0xFF000000;
 }  // namespace
-
-bool parse_ipv4(const std::string& text, uint32_t& address) {
-    in_addr parsed{};
-    if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
-        return false;
-    }
-    address = ntohl(parsed.s_addr);
-    return true;
-}
-
-std::string format_ipv4(uint32_t address) {
-    in_addr value{};
-    value.s_addr = htonl(address);
-    char text[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, &value, text, sizeof text);
-    return text;
-}
 
 bool is_local_ipv4(uint32_t address) {
     if ((address & kLoopbackMask) == kLoopbackNet) {
