@@ -7,6 +7,7 @@
 
 #include "platform/gvcp/network_adapters.h"
 #include "wire/gvcp_layout.h"
+#include "wire/udp_socket.h"
 
 namespace platform {
 
@@ -36,10 +37,7 @@ bool local_address_for(uint32_t destination, uint32_t& local) {
     if (fd < 0) {
         return false;
     }
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_port = htons(gvcp::kPort);
-    peer.sin_addr.s_addr = htonl(destination);
+    const sockaddr_in peer = wire::socket_address(destination, gvcp::kPort);
     sockaddr_in own{};
     socklen_t own_size = sizeof own;
     const bool found = connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0 &&

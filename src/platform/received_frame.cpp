@@ -128,31 +128,27 @@ PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capac
                                                      " bytes does not fit a buffer of " + std::to_string(capacity));
     }
     PvResult taken;
+    payload_size_ = static_cast<uint32_t>(received);
     switch (arv_buffer_get_payload_type(wrapper)) {
         case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
             // An image with chunk data (extended chunk mode) is an image
             // whose chunks Aravis found.
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeImage(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
             payload_type_ = PvPayloadTypeImage;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeImage(wrapper, memory, capacity, true);
             payload_type_ = PvPayloadTypeImage;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeParts(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
             payload_type_ = PvPayloadTypeMultiPart;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_CHUNK_DATA:
-            payload_size_ = static_cast<uint32_t>(received);
             chunk_count_ = count_chunks(memory, payload_size_);
             payload_type_ = PvPayloadTypeChunkData;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_RAWDATA:
-            payload_size_ = static_cast<uint32_t>(received);
             payload_type_ = PvPayloadTypeRawData;
             break;
         default:

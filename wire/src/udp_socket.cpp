@@ -19,8 +19,6 @@
 
 namespace wire {
 
-namespace {
-
 sockaddr_in socket_address(uint32_t address, uint16_t port) {
     sockaddr_in a{};
     a.sin_family = AF_INET;
@@ -28,8 +26,6 @@ sockaddr_in socket_address(uint32_t address, uint16_t port) {
     a.sin_port = htons(port);
     return a;
 }
-
-}  // namespace
 
 UdpSocket::~UdpSocket() { close(); }
 

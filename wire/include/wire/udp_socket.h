@@ -3,6 +3,8 @@
 // Move-only.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <string>
@@ -53,6 +55,9 @@ public:
 private:
     int fd_ = -1;
 };
+
+// The socket address of address:port.
+sockaddr_in socket_address(uint32_t address, uint16_t port);
 
 // Milliseconds on a monotonic clock.
 int64_t monotonic_ms();
