@@ -91,14 +91,12 @@ std::vector<uint8_t> GvcpHandler::on_discovery(uint16_t req_id) {
 }
 
 std::vector<uint8_t> GvcpHandler::on_force_ip(const uint8_t* p, size_t n, uint16_t req_id, const PeerAddress& peer) {
-    if (n < gvcp::kForceIpCmdPayloadSize)
+    gvcp::ForceIpRequest request;
+    if (!gvcp::read_force_ip(p, n, &request))
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::FORCEIP_ACK, req_id, nullptr, 0);
-    std::array<uint8_t, 6> mac = model_.mac();
-    if (std::memcmp(p + gvcp::kForceIpMacOffset, mac.data(), mac.size()) != 0) return {};  // another device's
+    if (request.mac != model_.mac()) return {};  // another device's
     if (!privilege_.may_write(peer)) return ack(gvcp::STATUS_ACCESS_DENIED, gvcp::FORCEIP_ACK, req_id, nullptr, 0);
-    uint32_t ip = wire::load_be32(p + gvcp::kForceIpAddressOffset);
-    uint32_t mask = wire::load_be32(p + gvcp::kForceIpMaskOffset);
-    uint32_t gateway = wire::load_be32(p + gvcp::kForceIpGatewayOffset);
+    const uint32_t ip = request.ip, mask = request.mask, gateway = request.gateway;
     // A zero address, a broadcast or multicast address cannot be a device address.
     if (ip == 0 || ip == 0xFFFFFFFFu || (ip >> 28) == 0xE)
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::FORCEIP_ACK, req_id, nullptr, 0);

@@ -79,6 +79,17 @@ bool read_resend_request(const uint8_t* payload, size_t size, bool extended_ids,
     return true;
 }
 
+bool read_force_ip(const uint8_t* payload, size_t size, ForceIpRequest* request) {
+    if (payload == nullptr || request == nullptr || size < kForceIpCmdPayloadSize) {
+        return false;
+    }
+    std::copy_n(payload + kForceIpMacOffset, request->mac.size(), request->mac.begin());
+    request->ip = wire::load_be32(payload + kForceIpAddressOffset);
+    request->mask = wire::load_be32(payload + kForceIpMaskOffset);
+    request->gateway = wire::load_be32(payload + kForceIpGatewayOffset);
+    return true;
+}
+
 std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
                                    const std::vector<uint8_t>& payload) {
     uint8_t header[kHeaderSize] = {};
@@ -122,6 +133,15 @@ std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const 
     }
     payload.insert(payload.end(), data.begin(), data.end());
     return build_command(flags, EVENTDATA_CMD, request_id, payload);
+}
+
+std::vector<uint8_t> build_force_ip(uint16_t request_id, const ForceIpRequest& request) {
+    std::vector<uint8_t> payload(kForceIpCmdPayloadSize, 0);
+    std::copy(request.mac.begin(), request.mac.end(), payload.begin() + kForceIpMacOffset);
+    wire::store_be32(payload.data() + kForceIpAddressOffset, request.ip);
+    wire::store_be32(payload.data() + kForceIpMaskOffset, request.mask);
+    wire::store_be32(payload.data() + kForceIpGatewayOffset, request.gateway);
+    return build_command(kFlagAckRequired | kFlagForceIpAllowBroadcastAck, FORCEIP_CMD, request_id, payload);
 }
 
 std::vector<uint8_t> build_resend_request(bool extended_ids, uint16_t request_id, const ResendRequest& request) {

@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace gvcp {
 
@@ -96,20 +96,18 @@ AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t r
     if (datagram == nullptr || size < kHeaderSize + kDiscoveryAckPayloadSize) {
         return AckVerdict::kTooShort;
     }
-    const uint16_t status = wire::load_be16(datagram + kAckStatusOffset);
-    const uint16_t answer = wire::load_be16(datagram + kAckAnswerOffset);
-    const uint16_t length = wire::load_be16(datagram + kAckLengthOffset);
-    const uint16_t ack_id = wire::load_be16(datagram + kAckIdOffset);
-    if (answer != DISCOVERY_ACK) {
+    const AckHeader header = read_ack_header(datagram, size);
+    if (header.answer != DISCOVERY_ACK) {
         return AckVerdict::kWrongAnswer;
     }
-    if (status != STATUS_SUCCESS) {
+    if (header.status != STATUS_SUCCESS) {
         return AckVerdict::kBadStatus;
     }
+    const size_t length = header.length;
     if (length < kDiscoveryAckPayloadSize || length > kMaxPayloadSize || kHeaderSize + length != size) {
         return AckVerdict::kLengthMismatch;
     }
-    if (ack_id != request_id) {
+    if (header.ack_id != request_id) {
         return AckVerdict::kWrongAckId;
     }
 

@@ -12,15 +12,6 @@ namespace {
 
 constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
 
-std::vector<uint8_t> force_ip_payload(const wire::MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway) {
-    uint8_t payload[kForceIpCmdPayloadSize] = {};
-    std::copy(mac.begin(), mac.end(), payload + kForceIpMacOffset);
-    wire::store_be32(payload + kForceIpAddressOffset, ip);
-    wire::store_be32(payload + kForceIpMaskOffset, mask);
-    wire::store_be32(payload + kForceIpGatewayOffset, gateway);
-    return std::vector<uint8_t>(payload, payload + kForceIpCmdPayloadSize);
-}
-
 }  // namespace
 
 ForceIpResult force_ip(const wire::MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway,
@@ -62,8 +53,7 @@ ForceIpResult force_ip(const wire::MacAddress& mac, uint32_t ip, uint32_t mask, 
         result.detail = "no adapter to send on";
         return result;
     }
-    const std::vector<uint8_t> command = build_command(kFlagAckRequired | kFlagForceIpAllowBroadcastAck, FORCEIP_CMD,
-                                                       next_request_id(), force_ip_payload(mac, ip, mask, gateway));
+    const std::vector<uint8_t> command = build_force_ip(next_request_id(), ForceIpRequest{mac, ip, mask, gateway});
     const TransactionResult transaction =
         run_transaction(routes, command, FORCEIP_ACK, 0, kForceIpTimeoutMs, kForceIpAttempts);
     result.detail = transaction.detail;

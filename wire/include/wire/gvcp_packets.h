@@ -3,6 +3,7 @@
 // and answer zeros for what a short datagram does not hold.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -56,6 +57,17 @@ struct ResendRequest {
 // False when the payload is too short for its form.
 bool read_resend_request(const uint8_t* payload, size_t size, bool extended_ids, ResendRequest* request);
 
+// A FORCEIP_CMD's payload: the device it is for and its new settings.
+struct ForceIpRequest {
+    std::array<uint8_t, 6> mac{};
+    uint32_t ip = 0;
+    uint32_t mask = 0;
+    uint32_t gateway = 0;
+};
+
+// False when the payload is too short.
+bool read_force_ip(const uint8_t* payload, size_t size, ForceIpRequest* request);
+
 // Builders. Each returns the whole datagram (header and payload).
 std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
                                    const std::vector<uint8_t>& payload);
@@ -67,6 +79,8 @@ std::vector<uint8_t> build_discovery_ack(uint16_t ack_id, const std::vector<uint
 // An EVENTDATA_CMD; kFlagExtendedIds in `flags` picks the entry's form.
 std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const EventEntry& entry,
                                       const std::vector<uint8_t>& data);
+// A FORCEIP_CMD asking for an ack, which may come by broadcast.
+std::vector<uint8_t> build_force_ip(uint16_t request_id, const ForceIpRequest& request);
 // A PACKETRESEND_CMD; extended ids set kFlagExtendedIds.
 std::vector<uint8_t> build_resend_request(bool extended_ids, uint16_t request_id, const ResendRequest& request);
 
