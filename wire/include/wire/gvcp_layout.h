@@ -162,7 +162,6 @@ enum Status : uint16_t {
     STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
     STATUS_ERROR = 0x8FFF,
 };
-constexpr uint16_t kStatusErrorBit = 0x8000;
 
 constexpr const char* status_name(Status status) {
     switch (status) {
