@@ -23,7 +23,7 @@ ornsim::SensorConfig sensor_config(int host) {
     ornsim::SensorConfig config;
     config.address = hostile::address(host);
     config.serial = "SILENT0" + std::to_string(host);
-    config.mac = "02:70:00:00:01:0" + std::to_string(host);
+    config.mac = "02:70:00:00:01:" + std::to_string(host);
     return config;
 }
 

@@ -12,8 +12,8 @@
 
 #include "ORNC.h"
 #include "discovery_test_support.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "scripted_responder.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -60,7 +60,7 @@ const Hostile kHostiles[] = {
     {"truncated", [](Bytes& ack) { ack.resize(100); }},
     {"header only", [](Bytes& ack) { ack.resize(gvcp::kHeaderSize); }},
     {"oversized datagram", [](Bytes& ack) { ack.resize(3000, 0x41); }},
-    {"length field larger than datagram", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckLengthOffset], 0xFFFF); }},
+    {"length field larger than datagram", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckLengthOffset], 0xFFFF); }},
     {"unterminated model",
      [](Bytes& ack) { std::fill_n(field(ack, gvcp::kDiscoveryModelOffset), gvcp::MODEL_NAME_SIZE, 'X'); }},
     {"unterminated serial running into the user name",
@@ -73,13 +73,13 @@ const Hostile kHostiles[] = {
     {"broken UTF-8 in the model", [](Bytes& ack) { field(ack, gvcp::kDiscoveryModelOffset)[2] = 0xC3; }},
     {"answers another request",
      [](Bytes& ack) {
-         gvcp::store_be16(&ack[gvcp::kAckIdOffset],
-                          static_cast<uint16_t>(gvcp::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
+         wire::store_be16(&ack[gvcp::kAckIdOffset],
+                          static_cast<uint16_t>(wire::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
      }},
-    {"not a discovery ack", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::READREG_ACK); }},
-    {"error status", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_BUSY); }},
+    {"not a discovery ack", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::READREG_ACK); }},
+    {"error status", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_BUSY); }},
     {"claims the honest peer's address",
-     [](Bytes& ack) { gvcp::store_be32(field(ack, gvcp::kDiscoveryCurrentIpOffset), orntest::ipv4(kHonestAddress)); }},
+     [](Bytes& ack) { wire::store_be32(field(ack, gvcp::kDiscoveryCurrentIpOffset), orntest::ipv4(kHonestAddress)); }},
     {"empty datagram", [](Bytes& ack) { ack.clear(); }},
 };
 

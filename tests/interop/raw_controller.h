@@ -8,8 +8,9 @@
 #include <unistd.h>
 
 #include <cstdint>
+#include <vector>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace orntest {
 
@@ -32,23 +33,20 @@ public:
 
     // True when the device acknowledged the write with success.
     bool write_ccp(uint32_t value) {
-        uint8_t command[gvcp::kHeaderSize + 8] = {};
-        command[gvcp::kCmdKeyOffset] = gvcp::kKey;
-        command[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-        gvcp::store_be16(command + gvcp::kCmdCommandOffset, gvcp::WRITEREG_CMD);
-        gvcp::store_be16(command + gvcp::kCmdLengthOffset, 8);
-        gvcp::store_be16(command + gvcp::kCmdReqIdOffset, ++request_id_);
-        gvcp::store_be32(command + gvcp::kHeaderSize, gvcp::REG_CCP);
-        gvcp::store_be32(command + gvcp::kHeaderSize + 4, value);
-        if (::sendto(fd_, command, sizeof command, 0, reinterpret_cast<const sockaddr*>(&device_), sizeof device_) <
-            0) {
+        std::vector<uint8_t> write(8);
+        wire::store_be32(write.data(), gvcp::REG_CCP);
+        wire::store_be32(write.data() + 4, value);
+        const std::vector<uint8_t> command =
+            gvcp::build_command(gvcp::kFlagAckRequired, gvcp::WRITEREG_CMD, ++request_id_, write);
+        if (::sendto(fd_, command.data(), command.size(), 0, reinterpret_cast<const sockaddr*>(&device_),
+                     sizeof device_) < 0) {
             return false;
         }
         pollfd polled{fd_, POLLIN, 0};
         uint8_t ack[64];
-        return ::poll(&polled, 1, 2000) == 1 &&
-               ::recv(fd_, ack, sizeof ack, 0) >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
-               gvcp::load_be16(ack + gvcp::kAckStatusOffset) == gvcp::STATUS_SUCCESS;
+        const ssize_t got = ::poll(&polled, 1, 2000) == 1 ? ::recv(fd_, ack, sizeof ack, 0) : -1;
+        return got >= static_cast<ssize_t>(gvcp::kHeaderSize) &&
+               gvcp::read_ack_header(ack, static_cast<size_t>(got)).status == gvcp::STATUS_SUCCESS;
     }
 
 private:

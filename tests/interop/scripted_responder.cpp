@@ -11,7 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace orntest {
 
@@ -25,19 +25,15 @@ uint32_t ipv4(const char* text) {
 }
 
 std::vector<uint8_t> make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t own_ip) {
-    std::vector<uint8_t> ack(gvcp::kHeaderSize + gvcp::kDiscoveryAckPayloadSize, 0);
-    gvcp::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_SUCCESS);
-    gvcp::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::DISCOVERY_ACK);
-    gvcp::store_be16(&ack[gvcp::kAckLengthOffset], static_cast<uint16_t>(gvcp::kDiscoveryAckPayloadSize));
-    gvcp::store_be16(&ack[gvcp::kAckIdOffset], request_id);
-    uint8_t* payload = &ack[gvcp::kHeaderSize];
-    gvcp::store_be32(payload + gvcp::kDiscoveryVersionOffset, fields.gev_version);
+    std::vector<uint8_t> block(gvcp::kDiscoveryAckPayloadSize, 0);
+    uint8_t* payload = block.data();
+    wire::store_be32(payload + gvcp::kDiscoveryVersionOffset, fields.gev_version);
     std::memcpy(payload + gvcp::kDiscoveryMacOffset, fields.mac, sizeof fields.mac);
-    gvcp::store_be32(payload + gvcp::kDiscoverySupportedIpConfigOffset, fields.ip_config_supported);
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentIpConfigOffset, fields.ip_config_current);
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentIpOffset, fields.ip != 0 ? fields.ip : own_ip);
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentMaskOffset, fields.mask);
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentGatewayOffset, fields.gateway);
+    wire::store_be32(payload + gvcp::kDiscoverySupportedIpConfigOffset, fields.ip_config_supported);
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentIpConfigOffset, fields.ip_config_current);
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentIpOffset, fields.ip != 0 ? fields.ip : own_ip);
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentMaskOffset, fields.mask);
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentGatewayOffset, fields.gateway);
     auto put = [payload](size_t offset, size_t slot, const std::string& text) {
         std::memcpy(payload + offset, text.data(), text.size() < slot ? text.size() : slot);
     };
@@ -46,7 +42,7 @@ std::vector<uint8_t> make_discovery_ack(uint16_t request_id, const AckFields& fi
     put(gvcp::kDiscoveryDeviceVersionOffset, gvcp::DEVICE_VERSION_SIZE, fields.version);
     put(gvcp::kDiscoverySerialOffset, gvcp::SERIAL_NUMBER_SIZE, fields.serial);
     put(gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE, fields.user_name);
-    return ack;
+    return gvcp::build_discovery_ack(request_id, block);
 }
 
 ScriptedResponder::ScriptedResponder(std::string address, Script script)
@@ -105,12 +101,12 @@ void ScriptedResponder::run() {
         socklen_t from_size = sizeof from;
         const ssize_t size =
             ::recvfrom(fd_, request, sizeof request, 0, reinterpret_cast<sockaddr*>(&from), &from_size);
-        if (size < static_cast<ssize_t>(gvcp::kHeaderSize) || request[gvcp::kCmdKeyOffset] != gvcp::kKey ||
-            gvcp::load_be16(request + gvcp::kCmdCommandOffset) != gvcp::DISCOVERY_CMD) {
+        const gvcp::CommandHeader header = gvcp::read_command_header(request, size > 0 ? static_cast<size_t>(size) : 0);
+        if (header.key != gvcp::kKey || header.command != gvcp::DISCOVERY_CMD) {
             continue;
         }
         ++requests_;
-        const uint16_t request_id = gvcp::load_be16(request + gvcp::kCmdReqIdOffset);
+        const uint16_t request_id = header.request_id;
         for (const std::vector<uint8_t>& reply : script_(request_id)) {
             ::sendto(other_port_ ? other_fd_ : fd_, reply.data(), reply.size(), 0,
                      reinterpret_cast<const sockaddr*>(&from), from_size);

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/gvcp/gvcp_protocol.h"
 #include "udp_endpoint.h"
+#include "wire/gvcp_packets.h"
 
 namespace ornsim_test {
 
@@ -39,14 +39,7 @@ public:
 
     static std::vector<uint8_t> command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id,
                                         uint8_t flags = gvcp::kFlagAckRequired) {
-        std::vector<uint8_t> p(gvcp::kHeaderSize + payload.size());
-        p[0] = gvcp::kKey;
-        p[1] = flags;
-        gvcp::store_be16(p.data() + 2, code);
-        gvcp::store_be16(p.data() + 4, static_cast<uint16_t>(payload.size()));
-        gvcp::store_be16(p.data() + 6, id);
-        std::copy(payload.begin(), payload.end(), p.begin() + gvcp::kHeaderSize);
-        return p;
+        return gvcp::build_command(flags, code, id, payload);
     }
 
     void send_raw(const std::vector<uint8_t>& bytes) { socket_.send(bytes, device_ip_, gvcp::kPort); }
@@ -62,10 +55,10 @@ public:
             if (d.size() < gvcp::kHeaderSize) return Ack{};
             Ack a;
             a.received = true;
-            a.status = gvcp::load_be16(d.data());
-            a.answer = gvcp::load_be16(d.data() + 2);
-            a.id = gvcp::load_be16(d.data() + 6);
-            uint16_t length = gvcp::load_be16(d.data() + 4);
+            a.status = wire::load_be16(d.data());
+            a.answer = wire::load_be16(d.data() + 2);
+            a.id = wire::load_be16(d.data() + 6);
+            uint16_t length = wire::load_be16(d.data() + 4);
             if (a.id != id) continue;  // a late answer to an earlier request
             if (gvcp::kHeaderSize + length <= d.size())
                 a.payload.assign(d.begin() + gvcp::kHeaderSize, d.begin() + gvcp::kHeaderSize + length);
@@ -85,7 +78,7 @@ public:
 
     Ack read_registers(const std::vector<uint32_t>& addresses) {
         std::vector<uint8_t> payload(addresses.size() * 4);
-        for (size_t i = 0; i < addresses.size(); ++i) gvcp::store_be32(payload.data() + 4 * i, addresses[i]);
+        for (size_t i = 0; i < addresses.size(); ++i) wire::store_be32(payload.data() + 4 * i, addresses[i]);
         return transact(gvcp::READREG_CMD, payload);
     }
     // Value of one register, or kUnreadable (which the tests never expect).
@@ -93,13 +86,13 @@ public:
     uint32_t read_register(uint32_t address) {
         Ack a = read_registers({address});
         if (!a.received || a.status != gvcp::STATUS_SUCCESS || a.payload.size() < 4) return kUnreadable;
-        return gvcp::load_be32(a.payload.data());
+        return wire::load_be32(a.payload.data());
     }
     Ack write_registers(const std::vector<std::pair<uint32_t, uint32_t>>& pairs) {
         std::vector<uint8_t> payload(pairs.size() * 8);
         for (size_t i = 0; i < pairs.size(); ++i) {
-            gvcp::store_be32(payload.data() + 8 * i, pairs[i].first);
-            gvcp::store_be32(payload.data() + 8 * i + 4, pairs[i].second);
+            wire::store_be32(payload.data() + 8 * i, pairs[i].first);
+            wire::store_be32(payload.data() + 8 * i + 4, pairs[i].second);
         }
         return transact(gvcp::WRITEREG_CMD, payload);
     }
@@ -109,14 +102,14 @@ public:
     }
     Ack read_memory(uint32_t address, uint16_t count) {
         std::vector<uint8_t> payload(8, 0);
-        gvcp::store_be32(payload.data(), address);
-        gvcp::store_be16(payload.data() + 6, count);
+        wire::store_be32(payload.data(), address);
+        wire::store_be16(payload.data() + 6, count);
         return transact(gvcp::READMEM_CMD, payload);
     }
     Ack write_memory(uint32_t address, const std::vector<uint8_t>& data) {
-        std::vector<uint8_t> payload(4);
-        gvcp::store_be32(payload.data(), address);
-        payload.insert(payload.end(), data.begin(), data.end());
+        std::vector<uint8_t> payload(4 + data.size());
+        wire::store_be32(payload.data(), address);
+        std::copy(data.begin(), data.end(), payload.begin() + 4);
         return transact(gvcp::WRITEMEM_CMD, payload);
     }
     bool take_control(uint32_t privilege = gvcp::CCP_CONTROL) {
