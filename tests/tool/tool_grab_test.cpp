@@ -8,13 +8,14 @@
 #include <cstring>
 #include <regex>
 
+#include "scene.h"
 #include "tool_test_fixture.h"
 
 namespace tooltest {
 namespace {
 
-const int kWidth = 160;
-const int kHeight = 120;
+constexpr int kWidth = 160;
+constexpr int kHeight = 120;
 
 struct GrayImage {
     int width = 0;
@@ -95,37 +96,18 @@ bool read_ply(const std::string& path, PlyFile* ply, std::string* error) {
     return true;
 }
 
-// The sensor's scene (sim/stream/README.md) for frame id f.
-struct Scene {
-    int w, h, f;
-    int cu() const { return w / 4 + (f % std::max(1, w / 2)); }
-    int cv() const { return h / 2; }
-    int r() const { return std::min(w, h) / 6; }
-    long d2(int u, int v) const { return long(u - cu()) * (u - cu()) + long(v - cv()) * (v - cv()); }
-    bool on_sphere(int u, int v) const { return d2(u, v) < long(r()) * r(); }
-    bool valid(int u, int v) const {
-        const bool border = u < 4 || v < 4 || u + 4 >= w || v + 4 >= h;
-        const bool shadow = r() < u - cu() && u - cu() <= r() + r() / 2 && 2 * std::abs(v - cv()) <= r();
-        return !border && !shadow;
-    }
-    double x(int u) const { return (u - (w - 1) / 2.0) * 0.5; }
-    double y(int v) const { return (v - (h - 1) / 2.0) * 0.5; }
-    double z(int u, int v) const {
-        return 1000 + 0.1 * x(u) - (on_sphere(u, v) ? std::sqrt(double(r()) * r() - double(d2(u, v))) * 0.5 : 0);
-    }
-    int confidence(int u, int v) const {
-        if (!valid(u, v)) return 0;
-        if (on_sphere(u, v)) return 255 - static_cast<int>(55 * d2(u, v) / (long(r()) * r()));
-        return 100 + 100 * v / h;
-    }
-    int intensity(int u, int v) const { return (u + 2 * v + 3 * f) % 256; }
-    long valid_count() const {
-        long n = 0;
-        for (int v = 0; v < h; ++v)
-            for (int u = 0; u < w; ++u) n += valid(u, v) ? 1 : 0;
-        return n;
-    }
-};
+// The sensor's scene at the grab's size (its formulas are checked against
+// sim/stream/README.md in tests/sim), and the number of valid pixels.
+ornsim::ScenePixel pixel(uint64_t frame, int u, int v) {
+    return ornsim::scene_pixel({kWidth, kHeight, ornsim::kSceneDefaultC16ScaleMm, 0.0f}, frame,
+                               static_cast<uint32_t>(u), static_cast<uint32_t>(v));
+}
+long valid_count(uint64_t frame) {
+    long n = 0;
+    for (int v = 0; v < kHeight; ++v)
+        for (int u = 0; u < kWidth; ++u) n += pixel(frame, u, v).valid ? 1 : 0;
+    return n;
+}
 
 class GrabTest : public ToolTest {
 protected:
@@ -162,17 +144,16 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         ASSERT_EQ(confidence.height, kHeight);
         // The frame id from the intensity at (0,0) = 3 f mod 256 (171 is
         // the inverse of 3 modulo 256); the sensor is fresh, so f is small.
-        const Scene scene{kWidth, kHeight, (intensity.at(0, 0) * 171) % 256};
-        ASSERT_GE(scene.f, 1);
-        ASSERT_LT(scene.f, 50);
-        for (const auto& uv : {std::make_pair(0, 0), std::make_pair(10, 10), std::make_pair(159, 119),
-                               std::make_pair(scene.cu(), scene.cv()), std::make_pair(77, 33)}) {
-            EXPECT_EQ(intensity.at(uv.first, uv.second), scene.intensity(uv.first, uv.second))
-                << uv.first << "," << uv.second;
-            EXPECT_EQ(confidence.at(uv.first, uv.second), scene.confidence(uv.first, uv.second))
-                << uv.first << "," << uv.second;
+        const uint64_t f = (intensity.at(0, 0) * 171u) % 256u;
+        ASSERT_GE(f, 1u);
+        ASSERT_LT(f, 50u);
+        const ornsim::SceneSphere sphere = ornsim::scene_sphere({kWidth, kHeight, 0.05f, 0.0f}, f);
+        const int cu = static_cast<int>(sphere.center_u), cv = static_cast<int>(sphere.center_v);
+        for (const auto& [u, v] : {std::make_pair(0, 0), {10, 10}, {159, 119}, {cu, cv}, {77, 33}}) {
+            EXPECT_EQ(intensity.at(u, v), pixel(f, u, v).intensity) << u << "," << v;
+            EXPECT_EQ(confidence.at(u, v), pixel(f, u, v).confidence) << u << "," << v;
         }
-        EXPECT_EQ(confidence.at(scene.cu(), scene.cv()), 255);
+        EXPECT_EQ(confidence.at(cu, cv), 255);
         EXPECT_EQ(confidence.at(0, 0), 0);
 
         PlyFile ply;
@@ -180,14 +161,15 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         ASSERT_TRUE(read_ply(dir_ + stem + "_range.ply", &ply, &error)) << error;
         EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red", "uchar green",
                                                             "uchar blue", "uchar confidence"}));
-        EXPECT_EQ(ply.vertices, scene.valid_count());
+        EXPECT_EQ(ply.vertices, valid_count(f));
         long mismatches = 0;
         for (const Point& p : ply.points) {
             const int u = static_cast<int>(std::lround(static_cast<double>(p.x) / 0.5 + (kWidth - 1) / 2.0));
             const int v = static_cast<int>(std::lround(static_cast<double>(p.y) / 0.5 + (kHeight - 1) / 2.0));
-            const bool ok = u >= 0 && u < kWidth && v >= 0 && v < kHeight && scene.valid(u, v) &&
-                            std::fabs(static_cast<double>(p.z) - scene.z(u, v)) < 1e-3 &&
-                            p.grey == scene.intensity(u, v) && p.confidence == scene.confidence(u, v);
+            const bool inside = u >= 0 && u < kWidth && v >= 0 && v < kHeight;
+            const ornsim::ScenePixel want = inside ? pixel(f, u, v) : ornsim::ScenePixel{};
+            const bool ok = inside && want.valid && std::fabs(p.z - want.z_mm) < 1e-3f && p.grey == want.intensity &&
+                            p.confidence == want.confidence;
             if (!ok && ++mismatches <= 3) {
                 ADD_FAILURE() << "point (" << p.x << ", " << p.y << ", " << p.z << ") grey " << int(p.grey)
                               << " confidence " << int(p.confidence) << " does not match pixel " << u << "," << v;
@@ -198,8 +180,7 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     const std::string summary = read_whole(dir_ + "/summary.json");
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
-    const Scene first_frame{kWidth, kHeight, 1};
-    EXPECT_NE(summary.find("\"points\": " + std::to_string(first_frame.valid_count())), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
 }
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
@@ -210,8 +191,7 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     std::string error;
     ASSERT_TRUE(read_ply(dir_ + "/frame_0000_range.ply", &ply, &error)) << error;
     EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z"}));
-    const Scene first_frame{kWidth, kHeight, 1};
-    EXPECT_EQ(ply.vertices, first_frame.valid_count());
+    EXPECT_EQ(ply.vertices, valid_count(1));
     EXPECT_EQ(read_whole(dir_ + "/frame_0000_intensity.png"), "");
     r = tool({"components", "TOOL-GRAB-R"});
     std::smatch m;
