@@ -5,21 +5,14 @@
 #include <algorithm>
 #include <thread>
 
+#include "handles.h"
 #include "scene.h"
+#include "sensor.h"
 
 namespace acqtest {
 
-std::string address(int host) { return "127.0.60." + std::to_string(host); }
-
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width, uint32_t height, double fps) {
-    ornsim::SensorConfig config;
-    config.address = address(host);
-    config.serial = serial;
-    config.mac = "02:00:00:00:60:" + std::to_string(10 + host % 90);
-    config.width = width;
-    config.height = height;
-    config.fps = fps;
-    return config;
+    return orntest::sensor_config(orntest::Block::acquisition, host, serial, width, height, fps);
 }
 
 Connection::Connection(const std::string& serial) {
@@ -45,7 +38,7 @@ ornc_status_t Connection::set_int(const char* name, int value) { return ORNCPara
 ornc_status_t Connection::set_bool(const char* name, bool value) {
     return ORNCParamSetBooleanValue(param(name), value ? 1 : 0);
 }
-std::string Connection::value(const char* name) { return camtest::value_text(param(name)); }
+std::string Connection::value(const char* name) { return orntest::value_text(param(name)); }
 
 void Connection::configure_component(const char* component, bool enable, const char* pixel_format) {
     ASSERT_EQ(set_enum("ComponentSelector", component), ORNC_OK) << component;
@@ -64,9 +57,8 @@ void Connection::set_chunks(bool active) {
 }
 
 void SensorTest::start_sensor(const ornsim::SensorConfig& config, bool connect) {
-    sensor_ = std::make_unique<camtest::SensorScope>(config);
-    ASSERT_TRUE(sensor_->ok()) << sensor_->error();
-    if (!connect) return;
+    start(config);
+    if (!connect || HasFatalFailure()) return;
     connection_ = std::make_unique<Connection>(config.serial);
     ASSERT_EQ(connection_->status(), ORNC_OK);
 }

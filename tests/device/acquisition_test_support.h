@@ -16,14 +16,13 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "sensor.h"
+#include "wait.h"
 
 namespace acqtest {
 
-// 127.0.60.<host>: the acquisition suites' own block (lock ornc_loopback_60).
-std::string address(int host);
-
-// A sensor at address(host) with a small frame whose content checks are
+// A sensor of the acquisition block (lock ornc_loopback_60) at `host` with a small frame whose content checks are
 // quick; `fps` free-run rate.
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128, uint32_t height = 96,
                                    double fps = 20.0);
@@ -59,12 +58,10 @@ private:
 };
 
 // A fixture whose tests start a sensor and, unless told not to, connect to it.
-class SensorTest : public ::testing::Test {
+class SensorTest : public orntest::SensorTest {
 protected:
     void start_sensor(const ornsim::SensorConfig& config, bool connect = true);
-    ornsim::VirtualSensor& sensor() { return sensor_->sensor(); }
 
-    std::unique_ptr<camtest::SensorScope> sensor_;
     std::unique_ptr<Connection> connection_;
 };
 

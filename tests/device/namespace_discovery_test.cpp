@@ -13,9 +13,15 @@
 #include <thread>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
+#include "log_capture.h"
+#include "platform/gvcp/gvcp_protocol.h"
 #include "private_network.h"
-#include "sensor_fleet.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "udp_endpoint.h"
+#include "wait.h"
 
 namespace {
 
@@ -152,7 +158,7 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
 TEST_F(LinkLocalSensor, AccessTypeFollowsAnotherClientsControlAndForceIPMovesIt) {
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kSensorAddress));
     {
-        orntest::Controller other(kSensorAddress);
+        orntest::ControlHolder other(kSensorAddress);
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kSensorAddress));
         EXPECT_TRUE(other.write_ccp(0));

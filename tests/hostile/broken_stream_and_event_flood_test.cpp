@@ -32,9 +32,16 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -169,7 +176,7 @@ public:
     ornc_param_t* param(const char* name) { return ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc_), name); }
     // Disconnects and returns how long it took.
     double disconnect() {
-        hostile::Stopwatch watch;
+        orntest::Stopwatch watch;
         EXPECT_EQ(ORNCDisconnect(&ornc_), ORNC_OK);
         status_ = ORNC_ERROR;
         return watch.seconds();
@@ -252,7 +259,7 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     EXPECT_TRUE(wait_until([&] { return ledger.tally().whole() >= 20; }, 10s)) << ledger.tally().whole() << " frames";
     const bool settled_again = stop_device_and_settle(handle, ledger, *sensor, cut_run.frames_sent);
     EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
-    hostile::Stopwatch stop_watch;
+    orntest::Stopwatch stop_watch;
     EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
     const double stop_s = stop_watch.seconds();
     const double disconnect_s = handle.disconnect();
@@ -341,8 +348,8 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         EXPECT_EQ(ORNCAcquisitionStop(warm.get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(warm.get()), ORNC_OK);
     }
-    const int threads = hostile::thread_count();
-    const int descriptors = hostile::descriptor_count();
+    const int threads = orntest::thread_count();
+    const int descriptors = orntest::descriptor_count();
     const ornsim::SensorCounters before = sensor->counters();
 
     // Flooding from before the connection: the events start as soon as the
@@ -361,14 +368,14 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         std::this_thread::sleep_for(3s);
         settled = stop_device_and_settle(handle, ledger, *sensor, before.frames_sent);
         // The flood goes on through the stop and the disconnect.
-        hostile::Stopwatch stop_watch;
+        orntest::Stopwatch stop_watch;
         EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
         stop_s = stop_watch.seconds();
         disconnect_s = handle.disconnect();
     }
     const bool released = wait_until(
-        [&] { return hostile::thread_count() == threads && hostile::descriptor_count() == descriptors; }, 5s);
+        [&] { return orntest::thread_count() == threads && orntest::descriptor_count() == descriptors; }, 5s);
     const ornsim::SensorCounters after = sensor->counters();
     sensor->set_faults(ornsim::FaultSwitches{});
 
@@ -383,7 +390,7 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         "threads %d -> %d, descriptors %d -> %d\n",
         kFloodPerSecond, static_cast<unsigned long long>(frames_sent), delivered.whole(), delivered.failed,
         static_cast<unsigned long long>(flooded), heard.timestamps.size(), heard.flood, frame_ids.size(), stop_s,
-        disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
+        disconnect_s, threads, orntest::thread_count(), descriptors, orntest::descriptor_count());
 
     // The acquisition under the flood: every frame, whole, none twice.
     EXPECT_TRUE(settled);
@@ -414,8 +421,8 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     // Bounded, and nothing left behind.
     EXPECT_LT(stop_s, kCallBoundSeconds);
     EXPECT_LT(disconnect_s, kCallBoundSeconds);
-    EXPECT_TRUE(released) << "threads " << threads << " -> " << hostile::thread_count() << ", descriptors "
-                          << descriptors << " -> " << hostile::descriptor_count();
+    EXPECT_TRUE(released) << "threads " << threads << " -> " << orntest::thread_count() << ", descriptors "
+                          << descriptors << " -> " << orntest::descriptor_count();
 }
 
 }  // namespace

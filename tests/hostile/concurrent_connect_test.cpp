@@ -13,9 +13,16 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -26,7 +33,7 @@ TEST(ConcurrentConnect, EveryThreadGetsItsOwnWholeDevice) {
     std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors;
     for (int i = 0; i < kSensors; ++i) {
         ornsim::SensorConfig config;
-        config.address = hostile::address(21 + i);
+        config.address = orntest::loopback(orntest::Block::hostile, 21 + i);
         config.serial = "PARALLEL" + std::to_string(i);
         config.mac = "02:70:00:00:02:0" + std::to_string(i);
         config.width = 320 + 16 * static_cast<uint32_t>(i);  // tells the devices apart

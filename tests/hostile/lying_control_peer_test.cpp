@@ -11,10 +11,17 @@
 #include <string>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "lying_proxy.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -24,8 +31,8 @@ using hostile::Lie;
 // transaction); a connect that is still busy after this long hangs.
 constexpr double kConnectBoundSeconds = 60.0;
 
-const std::string kProxy = hostile::address(1);
-const std::string kSensor = hostile::address(2);
+const std::string kProxy = orntest::loopback(orntest::Block::hostile, 1);
+const std::string kSensor = orntest::loopback(orntest::Block::hostile, 2);
 
 ornsim::SensorConfig sensor_config() {
     ornsim::SensorConfig config;
@@ -65,7 +72,7 @@ protected:
 
         ornc_t ornc{nullptr};
         EXPECT_EQ(ORNCInit(&ornc), ORNC_OK);
-        hostile::Stopwatch watch;
+        orntest::Stopwatch watch;
         outcome.status = ORNCConnectByDevice(&ornc, device);
         outcome.seconds = watch.seconds();
         if (outcome.status == ORNC_OK) {
@@ -144,12 +151,12 @@ TEST_F(LyingControlPeer, RefusedConnectsLeaveNoThreadOrDescriptorBehind) {
         expect_next_device_works();
     };
     round();  // one-time allocations of Aravis and GLib settle here
-    const int threads = hostile::thread_count();
-    const int descriptors = hostile::descriptor_count();
+    const int threads = orntest::thread_count();
+    const int descriptors = orntest::descriptor_count();
     round();
     round();
-    EXPECT_EQ(hostile::thread_count(), threads);
-    EXPECT_EQ(hostile::descriptor_count(), descriptors);
+    EXPECT_EQ(orntest::thread_count(), threads);
+    EXPECT_EQ(orntest::descriptor_count(), descriptors);
 }
 
 }  // namespace

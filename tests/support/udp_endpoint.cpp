@@ -1,0 +1,103 @@
+#include "udp_endpoint.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <chrono>
+
+#include "platform/gvcp/gvcp_protocol.h"
+
+namespace orntest {
+
+uint32_t ipv4(const std::string& text) {
+    in_addr a{};
+    return inet_pton(AF_INET, text.c_str(), &a) == 1 ? ntohl(a.s_addr) : 0;
+}
+
+UdpEndpoint::UdpEndpoint(const std::string& local_ip, int receive_buffer, uint16_t local_port) {
+    fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (receive_buffer > 0 &&
+        ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &receive_buffer, sizeof receive_buffer) != 0) {
+        (void)::setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &receive_buffer, sizeof receive_buffer);
+    }
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(ipv4(local_ip));
+    a.sin_port = htons(local_port);
+    bound_ = fd_ >= 0 && ::bind(fd_, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+}
+
+UdpEndpoint::~UdpEndpoint() {
+    if (fd_ >= 0) ::close(fd_);
+}
+
+uint16_t UdpEndpoint::port() const {
+    sockaddr_in a{};
+    socklen_t len = sizeof a;
+    ::getsockname(fd_, reinterpret_cast<sockaddr*>(&a), &len);
+    return ntohs(a.sin_port);
+}
+
+bool UdpEndpoint::send(const std::vector<uint8_t>& bytes, uint32_t ip, uint16_t port) const {
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(ip);
+    a.sin_port = htons(port);
+    return ::sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&a), sizeof a) ==
+           static_cast<ssize_t>(bytes.size());
+}
+
+std::vector<uint8_t> UdpEndpoint::receive(int timeout_ms, uint32_t* from_ip, uint16_t* from_port) const {
+    pollfd p{fd_, POLLIN, 0};
+    if (::poll(&p, 1, timeout_ms) <= 0) return {};
+    std::vector<uint8_t> buffer(65536);
+    sockaddr_in a{};
+    socklen_t len = sizeof a;
+    const ssize_t n = ::recvfrom(fd_, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&a), &len);
+    if (n < 0) return {};
+    buffer.resize(static_cast<size_t>(n));
+    if (from_ip != nullptr) *from_ip = ntohl(a.sin_addr.s_addr);
+    if (from_port != nullptr) *from_port = ntohs(a.sin_port);
+    return buffer;
+}
+
+std::vector<uint8_t> UdpEndpoint::gvcp_command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id) {
+    std::vector<uint8_t> p(gvcp::kHeaderSize + payload.size());
+    p[gvcp::kCmdKeyOffset] = gvcp::kKey;
+    p[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
+    gvcp::store_be16(p.data() + gvcp::kCmdCommandOffset, code);
+    gvcp::store_be16(p.data() + gvcp::kCmdLengthOffset, static_cast<uint16_t>(payload.size()));
+    gvcp::store_be16(p.data() + gvcp::kCmdReqIdOffset, id);
+    std::copy(payload.begin(), payload.end(), p.begin() + gvcp::kHeaderSize);
+    return p;
+}
+
+std::vector<uint8_t> UdpEndpoint::gvcp_request(const std::string& device, uint16_t code,
+                                               const std::vector<uint8_t>& payload, uint16_t id, int timeout_ms) const {
+    if (!send(gvcp_command(code, payload, id), ipv4(device), gvcp::kPort)) return {};
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
+    for (auto now = std::chrono::steady_clock::now(); now < deadline; now = std::chrono::steady_clock::now()) {
+        const int left =
+            static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count());
+        std::vector<uint8_t> ack = receive(left > 0 ? left : 1);
+        if (ack.size() >= gvcp::kHeaderSize && gvcp::load_be16(ack.data() + gvcp::kAckIdOffset) == id) return ack;
+    }
+    return {};
+}
+
+uint16_t UdpEndpoint::ack_status(const std::vector<uint8_t>& ack) {
+    return ack.size() >= gvcp::kHeaderSize ? gvcp::load_be16(ack.data() + gvcp::kAckStatusOffset) : 0xFFFF;
+}
+
+bool ControlHolder::write_ccp(uint32_t value) {
+    std::vector<uint8_t> payload(8);
+    gvcp::store_be32(payload.data(), gvcp::REG_CCP);
+    gvcp::store_be32(payload.data() + 4, value);
+    return UdpEndpoint::ack_status(socket_.gvcp_request(device_, gvcp::WRITEREG_CMD, payload, ++request_id_, 2000)) ==
+           gvcp::STATUS_SUCCESS;
+}
+
+}  // namespace orntest
