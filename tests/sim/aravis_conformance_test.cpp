@@ -15,7 +15,9 @@
 #include <string>
 #include <vector>
 
-#include "gvcp_test_client.h"
+#include "gvcp_client.h"
+#include "loopback.h"
+#include "run_program.h"
 
 namespace {
 
@@ -31,19 +33,13 @@ struct CommandResult {
     std::string output;
 };
 
-// Runs a shell command line, bounded by `timeout`, and returns its exit
-// status and combined output.
+// Runs a shell command line, bounded by `timeout_s`: its exit status and
+// combined output.
 CommandResult run(const std::string& command_line, int timeout_s = 20) {
-    CommandResult r;
-    std::string bounded = "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1";
-    FILE* pipe = ::popen(bounded.c_str(), "r");
-    if (pipe == nullptr) return r;
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
-    int status = ::pclose(pipe);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
+    const orntest::ProgramResult r = orntest::run_program(
+        "/bin/sh", {"-c", "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1"}, {},
+        timeout_s + 10);
+    return {r.exit_code, r.out + r.err};
 }
 
 std::string quote(const std::string& s) {
@@ -88,13 +84,13 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
 
 TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
     for (const char* signal : {"INT", "TERM"}) {
-        const std::string address = ornsim_test::unique_loopback_address(33);
+        const std::string address = orntest::loopback(orntest::Block::sim, 4);
         // Started, asked over GVCP, signalled, then the same address is free again.
         const std::string script = "sh -c '" + kSensor + " --address " + address +
                                    " --serial VS-TOOL & pid=$!; "
                                    "sleep 1; kill -" +
                                    signal + " $pid; wait $pid; echo exit=$?'";
-        ornsim_test::GvcpClient client(ornsim_test::ipv4(address));
+        simtest::GvcpClient client(simtest::ipv4(address));
         FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         std::string output;

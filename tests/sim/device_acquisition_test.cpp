@@ -11,19 +11,19 @@
 #include <thread>
 
 #include "device_registers.h"
-#include "gvcp_test_client.h"
+#include "gvcp_client.h"
 #include "ornsim/components.h"
 #include "ornsim/virtual_sensor.h"
 #include "platform/gvcp/gvcp_protocol.h"
+#include "sensor.h"
 #include "stream_wire_parser.h"
 
-using namespace ornsim_test;
+using namespace simtest;
+using orntest::UdpEndpoint;
 namespace reg = ornsim::reg;
 using std::chrono::milliseconds;
 
 namespace {
-
-std::string next_address() { return unique_loopback_address(32); }
 
 uint64_t f64_bits(double v) {
     uint64_t bits;
@@ -34,16 +34,7 @@ uint64_t f64_bits(double v) {
 class Acquisition : public ::testing::Test {
 protected:
     void SetUp() override {
-        ornsim::SensorConfig config;
-        config.address = next_address();
-        config.width = 64;
-        config.height = 48;
-        config.fps = 20.0;
-        sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
-        std::string error;
-        ASSERT_TRUE(sensor_->start(&error)) << error;
-        ip_ = ipv4(config.address);
-        client_ = std::make_unique<GvcpClient>(ip_);
+        ASSERT_TRUE(scope_.ok()) << scope_.error();
         ASSERT_TRUE(receiver_.ok());
         ASSERT_TRUE(client_->take_control());
         ASSERT_EQ(
@@ -84,10 +75,11 @@ protected:
     }
     uint32_t read(uint32_t address) { return client_->read_register(address); }
 
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
-    std::unique_ptr<GvcpClient> client_;
+    orntest::SensorScope scope_{orntest::sensor_config(orntest::Block::sim, 2, "VS-ACQ-1", 64, 48, 20.0)};
+    ornsim::VirtualSensor* sensor_ = &scope_.sensor();
+    const uint32_t ip_ = ipv4(scope_.config().address);
+    std::unique_ptr<GvcpClient> client_ = std::make_unique<GvcpClient>(ip_);
     stream_test::StreamReceiver receiver_;
-    uint32_t ip_ = 0;
 };
 
 TEST_F(Acquisition, FiniteModesStopByThemselvesAndEachSoftwareTriggerSendsOneFrame) {

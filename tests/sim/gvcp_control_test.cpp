@@ -11,38 +11,31 @@
 #include <thread>
 
 #include "device_registers.h"
-#include "gvcp_test_client.h"
+#include "gvcp_client.h"
 #include "ornsim/components.h"
 #include "ornsim/virtual_sensor.h"
 #include "platform/gvcp/gvcp_protocol.h"
+#include "sensor.h"
 
-using namespace ornsim_test;
+using namespace simtest;
+using orntest::Block;
 using Clock = std::chrono::steady_clock;
 
 namespace {
 
-// Each fixture gets its own device address so suites can run in parallel.
-std::string next_address() { return unique_loopback_address(31); }
+// The suite's loopback block: the control fixture's sensor at host 1 (its
+// MAC ends in the block and the host), the lifecycle cases' at host 3.
+constexpr int kHost = 1;
+const uint8_t kMac[6] = {0x02, 0, 0, 0, static_cast<uint8_t>(Block::sim), kHost};
 
 class ControlChannel : public ::testing::Test {
 protected:
-    void SetUp() override {
-        ornsim::SensorConfig config;
-        config.address = next_address();
-        config.serial = "VS-CTL-1";
-        config.mac = "02:00:00:00:31:01";
-        config.width = 64;
-        config.height = 48;
-        sensor_ = std::make_unique<ornsim::VirtualSensor>(config);
-        std::string error;
-        ASSERT_TRUE(sensor_->start(&error)) << error;
-        ip_ = ipv4(config.address);
-        client_ = std::make_unique<GvcpClient>(ip_);
-    }
+    void SetUp() override { ASSERT_TRUE(scope_.ok()) << scope_.error(); }
+    ornsim::VirtualSensor& sensor() { return scope_.sensor(); }
 
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
-    std::unique_ptr<GvcpClient> client_;
-    uint32_t ip_ = 0;
+    orntest::SensorScope scope_{orntest::sensor_config(Block::sim, kHost, "VS-CTL-1", 64, 48)};
+    const uint32_t ip_ = ipv4(scope_.config().address);
+    std::unique_ptr<GvcpClient> client_ = std::make_unique<GvcpClient>(ip_);
 };
 
 std::string text_at(const std::vector<uint8_t>& block, size_t offset, size_t size) {
@@ -59,8 +52,7 @@ TEST_F(ControlChannel, DiscoveryAckCarriesTheWholeBootstrapIdentity) {
     ASSERT_EQ(a.payload.size(), gvcp::kDiscoveryAckPayloadSize);
     const uint8_t* p = a.payload.data();
     EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryVersionOffset) >> 16, 2u);  // GigE Vision 2.x
-    const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
-    EXPECT_EQ(std::memcmp(p + gvcp::kDiscoveryMacOffset, mac, 6), 0);
+    EXPECT_EQ(std::memcmp(p + gvcp::kDiscoveryMacOffset, kMac, 6), 0);
     EXPECT_EQ(gvcp::load_be32(p + gvcp::kDiscoveryCurrentIpOffset), ip_);
     uint32_t supported = gvcp::load_be32(p + gvcp::kDiscoverySupportedIpConfigOffset);
     EXPECT_EQ(supported & (gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT),
@@ -148,25 +140,24 @@ TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
 // Discovery at the new address, and none at the old, is checked through the
 // library in tests/device; here what only the raw command shows.
 TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
-    const std::string old_address = sensor_->current_address();
-    const std::string new_address = "127.31." + std::to_string(::getpid() % 250) + ".250";
+    const std::string old_address = sensor().current_address();
+    const std::string new_address = orntest::loopback(Block::sim, 250);
     std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
-    const uint8_t mac[6] = {0x02, 0, 0, 0, 0x31, 0x01};
-    std::memcpy(payload.data() + gvcp::kForceIpMacOffset, mac, 6);
+    std::memcpy(payload.data() + gvcp::kForceIpMacOffset, kMac, 6);
     gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
     EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, payload).status, gvcp::STATUS_INVALID_PARAMETER);  // address 0
 
     gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
-    payload[gvcp::kForceIpMacOffset + 5] = 0x02;  // another device's MAC: not for us
+    payload[gvcp::kForceIpMacOffset + 5] = kHost + 1;  // another device's MAC: not for us
     EXPECT_FALSE(client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300).received);
-    EXPECT_EQ(sensor_->current_address(), old_address);
+    EXPECT_EQ(sensor().current_address(), old_address);
 
-    payload[gvcp::kForceIpMacOffset + 5] = 0x01;
+    payload[gvcp::kForceIpMacOffset + 5] = kHost;
     Ack a = client_->transact(gvcp::FORCEIP_CMD, payload);
     ASSERT_TRUE(a.received);
     EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
     EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
-    EXPECT_EQ(sensor_->current_address(), new_address);
+    EXPECT_EQ(sensor().current_address(), new_address);
 }
 
 TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
@@ -203,7 +194,7 @@ TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
     Ack alive = client_->discovery();
     EXPECT_TRUE(alive.received);
     EXPECT_EQ(alive.answer, gvcp::DISCOVERY_ACK);
-    EXPECT_GT(sensor_->counters().gvcp_errors, 10u);
+    EXPECT_GT(sensor().counters().gvcp_errors, 10u);
 }
 
 TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
@@ -235,18 +226,18 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
 TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
     ornsim::FaultSwitches faults;
     faults.refuse_writes_feature = "Width";
-    sensor_->set_faults(faults);
+    sensor().set_faults(faults);
     ASSERT_TRUE(client_->take_control());
     EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
     EXPECT_EQ(client_->write_register(ornsim::reg::Height, 32), gvcp::STATUS_SUCCESS);
     EXPECT_EQ(client_->read_register(ornsim::reg::Width), 64u);
-    sensor_->set_faults({});
+    sensor().set_faults({});
     EXPECT_EQ(client_->write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 
     // A feature indexed by a selector is refused for every index, and its
     // neighbours stay writable.
     faults.refuse_writes_feature = "ComponentEnable";
-    sensor_->set_faults(faults);
+    sensor().set_faults(faults);
     for (uint32_t index = 0; index < 3; ++index) {
         EXPECT_EQ(client_->write_register(ornsim::reg::ComponentEnable + 4 * index, 1), gvcp::STATUS_ACCESS_DENIED)
             << index;
@@ -258,28 +249,28 @@ TEST_F(ControlChannel, RefusedFeatureWritesGetAnErrorAckAndChangeNothing) {
 TEST_F(ControlChannel, AckDelayAndSilenceFaults) {
     ornsim::FaultSwitches faults;
     faults.ack_delay_ms = 150;
-    sensor_->set_faults(faults);
+    sensor().set_faults(faults);
     auto t0 = Clock::now();
     ASSERT_TRUE(client_->discovery().received);
     EXPECT_GE(Clock::now() - t0, std::chrono::milliseconds(140));
 
     faults.ack_delay_ms = 0;
     faults.silent_after_s = 0.2;
-    sensor_->set_faults(faults);
+    sensor().set_faults(faults);
     EXPECT_TRUE(client_->discovery().received);
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     EXPECT_FALSE(client_->transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired, 300).received);
-    sensor_->set_faults({});  // cleared, it answers again
+    sensor().set_faults({});  // cleared, it answers again
     EXPECT_TRUE(client_->discovery().received);
 }
 
 TEST(SensorLifecycle, BadConfigurationIsRefusedWithAMessage) {
     std::string error;
     ornsim::SensorConfig config;
-    config.address = "127.31.0.300";
+    config.address = "127.0.31.300";
     EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
     EXPECT_NE(error.find("address"), std::string::npos);
-    config.address = next_address();
+    config.address = orntest::loopback(Block::sim, 3);
     config.mac = "02:00:zz:00:00:01";
     EXPECT_FALSE(ornsim::VirtualSensor(config).start(&error));
     EXPECT_NE(error.find("MAC"), std::string::npos);

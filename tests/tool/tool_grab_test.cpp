@@ -9,6 +9,7 @@
 #include <regex>
 
 #include "scene.h"
+#include "temp_dir.h"
 #include "tool_test_fixture.h"
 
 namespace tooltest {
@@ -55,7 +56,7 @@ struct PlyFile {
 // Reads the PLY grab writes: binary little endian, float xyz, then
 // optionally uchar red green blue and uchar confidence.
 bool read_ply(const std::string& path, PlyFile* ply, std::string* error) {
-    const std::string data = read_whole(path);
+    const std::string data = orntest::read_file(path);
     const size_t end = data.find("end_header\n");
     if (data.rfind("ply\nformat binary_little_endian 1.0\n", 0) != 0 || end == std::string::npos) {
         *error = "not a binary little-endian PLY";
@@ -111,21 +112,13 @@ long valid_count(uint64_t frame) {
 
 class GrabTest : public ToolTest {
 protected:
-    void SetUp() override {
-        char dir_template[] = "/tmp/ornc-tool-grab.XXXXXX";
-        ASSERT_NE(mkdtemp(dir_template), nullptr);
-        dir_ = dir_template;
-    }
-    void TearDown() override {
-        ToolTest::TearDown();
-        run_program("/bin/rm", {"-rf", dir_}, {});
-    }
-    std::string dir_;
+    const orntest::TempWorkDir work_;
+    const std::string dir_ = work_.path();
 };
 
 TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     start_sensor(20, "TOOL-GRAB", kWidth, kHeight);
-    ToolResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
+    ProgramResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
     EXPECT_NE(r.out.find(dir_ + "/summary.json"), std::string::npos) << r.out;
@@ -177,7 +170,7 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         }
         EXPECT_EQ(mismatches, 0);
     }
-    const std::string summary = read_whole(dir_ + "/summary.json");
+    const std::string summary = orntest::read_file(dir_ + "/summary.json");
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
@@ -185,14 +178,14 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     start_sensor(21, "TOOL-GRAB-R", kWidth, kHeight);
-    ToolResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
+    ProgramResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     PlyFile ply;
     std::string error;
     ASSERT_TRUE(read_ply(dir_ + "/frame_0000_range.ply", &ply, &error)) << error;
     EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z"}));
     EXPECT_EQ(ply.vertices, valid_count(1));
-    EXPECT_EQ(read_whole(dir_ + "/frame_0000_intensity.png"), "");
+    EXPECT_EQ(orntest::read_file(dir_ + "/frame_0000_intensity.png"), "");
     r = tool({"components", "TOOL-GRAB-R"});
     std::smatch m;
     EXPECT_TRUE(std::regex_search(r.out, m, std::regex("Intensity +Mono8 \\(0x01080001\\) +no"))) << r.out;
@@ -204,7 +197,7 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
 
 TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     start_sensor(22, "TOOL-EVENTS", kWidth, kHeight);
-    ToolResult r =
+    ProgramResult r =
         tool({"events", "TOOL-EVENTS", "--event", "FrameEnd", "--acquire", "--count", "3", "--seconds", "20"}, 60);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("parameter  EventNotification = On"), std::string::npos) << r.out;

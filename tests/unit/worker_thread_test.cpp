@@ -11,8 +11,9 @@
 
 #include "ORNBase.h"
 #include "base/thread_shims.h"
-#include "discovery_test_support.h"
+#include "log_capture.h"
 #include "process_probes.h"
+#include "wait.h"
 
 namespace {
 
