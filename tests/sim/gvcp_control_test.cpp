@@ -64,12 +64,15 @@ TEST_F(ControlChannel, DiscoveryAckCarriesTheWholeBootstrapIdentity) {
 }
 
 TEST_F(ControlChannel, ReadRegisterAnswersSeveralAddressesAndStopsAtTheFirstBadOne) {
-    Ack a = client_->read_registers({gvcp::REG_VERSION, gvcp::REG_CURRENT_IP_ADDRESS, ornsim::reg::Width});
+    Ack a = client_->read_registers({gvcp::REG_VERSION, gvcp::REG_CURRENT_IP_ADDRESS, ornsim::reg::Width,
+                                     gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW});
     ASSERT_TRUE(a.received);
     ASSERT_EQ(a.status, gvcp::STATUS_SUCCESS);
-    ASSERT_EQ(a.payload.size(), 12u);
+    ASSERT_EQ(a.payload.size(), 20u);
     EXPECT_EQ(gvcp::load_be32(a.payload.data() + 4), ip_);
     EXPECT_EQ(gvcp::load_be32(a.payload.data() + 8), 64u);
+    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 12), 0u);  // a 1 GHz device clock
+    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 16), 1000000000u);
 
     a = client_->read_registers({ornsim::reg::Height, 0x00300000, ornsim::reg::Width});
     ASSERT_TRUE(a.received);
