@@ -160,11 +160,10 @@ TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
         const uint16_t payload_type = chunked ? 0x4001 : 0x0001;
         EXPECT_EQ(leader.payload_type, payload_type);
         EXPECT_EQ(leader.timestamp, timestamp);
-        EXPECT_EQ(leader.pixel_format, kPixelFormatMono8);
-        EXPECT_EQ(leader.width, 640u);
-        EXPECT_EQ(leader.height, 480u);
-        EXPECT_EQ(leader.x_offset, 0u);
-        EXPECT_EQ(leader.y_offset, 0u);
+        // Pixel format, size x and y, offset x and y.
+        EXPECT_EQ(
+            (std::vector<uint32_t>{leader.pixel_format, leader.width, leader.height, leader.x_offset, leader.y_offset}),
+            (std::vector<uint32_t>{kPixelFormatMono8, 640, 480, 0, 0}));
 
         // The image, then (chunked) its own chunk tag and the frame's chunks.
         const std::vector<uint8_t> payload = generic_bytes(b);
@@ -248,14 +247,11 @@ TEST_F(StreamSenderTest, MultipartFrameDescribesEveryPartAndPlacesItsBytes) {
     for (size_t i = 0; i < 3; ++i) {
         const GvspPart& p = sent.parts[i];
         const stream_test::PartDescriptor& d = leader.parts[i];
-        EXPECT_EQ(d.data_type, p.data_type) << i;
-        EXPECT_EQ(d.length, p.data.size()) << i;
-        EXPECT_EQ(d.pixel_format, p.pixel_format) << i;
-        EXPECT_EQ(d.data_purpose_id, p.data_purpose_id) << i;
-        EXPECT_EQ(d.source_id, 0u) << i;
-        EXPECT_EQ(d.region_id, 0u) << i;
-        EXPECT_EQ(d.width, 64u) << i;
-        EXPECT_EQ(d.height, 48u) << i;
+        // Data type, length, pixel format, purpose, source, region, size x and y.
+        EXPECT_EQ((std::vector<uint64_t>{d.data_type, d.length, d.pixel_format, d.data_purpose_id, d.source_id,
+                                         d.region_id, d.width, d.height}),
+                  (std::vector<uint64_t>{p.data_type, p.data.size(), p.pixel_format, p.data_purpose_id, 0, 0, 64, 48}))
+            << i;
     }
     EXPECT_EQ(leader.parts[3].data_type, 0x000A);
     EXPECT_EQ(leader.parts[3].length, sent.chunk_data.size());
