@@ -64,7 +64,9 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
                              {" --cut-frame-every -1", 2, "invalid value"},
                              {" --cut-frame-every x", 2, "invalid value"},
                              {" --event-flood -5", 2, "invalid value"},
-                             {" --address 300.1.1.1", 1, "invalid IPv4 address"}}) {
+                             {" --address 300.1.1.1", 1, "invalid IPv4 address"},
+                             {" --address 127.0.31.9 --mac 02:00:zz:00:00:01", 1, "invalid MAC address"},
+                             {" --address 127.0.31.9 --genicam /nonexistent/sensor.xml", 1, "GenICam file"}}) {
         CommandResult result = run(kSensor + r.options);
         EXPECT_EQ(result.status, r.status) << r.options;
         EXPECT_NE(result.output.find(r.says), std::string::npos) << r.options << ": " << result.output;
