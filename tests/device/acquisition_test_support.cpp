@@ -15,22 +15,6 @@ ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t
     return orntest::sensor_config(orntest::Block::acquisition, host, serial, width, height, fps);
 }
 
-Connection::Connection(const std::string& serial) {
-    if (ORNCInit(&ornc_) != ORNC_OK) return;
-    status_ = ORNCConnectBySerialNumber(&ornc_, nullptr, serial.c_str());
-}
-
-Connection::~Connection() {
-    ORNCDisconnect(&ornc_);
-    ORNCDestroy(&ornc_);
-}
-
-ornc_param_t* Connection::param(const char* name) {
-    ornc_param_t* p = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc_), name);
-    EXPECT_NE(p, nullptr) << "no device parameter " << name;
-    return p;
-}
-
 ornc_status_t Connection::set_enum(const char* name, const char* entry) {
     return ORNCParamSetEnumValueByName(param(name), entry);
 }

@@ -22,8 +22,8 @@
 
 namespace acqtest {
 
-// A sensor of the acquisition block (lock ornc_loopback_60) at `host` with a small frame whose content checks are
-// quick; `fps` free-run rate.
+// A sensor of the acquisition block (lock ornc_loopback_60) at `host`
+// with a small frame whose content checks are quick; `fps` free-run rate.
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128, uint32_t height = 96,
                                    double fps = 20.0);
 
@@ -32,17 +32,12 @@ using orntest::wait_until;
 // An initialised handle connected by serial number (discovery limited to
 // the sensor's address by SensorScope); disconnected and destroyed at the
 // end of its scope.
-class Connection {
+class Connection : public orntest::Handle {
 public:
-    explicit Connection(const std::string& serial);
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    explicit Connection(const std::string& serial)
+        : status_(ORNCConnectBySerialNumber(get(), nullptr, serial.c_str())) {}
 
     ornc_status_t status() const { return status_; }
-    ornc_t* get() { return &ornc_; }
-    // The device parameter `name`; fails the test (and returns null) when absent.
-    ornc_param_t* param(const char* name);
     ornc_status_t set_enum(const char* name, const char* entry);
     ornc_status_t set_int(const char* name, int value);
     ornc_status_t set_bool(const char* name, bool value);
@@ -53,8 +48,7 @@ public:
     void set_chunks(bool active);
 
 private:
-    ornc_t ornc_{nullptr};
-    ornc_status_t status_ = ORNC_ERROR;
+    const ornc_status_t status_;
 };
 
 // A fixture whose tests start a sensor and, unless told not to, connect to it.

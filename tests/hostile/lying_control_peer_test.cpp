@@ -34,20 +34,12 @@ constexpr double kConnectBoundSeconds = 60.0;
 const std::string kProxy = orntest::loopback(orntest::Block::hostile, 1);
 const std::string kSensor = orntest::loopback(orntest::Block::hostile, 2);
 
-ornsim::SensorConfig sensor_config() {
-    ornsim::SensorConfig config;
-    config.address = kSensor;
-    config.serial = "HOST0002";
-    config.mac = "02:70:00:00:00:02";
-    return config;
-}
-
 class LyingControlPeer : public ::testing::Test {
 protected:
     void SetUp() override {
-        sensor_ = std::make_unique<ornsim::VirtualSensor>(sensor_config());
-        std::string error;
-        ASSERT_TRUE(sensor_->start(&error)) << error;
+        sensor_ = std::make_unique<orntest::SensorScope>(orntest::sensor_config(orntest::Block::hostile, 2, "HOST0002"),
+                                                         false);
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
     }
 
     struct Outcome {
@@ -103,7 +95,7 @@ protected:
     }
 
     orntest::TempWorkDir workdir_;
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<orntest::SensorScope> sensor_;
 };
 
 // Lies that leave the library nothing it can use: the connect must fail,

@@ -27,11 +27,7 @@ namespace {
 constexpr double kCallBoundSeconds = 30.0;
 
 ornsim::SensorConfig sensor_config(int host) {
-    ornsim::SensorConfig config;
-    config.address = orntest::loopback(orntest::Block::hostile, host);
-    config.serial = "SILENT0" + std::to_string(host);
-    config.mac = "02:70:00:00:01:0" + std::to_string(host);
-    return config;
+    return orntest::sensor_config(orntest::Block::hostile, host, "SILENT0" + std::to_string(host));
 }
 
 ornsim::FaultSwitches silent_after(double seconds, uint32_t ack_delay_ms = 0) {
