@@ -58,11 +58,6 @@ TEST_F(StatusMessages, DefaultTextsOfBothCodeSets) {
     EXPECT_STREQ(ORNCGetErrorMessage(1), "UNKNOWN");
 }
 
-TEST(StatusMessagesFirstUse, TablesAreBuiltWithoutAnExplicitReset) {
-    // A fresh process: no reset has run (this case does not use the fixture).
-    EXPECT_STREQ(ORNCGetErrorMessage(ORNC_OK), "OK");
-}
-
 TEST_F(StatusMessages, ReplacementIsPerTableCutTo127CharactersForKnownCodesOnlyAndUndoneByARebuild) {
     EXPECT_EQ(ORNCSetErrorMessage(-3, "camera text"), ORNC_OK);
     EXPECT_STREQ(ORNCGetErrorMessage(-3), "camera text");
