@@ -85,7 +85,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     std::set<uint64_t> shown;
     for (const auto& parts : recorder.vectors()) {
         ASSERT_EQ(parts.size(), 3u);
-        shown.insert(acqtest::frame_from_intensity(parts[1]));
+        shown.insert(orntest::frame_from_intensity(parts[1]));
     }
     {
         std::lock_guard<std::mutex> guard(log.lock);

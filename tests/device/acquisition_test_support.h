@@ -17,10 +17,13 @@
 
 #include "ORNC.h"
 #include "handles.h"
+#include "scene_check.h"
 #include "sensor.h"
 #include "wait.h"
 
 namespace acqtest {
+
+using orntest::ImageCopy;
 
 // A sensor of the acquisition block (lock ornc_loopback_60) at `host`
 // with a small frame whose content checks are quick; `fps` free-run rate.
@@ -59,14 +62,6 @@ protected:
     std::unique_ptr<Connection> connection_;
 };
 
-// One image as received, copied out of the stream buffer.
-struct ImageCopy {
-    bool empty = true;  // the record had no data
-    int width = 0, height = 0, pixelsize = 0;
-    orn_pixel_t type = 0;
-    std::vector<uint8_t> bytes;
-};
-
 // What the callbacks received, in order. Callbacks run on the worker
 // thread; the test thread reads under the lock.
 class Recorder {
@@ -102,16 +97,5 @@ private:
     std::vector<std::chrono::steady_clock::time_point> times_;
     int null_calls_ = 0;
 };
-
-// The frame number modulo 256 that a Mono8 intensity part shows (the
-// pixel (0, 0) holds 3 f mod 256).
-uint64_t frame_from_intensity(const ImageCopy& intensity);
-
-// "" when the part (Coord3D_ABC32f, Mono8 or Confidence8) holds exactly the
-// bytes the sensor renders for frame `f`, else the first difference.
-std::string check_part(const ImageCopy& part, uint64_t f);
-// A Coord3D_ABC32f image that matches the scene for some frame number
-// (the sphere's place gives the frame modulo W/2); "" when one matches.
-std::string check_range_any_frame(const ImageCopy& range);
 
 }  // namespace acqtest

@@ -39,6 +39,7 @@
 #include "loopback.h"
 #include "ornsim/virtual_sensor.h"
 #include "process_probes.h"
+#include "scene_check.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "wait.h"
@@ -61,35 +62,21 @@ constexpr auto kSettleTimeout = 15s;
 
 using orntest::wait_until;
 
-// "" when the vector is one whole frame of the sensor's scene; its frame
-// number (block id modulo 256, from the intensity part, whose pixel (u, v)
-// is u + 2v + 3f modulo 256) in *frame.
+// "" when the vector is one whole frame of the sensor's scene, byte for
+// byte; its frame number modulo 256 in *frame.
 std::string check_frame(const orn_image_vec_t& vec, unsigned* frame) {
     if (vec.used != kParts) return "parts: " + std::to_string(vec.used);
     const orn_pixel_t types[kParts] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
+    const uint64_t f = orntest::frame_from_intensity(orntest::copy_of(vec.image[1]));
     for (int i = 0; i < kParts; ++i) {
-        const orn_image_t& part = vec.image[i];
-        if (part.data == nullptr || part.type != types[i] || part.width != static_cast<int>(kWidth) ||
-            part.height != static_cast<int>(kHeight)) {
-            return "part " + std::to_string(i) + " is not the sensor's";
-        }
+        const orntest::ImageCopy part = orntest::copy_of(vec.image[i]);
+        const std::string problem =
+            part.type != types[i] || part.width != static_cast<int>(kWidth) || part.height != static_cast<int>(kHeight)
+                ? "not the sensor's"
+                : orntest::check_part(part, f);
+        if (!problem.empty()) return "part " + std::to_string(i) + ": " + problem;
     }
-    const uint8_t* intensity = static_cast<const uint8_t*>(vec.image[1].data);
-    const unsigned origin = intensity[0];
-    for (uint32_t v = 0; v < kHeight; ++v) {
-        for (uint32_t u = 0; u < kWidth; ++u) {
-            if (intensity[v * kWidth + u] != static_cast<uint8_t>(origin + u + 2 * v)) {
-                return "intensity off the scene at (" + std::to_string(u) + ", " + std::to_string(v) + ")";
-            }
-        }
-    }
-    // Confidence is 0 on the 4-pixel border and 100 or more at (5, H/2),
-    // left of every place the moving sphere and its shadow reach.
-    const uint8_t* confidence = static_cast<const uint8_t*>(vec.image[2].data);
-    if (confidence[0] != 0 || confidence[(kHeight / 2) * kWidth + 5] < 100) {
-        return "confidence off the scene";
-    }
-    *frame = (171u * origin) % 256u;  // 171 is the inverse of 3 modulo 256
+    *frame = static_cast<unsigned>(f);
     return "";
 }
 
