@@ -68,7 +68,7 @@
 
 #include "ORNC.h"
 #include "ornsim/virtual_sensor.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 

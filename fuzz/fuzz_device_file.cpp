@@ -17,7 +17,7 @@
 
 #include "camera/device_search.h"
 #include "platform/PvDeviceInfoGEV.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "platform/gvcp/discovery_ack.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -42,11 +42,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
     uint16_t request_id = 0x1234;
     if ((mode & 1) != 0 && datagram.size() >= gvcp::kHeaderSize) {
-        request_id = gvcp::load_be16(bytes + gvcp::kAckIdOffset);
+        request_id = wire::load_be16(bytes + gvcp::kAckIdOffset);
     }
     uint32_t source = 0x7F000002;
     if ((mode & 2) != 0 && datagram.size() >= gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset + 4) {
-        source = gvcp::load_be32(payload + gvcp::kDiscoveryCurrentIpOffset);
+        source = wire::load_be32(payload + gvcp::kDiscoveryCurrentIpOffset);
     }
 
     gvcp::DeviceIdentity identity;

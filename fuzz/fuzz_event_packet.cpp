@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/message_channel.h"
+#include "wire/gvcp_packets.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const std::vector<uint8_t> datagram(data, data + size);  // exact size: overreads are caught
@@ -30,9 +30,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         carried += event.data.size();
     }
     if (carried > size) __builtin_trap();
-    const std::vector<uint8_t> ack = gvcp::build_event_ack(command.command, command.request_id);
+    const std::vector<uint8_t> ack =
+        gvcp::build_ack(gvcp::STATUS_SUCCESS, gvcp::ack_for(command.command), command.request_id);
     if (ack.size() < gvcp::kHeaderSize) __builtin_trap();
-    if (gvcp::load_be16(ack.data() + gvcp::kAckLengthOffset) != ack.size() - gvcp::kHeaderSize) __builtin_trap();
-    if (gvcp::load_be16(ack.data() + gvcp::kAckIdOffset) != command.request_id) __builtin_trap();
+    if (wire::load_be16(ack.data() + gvcp::kAckLengthOffset) != ack.size() - gvcp::kHeaderSize) __builtin_trap();
+    if (wire::load_be16(ack.data() + gvcp::kAckIdOffset) != command.request_id) __builtin_trap();
     return 0;
 }

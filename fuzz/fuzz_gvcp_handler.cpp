@@ -10,7 +10,7 @@
 #include "device_model.h"
 #include "genicam_xml.h"
 #include "gvcp_handler.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -45,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // An acknowledge is always a well-formed header with a consistent length.
     if (!reply.empty()) {
         if (reply.size() < gvcp::kHeaderSize) __builtin_trap();
-        if (gvcp::load_be16(reply.data() + gvcp::kAckLengthOffset) != reply.size() - gvcp::kHeaderSize)
+        if (wire::load_be16(reply.data() + gvcp::kAckLengthOffset) != reply.size() - gvcp::kHeaderSize)
             __builtin_trap();
     }
     return 0;

@@ -1,6 +1,6 @@
 #include "control_privilege.h"
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace ornsim {
 

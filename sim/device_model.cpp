@@ -5,8 +5,9 @@
 #include <cstring>
 
 #include "device_registers.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "stream/scene.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvsp_layout.h"
 
 namespace ornsim {
 namespace {
@@ -214,18 +215,18 @@ uint8_t* DeviceModel::locate(uint32_t address, size_t size) {
 
 uint32_t DeviceModel::load32(uint32_t address) const {
     const uint8_t* p = const_cast<DeviceModel*>(this)->locate(address, 4);
-    return p != nullptr ? gvcp::load_be32(p) : 0;
+    return p != nullptr ? wire::load_be32(p) : 0;
 }
 
 void DeviceModel::store32(uint32_t address, uint32_t value) {
     uint8_t* p = locate(address, 4);
-    if (p != nullptr) gvcp::store_be32(p, value);
+    if (p != nullptr) wire::store_be32(p, value);
 }
 
 double DeviceModel::load_f64(uint32_t address) const {
     const uint8_t* p = const_cast<DeviceModel*>(this)->locate(address, 8);
     if (p == nullptr) return 0.0;
-    uint64_t bits = gvcp::load_be64(p);
+    uint64_t bits = wire::load_be64(p);
     double value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
@@ -236,7 +237,7 @@ void DeviceModel::store_f64(uint32_t address, double value) {
     if (p == nullptr) return;
     uint64_t bits;
     std::memcpy(&bits, &value, sizeof bits);
-    gvcp::store_be64(p, bits);
+    wire::store_be64(p, bits);
 }
 
 void DeviceModel::store_string(uint32_t address, const std::string& text, size_t size) {
@@ -332,7 +333,7 @@ uint16_t DeviceModel::write(uint32_t address, const uint8_t* data, size_t size, 
             std::memcpy(locate(word, 4), data + offset, 4);
             status = gvcp::STATUS_SUCCESS;
         } else {
-            status = write_register_locked(word, gvcp::load_be32(data + offset), effects);
+            status = write_register_locked(word, wire::load_be32(data + offset), effects);
         }
         if (status != gvcp::STATUS_SUCCESS) return status;
     }
@@ -458,8 +459,9 @@ uint32_t DeviceModel::payload_size_locked() const {
     bool chunks = load32(reg::ChunkModeActive) != 0;
     uint64_t chunk_bytes = 0;
     if (chunks) {
-        if (load32(reg::ChunkEnable + 4 * reg::kChunkTimestamp)) chunk_bytes += kChunkTimestampSize + kChunkTrailerSize;
-        if (load32(reg::ChunkEnable + 4 * reg::kChunkFrameID)) chunk_bytes += kChunkFrameIdSize + kChunkTrailerSize;
+        if (load32(reg::ChunkEnable + 4 * reg::kChunkTimestamp))
+            chunk_bytes += kChunkTimestampSize + gvsp::kChunkTagSize;
+        if (load32(reg::ChunkEnable + 4 * reg::kChunkFrameID)) chunk_bytes += kChunkFrameIdSize + gvsp::kChunkTagSize;
     }
     uint64_t total = 0;
     for (uint32_t c = 0; c < kComponentCount; ++c) {
@@ -467,7 +469,7 @@ uint32_t DeviceModel::payload_size_locked() const {
         total += w * h * bytes_per_pixel(load32(reg::ComponentPixelFormat + 4 * c));
         if (!multipart) break;  // single image: the first enabled component only
     }
-    if (chunks && !multipart) total += kChunkTrailerSize;  // the image's own chunk trailer
+    if (chunks && !multipart) total += gvsp::kChunkTagSize;  // the image's own chunk trailer
     total += chunk_bytes;
     return total > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<uint32_t>(total);
 }

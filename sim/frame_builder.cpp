@@ -5,8 +5,8 @@
 
 #include "ornsim/components.h"
 #include "stream/chunk_writer.h"
-#include "stream/gvsp_protocol.h"
 #include "stream/scene.h"
+#include "wire/gvsp_layout.h"
 
 namespace ornsim {
 namespace {

@@ -8,7 +8,7 @@
 
 #include "device_registers.h"
 #include "ornsim/components.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace ornsim {
 namespace {

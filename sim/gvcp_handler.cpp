@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace ornsim {
 
@@ -12,13 +12,7 @@ GvcpHandler::GvcpHandler(DeviceModel& model, DeviceActions& actions) : model_(mo
 std::vector<uint8_t> GvcpHandler::ack(uint16_t status, uint16_t answer, uint16_t req_id, const uint8_t* payload,
                                       size_t size) {
     if (status != gvcp::STATUS_SUCCESS) ++counters_.errors;
-    std::vector<uint8_t> out(gvcp::kHeaderSize + size);
-    gvcp::store_be16(out.data() + gvcp::kAckStatusOffset, status);
-    gvcp::store_be16(out.data() + gvcp::kAckAnswerOffset, answer);
-    gvcp::store_be16(out.data() + gvcp::kAckLengthOffset, static_cast<uint16_t>(size));
-    gvcp::store_be16(out.data() + gvcp::kAckIdOffset, req_id);
-    if (size > 0 && payload != nullptr) std::memcpy(out.data() + gvcp::kHeaderSize, payload, size);
-    return out;
+    return gvcp::build_ack(status, answer, req_id, payload, size);
 }
 
 void GvcpHandler::lose_control() {
@@ -37,14 +31,15 @@ std::vector<uint8_t> GvcpHandler::handle(const uint8_t* data, size_t size, const
                                          Clock::time_point now) {
     check_heartbeat(now);
     // Too short to carry a request id, or not a command: nothing to answer.
-    if (data == nullptr || size < gvcp::kHeaderSize || data[gvcp::kCmdKeyOffset] != gvcp::kKey) {
+    const gvcp::CommandHeader header = gvcp::read_command_header(data, size);
+    if (header.key != gvcp::kKey) {
         ++counters_.errors;
         return {};
     }
-    const uint8_t flags = data[gvcp::kCmdFlagsOffset];
-    const uint16_t command = gvcp::load_be16(data + gvcp::kCmdCommandOffset);
-    const uint16_t length = gvcp::load_be16(data + gvcp::kCmdLengthOffset);
-    const uint16_t req_id = gvcp::load_be16(data + gvcp::kCmdReqIdOffset);
+    const uint8_t flags = header.flags;
+    const uint16_t command = header.command;
+    const uint16_t length = header.length;
+    const uint16_t req_id = header.request_id;
     const bool ack_required = (flags & gvcp::kFlagAckRequired) != 0 || command == gvcp::DISCOVERY_CMD;
     const uint16_t answer = gvcp::ack_for(command);
     const uint8_t* payload = data + gvcp::kHeaderSize;
@@ -92,19 +87,16 @@ std::vector<uint8_t> GvcpHandler::handle(const uint8_t* data, size_t size, const
 }
 
 std::vector<uint8_t> GvcpHandler::on_discovery(uint16_t req_id) {
-    std::vector<uint8_t> block = model_.discovery_block();
-    return ack(gvcp::STATUS_SUCCESS, gvcp::DISCOVERY_ACK, req_id, block.data(), block.size());
+    return gvcp::build_discovery_ack(req_id, model_.discovery_block());
 }
 
 std::vector<uint8_t> GvcpHandler::on_force_ip(const uint8_t* p, size_t n, uint16_t req_id, const PeerAddress& peer) {
-    if (n < gvcp::kForceIpCmdPayloadSize)
+    gvcp::ForceIpRequest request;
+    if (!gvcp::read_force_ip(p, n, &request))
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::FORCEIP_ACK, req_id, nullptr, 0);
-    std::array<uint8_t, 6> mac = model_.mac();
-    if (std::memcmp(p + gvcp::kForceIpMacOffset, mac.data(), mac.size()) != 0) return {};  // another device's
+    if (request.mac != model_.mac()) return {};  // another device's
     if (!privilege_.may_write(peer)) return ack(gvcp::STATUS_ACCESS_DENIED, gvcp::FORCEIP_ACK, req_id, nullptr, 0);
-    uint32_t ip = gvcp::load_be32(p + gvcp::kForceIpAddressOffset);
-    uint32_t mask = gvcp::load_be32(p + gvcp::kForceIpMaskOffset);
-    uint32_t gateway = gvcp::load_be32(p + gvcp::kForceIpGatewayOffset);
+    const uint32_t ip = request.ip, mask = request.mask, gateway = request.gateway;
     // A zero address, a broadcast or multicast address cannot be a device address.
     if (ip == 0 || ip == 0xFFFFFFFFu || (ip >> 28) == 0xE)
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::FORCEIP_ACK, req_id, nullptr, 0);
@@ -122,7 +114,7 @@ std::vector<uint8_t> GvcpHandler::on_read_register(const uint8_t* p, size_t n, u
     values.reserve(n);
     uint16_t status = gvcp::STATUS_SUCCESS;
     for (size_t i = 0; i < n; i += 4) {
-        uint32_t address = gvcp::load_be32(p + i);
+        uint32_t address = wire::load_be32(p + i);
         uint8_t word[4];
         status = model_.read(address, word, sizeof word);
         if (status != gvcp::STATUS_SUCCESS) break;
@@ -146,7 +138,7 @@ uint16_t GvcpHandler::write_word(uint32_t address, uint32_t value, const PeerAdd
     }
     if (!privilege_.may_write(peer)) return gvcp::STATUS_ACCESS_DENIED;
     uint8_t bytes[4];
-    gvcp::store_be32(bytes, value);
+    wire::store_be32(bytes, value);
     WriteEffects effects;
     uint16_t status = model_.write(address, bytes, sizeof bytes, &effects);
     if (status == gvcp::STATUS_SUCCESS) actions_.apply(effects);
@@ -161,21 +153,21 @@ std::vector<uint8_t> GvcpHandler::on_write_register(const uint8_t* p, size_t n, 
     uint16_t status = gvcp::STATUS_SUCCESS;
     uint16_t written = 0;
     for (size_t i = 0; i < n; i += 8) {
-        status = write_word(gvcp::load_be32(p + i), gvcp::load_be32(p + i + 4), peer, now);
+        status = write_word(wire::load_be32(p + i), wire::load_be32(p + i + 4), peer, now);
         if (status != gvcp::STATUS_SUCCESS) break;
         ++written;
     }
-    gvcp::store_be16(index + gvcp::kWriteRegAckIndexOffset, written);
+    wire::store_be16(index + gvcp::kWriteRegAckIndexOffset, written);
     return ack(status, gvcp::WRITEREG_ACK, req_id, index, sizeof index);
 }
 
 std::vector<uint8_t> GvcpHandler::on_read_memory(const uint8_t* p, size_t n, uint16_t req_id, const PeerAddress& peer) {
     if (n < gvcp::kReadMemCmdPayloadSize)
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::READMEM_ACK, req_id, nullptr, 0);
-    uint32_t address = gvcp::load_be32(p + gvcp::kReadMemAddressOffset);
-    uint16_t count = gvcp::load_be16(p + gvcp::kReadMemCountOffset);
+    uint32_t address = wire::load_be32(p + gvcp::kReadMemAddressOffset);
+    uint16_t count = wire::load_be16(p + gvcp::kReadMemCountOffset);
     uint8_t address_bytes[4];
-    gvcp::store_be32(address_bytes, address);
+    wire::store_be32(address_bytes, address);
     if (!privilege_.may_read(peer)) return ack(gvcp::STATUS_ACCESS_DENIED, gvcp::READMEM_ACK, req_id, address_bytes, 4);
     if (count == 0 || count > gvcp::kMaxReadMemSize)
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::READMEM_ACK, req_id, address_bytes, 4);
@@ -184,7 +176,7 @@ std::vector<uint8_t> GvcpHandler::on_read_memory(const uint8_t* p, size_t n, uin
     uint16_t status = model_.read(address, out.data() + gvcp::kReadMemAckDataOffset, count);
     if (status != gvcp::STATUS_SUCCESS) return ack(status, gvcp::READMEM_ACK, req_id, address_bytes, 4);
     if (address <= gvcp::REG_CCP && uint64_t{address} + count >= uint64_t{gvcp::REG_CCP} + 4)
-        gvcp::store_be32(out.data() + gvcp::kReadMemAckDataOffset + (gvcp::REG_CCP - address),
+        wire::store_be32(out.data() + gvcp::kReadMemAckDataOffset + (gvcp::REG_CCP - address),
                          privilege_.register_value());
     return ack(gvcp::STATUS_SUCCESS, gvcp::READMEM_ACK, req_id, out.data(), out.size());
 }
@@ -194,12 +186,12 @@ std::vector<uint8_t> GvcpHandler::on_write_memory(const uint8_t* p, size_t n, ui
     uint8_t index[gvcp::kWriteMemAckPayloadSize] = {};
     if (n < gvcp::kWriteMemDataOffset + 4 || n - gvcp::kWriteMemDataOffset > gvcp::kMaxWriteMemSize)
         return ack(gvcp::STATUS_INVALID_PARAMETER, gvcp::WRITEMEM_ACK, req_id, index, sizeof index);
-    uint32_t address = gvcp::load_be32(p + gvcp::kWriteMemAddressOffset);
+    uint32_t address = wire::load_be32(p + gvcp::kWriteMemAddressOffset);
     const uint8_t* bytes = p + gvcp::kWriteMemDataOffset;
     size_t count = n - gvcp::kWriteMemDataOffset;
     uint16_t status;
     if (address == gvcp::REG_CCP && count == 4) {
-        status = write_word(address, gvcp::load_be32(bytes), peer, now);
+        status = write_word(address, wire::load_be32(bytes), peer, now);
     } else if (address <= gvcp::REG_CCP && uint64_t{address} + count > gvcp::REG_CCP) {
         status = gvcp::STATUS_INVALID_PARAMETER;  // the privilege is taken one register at a time
     } else if (!privilege_.may_write(peer)) {
@@ -209,36 +201,19 @@ std::vector<uint8_t> GvcpHandler::on_write_memory(const uint8_t* p, size_t n, ui
         status = model_.write(address, bytes, count, &effects);
         if (status == gvcp::STATUS_SUCCESS) actions_.apply(effects);
     }
-    gvcp::store_be16(index + gvcp::kWriteMemAckIndexOffset,
+    wire::store_be16(index + gvcp::kWriteMemAckIndexOffset,
                      status == gvcp::STATUS_SUCCESS ? static_cast<uint16_t>(count) : uint16_t{0});
     return ack(status, gvcp::WRITEMEM_ACK, req_id, index, sizeof index);
 }
 
 void GvcpHandler::on_packet_resend(const uint8_t* p, size_t n, uint8_t flags) {
-    uint64_t block_id;
-    uint32_t first, last;
-    if (flags & gvcp::kFlagExtendedIds) {
-        if (n < gvcp::kResendExtendedPayloadSize) {
-            ++counters_.errors;
-            return;
-        }
-        block_id = gvcp::load_be64(p + gvcp::kResendExtendedBlockIdOffset);
-        first = gvcp::load_be32(p + gvcp::kResendFirstPacketOffset);
-        last = gvcp::load_be32(p + gvcp::kResendLastPacketOffset);
-    } else {
-        if (n < gvcp::kResendLegacyPayloadSize) {
-            ++counters_.errors;
-            return;
-        }
-        block_id = gvcp::load_be16(p + gvcp::kResendLegacyBlockIdOffset);
-        first = gvcp::load_be32(p + gvcp::kResendFirstPacketOffset) & gvcp::kResendLegacyPacketIdMask;
-        last = gvcp::load_be32(p + gvcp::kResendLastPacketOffset) & gvcp::kResendLegacyPacketIdMask;
-    }
-    if (gvcp::load_be16(p + gvcp::kResendChannelOffset) != 0 || first > last) {
+    gvcp::ResendRequest request;
+    if (!gvcp::read_resend_request(p, n, (flags & gvcp::kFlagExtendedIds) != 0, &request) ||
+        request.stream_channel != 0 || request.first_packet > request.last_packet) {
         ++counters_.errors;
         return;
     }
-    actions_.packet_resend(block_id, first, last);
+    actions_.packet_resend(request.block_id, request.first_packet, request.last_packet);
 }
 
 }  // namespace ornsim

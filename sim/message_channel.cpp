@@ -4,7 +4,7 @@
 #include <chrono>
 
 #include "device_registers.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace ornsim {
 namespace {
@@ -19,7 +19,8 @@ MessageChannel::~MessageChannel() { close(); }
 
 bool MessageChannel::open(uint32_t source_ip, std::string* error) {
     close();
-    if (!socket_.open(source_ip, 0, false, error)) return false;
+    if (!socket_.open(source_ip, 0, error)) return false;
+    socket_.enable_broadcast();
     port_ = socket_.local_port();
     model_.set_message_source_port(port_);
     {
@@ -99,8 +100,8 @@ DeviceEvent MessageChannel::flood_event() const {
     event.block_id = 0;
     event.timestamp = model_.timestamp_now();
     event.data.resize(reg::kEventFrameEndDataSize);
-    gvcp::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, event.block_id);
-    gvcp::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, event.timestamp);
+    wire::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, event.block_id);
+    wire::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, event.timestamp);
     return event;
 }
 
@@ -120,27 +121,11 @@ void MessageChannel::run() {
 
 bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids,
                              bool* went_out) {
-    const size_t header = extended_ids ? gvcp::kEventExtendedHeaderSize : gvcp::kEventLegacyHeaderSize;
-    std::vector<uint8_t> packet(gvcp::kHeaderSize + header + event.data.size(), 0);
     uint16_t req_id = next_req_id_;
     next_req_id_ = static_cast<uint16_t>(next_req_id_ == 0xFFFF ? 1 : next_req_id_ + 1);
-    packet[gvcp::kCmdKeyOffset] = gvcp::kKey;
-    packet[gvcp::kCmdFlagsOffset] =
-        static_cast<uint8_t>(gvcp::kFlagAckRequired | (extended_ids ? gvcp::kFlagExtendedIds : 0));
-    gvcp::store_be16(packet.data() + gvcp::kCmdCommandOffset, gvcp::EVENTDATA_CMD);
-    gvcp::store_be16(packet.data() + gvcp::kCmdLengthOffset, static_cast<uint16_t>(header + event.data.size()));
-    gvcp::store_be16(packet.data() + gvcp::kCmdReqIdOffset, req_id);
-    uint8_t* p = packet.data() + gvcp::kHeaderSize;
-    gvcp::store_be16(p + gvcp::kEventIdOffset, event.event_id);
-    gvcp::store_be16(p + gvcp::kEventChannelOffset, 0);
-    if (extended_ids) {
-        gvcp::store_be64(p + gvcp::kEventExtendedBlockIdOffset, event.block_id);
-        gvcp::store_be64(p + gvcp::kEventExtendedTimestampOffset, event.timestamp);
-    } else {
-        gvcp::store_be16(p + gvcp::kEventLegacyBlockIdOffset, static_cast<uint16_t>(event.block_id));
-        gvcp::store_be64(p + gvcp::kEventLegacyTimestampOffset, event.timestamp);
-    }
-    if (!event.data.empty()) std::copy(event.data.begin(), event.data.end(), p + header);
+    const uint8_t flags = static_cast<uint8_t>(gvcp::kFlagAckRequired | (extended_ids ? gvcp::kFlagExtendedIds : 0));
+    const std::vector<uint8_t> packet = gvcp::build_event_data(
+        flags, req_id, gvcp::EventEntry{event.event_id, 0, event.block_id, event.timestamp}, event.data);
 
     const int timeout_ms = static_cast<int>(std::min<uint32_t>(target.timeout_ms == 0 ? 1 : target.timeout_ms, 10000));
     const uint32_t attempts = std::min<uint32_t>(target.retry_count, 100) + 1;
@@ -150,7 +135,7 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& t
             std::lock_guard<std::mutex> lock(mutex_);
             if (stopping_) return false;
         }
-        if (!socket_.send_to(packet.data(), packet.size(), target.dest_ip, target.dest_port)) return false;
+        if (!socket_.send_to(target.dest_ip, target.dest_port, packet.data(), packet.size())) return false;
         ++events_sent_;
         *went_out = true;
         auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
@@ -161,15 +146,15 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& t
             uint8_t reply[64];
             uint32_t ip = 0;
             uint16_t port = 0;
-            long n = socket_.receive(reply, sizeof reply, static_cast<int>(std::min<long long>(left.count(), 50)), &ip,
-                                     &port);
+            long n = socket_.receive_within(reply, sizeof reply,
+                                            static_cast<int>(std::min<long long>(left.count(), 50)), &ip, &port);
             {
                 std::lock_guard<std::mutex> lock(mutex_);
                 if (stopping_) return false;
             }
             if (n < static_cast<long>(gvcp::kHeaderSize)) continue;
-            if (gvcp::load_be16(reply + gvcp::kAckAnswerOffset) == gvcp::EVENTDATA_ACK &&
-                gvcp::load_be16(reply + gvcp::kAckIdOffset) == req_id) {
+            const gvcp::AckHeader ack = gvcp::read_ack_header(reply, static_cast<size_t>(n));
+            if (ack.answer == gvcp::EVENTDATA_ACK && ack.ack_id == req_id) {
                 ++events_acked_;
                 return true;
             }

@@ -25,7 +25,7 @@
 #include <vector>
 
 #include "device_model.h"
-#include "udp_socket.h"
+#include "wire/udp_socket.h"
 
 namespace ornsim {
 
@@ -69,7 +69,7 @@ private:
     bool deliver(const DeviceEvent& event, const MessageRegisters& target, bool extended_ids, bool* went_out);
 
     DeviceModel& model_;
-    UdpSocket socket_;
+    wire::UdpSocket socket_;
     uint16_t port_ = 0;
     std::thread thread_;
     std::mutex mutex_;

@@ -13,28 +13,17 @@
 #include "genicam_xml.h"
 #include "gvcp_handler.h"
 #include "message_channel.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "stream/gvsp_sender.h"
-#include "udp_socket.h"
-#include "xml_archive.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
+#include "wire/udp_socket.h"
+#include "wire/zip_writer.h"
 
 namespace ornsim {
 namespace {
 
 constexpr int kControlPollMs = 20;
 constexpr size_t kMaxDatagram = 1500;
-
-bool parse_mac(const std::string& text, std::array<uint8_t, 6>* mac) {
-    unsigned v[6];
-    char tail;
-    if (std::sscanf(text.c_str(), "%x:%x:%x:%x:%x:%x%c", &v[0], &v[1], &v[2], &v[3], &v[4], &v[5], &tail) != 6)
-        return false;
-    for (int i = 0; i < 6; ++i) {
-        if (v[i] > 0xFF) return false;
-        (*mac)[static_cast<size_t>(i)] = static_cast<uint8_t>(v[i]);
-    }
-    return true;
-}
 
 }  // namespace
 
@@ -47,7 +36,7 @@ public:
     void stop();
     void set_faults(const FaultSwitches& faults);
     SensorCounters counters() const;
-    std::string current_address() const { return format_ipv4(ip_.load()); }
+    std::string current_address() const { return wire::format_ipv4(ip_.load()); }
     const SensorConfig& config() const { return config_; }
 
     // DeviceActions, called on the control thread.
@@ -81,9 +70,9 @@ private:
     mutable std::shared_mutex stream_mutex_;
     std::unique_ptr<GvspSender> sender_;
 
-    UdpSocket control_;                 // unicast, replies go out here
-    std::vector<UdpSocket> broadcast_;  // broadcast listeners, when the interface has broadcast
-    uint64_t sockets_generation_ = 0;   // bumps when FORCEIP replaces the sockets
+    wire::UdpSocket control_;                 // unicast, replies go out here
+    std::vector<wire::UdpSocket> broadcast_;  // broadcast listeners, when the interface has broadcast
+    uint64_t sockets_generation_ = 0;         // bumps when FORCEIP replaces the sockets
     std::thread control_thread_;
     std::atomic<bool> running_{false};
 
@@ -99,9 +88,9 @@ private:
 bool VirtualSensor::Impl::start(std::string* error) {
     if (running_) return true;
     uint32_t ip = 0;
-    if (!parse_ipv4(config_.address, &ip)) return fail(error, "invalid IPv4 address: '" + config_.address + "'");
+    if (!wire::parse_ipv4(config_.address, &ip)) return fail(error, "invalid IPv4 address: '" + config_.address + "'");
     DeviceIdentity identity;
-    if (!parse_mac(config_.mac, &identity.mac)) return fail(error, "invalid MAC address: '" + config_.mac + "'");
+    if (!wire::parse_mac(config_.mac, &identity.mac)) return fail(error, "invalid MAC address: '" + config_.mac + "'");
     if (config_.width < 16 || config_.height < 16 || config_.width > 8192 || config_.height > 8192)
         return fail(error, "image size must be between 16 and 8192 pixels per side");
     if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");
@@ -127,8 +116,9 @@ bool VirtualSensor::Impl::start(std::string* error) {
     std::string served_name = "ornc-virtual-sensor.xml";
     if (config_.zipped_xml) {
         served_name = "ornc-virtual-sensor.zip";
-        if (!zip_single_file("ornc-virtual-sensor.xml", xml_text_, &served))
-            return fail(error, "cannot compress the GenICam file");
+        const std::string archive = wire::zip_single_file("ornc-virtual-sensor.xml", xml_text_);
+        if (archive.empty()) return fail(error, "cannot compress the GenICam file");
+        served.assign(archive.begin(), archive.end());
     } else {
         served.assign(xml_text_.begin(), xml_text_.end());
     }
@@ -142,7 +132,7 @@ bool VirtualSensor::Impl::start(std::string* error) {
     identity.ip = ip;
     uint32_t mask = 0xFF000000;
     uint32_t broadcast = 0;
-    if (interface_broadcast_address(ip, &broadcast, &mask)) identity.mask = mask;
+    if (wire::interface_broadcast_address(ip, &broadcast, &mask)) identity.mask = mask;
     identity.sensor_width = config_.width;
     identity.sensor_height = config_.height;
     identity.fps = config_.fps;
@@ -177,8 +167,8 @@ bool VirtualSensor::Impl::start(std::string* error) {
             event.block_id = block_id;
             event.timestamp = timestamp;
             event.data.resize(reg::kEventFrameEndDataSize);
-            gvcp::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, block_id);
-            gvcp::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, timestamp);
+            wire::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, block_id);
+            wire::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, timestamp);
             message_->post(std::move(event));
         });
     engine_->start_thread();
@@ -189,15 +179,16 @@ bool VirtualSensor::Impl::start(std::string* error) {
 }
 
 bool VirtualSensor::Impl::open_control_sockets(uint32_t ip, std::string* error) {
-    UdpSocket control;
-    if (!control.open(ip, gvcp::kPort, false, error)) return false;
-    std::vector<UdpSocket> listeners;
+    wire::UdpSocket control;
+    if (!control.open(ip, gvcp::kPort, error)) return false;
+    control.enable_broadcast();
+    std::vector<wire::UdpSocket> listeners;
     uint32_t broadcast = 0, mask = 0;
-    if (interface_broadcast_address(ip, &broadcast, &mask)) {
+    if (wire::interface_broadcast_address(ip, &broadcast, &mask)) {
         // Discovery may come to the subnet broadcast or to the limited broadcast.
         for (uint32_t address : {broadcast, 0xFFFFFFFFu}) {
-            UdpSocket listener;
-            if (listener.open(address, gvcp::kPort, true, nullptr)) listeners.push_back(std::move(listener));
+            wire::UdpSocket listener;
+            if (listener.open(address, gvcp::kPort, nullptr, true)) listeners.push_back(std::move(listener));
         }
     }
     control_ = std::move(control);
@@ -235,15 +226,15 @@ void VirtualSensor::Impl::control_loop() {
     while (running_) {
         auto now = std::chrono::steady_clock::now();
         handler_->check_heartbeat(now);
-        std::vector<UdpSocket*> sockets{&control_};
-        for (UdpSocket& s : broadcast_) sockets.push_back(&s);
+        std::vector<wire::UdpSocket*> sockets{&control_};
+        for (wire::UdpSocket& s : broadcast_) sockets.push_back(&s);
         const uint64_t generation = sockets_generation_;
         // Wait on the unicast socket; the broadcast listeners are drained without waiting.
         for (size_t i = 0; i < sockets.size() && generation == sockets_generation_; ++i) {
             uint32_t peer_ip = 0;
             uint16_t peer_port = 0;
-            long n =
-                sockets[i]->receive(buffer.data(), buffer.size(), i == 0 ? kControlPollMs : 0, &peer_ip, &peer_port);
+            long n = sockets[i]->receive_within(buffer.data(), buffer.size(), i == 0 ? kControlPollMs : 0, &peer_ip,
+                                                &peer_port);
             if (n <= 0 || silent_now()) continue;  // checked per datagram: faults change at any time
             std::vector<uint8_t> reply =
                 handler_->handle(buffer.data(), static_cast<size_t>(n), PeerAddress{peer_ip, peer_port},
@@ -258,7 +249,7 @@ void VirtualSensor::Impl::control_loop() {
             }
             if (delay_ms > 0)
                 std::this_thread::sleep_for(std::chrono::milliseconds(std::min<uint32_t>(delay_ms, 10000)));
-            control_.send_to(reply.data(), reply.size(), peer_ip, peer_port);
+            control_.send_to(peer_ip, peer_port, reply.data(), reply.size());
         }
     }
 }
@@ -302,8 +293,8 @@ void VirtualSensor::Impl::packet_resend(uint64_t block_id, uint32_t first, uint3
 bool VirtualSensor::Impl::force_ip(uint32_t ip, uint32_t /*mask*/, uint32_t /*gateway*/) {
     if (ip == ip_.load()) return true;
     std::string why;
-    UdpSocket probe;
-    if (!probe.open(ip, gvcp::kPort, false, &why)) return false;
+    wire::UdpSocket probe;
+    if (!probe.open(ip, gvcp::kPort, &why)) return false;
     probe.close();
     engine_->stop();
     if (!open_control_sockets(ip, &why)) return false;

@@ -2,7 +2,9 @@
 #include <pthread.h>
 #include <signal.h>
 
+#include <cmath>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -56,6 +58,20 @@ bool parse_unsigned(const char* text, unsigned long* value) {
     return end != text && *end == '\0';
 }
 
+// A number from `min` to `max` into `field` (written also when out of
+// range: the caller then stops).
+bool parse_ranged(const char* text, double min, double max, double* field) {
+    return parse_double(text, field) && *field >= min && *field <= max;
+}
+
+// An unsigned number up to `max` into `field`, left as it is otherwise.
+bool parse_bounded(const char* text, unsigned long max, uint32_t* field) {
+    unsigned long count = 0;
+    if (!parse_unsigned(text, &count) || count > max) return false;
+    *field = static_cast<uint32_t>(count);
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -76,7 +92,6 @@ int main(int argc, char** argv) {
             return 2;
         }
         const char* value = argv[++i];
-        unsigned long count = 0;
         bool ok = true;
         if (arg == "--address")
             config.address = value;
@@ -93,32 +108,25 @@ int main(int argc, char** argv) {
         else if (arg == "--genicam")
             config.genicam_file = value;
         else if (arg == "--width")
-            ok = parse_unsigned(value, &count) && count <= 65535 &&
-                 ((config.width = static_cast<uint32_t>(count)), true);
+            ok = parse_bounded(value, 65535, &config.width);
         else if (arg == "--height")
-            ok = parse_unsigned(value, &count) && count <= 65535 &&
-                 ((config.height = static_cast<uint32_t>(count)), true);
+            ok = parse_bounded(value, 65535, &config.height);
         else if (arg == "--fps")
             ok = parse_double(value, &config.fps);
         else if (arg == "--link-speed")
-            ok = parse_unsigned(value, &count) && count <= 100000 &&
-                 ((config.link_speed_mbps = static_cast<uint32_t>(count)), true);
+            ok = parse_bounded(value, 100000, &config.link_speed_mbps);
         else if (arg == "--loss")
-            ok = parse_double(value, &faults.stream_loss_ratio) && faults.stream_loss_ratio >= 0.0 &&
-                 faults.stream_loss_ratio <= 1.0;
+            ok = parse_ranged(value, 0.0, 1.0, &faults.stream_loss_ratio);
         else if (arg == "--refuse-writes")
             faults.refuse_writes_feature = value;
         else if (arg == "--silent-after")
-            ok = parse_double(value, &faults.silent_after_s) && faults.silent_after_s >= 0.0;
+            ok = parse_ranged(value, 0.0, HUGE_VAL, &faults.silent_after_s);
         else if (arg == "--ack-delay")
-            ok = parse_unsigned(value, &count) && count <= 60000 &&
-                 ((faults.ack_delay_ms = static_cast<uint32_t>(count)), true);
+            ok = parse_bounded(value, 60000, &faults.ack_delay_ms);
         else if (arg == "--cut-frame-every")
-            ok = parse_unsigned(value, &count) && count <= 1000000 &&
-                 ((faults.cut_frame_every = static_cast<uint32_t>(count)), true);
+            ok = parse_bounded(value, 1000000, &faults.cut_frame_every);
         else if (arg == "--event-flood")
-            ok = parse_double(value, &faults.event_flood_per_s) && faults.event_flood_per_s >= 0.0 &&
-                 faults.event_flood_per_s <= 100000.0;
+            ok = parse_ranged(value, 0.0, 100000.0, &faults.event_flood_per_s);
         else {
             std::fprintf(stderr, "ornc-virtual-sensor: unknown option %s (see --help)\n", arg.c_str());
             return 2;

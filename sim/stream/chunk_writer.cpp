@@ -3,13 +3,13 @@
 #include <cstring>
 #include <limits>
 
-#include "gvsp_protocol.h"
+#include "wire/gvsp_layout.h"
 
 namespace ornsim {
 
 void write_chunk_tag(uint8_t* tag, uint32_t chunk_id, uint32_t length) {
-    gvsp::put_be32(tag + gvsp::kChunkTagIdOffset, chunk_id);
-    gvsp::put_be32(tag + gvsp::kChunkTagLengthOffset, length);
+    wire::store_be32(tag + gvsp::kChunkTagIdOffset, chunk_id);
+    wire::store_be32(tag + gvsp::kChunkTagLengthOffset, length);
 }
 
 bool append_chunk(std::vector<uint8_t>& payload, uint32_t chunk_id, const void* data, size_t size) {

@@ -5,6 +5,7 @@
 
 #include "chunk_writer.h"
 #include "ornsim/components.h"
+#include "wire/gvcp_layout.h"
 
 namespace ornsim {
 
@@ -132,31 +133,31 @@ void GvspBlock::build_leader() {
         const GvspPart& p = f.parts[0];
         leader_.assign(gvsp::kImageLeaderSize, 0);
         uint8_t* d = leader_.data();
-        gvsp::put_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
-        gvsp::put_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
-        gvsp::put_be32(d + gvsp::kImageLeaderPixelFormatOffset, p.pixel_format);
-        gvsp::put_be32(d + gvsp::kImageLeaderWidthOffset, p.width);
-        gvsp::put_be32(d + gvsp::kImageLeaderHeightOffset, p.height);
+        wire::store_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
+        wire::store_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
+        wire::store_be32(d + gvsp::kImageLeaderPixelFormatOffset, p.pixel_format);
+        wire::store_be32(d + gvsp::kImageLeaderWidthOffset, p.width);
+        wire::store_be32(d + gvsp::kImageLeaderHeightOffset, p.height);
         return;
     }
     leader_.assign(gvsp::kMultipartLeaderPartsOffset + wire_parts_.size() * gvsp::kPartDescriptorSize, 0);
     uint8_t* d = leader_.data();
-    gvsp::put_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
-    gvsp::put_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
+    wire::store_be16(d + gvsp::kLeaderPayloadTypeOffset, payload_type_);
+    wire::store_be64(d + gvsp::kLeaderTimestampOffset, f.timestamp);
     for (size_t i = 0; i < wire_parts_.size(); ++i) {
         uint8_t* pd = d + gvsp::kMultipartLeaderPartsOffset + i * gvsp::kPartDescriptorSize;
-        gvsp::put_be48(pd + gvsp::kPartLengthHighOffset, wire_parts_[i].size);
+        wire::store_be48(pd + gvsp::kPartLengthHighOffset, wire_parts_[i].size);
         if (i < f.parts.size()) {
             const GvspPart& p = f.parts[i];
-            gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, p.data_type);
-            gvsp::put_be32(pd + gvsp::kPartPixelFormatOffset, p.pixel_format);
+            wire::store_be16(pd + gvsp::kPartDataTypeOffset, p.data_type);
+            wire::store_be32(pd + gvsp::kPartPixelFormatOffset, p.pixel_format);
             pd[gvsp::kPartSourceIdOffset] = static_cast<uint8_t>(p.source_id);
-            gvsp::put_be16(pd + gvsp::kPartDataPurposeIdOffset, static_cast<uint16_t>(p.data_purpose_id));
-            gvsp::put_be16(pd + gvsp::kPartRegionIdOffset, static_cast<uint16_t>(p.region_id));
-            gvsp::put_be32(pd + gvsp::kPartWidthOffset, p.width);
-            gvsp::put_be32(pd + gvsp::kPartHeightOffset, p.height);
+            wire::store_be16(pd + gvsp::kPartDataPurposeIdOffset, static_cast<uint16_t>(p.data_purpose_id));
+            wire::store_be16(pd + gvsp::kPartRegionIdOffset, static_cast<uint16_t>(p.region_id));
+            wire::store_be32(pd + gvsp::kPartWidthOffset, p.width);
+            wire::store_be32(pd + gvsp::kPartHeightOffset, p.height);
         } else {
-            gvsp::put_be16(pd + gvsp::kPartDataTypeOffset, gvsp::PART_CHUNK_DATA);
+            wire::store_be16(pd + gvsp::kPartDataTypeOffset, gvsp::PART_CHUNK_DATA);
         }
     }
 }
@@ -167,43 +168,43 @@ void GvspBlock::build_trailer() {
         const bool chunks = (payload_type_ & gvsp::kPayloadExtendedChunkFlag) != 0;
         trailer_.assign(chunks ? gvsp::kChunkTrailerSize : gvsp::kImageTrailerSize, 0);
         uint8_t* d = trailer_.data();
-        gvsp::put_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
+        wire::store_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
         if (chunks) {
-            gvsp::put_be32(d + gvsp::kChunkTrailerPayloadLengthOffset, static_cast<uint32_t>(payload_size_));
-            gvsp::put_be32(d + gvsp::kChunkTrailerSizeYOffset, f.parts[0].height);
-            gvsp::put_be32(d + gvsp::kChunkTrailerLayoutIdOffset, kChunkLayoutId);
+            wire::store_be32(d + gvsp::kChunkTrailerPayloadLengthOffset, static_cast<uint32_t>(payload_size_));
+            wire::store_be32(d + gvsp::kChunkTrailerSizeYOffset, f.parts[0].height);
+            wire::store_be32(d + gvsp::kChunkTrailerLayoutIdOffset, kChunkLayoutId);
         } else {
-            gvsp::put_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
+            wire::store_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
         }
         return;
     }
     trailer_.assign(gvsp::kMultipartTrailerPartsOffset + wire_parts_.size() * gvsp::kTrailerPartRecordSize, 0);
     uint8_t* d = trailer_.data();
-    gvsp::put_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
+    wire::store_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
     for (size_t i = 0; i < wire_parts_.size(); ++i) {
         uint8_t* r = d + gvsp::kMultipartTrailerPartsOffset + i * gvsp::kTrailerPartRecordSize;
         const bool image_part = i < f.parts.size();
-        gvsp::put_be16(r + gvsp::kTrailerPartDataTypeOffset,
-                       image_part ? f.parts[i].data_type : uint16_t{gvsp::PART_CHUNK_DATA});
-        gvsp::put_be48(r + gvsp::kTrailerPartLengthHighOffset, wire_parts_[i].size);
-        if (image_part) gvsp::put_be32(r + gvsp::kTrailerPartSizeYOffset, f.parts[i].height);
+        wire::store_be16(r + gvsp::kTrailerPartDataTypeOffset,
+                         image_part ? f.parts[i].data_type : uint16_t{gvsp::PART_CHUNK_DATA});
+        wire::store_be48(r + gvsp::kTrailerPartLengthHighOffset, wire_parts_[i].size);
+        if (image_part) wire::store_be32(r + gvsp::kTrailerPartSizeYOffset, f.parts[i].height);
     }
 }
 
 size_t GvspBlock::write_header(uint8_t* header, uint8_t format, uint32_t packet_id, uint32_t format_info,
                                bool resend) const {
-    gvsp::put_be16(header + gvsp::kStatusOffset, gvsp::STATUS_SUCCESS);
+    wire::store_be16(header + gvsp::kStatusOffset, gvcp::STATUS_SUCCESS);
     if (extended_ids_) {
-        gvsp::put_be16(header + gvsp::kExtFlagsOffset, resend ? gvsp::kFlagPacketResend : 0);
-        gvsp::put_be32(header + gvsp::kFormatWordOffset,
-                       gvsp::kExtendedIdBit | (uint32_t{format} << gvsp::kFormatShift) | (format_info & 0x00FFFFFFu));
-        gvsp::put_be64(header + gvsp::kExtBlockIdOffset, wire_block_id_);
-        gvsp::put_be32(header + gvsp::kExtPacketIdOffset, packet_id);
+        wire::store_be16(header + gvsp::kExtFlagsOffset, resend ? gvsp::kFlagPacketResend : 0);
+        wire::store_be32(header + gvsp::kFormatWordOffset,
+                         gvsp::kExtendedIdBit | (uint32_t{format} << gvsp::kFormatShift) | (format_info & 0x00FFFFFFu));
+        wire::store_be64(header + gvsp::kExtBlockIdOffset, wire_block_id_);
+        wire::store_be32(header + gvsp::kExtPacketIdOffset, packet_id);
         return gvsp::kExtHeaderSize;
     }
-    gvsp::put_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id_));
-    gvsp::put_be32(header + gvsp::kFormatWordOffset,
-                   (uint32_t{format} << gvsp::kFormatShift) | (packet_id & gvsp::kStdPacketIdMask));
+    wire::store_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id_));
+    wire::store_be32(header + gvsp::kFormatWordOffset,
+                     (uint32_t{format} << gvsp::kFormatShift) | (packet_id & gvsp::kStdPacketIdMask));
     return gvsp::kStdHeaderSize;
 }
 
@@ -240,7 +241,7 @@ size_t GvspBlock::packet(uint32_t packet_id, bool resend, uint8_t* header, struc
             uint8_t* mp = header + header_size;
             mp[gvsp::kMultipartPartIdOffset] = static_cast<uint8_t>(part_index);
             mp[gvsp::kMultipartZoneInfoOffset] = 0;
-            gvsp::put_be48(mp + gvsp::kMultipartOffsetHighOffset, wp.block_offset + start);
+            wire::store_be48(mp + gvsp::kMultipartOffsetHighOffset, wp.block_offset + start);
             header_size += gvsp::kMultipartDataHeaderSize;
         } else {
             header_size = write_header(header, gvsp::FORMAT_PAYLOAD, packet_id, 0, resend);

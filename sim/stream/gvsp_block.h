@@ -23,8 +23,8 @@
 #include <string>
 #include <vector>
 
-#include "gvsp_protocol.h"
 #include "gvsp_sender.h"
+#include "wire/gvsp_layout.h"
 
 namespace ornsim {
 

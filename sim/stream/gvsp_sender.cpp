@@ -15,6 +15,7 @@
 
 #include "gvsp_block.h"
 #include "resend_store.h"
+#include "wire/udp_socket.h"
 
 namespace ornsim {
 
@@ -52,14 +53,6 @@ void sleep_until_ns(uint64_t deadline) {
 void nap_ns(long ns) {
     timespec ts{0, ns};
     nanosleep(&ts, nullptr);
-}
-
-sockaddr_in make_address(uint32_t ip, uint16_t port) {
-    sockaddr_in a{};
-    a.sin_family = AF_INET;
-    a.sin_addr.s_addr = htonl(ip);
-    a.sin_port = htons(port);
-    return a;
 }
 
 // Packets of one sendmmsg call, with their headers and iovecs in place.
@@ -193,7 +186,7 @@ public:
         // with the frame already finds it.
         if (!cut) store.add(block, s.resend_frames);
 
-        const sockaddr_in dest = make_address(s.dest_ip, s.dest_port);
+        const sockaddr_in dest = wire::socket_address(s.dest_ip, s.dest_port);
         uint64_t delay_ns = 0;
         if (s.packet_delay_ticks > 0 && s.tick_frequency > 0) {
             const long double ns =
@@ -281,7 +274,7 @@ bool GvspSender::open(std::string* error) {
     const int size = kSendBufferBytes;
     if (setsockopt(fd, SOL_SOCKET, SO_SNDBUFFORCE, &size, sizeof size) != 0)
         (void)setsockopt(fd, SOL_SOCKET, SO_SNDBUF, &size, sizeof size);
-    sockaddr_in local = make_address(impl_->source_ip, 0);
+    sockaddr_in local = wire::socket_address(impl_->source_ip, 0);
     if (::bind(fd, reinterpret_cast<sockaddr*>(&local), sizeof local) != 0) {
         if (error) *error = std::string("stream socket bind: ") + std::strerror(errno);
         ::close(fd);
@@ -340,7 +333,7 @@ void GvspSender::resend(uint64_t block_id, uint32_t first_packet_id, uint32_t la
     const uint32_t last = last_packet_id < block->packet_count() ? last_packet_id : block->packet_count() - 1;
     if (first_packet_id > last) return;
 
-    const sockaddr_in dest = make_address(s.dest_ip, s.dest_port);
+    const sockaddr_in dest = wire::socket_address(s.dest_ip, s.dest_port);
     PacketBatch batch;
     Impl::LinkPacer pacer(s.link_speed_bps, s.packet_size);
     uint64_t sent = 0;
@@ -361,7 +354,7 @@ bool GvspSender::send_test_packet(uint32_t packet_size) {
     // it from looking like part of a block.
     std::vector<uint8_t> datagram(packet_size - gvsp::kIpUdpOverhead, 0);
     for (size_t i = gvsp::kStdHeaderSize; i < datagram.size(); ++i) datagram[i] = static_cast<uint8_t>(i);
-    const sockaddr_in dest = make_address(s.dest_ip, s.dest_port);
+    const sockaddr_in dest = wire::socket_address(s.dest_ip, s.dest_port);
     const ssize_t n =
         sendto(impl_->fd, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&dest), sizeof dest);
     return n == static_cast<ssize_t>(datagram.size());

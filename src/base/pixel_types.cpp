@@ -36,10 +36,7 @@ int ORN_GetPixelSize(orn_pixel_t pix) { return ORNPixelTypeGetSize(pix); }
 
 }  // extern "C"
 
-PvPixelType ORN_ConvertPixelTypeFromORN(orn_pixel_t pix) {
-    return find_pixel_type(pix) != nullptr ? static_cast<PvPixelType>(pix) : PvPixelUndefined;
-}
-
-orn_pixel_t ORN_ConvertPixelTypeToORN(PvPixelType pvpix) {
-    return find_pixel_type(pvpix) != nullptr ? static_cast<orn_pixel_t>(pvpix) : ORN_PIX_GENERIC;
+orn_pixel_t ORN_ConvertPixelTypeToORN(uint32_t pixel_format) {
+    const orn_pixel_t code = static_cast<orn_pixel_t>(pixel_format);
+    return find_pixel_type(code) != nullptr ? code : ORN_PIX_GENERIC;
 }

@@ -1,9 +1,10 @@
-// Conversion between the public pixel codes and the transport's pixel types.
+// Conversion from the wire's pixel format codes to the public pixel codes.
 #pragma once
 
-#include "ORNBase.h"
-#include "platform/PvPixelType.h"
+#include <cstdint>
 
-// Identity on the codes both sides know; everything else maps to "undefined".
-PvPixelType ORN_ConvertPixelTypeFromORN(orn_pixel_t pix);
-orn_pixel_t ORN_ConvertPixelTypeToORN(PvPixelType pvpix);
+#include "ORNBase.h"
+
+// Identity on the codes the image records know; everything else is
+// ORN_PIX_GENERIC.
+orn_pixel_t ORN_ConvertPixelTypeToORN(uint32_t pixel_format);

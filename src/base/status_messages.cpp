@@ -58,6 +58,18 @@ bool table_is_initialised(const orn_error_msg_entry_t* table) { return table[0].
 
 orn_error_msg_entry_t* base_table() { return g_base_table; }
 
+orn_status_t set_message(orn_error_msg_entry_t* table, void (*reset)(), int status, const char* msg) {
+    std::lock_guard<std::recursive_mutex> lock(status_table_mutex());
+    if (!table_is_initialised(table)) reset();
+    return ORN_SetErrorMessage(table, status, msg) == 0 ? ORN_OK : ORN_ERROR;
+}
+
+const char* get_message(orn_error_msg_entry_t* table, void (*reset)(), int status) {
+    std::lock_guard<std::recursive_mutex> lock(status_table_mutex());
+    if (!table_is_initialised(table)) reset();
+    return ORN_GetErrorMessage(table, status);
+}
+
 }  // namespace orn
 
 extern "C" {
@@ -84,15 +96,11 @@ void ORNResetErrorMessages(void) {
 }
 
 orn_status_t ORNSetErrorMessage(orn_status_t status, const char* msg) {
-    std::lock_guard<std::recursive_mutex> lock(orn::status_table_mutex());
-    if (!orn::table_is_initialised(g_base_table)) ORNResetErrorMessages();
-    return ORN_SetErrorMessage(g_base_table, status, msg) == 0 ? ORN_OK : ORN_ERROR;
+    return orn::set_message(g_base_table, ORNResetErrorMessages, status, msg);
 }
 
 const char* ORNGetErrorMessage(orn_status_t status) {
-    std::lock_guard<std::recursive_mutex> lock(orn::status_table_mutex());
-    if (!orn::table_is_initialised(g_base_table)) ORNResetErrorMessages();
-    return ORN_GetErrorMessage(g_base_table, status);
+    return orn::get_message(g_base_table, ORNResetErrorMessages, status);
 }
 
 orn_status_t ORNCopyAndCheckErrorMessages(void* table_arg, void* deftable_arg, int* copied) {

@@ -17,4 +17,10 @@ bool table_is_initialised(const orn_error_msg_entry_t* table);
 
 orn_error_msg_entry_t* base_table();
 
+// Replaces (ORN_OK, else ORN_ERROR) or looks up the message of `status` in
+// the working table of one code set, with the lock held, after building
+// the table with `reset` when it was never built.
+orn_status_t set_message(orn_error_msg_entry_t* table, void (*reset)(), int status, const char* msg);
+const char* get_message(orn_error_msg_entry_t* table, void (*reset)(), int status);
+
 }  // namespace orn

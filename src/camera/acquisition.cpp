@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
+#include "camera/handle_casts.h"
 #include "camera/ornc_priv.h"
 #include "platform/PvBuffer.h"
 #include "platform/PvDevice.h"
@@ -98,8 +99,7 @@ ornc_status_t ORNC_ApplyAcquisitionMode(ornc_t* ornc, int* acquimode) {
 
 int ORNC_ReadPayloadSize(ornc_priv_t* priv) {
     int payload = 0;
-    ornc_param_t* param =
-        ORNCParamsGetParamByName(reinterpret_cast<ornc_parameters_t*>(priv->lDeviceParams), "PayloadSize");
+    ornc_param_t* param = ORNCParamsGetParamByName(ORNC_FromParams(priv->lDeviceParams), "PayloadSize");
     if (param != nullptr) {
         ORNCParamGetIntegerValue(param, &payload);
     }

@@ -60,7 +60,7 @@ void ORNCDeviceEventSink::OnEventGenICam(PvDevice* /*aDevice*/, uint16_t aEventI
     void (*callback)(orn_uint64_t, ornc_param_list_t*, void*) = ornc_state::LoadField(&m_event_callback);
     if (callback != nullptr) {
         // The timestamp, not the event id, is what the application gets first.
-        callback(aTimestamp, reinterpret_cast<ornc_param_list_t*>(aData), ornc_state::LoadField(&m_event_data));
+        callback(aTimestamp, ORNC_FromParamList(aData), ornc_state::LoadField(&m_event_data));
     }
 }
 

@@ -16,7 +16,25 @@
 
 namespace {
 
-PvGenParameterList* ORNC_ToParamList(ornc_param_list_t* list) { return reinterpret_cast<PvGenParameterList*>(list); }
+// Stores a callback and its data in the handle and, for the callbacks the
+// device event sink makes (`sink_callback`, `sink_data`), in the sink when
+// the handle has one. The setters have no status to report; on a handle
+// that was never initialised they do nothing rather than crash.
+template <typename Callback>
+void ORNC_StoreCallback(const ornc_t* ornc, Callback ornc_priv_t::*callback_field, void* ornc_priv_t::*data_field,
+                        Callback callback, void* userdata, Callback ORNCDeviceEventSink::*sink_callback = nullptr,
+                        void* ORNCDeviceEventSink::*sink_data = nullptr) {
+    if (ornc == nullptr || ornc->priv == nullptr) {
+        return;
+    }
+    ornc_priv_t* priv = ornc->priv;
+    ornc_state::StoreField(&(priv->*callback_field), callback);
+    ornc_state::StoreField(&(priv->*data_field), userdata);
+    if (sink_callback != nullptr && priv->lEventSink != nullptr) {
+        ornc_state::StoreField(&(priv->lEventSink->*sink_callback), callback);
+        ornc_state::StoreField(&(priv->lEventSink->*sink_data), userdata);
+    }
+}
 
 }  // namespace
 
@@ -52,49 +70,23 @@ void ORNC_DisableDisconnectNotification(ornc_priv_t* priv) {
 
 extern "C" {
 
-// The setters have no status to report; on a handle that was never
-// initialised they do nothing rather than crash.
 void ORNCSetImageCallback(const ornc_t* ornc, void (*callback)(orn_image_t*, void*), void* userdata) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return;
-    }
-    ornc_state::StoreField(&ornc->priv->image_callback, callback);
-    ornc_state::StoreField(&ornc->priv->image_callback_data, userdata);
+    ORNC_StoreCallback(ornc, &ornc_priv_t::image_callback, &ornc_priv_t::image_callback_data, callback, userdata);
 }
 
 void ORNCSetImageVecCallback(const ornc_t* ornc, void (*callback)(orn_image_vec_t*, void*), void* userdata) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return;
-    }
-    ornc_state::StoreField(&ornc->priv->imagevec_callback, callback);
-    ornc_state::StoreField(&ornc->priv->imagevec_callback_data, userdata);
+    ORNC_StoreCallback(ornc, &ornc_priv_t::imagevec_callback, &ornc_priv_t::imagevec_callback_data, callback, userdata);
 }
 
 void ORNCSetDisconnectCallback(const ornc_t* ornc, void (*callback)(void*), void* userdata) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return;
-    }
-    ornc_priv_t* priv = ornc->priv;
-    ornc_state::StoreField(&priv->disconnect_callback, callback);
-    ornc_state::StoreField(&priv->disconnect_callback_data, userdata);
-    if (priv->lEventSink != nullptr) {
-        ornc_state::StoreField(&priv->lEventSink->m_disconnect_callback, callback);
-        ornc_state::StoreField(&priv->lEventSink->m_disconnect_data, userdata);
-    }
+    ORNC_StoreCallback(ornc, &ornc_priv_t::disconnect_callback, &ornc_priv_t::disconnect_callback_data, callback,
+                       userdata, &ORNCDeviceEventSink::m_disconnect_callback, &ORNCDeviceEventSink::m_disconnect_data);
 }
 
 void ORNCSetEventCallback(const ornc_t* ornc, void (*callback)(orn_uint64_t, ornc_param_list_t*, void*),
                           void* userdata) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return;
-    }
-    ornc_priv_t* priv = ornc->priv;
-    ornc_state::StoreField(&priv->event_callback, callback);
-    ornc_state::StoreField(&priv->event_callback_data, userdata);
-    if (priv->lEventSink != nullptr) {
-        ornc_state::StoreField(&priv->lEventSink->m_event_callback, callback);
-        ornc_state::StoreField(&priv->lEventSink->m_event_data, userdata);
-    }
+    ORNC_StoreCallback(ornc, &ornc_priv_t::event_callback, &ornc_priv_t::event_callback_data, callback, userdata,
+                       &ORNCDeviceEventSink::m_event_callback, &ORNCDeviceEventSink::m_event_data);
 }
 
 int ORNCGetParameterListCount(ornc_param_list_t* list) {

@@ -27,6 +27,34 @@ int ORNC_EmptyText(char* text, int len) {
 
 orn_bool_t ORNC_Bool(bool value) { return value ? 1 : 0; }
 
+using AdapterText = const PvString& (PvNetworkAdapter::*)() const;
+using DeviceText = const PvString& (PvDeviceInfo::*)() const;
+using DeviceGEVText = const PvString& (PvDeviceInfoGEV::*)() const;
+using DeviceGEVFlag = bool (PvDeviceInfoGEV::*)() const;
+
+// An adapter's or a device's text: empty for a null handle.
+int ORNC_AdapterText(const ornc_interface_t* interf, AdapterText getter, char* text, int len) {
+    const PvNetworkAdapter* adapter = ORNC_Adapter(interf);
+    return adapter != nullptr ? ORN_StringCopy(text, (adapter->*getter)().GetAscii(), len) : ORNC_EmptyText(text, len);
+}
+
+int ORNC_DeviceText(const ornc_device_t* device, DeviceText getter, char* text, int len) {
+    return device != nullptr ? ORN_StringCopy(text, (ORNC_ToDeviceInfo(device)->*getter)().GetAscii(), len)
+                             : ORNC_EmptyText(text, len);
+}
+
+// The network texts and flags of a GigE Vision device; for another device
+// 0 and false, the text left as it is.
+int ORNC_DeviceGEVText(const ornc_device_t* device, DeviceGEVText getter, char* text, int len) {
+    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
+    return gev != nullptr ? ORN_StringCopy(text, (gev->*getter)().GetAscii(), len) : 0;
+}
+
+orn_bool_t ORNC_DeviceGEVFlag(const ornc_device_t* device, DeviceGEVFlag flag) {
+    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
+    return ORNC_Bool(gev != nullptr && (gev->*flag)());
+}
+
 }  // namespace
 
 extern "C" {
@@ -53,19 +81,11 @@ int ORNCInterfaceGetSubnetMask(const ornc_interface_t* interf, int i, char* text
 }
 
 int ORNCInterfaceGetMACAddress(const ornc_interface_t* interf, char* text, int len) {
-    const PvNetworkAdapter* adapter = ORNC_Adapter(interf);
-    if (adapter == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, adapter->GetMACAddress().GetAscii(), len);
+    return ORNC_AdapterText(interf, &PvNetworkAdapter::GetMACAddress, text, len);
 }
 
 int ORNCInterfaceGetDefaultGateway(const ornc_interface_t* interf, char* text, int len) {
-    const PvNetworkAdapter* adapter = ORNC_Adapter(interf);
-    if (adapter == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, adapter->GetDefaultGateway().GetAscii(), len);
+    return ORNC_AdapterText(interf, &PvNetworkAdapter::GetDefaultGateway, text, len);
 }
 
 int ORNCInterfaceGetDescription(const ornc_interface_t* interf, char* text, int len) {
@@ -74,81 +94,59 @@ int ORNCInterfaceGetDescription(const ornc_interface_t* interf, char* text, int 
 }
 
 int ORNCDeviceGetID(const ornc_device_t* device, char* text, int len) {
-    if (device == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, ORNC_ToDeviceInfo(device)->GetDisplayID().GetAscii(), len);
+    return ORNC_DeviceText(device, &PvDeviceInfo::GetDisplayID, text, len);
 }
 
 int ORNCDeviceGetModelName(const ornc_device_t* device, char* text, int len) {
-    if (device == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, ORNC_ToDeviceInfo(device)->GetModelName().GetAscii(), len);
+    return ORNC_DeviceText(device, &PvDeviceInfo::GetModelName, text, len);
 }
 
 int ORNCDeviceGetVendorName(const ornc_device_t* device, char* text, int len) {
-    if (device == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, ORNC_ToDeviceInfo(device)->GetVendorName().GetAscii(), len);
+    return ORNC_DeviceText(device, &PvDeviceInfo::GetVendorName, text, len);
 }
 
 int ORNCDeviceGetSerialNumber(const ornc_device_t* device, char* text, int len) {
-    if (device == nullptr) {
-        return ORNC_EmptyText(text, len);
-    }
-    return ORN_StringCopy(text, ORNC_ToDeviceInfo(device)->GetSerialNumber().GetAscii(), len);
+    return ORNC_DeviceText(device, &PvDeviceInfo::GetSerialNumber, text, len);
 }
 
 int ORNCDeviceGetIPAddress(const ornc_device_t* device, char* text, int len) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return gev != nullptr ? ORN_StringCopy(text, gev->GetIPAddress().GetAscii(), len) : 0;
+    return ORNC_DeviceGEVText(device, &PvDeviceInfoGEV::GetIPAddress, text, len);
 }
 
 int ORNCDeviceGetMACAddress(const ornc_device_t* device, char* text, int len) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return gev != nullptr ? ORN_StringCopy(text, gev->GetMACAddress().GetAscii(), len) : 0;
+    return ORNC_DeviceGEVText(device, &PvDeviceInfoGEV::GetMACAddress, text, len);
 }
 
 int ORNCDeviceGetSubnetMask(const ornc_device_t* device, char* text, int len) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return gev != nullptr ? ORN_StringCopy(text, gev->GetSubnetMask().GetAscii(), len) : 0;
+    return ORNC_DeviceGEVText(device, &PvDeviceInfoGEV::GetSubnetMask, text, len);
 }
 
 int ORNCDeviceGetDefaultGateway(const ornc_device_t* device, char* text, int len) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return gev != nullptr ? ORN_StringCopy(text, gev->GetDefaultGateway().GetAscii(), len) : 0;
+    return ORNC_DeviceGEVText(device, &PvDeviceInfoGEV::GetDefaultGateway, text, len);
 }
 
 orn_bool_t ORNCDeviceIsDHCPAvailable(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsDHCPAvailable());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsDHCPAvailable);
 }
 
 orn_bool_t ORNCDeviceIsDHCPEnabled(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsDHCPEnabled());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsDHCPEnabled);
 }
 
 orn_bool_t ORNCDeviceIsLLAAvailable(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsLLAAvailable());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsLLAAvailable);
 }
 
 orn_bool_t ORNCDeviceIsLLAEnabled(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsLLAEnabled());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsLLAEnabled);
 }
 
 orn_bool_t ORNCDeviceIsPersistentAvailable(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsPersistentAvailable());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsPersistentAvailable);
 }
 
 orn_bool_t ORNCDeviceIsPersistentEnabled(const ornc_device_t* device) {
-    const PvDeviceInfoGEV* gev = ORNC_DeviceGEV(device);
-    return ORNC_Bool(gev != nullptr && gev->IsPersistentEnabled());
+    return ORNC_DeviceGEVFlag(device, &PvDeviceInfoGEV::IsPersistentEnabled);
 }
 
 ornc_status_t ORNCDeviceGetGEVVersion(const ornc_device_t* device, int* majorpt, int* minorpt) {

@@ -19,17 +19,26 @@ int ORNC_NoText(char* str, int len) {
     return 0;
 }
 
-using ParamTextGetter = PvResult (PvGenParameter::*)(PvString&) const;
-
-int ORNC_ParamText(const ornc_param_t* param, ParamTextGetter getter, char* str, int len) {
-    if (param == nullptr) {
+// One of the texts of a parameter or category.
+template <typename Node>
+int ORNC_NodeText(const Node* node, PvResult (Node::*getter)(PvString&) const, char* str, int len) {
+    if (node == nullptr) {
         return ORNC_NoText(str, len);
     }
     PvString text;
-    if ((ORNC_ToParam(param)->*getter)(text).IsFailure()) {
+    if ((node->*getter)(text).IsFailure()) {
         text = PvString();
     }
     return ORN_StringCopy(str, text.GetAscii(), len);
+}
+
+int ORNC_ParamText(const ornc_param_t* param, PvResult (PvGenParameter::*getter)(PvString&) const, char* str, int len) {
+    return ORNC_NodeText(ORNC_ToParam(param), getter, str, len);
+}
+
+int ORNC_CategoryText(const ornc_category_t* category, PvResult (PvGenCategory::*getter)(PvString&) const, char* str,
+                      int len) {
+    return ORNC_NodeText(ORNC_ToCategory(category), getter, str, len);
 }
 
 using ParamFlagGetter = PvResult (PvGenParameter::*)(bool&) const;
@@ -102,19 +111,10 @@ orn_param_type_t ORNC_IntegerKind(const ornc_param_t* param) {
     if (ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, nullptr) != ORNC_OK) {
         return ORN_PARAM_NONE;
     }
-    if (min >= INT32_MIN && max <= INT32_MAX) {
+    if (ORNC_IsSigned32View(min, max)) {
         return ORN_PARAM_INTEGER;
     }
-    if (min < INT32_MIN && max > INT32_MAX) {
-        return ORN_PARAM_INTEGER;
-    }
-    if (min < 0) {
-        return ORN_PARAM_NONE;
-    }
-    if (max <= static_cast<int64_t>(UINT32_MAX)) {
-        return ORN_PARAM_UINTEGER;
-    }
-    return ORN_PARAM_NONE;
+    return ORNC_IsUnsigned32View(min, max) ? ORN_PARAM_UINTEGER : ORN_PARAM_NONE;
 }
 
 }  // namespace
@@ -164,25 +164,11 @@ void ORNC_DumpParameter(int i, PvGenParameter* pvparam) {
 extern "C" {
 
 int ORNCCategoryGetName(const ornc_category_t* category, char* str, int len) {
-    if (category == nullptr) {
-        return ORNC_NoText(str, len);
-    }
-    PvString text;
-    if (ORNC_ToCategory(category)->GetName(text).IsFailure()) {
-        text = PvString();
-    }
-    return ORN_StringCopy(str, text.GetAscii(), len);
+    return ORNC_CategoryText(category, &PvGenCategory::GetName, str, len);
 }
 
 int ORNCCategoryGetDisplayName(const ornc_category_t* category, char* str, int len) {
-    if (category == nullptr) {
-        return ORNC_NoText(str, len);
-    }
-    PvString text;
-    if (ORNC_ToCategory(category)->GetDisplayName(text).IsFailure()) {
-        text = PvString();
-    }
-    return ORN_StringCopy(str, text.GetAscii(), len);
+    return ORNC_CategoryText(category, &PvGenCategory::GetDisplayName, str, len);
 }
 
 int ORNCParamGetCategoryName(const ornc_param_t* param, char* str, int len) {

@@ -1,46 +1,43 @@
 // Helpers shared by the parameter functions, the connect sequence and the
-// component table: the casts between the opaque public parameter handles
-// and the node classes, the 32-bit views of integer ranges, and the
-// internal range, write and dump functions.
+// component table: the prologue of the typed functions, the 32-bit views
+// of integer ranges, and the internal range, write and dump functions.
+// The handle casts are in camera/handle_casts.h.
 #pragma once
 
 #include <cstdint>
 
 #include "ORNC.h"
-#include "platform/PvGenParameterArray.h"
-
-// The public parameter handles are node objects passed through unchanged.
-// Node access changes device state, so the node classes take no const;
-// the const of the public signatures only says the value is not written.
-inline PvGenParameterArray* ORNC_ToParams(const ornc_parameters_t* params) {
-    return reinterpret_cast<PvGenParameterArray*>(const_cast<ornc_parameters_t*>(params));
-}
-inline ornc_parameters_t* ORNC_FromParams(PvGenParameterArray* params) {
-    return reinterpret_cast<ornc_parameters_t*>(params);
-}
-inline PvGenCategory* ORNC_ToCategory(const ornc_category_t* category) {
-    return reinterpret_cast<PvGenCategory*>(const_cast<ornc_category_t*>(category));
-}
-inline ornc_category_t* ORNC_FromCategory(PvGenCategory* category) {
-    return reinterpret_cast<ornc_category_t*>(category);
-}
-inline PvGenParameter* ORNC_ToParam(const ornc_param_t* param) {
-    return reinterpret_cast<PvGenParameter*>(const_cast<ornc_param_t*>(param));
-}
-inline ornc_param_t* ORNC_FromParam(PvGenParameter* param) { return reinterpret_cast<ornc_param_t*>(param); }
-
-// The node of `param` as the class `Node`, or null for a null handle or a
-// node of another kind: a failed cast is a type error, never a conversion.
-template <typename Node>
-Node* ORNC_ParamAs(const ornc_param_t* param) {
-    return param != nullptr ? dynamic_cast<Node*>(ORNC_ToParam(param)) : nullptr;
-}
+#include "camera/handle_casts.h"
 
 // Readability and writability as the typed functions check them first. A
 // null handle counts as readable/writable so that the type check after it
 // reports the mismatch.
 bool ORNC_ParamReadable(const ornc_param_t* param);
 bool ORNC_ParamWritable(const ornc_param_t* param);
+
+// What a typed parameter function needs of the node before it goes on.
+enum class ORNC_Access { None, Read, Write };
+
+// The prologue of every typed parameter function, then its body: checks,
+// in this order, the access (ORNC_ERR_PARAM_NOT_READABLE,
+// ORNC_ERR_PARAM_NOT_WRITEABLE; a null handle passes it), the node's kind
+// (ORNC_ERR_PARAM_TYPE_MISMATCH, also for a null handle) and the caller's
+// output or input (`given` false: ORNC_ERROR), and answers the first that
+// fails or else what `body(node)` answers.
+template <typename Node, typename Body>
+ornc_status_t ORNC_WithParam(const ornc_param_t* param, ORNC_Access access, bool given, Body body) {
+    if (access == ORNC_Access::Read && !ORNC_ParamReadable(param)) {
+        return ORNC_ERR_PARAM_NOT_READABLE;
+    }
+    if (access == ORNC_Access::Write && !ORNC_ParamWritable(param)) {
+        return ORNC_ERR_PARAM_NOT_WRITEABLE;
+    }
+    Node* node = ORNC_ParamAs<Node>(param);
+    if (node == nullptr) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    return given ? body(node) : ORNC_ERROR;
+}
 
 // 32-bit views of an integer range. The signed view also covers a range
 // that overflows 32 bits on both sides (the full 64-bit range): such
@@ -60,8 +57,9 @@ ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, i
                                                     int64_t* incval64);
 // Rounds `value` to the node's step, clamps it into its range and writes it.
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value);
-// Logs the failed write of `param` and returns ORNC_ERR_PARAM_WRITE_FAILED.
-ornc_status_t ORNC_ParamWriteFailed(ornc_param_t* param, const PvResult& result);
+// ORNC_OK for a write that succeeded; a failed one is logged and answers
+// ORNC_ERR_PARAM_WRITE_FAILED.
+ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result);
 
 // Short word for a node kind in the parameter dump ("int", "enum", ...).
 const char* ORNC_PvGenType2String(PvGenType type);

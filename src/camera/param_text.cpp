@@ -15,6 +15,41 @@ namespace {
 // with "%f" takes up to 47 characters).
 constexpr size_t kValueTextSize = 64;
 
+// The numbers of the text form: "%d", "%u" and "%f" both ways.
+bool ORNC_Scan(const char* str, int* value) { return std::sscanf(str, "%d", value) == 1; }
+bool ORNC_Scan(const char* str, unsigned int* value) { return std::sscanf(str, "%u", value) == 1; }
+bool ORNC_Scan(const char* str, float* value) { return std::sscanf(str, "%f", value) == 1; }
+void ORNC_Print(char* text, size_t size, int value) { std::snprintf(text, size, "%d", value); }
+void ORNC_Print(char* text, size_t size, unsigned int value) { std::snprintf(text, size, "%u", value); }
+void ORNC_Print(char* text, size_t size, float value) { std::snprintf(text, size, "%f", static_cast<double>(value)); }
+
+// Writes the number `str` holds through the typed setter `set`.
+template <typename T>
+ornc_status_t ORNC_SetFromText(ornc_param_t* param, const char* str, ornc_status_t (*set)(ornc_param_t*, T)) {
+    T value = 0;
+    if (!ORNC_Scan(str, &value)) {
+        return ORNC_ERR_PARAM_INVALID_VALUE;
+    }
+    return set(param, value);
+}
+
+// Reads the number through the typed getter `get` into `text`.
+template <typename T>
+ornc_status_t ORNC_TextFrom(const ornc_param_t* param, char* text, size_t size,
+                            ornc_status_t (*get)(const ornc_param_t*, T*)) {
+    T value = 0;
+    const ornc_status_t status = get(param, &value);
+    if (status == ORNC_OK) {
+        ORNC_Print(text, size, value);
+    }
+    return status;
+}
+
+// Entry names are not accepted here; ORNCParamSetEnumValueByName takes them.
+ornc_status_t ORNC_SetEnumNumber(ornc_param_t* param, unsigned int value) {
+    return ORNCParamSetEnumValue(param, static_cast<int>(value));
+}
+
 ornc_status_t ORNC_SetIntegerFromText(ornc_param_t* param, const char* str) {
     const bool readable = ORNCParamIsReadable(param) != 0;
     int64_t min = 0;
@@ -23,18 +58,10 @@ ornc_status_t ORNC_SetIntegerFromText(ornc_param_t* param, const char* str) {
         return ORNC_ERR_PARAM_INVALID_VALUE;
     }
     if (!readable || ORNC_IsSigned32View(min, max)) {
-        int value = 0;
-        if (std::sscanf(str, "%d", &value) != 1) {
-            return ORNC_ERR_PARAM_INVALID_VALUE;
-        }
-        return ORNCParamSetIntegerValue(param, value);
+        return ORNC_SetFromText(param, str, ORNCParamSetIntegerValue);
     }
-    if (min >= 0 && max <= static_cast<int64_t>(UINT32_MAX)) {
-        unsigned int value = 0;
-        if (std::sscanf(str, "%u", &value) != 1) {
-            return ORNC_ERR_PARAM_INVALID_VALUE;
-        }
-        return ORNCParamSetUIntegerValue(param, value);
+    if (ORNC_IsUnsigned32View(min, max)) {
+        return ORNC_SetFromText(param, str, ORNCParamSetUIntegerValue);
     }
     return ORNC_ERR_PARAM_INVALID_VALUE;
 }
@@ -63,20 +90,10 @@ ornc_status_t ORNC_IntegerText(const ornc_param_t* param, char* text, size_t siz
         return ORNC_ERROR;
     }
     if (ORNC_IsSigned32View(min, max)) {
-        int value = 0;
-        const ornc_status_t status = ORNCParamGetIntegerValue(param, &value);
-        if (status == ORNC_OK) {
-            std::snprintf(text, size, "%d", value);
-        }
-        return status;
+        return ORNC_TextFrom(param, text, size, ORNCParamGetIntegerValue);
     }
-    if (min >= 0 && max <= static_cast<int64_t>(UINT32_MAX)) {
-        unsigned int value = 0;
-        const ornc_status_t status = ORNCParamGetUIntegerValue(param, &value);
-        if (status == ORNC_OK) {
-            std::snprintf(text, size, "%u", value);
-        }
-        return status;
+    if (ORNC_IsUnsigned32View(min, max)) {
+        return ORNC_TextFrom(param, text, size, ORNCParamGetUIntegerValue);
     }
     return ORNC_ERROR;
 }
@@ -100,25 +117,14 @@ ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str) {
     switch (type) {
         case PvGenTypeInteger:
             return ORNC_SetIntegerFromText(param, str);
-        case PvGenTypeEnum: {
-            // Entry names are not accepted here; ORNCParamSetEnumValueByName takes them.
-            unsigned int value = 0;
-            if (std::sscanf(str, "%u", &value) != 1) {
-                return ORNC_ERR_PARAM_INVALID_VALUE;
-            }
-            return ORNCParamSetEnumValue(param, static_cast<int>(value));
-        }
+        case PvGenTypeEnum:
+            return ORNC_SetFromText(param, str, ORNC_SetEnumNumber);
         case PvGenTypeBoolean:
             return ORNC_SetBooleanFromText(param, str);
         case PvGenTypeString:
             return ORNCParamSetStringValue(param, str);
-        case PvGenTypeFloat: {
-            float value = 0.0f;
-            if (std::sscanf(str, "%f", &value) != 1) {
-                return ORNC_ERR_PARAM_INVALID_VALUE;
-            }
-            return ORNCParamSetFloatValue(param, value);
-        }
+        case PvGenTypeFloat:
+            return ORNC_SetFromText(param, str, ORNCParamSetFloatValue);
         default:
             return ORNC_ERR_INTERNAL;
     }
@@ -147,14 +153,9 @@ ornc_status_t ORNCParamGetValue(const ornc_param_t* param, char* value, size_t m
         case PvGenTypeInteger:
             status = ORNC_IntegerText(param, text, sizeof text);
             break;
-        case PvGenTypeEnum: {
-            int number = 0;
-            status = ORNCParamGetEnumValue(param, &number);
-            if (status == ORNC_OK) {
-                std::snprintf(text, sizeof text, "%d", number);
-            }
+        case PvGenTypeEnum:
+            status = ORNC_TextFrom(param, text, sizeof text, ORNCParamGetEnumValue);
             break;
-        }
         case PvGenTypeBoolean: {
             int flag = 0;
             status = ORNCParamGetBooleanValue(param, &flag);
@@ -165,14 +166,9 @@ ornc_status_t ORNCParamGetValue(const ornc_param_t* param, char* value, size_t m
         }
         case PvGenTypeString:
             return ORNCParamGetStringValue(param, value, maxlen);
-        case PvGenTypeFloat: {
-            float number = 0.0f;
-            status = ORNCParamGetFloatValue(param, &number);
-            if (status == ORNC_OK) {
-                std::snprintf(text, sizeof text, "%f", static_cast<double>(number));
-            }
+        case PvGenTypeFloat:
+            status = ORNC_TextFrom(param, text, sizeof text, ORNCParamGetFloatValue);
             break;
-        }
         default:
             status = ORNC_ERROR;
             break;

@@ -3,6 +3,8 @@
 // chosen by their range; numeric writes are fitted into the range rather
 // than refused.
 #include <cstring>
+#include <limits>
+#include <type_traits>
 
 #include "ORNC.h"
 #include "base/log.h"
@@ -35,6 +37,22 @@ void ORNC_LogRangeFailure(const ornc_param_t* param, const char* what, const PvR
     ORNLogMsg(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, text);
 }
 
+// One part of a numeric node's range read into `out` (nothing to do for a
+// null `out`); a failure is logged with `what` and answers false.
+template <typename Node, typename T>
+bool ORNC_ReadRangePart(const ornc_param_t* param, Node* node, PvResult (Node::*get)(T&) const, T* out,
+                        const char* what) {
+    if (out == nullptr) {
+        return true;
+    }
+    const PvResult result = (node->*get)(*out);
+    if (result.IsFailure()) {
+        ORNC_LogRangeFailure(param, what, result);
+        return false;
+    }
+    return true;
+}
+
 // Range of a node read for a write: min <= max and a non-negative step.
 bool ORNC_ReadWriteRange(const ornc_param_t* param, int64_t* min, int64_t* max, int64_t* inc) {
     if (ORNC_ParamGetIntegerMinMaxInc64Values(param, min, max, inc) != ORNC_OK) {
@@ -56,6 +74,45 @@ int64_t ORNC_RoundToStep(int64_t value, int64_t min, int64_t inc) {
     return static_cast<int64_t>(rounded);
 }
 
+// An integer node read as the 32-bit type T; ORNC_ERR_OUT_OF_RANGE (output
+// untouched) for a value T cannot hold.
+template <typename T>
+ornc_status_t ORNC_GetInteger32(const ornc_param_t* param, T* value) {
+    return ORNC_WithParam<PvGenInteger>(param, ORNC_Access::Read, value != nullptr, [&](PvGenInteger* node) {
+        int64_t v = 0;
+        if (node->GetValue(v).IsFailure()) {
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        if (v < static_cast<int64_t>(std::numeric_limits<T>::min()) ||
+            v > static_cast<int64_t>(std::numeric_limits<T>::max())) {
+            return ORNC_ERR_OUT_OF_RANGE;
+        }
+        *value = static_cast<T>(v);
+        return ORNC_OK;
+    });
+}
+
+// The range of an integer node in the 32-bit view T (int or unsigned):
+// ORNC_ERR_PARAM_TYPE_MISMATCH when its range has no such view. Each
+// output gets the low 32 bits, also after a failure (what was read, else
+// 0) and for a range beyond 32 bits on both sides: a cut, deliberately
+// not a clamp.
+template <typename T>
+ornc_status_t ORNC_GetInteger32Range(const ornc_param_t* param, T* minval, T* maxval, unsigned int* incval) {
+    int64_t min = 0;
+    int64_t max = 0;
+    int64_t inc = 0;
+    const ornc_status_t status = ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, &inc);
+    const bool view = std::is_signed<T>::value ? ORNC_IsSigned32View(min, max) : ORNC_IsUnsigned32View(min, max);
+    if (status == ORNC_OK && !view) {
+        return ORNC_ERR_PARAM_TYPE_MISMATCH;
+    }
+    if (minval != nullptr) *minval = static_cast<T>(static_cast<uint32_t>(min));
+    if (maxval != nullptr) *maxval = static_cast<T>(static_cast<uint32_t>(max));
+    if (incval != nullptr) *incval = static_cast<unsigned int>(inc);
+    return status;
+}
+
 }  // namespace
 
 ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, int64_t* minval64, int64_t* maxval64,
@@ -67,31 +124,18 @@ ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, i
     if (node == nullptr) {
         return ORNC_ERR_PARAM_WRONG_TYPE;
     }
-    if (minval64 != nullptr) {
-        const PvResult result = node->GetMin(*minval64);
-        if (result.IsFailure()) {
-            ORNC_LogRangeFailure(param, "Int64 GetMin", result);
-            return ORNC_ERR_PARAM_NOT_AVAILABLE;
-        }
-    }
-    if (maxval64 != nullptr) {
-        const PvResult result = node->GetMax(*maxval64);
-        if (result.IsFailure()) {
-            ORNC_LogRangeFailure(param, "Int64 GetMax", result);
-            return ORNC_ERR_PARAM_NOT_AVAILABLE;
-        }
-    }
-    if (incval64 != nullptr) {
-        const PvResult result = node->GetIncrement(*incval64);
-        if (result.IsFailure()) {
-            ORNC_LogRangeFailure(param, "Int64 GetIncrement", result);
-            return ORNC_ERR_PARAM_NOT_AVAILABLE;
-        }
+    if (!ORNC_ReadRangePart(param, node, &PvGenInteger::GetMin, minval64, "Int64 GetMin") ||
+        !ORNC_ReadRangePart(param, node, &PvGenInteger::GetMax, maxval64, "Int64 GetMax") ||
+        !ORNC_ReadRangePart(param, node, &PvGenInteger::GetIncrement, incval64, "Int64 GetIncrement")) {
+        return ORNC_ERR_PARAM_NOT_AVAILABLE;
     }
     return ORNC_OK;
 }
 
-ornc_status_t ORNC_ParamWriteFailed(ornc_param_t* param, const PvResult& result) {
+ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result) {
+    if (result.IsOK()) {
+        return ORNC_OK;
+    }
     if (ORNDoLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM)) {
         const PvString name = param != nullptr ? ORNC_ToParam(param)->GetName() : PvString();
         char text[orn::kLogLineSize];
@@ -104,207 +148,115 @@ ornc_status_t ORNC_ParamWriteFailed(ornc_param_t* param, const PvResult& result)
 }
 
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value) {
-    if (!ORNC_ParamWritable(param)) {
-        return ORNC_ERR_PARAM_NOT_WRITEABLE;
-    }
-    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    int64_t min = 0;
-    int64_t max = 0;
-    int64_t inc = 0;
-    if (!ORNC_ReadWriteRange(param, &min, &max, &inc)) {
-        return ORNC_ERR_INTERNAL;
-    }
-    if (inc > 1) {
-        value = ORNC_RoundToStep(value, min, inc);
-    }
-    if (value < min) {
-        value = min;
-    } else if (value > max) {
-        value = max;
-    }
-    const PvResult result = node->SetValue(value);
-    if (result.IsFailure()) {
-        return ORNC_ParamWriteFailed(param, result);
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenInteger>(param, ORNC_Access::Write, true, [&](PvGenInteger* node) {
+        int64_t min = 0;
+        int64_t max = 0;
+        int64_t inc = 0;
+        if (!ORNC_ReadWriteRange(param, &min, &max, &inc)) {
+            return ORNC_ERR_INTERNAL;
+        }
+        if (inc > 1) {
+            value = ORNC_RoundToStep(value, min, inc);
+        }
+        if (value < min) {
+            value = min;
+        } else if (value > max) {
+            value = max;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(value));
+    });
 }
 
 extern "C" {
 
 ornc_status_t ORNCParamGetIntegerValue(const ornc_param_t* param, int* value) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    int64_t v = 0;
-    if (node->GetValue(v).IsFailure()) {
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (v < INT32_MIN || v > INT32_MAX) {
-        return ORNC_ERR_OUT_OF_RANGE;
-    }
-    *value = static_cast<int>(v);
-    return ORNC_OK;
+    return ORNC_GetInteger32(param, value);
 }
 
 ornc_status_t ORNCParamGetUIntegerValue(const ornc_param_t* param, unsigned int* value) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenInteger* node = ORNC_ParamAs<PvGenInteger>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    int64_t v = 0;
-    if (node->GetValue(v).IsFailure()) {
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (v < 0 || v > static_cast<int64_t>(UINT32_MAX)) {
-        return ORNC_ERR_OUT_OF_RANGE;
-    }
-    *value = static_cast<unsigned int>(v);
-    return ORNC_OK;
+    return ORNC_GetInteger32(param, value);
 }
 
 ornc_status_t ORNCParamGetFloatValue(const ornc_param_t* param, float* value) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenFloat* node = ORNC_ParamAs<PvGenFloat>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    double v = 0.0;
-    if (node->GetValue(v).IsFailure()) {
-        *value = 0.0f;
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    *value = static_cast<float>(v);
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Read, value != nullptr, [&](PvGenFloat* node) {
+        double v = 0.0;
+        const bool read = node->GetValue(v).IsOK();
+        *value = read ? static_cast<float>(v) : 0.0f;
+        return read ? ORNC_OK : ORNC_ERR_PARAM_READ_FAILED;
+    });
 }
 
 ornc_status_t ORNCParamGetBooleanValue(const ornc_param_t* param, int* value) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenBoolean* node = ORNC_ParamAs<PvGenBoolean>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    bool v = false;
-    const PvResult result = node->GetValue(v);
-    if (result.IsFailure()) {
-        *value = 0;
-        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Reading boolean event parameter failed code %d %s",
-                 static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    *value = v ? 1 : 0;
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenBoolean>(param, ORNC_Access::Read, value != nullptr, [&](PvGenBoolean* node) {
+        bool v = false;
+        const PvResult result = node->GetValue(v);
+        *value = result.IsOK() && v ? 1 : 0;
+        if (result.IsFailure()) {
+            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Reading boolean event parameter failed code %d %s",
+                     static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamGetRegisterValue(const ornc_param_t* param, char* value, size_t maxlen) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenRegister* node = ORNC_ParamAs<PvGenRegister>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr || maxlen == 0 ||
-        node->Get(reinterpret_cast<unsigned char*>(value), static_cast<int64_t>(maxlen)).IsFailure()) {
-        if (value != nullptr && maxlen > 0) {
-            value[0] = 0;
+    return ORNC_WithParam<PvGenRegister>(param, ORNC_Access::Read, true, [&](PvGenRegister* node) {
+        if (value == nullptr || maxlen == 0) {
+            return ORNC_ERR_PARAM_READ_FAILED;
         }
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    return ORNC_OK;
+        if (node->Get(reinterpret_cast<unsigned char*>(value), static_cast<int64_t>(maxlen)).IsFailure()) {
+            value[0] = 0;
+            return ORNC_ERR_PARAM_READ_FAILED;
+        }
+        return ORNC_OK;
+    });
 }
 
 int ORNCParamGetStringSize(const ornc_param_t* param) {
-    if (param == nullptr || !ORNC_ParamReadable(param)) {
-        return 0;
-    }
-    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
-    if (node == nullptr) {
-        return 0;
-    }
     PvString text;
-    if (node->GetValue(text).IsFailure()) {
-        return 0;
-    }
-    return static_cast<int>(text.GetLength()) + 1;
+    const ornc_status_t status = ORNC_WithParam<PvGenString>(param, ORNC_Access::Read, true, [&](PvGenString* node) {
+        return node->GetValue(text).IsOK() ? ORNC_OK : ORNC_ERR_PARAM_READ_FAILED;
+    });
+    return status == ORNC_OK ? static_cast<int>(text.GetLength()) + 1 : 0;
 }
 
 ornc_status_t ORNCParamGetStringValue(const ornc_param_t* param, char* value, size_t maxlen) {
-    if (!ORNC_ParamReadable(param)) {
-        return ORNC_ERR_PARAM_NOT_READABLE;
-    }
-    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    PvString text;
-    if (node->GetValue(text).IsFailure()) {
-        if (maxlen > 0) {
-            value[0] = '\0';
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::Read, value != nullptr, [&](PvGenString* node) {
+        PvString text;
+        if (node->GetValue(text).IsFailure()) {
+            if (maxlen > 0) {
+                value[0] = '\0';
+            }
+            return ORNC_ERR_PARAM_READ_FAILED;
         }
-        return ORNC_ERR_PARAM_READ_FAILED;
-    }
-    if (maxlen > 0) {
-        std::strncpy(value, text.GetAscii(), maxlen);
-        value[maxlen - 1] = '\0';
-    }
-    return ORNC_OK;
+        if (maxlen > 0) {
+            std::strncpy(value, text.GetAscii(), maxlen);
+            value[maxlen - 1] = '\0';
+        }
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamGetStringMaxSize(const ornc_param_t* param, int* maxsize) {
-    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (maxsize == nullptr) {
-        return ORNC_ERROR;
-    }
-    int64_t length = 0;
-    node->GetMaxLength(length);
-    if (length > kMaxStringMaxLength) {
-        return ORNC_ERR_INTERNAL;
-    }
-    *maxsize = static_cast<int>(length);
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::None, maxsize != nullptr, [&](PvGenString* node) {
+        int64_t length = 0;
+        node->GetMaxLength(length);
+        if (length > kMaxStringMaxLength) {
+            return ORNC_ERR_INTERNAL;
+        }
+        *maxsize = static_cast<int>(length);
+        return ORNC_OK;
+    });
 }
 
 // The device's answer to the command is not examined: a refused command
 // still counts as sent.
 ornc_status_t ORNCParamSendCommand(ornc_param_t* param) {
-    PvGenCommand* node = ORNC_ParamAs<PvGenCommand>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    node->Execute();
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenCommand>(param, ORNC_Access::None, true, [](PvGenCommand* node) {
+        node->Execute();
+        return ORNC_OK;
+    });
 }
 
 ornc_status_t ORNCParamSetIntegerValue(ornc_param_t* param, int value) {
@@ -318,102 +270,45 @@ ornc_status_t ORNCParamSetUIntegerValue(ornc_param_t* param, unsigned int value)
 // Clamped into [min, max] without step rounding. A NaN fails both
 // comparisons and reaches the node as it is.
 ornc_status_t ORNCParamSetFloatValue(ornc_param_t* param, float value) {
-    if (!ORNC_ParamWritable(param)) {
-        return ORNC_ERR_PARAM_NOT_WRITEABLE;
-    }
-    PvGenFloat* node = ORNC_ParamAs<PvGenFloat>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    double min = 0.0;
-    double max = 0.0;
-    if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
-        return ORNC_ERR_INTERNAL;
-    }
-    double v = static_cast<double>(value);
-    if (v < min) {
-        v = min;
-    } else if (v > max) {
-        v = max;
-    }
-    const PvResult result = node->SetValue(v);
-    if (result.IsFailure()) {
-        return ORNC_ParamWriteFailed(param, result);
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Write, true, [&](PvGenFloat* node) {
+        double min = 0.0;
+        double max = 0.0;
+        if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
+            return ORNC_ERR_INTERNAL;
+        }
+        double v = static_cast<double>(value);
+        if (v < min) {
+            v = min;
+        } else if (v > max) {
+            v = max;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(v));
+    });
 }
 
 ornc_status_t ORNCParamSetBooleanValue(ornc_param_t* param, int value) {
-    if (!ORNC_ParamWritable(param)) {
-        return ORNC_ERR_PARAM_NOT_WRITEABLE;
-    }
-    PvGenBoolean* node = ORNC_ParamAs<PvGenBoolean>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    PvGenType type = PvGenTypeUndefined;
-    node->GetType(type);
-    if (type != PvGenTypeBoolean) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    const PvResult result = node->SetValue(value != 0);
-    if (result.IsFailure()) {
-        return ORNC_ParamWriteFailed(param, result);
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenBoolean>(param, ORNC_Access::Write, true, [&](PvGenBoolean* node) {
+        return ORNC_ParamWriteStatus(param, node->SetValue(value != 0));
+    });
 }
 
 ornc_status_t ORNCParamSetStringValue(ornc_param_t* param, const char* value) {
-    if (!ORNC_ParamWritable(param)) {
-        return ORNC_ERR_PARAM_NOT_WRITEABLE;
-    }
-    PvGenString* node = ORNC_ParamAs<PvGenString>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr) {
-        return ORNC_ERROR;
-    }
-    const PvResult result = node->SetValue(PvString(value));
-    if (result.IsFailure()) {
-        return ORNC_ParamWriteFailed(param, result);
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenString>(param, ORNC_Access::Write, value != nullptr, [&](PvGenString* node) {
+        return ORNC_ParamWriteStatus(param, node->SetValue(PvString(value)));
+    });
 }
 
 ornc_status_t ORNCParamSetRegisterValue(ornc_param_t* param, const char* value, int len) {
-    if (!ORNC_ParamWritable(param)) {
-        return ORNC_ERR_PARAM_NOT_WRITEABLE;
-    }
-    PvGenRegister* node = ORNC_ParamAs<PvGenRegister>(param);
-    if (node == nullptr) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (value == nullptr || len < 0) {
-        return ORNC_ERROR;
-    }
-    const PvResult result = node->Set(reinterpret_cast<const unsigned char*>(value), static_cast<int64_t>(len));
-    if (result.IsFailure()) {
-        return ORNC_ParamWriteFailed(param, result);
-    }
-    return ORNC_OK;
+    return ORNC_WithParam<PvGenRegister>(
+        param, ORNC_Access::Write, value != nullptr && len >= 0, [&](PvGenRegister* node) {
+            return ORNC_ParamWriteStatus(
+                param, node->Set(reinterpret_cast<const unsigned char*>(value), static_cast<int64_t>(len)));
+        });
 }
 
 ornc_status_t ORNCParamGetIntegerMinMaxIncValues(const ornc_param_t* param, int* minval, int* maxval,
                                                  unsigned int* incval) {
-    int64_t min = 0;
-    int64_t max = 0;
-    int64_t inc = 0;
-    const ornc_status_t status = ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, &inc);
-    if (status == ORNC_OK && !ORNC_IsSigned32View(min, max)) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    // Low 32 bits, also after a failure (what was read, else 0) and for a
-    // range beyond 32 bits on both sides: a cut, deliberately not a clamp.
-    if (minval != nullptr) *minval = static_cast<int>(static_cast<uint32_t>(min));
-    if (maxval != nullptr) *maxval = static_cast<int>(static_cast<uint32_t>(max));
-    if (incval != nullptr) *incval = static_cast<unsigned int>(inc);
-    return status;
+    return ORNC_GetInteger32Range(param, minval, maxval, incval);
 }
 
 ornc_status_t ORNCParamGetIntegerMinValue(const ornc_param_t* param, int* minval) {
@@ -430,17 +325,7 @@ ornc_status_t ORNCParamGetIntegerIncValue(const ornc_param_t* param, unsigned in
 
 ornc_status_t ORNCParamGetUIntegerMinMaxIncValues(const ornc_param_t* param, unsigned int* minval, unsigned int* maxval,
                                                   unsigned int* incval) {
-    int64_t min = 0;
-    int64_t max = 0;
-    int64_t inc = 0;
-    const ornc_status_t status = ORNC_ParamGetIntegerMinMaxInc64Values(param, &min, &max, &inc);
-    if (status == ORNC_OK && !ORNC_IsUnsigned32View(min, max)) {
-        return ORNC_ERR_PARAM_TYPE_MISMATCH;
-    }
-    if (minval != nullptr) *minval = static_cast<unsigned int>(min);
-    if (maxval != nullptr) *maxval = static_cast<unsigned int>(max);
-    if (incval != nullptr) *incval = static_cast<unsigned int>(inc);
-    return status;
+    return ORNC_GetInteger32Range(param, minval, maxval, incval);
 }
 
 ornc_status_t ORNCParamGetUIntegerMinValue(const ornc_param_t* param, unsigned int* minval) {
@@ -462,24 +347,16 @@ ornc_status_t ORNCParamGetFloatMinMaxValues(const ornc_param_t* param, float* mi
     if (node == nullptr) {
         return ORNC_ERR_PARAM_WRONG_TYPE;
     }
-    if (minval != nullptr) {
-        double min = 0.0;
-        const PvResult result = node->GetMin(min);
-        if (result.IsFailure()) {
-            ORNC_LogRangeFailure(param, "Float GetMin", result);
-            return ORNC_ERR_PARAM_NOT_AVAILABLE;
-        }
-        *minval = static_cast<float>(min);
+    double min = 0.0;
+    if (!ORNC_ReadRangePart(param, node, &PvGenFloat::GetMin, minval != nullptr ? &min : nullptr, "Float GetMin")) {
+        return ORNC_ERR_PARAM_NOT_AVAILABLE;
     }
-    if (maxval != nullptr) {
-        double max = 0.0;
-        const PvResult result = node->GetMax(max);
-        if (result.IsFailure()) {
-            ORNC_LogRangeFailure(param, "Float GetMax", result);
-            return ORNC_ERR_PARAM_NOT_AVAILABLE;
-        }
-        *maxval = static_cast<float>(max);
+    if (minval != nullptr) *minval = static_cast<float>(min);
+    double max = 0.0;
+    if (!ORNC_ReadRangePart(param, node, &PvGenFloat::GetMax, maxval != nullptr ? &max : nullptr, "Float GetMax")) {
+        return ORNC_ERR_PARAM_NOT_AVAILABLE;
     }
+    if (maxval != nullptr) *maxval = static_cast<float>(max);
     return ORNC_OK;
 }
 

@@ -79,15 +79,11 @@ void ORNCResetErrorMessages(void) {
 }
 
 ornc_status_t ORNCSetErrorMessage(ornc_status_t status, const char* msg) {
-    std::lock_guard<std::recursive_mutex> lock(orn::status_table_mutex());
-    if (!orn::table_is_initialised(g_camera_table)) ORNCResetErrorMessages();
-    return ORN_SetErrorMessage(g_camera_table, status, msg) == 0 ? ORNC_OK : ORNC_ERROR;
+    return orn::set_message(g_camera_table, ORNCResetErrorMessages, status, msg);
 }
 
 const char* ORNCGetErrorMessage(ornc_status_t status) {
-    std::lock_guard<std::recursive_mutex> lock(orn::status_table_mutex());
-    if (!orn::table_is_initialised(g_camera_table)) ORNCResetErrorMessages();
-    return ORN_GetErrorMessage(g_camera_table, status);
+    return orn::get_message(g_camera_table, ORNCResetErrorMessages, status);
 }
 
 }  // extern "C"

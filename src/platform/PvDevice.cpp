@@ -11,10 +11,11 @@
 #include "platform/PvDeviceGEV.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/aravis_result.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
-#include "platform/zip_writer.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
+#include "wire/zip_writer.h"
 
 namespace {
 
@@ -83,7 +84,7 @@ PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* 
 PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
     uint32_t device_address = 0;
     uint32_t local = 0;
-    if (!platform::parse_ipv4(ip.str(), device_address)) {
+    if (!wire::parse_ipv4(ip.str(), &device_address)) {
         if (result != nullptr) {
             *result = PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: \"" + ip.str() + "\"");
         }
@@ -95,7 +96,7 @@ PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
         }
         return nullptr;
     }
-    return PvDeviceGEV::Connect(platform::format_ipv4(local), ip, result);
+    return PvDeviceGEV::Connect(wire::format_ipv4(local), ip, result);
 }
 
 void PvDevice::Free(PvDevice* device) {
@@ -198,8 +199,7 @@ PvResult PvDevice::DumpGenICamXML(const PvString& file_name) {
         content.pop_back();
     }
     const std::string& name = file_name.str();
-    std::string bytes =
-        ends_with(name, kZipSuffix) ? platform::make_stored_zip(zip_entry_name(name), content) : content;
+    std::string bytes = ends_with(name, kZipSuffix) ? wire::zip_single_file(zip_entry_name(name), content) : content;
     if (bytes.empty()) {
         return PvResult(PvResult::GENERIC_ERROR, "the description cannot be archived");
     }
@@ -228,6 +228,9 @@ PvResult PvDevice::SetTransportLock(bool locked) {
 }
 
 PvResult PvDevice::CheckStreamChannel(uint32_t channel) {
+    if (device_ == nullptr) {
+        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
+    }
     guint32 channels = 0;
     GError* error = nullptr;
     if (!arv_device_read_register(device_, gvcp::REG_NUMBER_OF_STREAM_CHANNELS, &channels, &error)) {
@@ -240,9 +243,6 @@ PvResult PvDevice::CheckStreamChannel(uint32_t channel) {
 }
 
 PvResult PvDevice::StreamEnable(uint32_t channel) {
-    if (device_ == nullptr) {
-        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
-    }
     PvResult checked = CheckStreamChannel(channel);
     if (checked.IsFailure()) {
         return checked;
@@ -271,9 +271,6 @@ PvResult PvDevice::StreamEnable(uint32_t channel) {
 }
 
 PvResult PvDevice::StreamDisable(uint32_t channel) {
-    if (device_ == nullptr) {
-        return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
-    }
     PvResult checked = CheckStreamChannel(channel);
     if (checked.IsFailure()) {
         return checked;

@@ -90,6 +90,8 @@ private:
         void operator()(EventDispatch* events) const;
     };
 
+    // NOT_CONNECTED without a device, INVALID_PARAMETER for a channel the
+    // device does not have.
     PvResult CheckStreamChannel(uint32_t channel);
     // Ends the notifications (PvDevice_events.cpp).
     void StopEvents();

@@ -7,9 +7,10 @@
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
 #include "platform/aravis_xml_lock.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -51,20 +52,20 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
     };
     uint32_t interface_address = 0;
     uint32_t device_address = 0;
-    if (!platform::parse_ipv4(interface_ip.str(), interface_address) ||
-        !platform::parse_ipv4(device_ip.str(), device_address)) {
+    if (!wire::parse_ipv4(interface_ip.str(), &interface_address) ||
+        !wire::parse_ipv4(device_ip.str(), &device_address)) {
         return fail(PvResult(PvResult::INVALID_PARAMETER,
                              "not an IPv4 address pair: \"" + interface_ip.str() + "\", \"" + device_ip.str() + "\""));
     }
     if (!platform::is_local_ipv4(interface_address)) {
         return fail(PvResult(PvResult::INVALID_PARAMETER, interface_ip.str() + " is not an address of this host"));
     }
-    const std::string canonical_device = platform::format_ipv4(device_address);
+    const std::string canonical_device = wire::format_ipv4(device_address);
     if (FindConnected(canonical_device) != nullptr) {
         return fail(PvResult(PvResult::ACCESS_DENIED, canonical_device + " is already connected"));
     }
 
-    GInetAddress* interface_inet = g_inet_address_new_from_string(platform::format_ipv4(interface_address).c_str());
+    GInetAddress* interface_inet = g_inet_address_new_from_string(wire::format_ipv4(interface_address).c_str());
     GInetAddress* device_inet = g_inet_address_new_from_string(canonical_device.c_str());
     GError* error = nullptr;
     ArvDevice* device = nullptr;
@@ -93,7 +94,7 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
 
     PvDeviceGEV* connected = new PvDeviceGEV;
     connected->device_ip_ = canonical_device;
-    connected->interface_ip_ = platform::format_ipv4(interface_address);
+    connected->interface_ip_ = wire::format_ipv4(interface_address);
     PvResult attached = connected->Attach(device);
     if (attached.IsFailure()) {
         delete connected;  // disconnects
@@ -151,7 +152,7 @@ PvResult PvDeviceGEV::SetStreamDestination(const PvString& ip, uint16_t port, ui
         return PvResult(PvResult::NOT_CONNECTED, "the device is not connected");
     }
     uint32_t address = 0;
-    if (!platform::parse_ipv4(ip.str(), address)) {
+    if (!wire::parse_ipv4(ip.str(), &address)) {
         return PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: \"" + ip.str() + "\"");
     }
     guint32 channels = 0;

@@ -3,16 +3,16 @@
 
 #include "base/log.h"
 #include "platform/PvDeviceGEV.h"
-#include "platform/gvcp/address_text.h"
 #include "platform/gvcp/control_privilege.h"
 #include "platform/gvcp/force_ip.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/network_adapters.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
 
 PvResult PvDeviceGEV::GetAccessType(const PvString& ip, PvAccessType& type) {
     type = PvAccessUnknown;
     uint32_t address = 0;
-    if (!gvcp::parse_ipv4(ip.GetAscii(), &address)) {
+    if (!wire::parse_ipv4(ip.GetAscii(), &address)) {
         return PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: " + ip.str());
     }
     const gvcp::PrivilegeResult privilege = gvcp::read_control_privilege(address);
@@ -40,12 +40,12 @@ PvResult PvDeviceGEV::GetAccessType(const PvString& ip, PvAccessType& type) {
 
 PvResult PvDeviceGEV::SetIPConfiguration(const PvString& mac, const PvString& ip, const PvString& mask,
                                          const PvString& gateway) {
-    gvcp::MacAddress mac_bytes{};
+    wire::MacAddress mac_bytes{};
     uint32_t ip_value = 0;
     uint32_t mask_value = 0;
     uint32_t gateway_value = 0;
-    if (!gvcp::parse_mac(mac.GetAscii(), &mac_bytes) || !gvcp::parse_ipv4(ip.GetAscii(), &ip_value) ||
-        !gvcp::parse_ipv4(mask.GetAscii(), &mask_value) || !gvcp::parse_ipv4(gateway.GetAscii(), &gateway_value)) {
+    if (!wire::parse_mac(mac.GetAscii(), &mac_bytes) || !wire::parse_ipv4(ip.GetAscii(), &ip_value) ||
+        !wire::parse_ipv4(mask.GetAscii(), &mask_value) || !wire::parse_ipv4(gateway.GetAscii(), &gateway_value)) {
         return PvResult(PvResult::INVALID_PARAMETER, "malformed MAC or IPv4 address text");
     }
     const std::vector<gvcp::NetworkAdapter> adapters =

@@ -1,6 +1,7 @@
 #include "platform/PvDeviceInfoGEV.h"
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
 
 PvDeviceInfoGEV::PvDeviceInfoGEV(const gvcp::DiscoveredDevice& device, const PvInterface* owner)
     : identity_(device.identity) {
@@ -11,11 +12,11 @@ PvDeviceInfoGEV::PvDeviceInfoGEV(const gvcp::DiscoveredDevice& device, const PvI
     user_name_ = identity_.user_name;
     version_ = identity_.device_version;
     manufacturer_info_ = identity_.manufacturer_info;
-    ip_ = gvcp::format_ipv4(identity_.ip_address);
-    mac_ = gvcp::format_mac(identity_.mac);
-    mask_ = gvcp::format_ipv4(identity_.subnet_mask);
-    gateway_ = gvcp::format_ipv4(identity_.default_gateway);
-    local_ip_ = gvcp::format_ipv4(device.local_address);
+    ip_ = wire::format_ipv4(identity_.ip_address);
+    mac_ = wire::format_mac(identity_.mac);
+    mask_ = wire::format_ipv4(identity_.subnet_mask);
+    gateway_ = wire::format_ipv4(identity_.default_gateway);
+    local_ip_ = wire::format_ipv4(device.local_address);
     display_id_ = identity_.manufacturer + " " + identity_.model + " (" + identity_.serial_number + ") " + ip_.str();
 }
 

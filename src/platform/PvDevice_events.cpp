@@ -28,9 +28,10 @@
 #include "platform/PvDevice.h"
 #include "platform/aravis_result.h"
 #include "platform/event_data_map.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/message_channel.h"
 #include "platform/local_address.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -44,7 +45,7 @@ bool ipv4_of(GSocketAddress* socket_address, uint32_t& address) {
         return false;
     }
     gchar* text = g_inet_address_to_string(g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(socket_address)));
-    const bool parsed = text != nullptr && platform::parse_ipv4(text, address);
+    const bool parsed = text != nullptr && wire::parse_ipv4(text, &address);
     g_free(text);
     return parsed;
 }

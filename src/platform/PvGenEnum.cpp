@@ -2,10 +2,7 @@
 
 #include <arv.h>
 
-#include <mutex>
-
-#include "platform/PvGenParameterArray.h"
-#include "platform/aravis_result.h"
+#include <string>
 
 namespace {
 ArvGcEnumeration* as_enumeration(ArvGcFeatureNode* node) { return reinterpret_cast<ArvGcEnumeration*>(node); }
@@ -26,14 +23,8 @@ PvGenEnum::PvGenEnum(PvGenParameterArray* owner, ArvGcFeatureNode* node) : PvGen
 PvGenEnum::~PvGenEnum() = default;
 
 PvResult PvGenEnum::GetValue(int64_t& value) const {
-    std::lock_guard<std::mutex> guard(owner()->GetLock());
-    RefreshLocked();
-    GError* error = nullptr;
-    const int64_t read = arv_gc_enumeration_get_int_value(as_enumeration(node()), &error);
-    if (error == nullptr) {
-        value = read;
-    }
-    return platform::take_error(error);
+    return ReadInto(value,
+                    [this](GError** error) { return arv_gc_enumeration_get_int_value(as_enumeration(node()), error); });
 }
 
 PvResult PvGenEnum::GetValue(PvString& value) const {
@@ -51,23 +42,7 @@ PvResult PvGenEnum::GetValue(PvString& value) const {
 }
 
 PvResult PvGenEnum::SetValue(int64_t value) {
-    PvResult result = CheckWritable();
-    if (result.IsFailure()) {
-        return result;
-    }
-    {
-        std::lock_guard<std::mutex> guard(owner()->GetLock());
-        GError* error = nullptr;
-        arv_gc_enumeration_set_int_value(as_enumeration(node()), value, &error);
-        result = platform::take_error(error);
-        if (result.IsOK()) {
-            result = AfterWriteLocked();
-        }
-    }
-    if (result.IsOK()) {
-        NotifyUpdate();
-    }
-    return result;
+    return WriteLocked([&](GError** error) { arv_gc_enumeration_set_int_value(as_enumeration(node()), value, error); });
 }
 
 PvResult PvGenEnum::SetValue(const PvString& value) {
@@ -102,7 +77,7 @@ PvResult PvGenEnum::GetEntryByName(const PvString& name, const PvGenEnumEntry** 
         return PvResult::INVALID_PARAMETER;
     }
     for (const auto& candidate : entries_) {
-        if (candidate->name_ == name) {
+        if (candidate->GetName() == name) {
             *entry = candidate.get();
             return PvResult::OK;
         }

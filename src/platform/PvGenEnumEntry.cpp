@@ -2,57 +2,24 @@
 
 #include <arv.h>
 
-#include <mutex>
-
 #include "platform/PvGenEnum.h"
-#include "platform/PvGenParameterArray.h"
-#include "platform/aravis_result.h"
 
 namespace {
-ArvGcFeatureNode* as_feature(ArvGcEnumEntry* node) { return reinterpret_cast<ArvGcFeatureNode*>(node); }
+ArvGcEnumEntry* as_entry(ArvGcFeatureNode* node) { return reinterpret_cast<ArvGcEnumEntry*>(node); }
 }  // namespace
 
-PvGenEnumEntry::PvGenEnumEntry(PvGenEnum* owner, ArvGcEnumEntry* node) : owner_(owner), node_(node) {
-    const char* name = arv_gc_feature_node_get_name(as_feature(node));
-    name_ = name != nullptr ? name : "";
-}
+PvGenEnumEntry::PvGenEnumEntry(PvGenEnum* owner, ArvGcEnumEntry* node)
+    : FeatureNode(reinterpret_cast<ArvGcFeatureNode*>(node)), owner_(owner) {}
 
+// An entry is read through its enumeration's read path, as an attribute of
+// the enumeration: the lock is the enumeration's and no value is refreshed.
 PvResult PvGenEnumEntry::GetValue(int64_t& value) const {
-    std::lock_guard<std::mutex> guard(owner_->GetParameterArray()->GetLock());
-    GError* error = nullptr;
-    const int64_t read = arv_gc_enum_entry_get_value(node_, &error);
-    if (error == nullptr) {
-        value = read;
-    }
-    return platform::take_error(error);
-}
-
-PvResult PvGenEnumEntry::GetName(PvString& name) const {
-    name = name_;
-    return PvResult::OK;
-}
-
-PvResult PvGenEnumEntry::GetDisplayName(PvString& display_name) const {
-    const char* text = arv_gc_feature_node_get_display_name(as_feature(node_));
-    display_name = text != nullptr && text[0] != '\0' ? PvString(text) : name_;
-    return PvResult::OK;
-}
-
-PvResult PvGenEnumEntry::GetDescription(PvString& description) const {
-    const char* text = arv_gc_feature_node_get_description(as_feature(node_));
-    description = text != nullptr ? text : "";
-    return PvResult::OK;
+    return owner_->ReadInto(
+        value, [this](GError** error) { return arv_gc_enum_entry_get_value(as_entry(node()), error); },
+        PvGenEnum::Read::Attribute);
 }
 
 PvResult PvGenEnumEntry::IsAvailable(bool& available) const {
-    std::lock_guard<std::mutex> guard(owner_->GetParameterArray()->GetLock());
-    GError* error = nullptr;
-    bool flag = arv_gc_feature_node_is_implemented(as_feature(node_), &error);
-    if (error == nullptr && flag) {
-        flag = arv_gc_feature_node_is_available(as_feature(node_), &error);
-    }
-    if (error == nullptr) {
-        available = flag;
-    }
-    return platform::take_error(error);
+    return owner_->ReadInto(
+        available, [this](GError** error) { return IsPresentLocked(error); }, PvGenEnum::Read::Attribute);
 }

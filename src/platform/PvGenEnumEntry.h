@@ -3,23 +3,15 @@
 
 #include <cstdint>
 
-#include "platform/PvResult.h"
-#include "platform/PvString.h"
+#include "platform/feature_node.h"
 
 typedef struct _ArvGcEnumEntry ArvGcEnumEntry;
 
 class PvGenEnum;
 
-class PvGenEnumEntry {
+class PvGenEnumEntry : public FeatureNode {
 public:
-    PvGenEnumEntry(const PvGenEnumEntry&) = delete;
-    PvGenEnumEntry& operator=(const PvGenEnumEntry&) = delete;
-
     PvResult GetValue(int64_t& value) const;
-    PvResult GetName(PvString& name) const;
-    // The display name, or the name when the entry has none.
-    PvResult GetDisplayName(PvString& display_name) const;
-    PvResult GetDescription(PvString& description) const;
     PvResult IsAvailable(bool& available) const;
 
 private:
@@ -27,6 +19,4 @@ private:
     PvGenEnumEntry(PvGenEnum* owner, ArvGcEnumEntry* node);
 
     PvGenEnum* owner_;
-    ArvGcEnumEntry* node_;
-    PvString name_;
 };

@@ -89,83 +89,42 @@ bool parse_hex_bytes(const std::string& text, std::string& bytes) {
     return true;
 }
 
+// The list of related parameters a caller asked for, replacing its contents.
+PvResult listed(const std::vector<PvGenParameter*>& parameters, PvGenParameterList& list) {
+    list.Clear();
+    for (PvGenParameter* parameter : parameters) {
+        list.Add(parameter);
+    }
+    return PvResult::OK;
+}
+
 }  // namespace
 
 PvGenParameter::PvGenParameter(PvGenParameterArray* owner, ArvGcFeatureNode* node, PvGenType type)
-    : owner_(owner), node_(node), type_(type) {
-    const char* name = arv_gc_feature_node_get_name(node);
-    name_ = name != nullptr ? name : "";
-    const char* display_name = arv_gc_feature_node_get_display_name(node);
-    display_name_ = display_name != nullptr && display_name[0] != '\0' ? display_name : name_;
-    const char* description = arv_gc_feature_node_get_description(node);
-    description_ = description != nullptr ? description : "";
-    const char* tool_tip = arv_gc_feature_node_get_tooltip(node);
-    tool_tip_ = tool_tip != nullptr ? tool_tip : "";
+    : FeatureNode(node), owner_(owner), type_(type) {
     visibility_ = visibility_from_aravis(arv_gc_feature_node_get_visibility(node));
 }
 
 PvGenParameter::~PvGenParameter() = default;
 
-PvResult PvGenParameter::GetName(PvString& name) const {
-    name = name_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetCategory(PvString& category) const { return Answer(category_path_, category); }
 
-PvResult PvGenParameter::GetCategory(PvString& category) const {
-    category = category_path_;
-    return PvResult::OK;
-}
-
-PvResult PvGenParameter::GetDisplayName(PvString& display_name) const {
-    display_name = display_name_;
-    return PvResult::OK;
-}
-
-PvResult PvGenParameter::GetDescription(PvString& description) const {
-    description = description_;
-    return PvResult::OK;
-}
-
-PvResult PvGenParameter::GetToolTip(PvString& tool_tip) const {
-    tool_tip = tool_tip_;
-    return PvResult::OK;
-}
-
-PvResult PvGenParameter::GetType(PvGenType& type) const {
-    type = type_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetType(PvGenType& type) const { return Answer(type_, type); }
 
 PvResult PvGenParameter::IsAvailable(bool& available) const {
-    std::lock_guard<std::mutex> guard(owner_->GetLock());
-    GError* error = nullptr;
-    const bool implemented = arv_gc_feature_node_is_implemented(node_, &error);
-    if (error == nullptr && implemented) {
-        const bool is_available = arv_gc_feature_node_is_available(node_, &error);
-        if (error == nullptr) {
-            available = is_available;
-        }
-    } else if (error == nullptr) {
-        available = false;
-    }
-    return platform::take_error(error);
+    return ReadInto(
+        available, [this](GError** error) { return IsPresentLocked(error); }, Read::Attribute);
 }
 
 PvResult PvGenParameter::IsReadable(bool& readable) const {
-    std::lock_guard<std::mutex> guard(owner_->GetLock());
-    GError* error = nullptr;
-    bool flag = arv_gc_feature_node_is_implemented(node_, &error);
-    if (error == nullptr && flag) {
-        flag = arv_gc_feature_node_is_available(node_, &error);
-    }
-    if (error == nullptr && flag) {
-        // A command has no value to read, whatever its register allows.
-        flag = type_ != PvGenTypeCommand && mode_reads(arv_gc_feature_node_get_actual_access_mode(node_));
-    }
-    if (error == nullptr) {
-        readable = flag;
-    }
-    return platform::take_error(error);
+    return ReadInto(
+        readable,
+        [this](GError** error) {
+            // A command has no value to read, whatever its register allows.
+            return IsPresentLocked(error) && type_ != PvGenTypeCommand &&
+                   mode_reads(arv_gc_feature_node_get_actual_access_mode(node()));
+        },
+        Read::Attribute);
 }
 
 PvResult PvGenParameter::IsWritable(bool& writable) const {
@@ -173,22 +132,13 @@ PvResult PvGenParameter::IsWritable(bool& writable) const {
         writable = false;
         return PvResult::OK;
     }
-    std::lock_guard<std::mutex> guard(owner_->GetLock());
-    GError* error = nullptr;
-    bool flag = arv_gc_feature_node_is_implemented(node_, &error);
-    if (error == nullptr && flag) {
-        flag = arv_gc_feature_node_is_available(node_, &error);
-    }
-    if (error == nullptr && flag) {
-        flag = !arv_gc_feature_node_is_locked(node_, &error);
-    }
-    if (error == nullptr && flag) {
-        flag = mode_writes(arv_gc_feature_node_get_actual_access_mode(node_));
-    }
-    if (error == nullptr) {
-        writable = flag;
-    }
-    return platform::take_error(error);
+    return ReadInto(
+        writable,
+        [this](GError** error) {
+            return IsPresentLocked(error) && !arv_gc_feature_node_is_locked(node(), error) && *error == nullptr &&
+                   mode_writes(arv_gc_feature_node_get_actual_access_mode(node()));
+        },
+        Read::Attribute);
 }
 
 bool PvGenParameter::IsAvailable() const {
@@ -211,7 +161,7 @@ bool PvGenParameter::IsValueCached() const {
     // comes from, says "NoCache". Only the document is read: no lock on
     // the device is needed beyond the array's.
     std::lock_guard<std::mutex> guard(owner_->GetLock());
-    ArvDomNode* element = ARV_DOM_NODE(node_);
+    ArvDomNode* element = ARV_DOM_NODE(node());
     for (int depth = 0; element != nullptr && depth < 8; ++depth) {
         const char* cachable = child_text(element, "Cachable");
         if (cachable != nullptr) {
@@ -233,31 +183,13 @@ bool PvGenParameter::IsVisible(PvGenVisibility visibility) const {
     return static_cast<int>(own) <= static_cast<int>(visibility);
 }
 
-PvResult PvGenParameter::GetVisibility(PvGenVisibility& visibility) const {
-    visibility = visibility_;
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetVisibility(PvGenVisibility& visibility) const { return Answer(visibility_, visibility); }
 
-PvResult PvGenParameter::IsSelector(bool& selector) const {
-    selector = !selected_.empty();
-    return PvResult::OK;
-}
+PvResult PvGenParameter::IsSelector(bool& selector) const { return Answer(!selected_.empty(), selector); }
 
-PvResult PvGenParameter::GetSelectedParameters(PvGenParameterList& list) const {
-    list.Clear();
-    for (PvGenParameter* parameter : selected_) {
-        list.Add(parameter);
-    }
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetSelectedParameters(PvGenParameterList& list) const { return listed(selected_, list); }
 
-PvResult PvGenParameter::GetSelectingParameters(PvGenParameterList& list) const {
-    list.Clear();
-    for (PvGenParameter* parameter : selecting_) {
-        list.Add(parameter);
-    }
-    return PvResult::OK;
-}
+PvResult PvGenParameter::GetSelectingParameters(PvGenParameterList& list) const { return listed(selecting_, list); }
 
 PvResult PvGenParameter::ToString(PvString& value) const {
     switch (type_) {
@@ -270,7 +202,7 @@ PvResult PvGenParameter::ToString(PvString& value) const {
             ArvGcRepresentation representation;
             {
                 std::lock_guard<std::mutex> guard(owner_->GetLock());
-                representation = arv_gc_integer_get_representation(ARV_GC_INTEGER(node_));
+                representation = arv_gc_integer_get_representation(ARV_GC_INTEGER(node()));
             }
             char text[64];
             if (representation == ARV_GC_REPRESENTATION_IPV4_ADDRESS) {
@@ -412,7 +344,7 @@ PvResult PvGenParameter::UnregisterEventSink(PvGenEventSink* sink) {
 
 PvResult PvGenParameter::CheckWritable() const {
     if (read_only_for_application_) {
-        return PvResult(PvResult::ACCESS_DENIED, name_.str() + " is read-only");
+        return PvResult(PvResult::ACCESS_DENIED, GetName().str() + " is read-only");
     }
     return PvResult::OK;
 }
@@ -436,6 +368,10 @@ void PvGenParameter::NotifyUpdate() {
         call.second->OnParameterUpdate(call.first);
     }
 }
+
+std::mutex& PvGenParameter::Lock() const { return owner_->GetLock(); }
+
+PvResult PvGenParameter::TakeError(GError*& error) { return platform::take_error(error); }
 
 void PvGenParameter::RefreshLocked() const {
     PvGenParameterArray::ValueHooks* hooks = owner_->GetValueHooks();

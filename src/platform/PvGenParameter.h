@@ -8,6 +8,8 @@
 #pragma once
 
 #include <cstdint>
+#include <mutex>
+#include <type_traits>
 #include <vector>
 
 #include "platform/PvGenParameterList.h"
@@ -15,28 +17,19 @@
 #include "platform/PvGenVisibility.h"
 #include "platform/PvResult.h"
 #include "platform/PvString.h"
-
-typedef struct _ArvGcFeatureNode ArvGcFeatureNode;
+#include "platform/feature_node.h"
 
 class PvGenEventSink;
 class PvGenParameterArray;
 
-class PvGenParameter {
+class PvGenParameter : public FeatureNode {
 public:
     virtual ~PvGenParameter();
-    PvGenParameter(const PvGenParameter&) = delete;
-    PvGenParameter& operator=(const PvGenParameter&) = delete;
 
-    PvString GetName() const { return name_; }
-    PvResult GetName(PvString& name) const;
     // Path of the category that lists this feature, from the root
     // category down, joined by '\' (e.g. "Root\AcquisitionControl");
     // empty when no category lists it.
     PvResult GetCategory(PvString& category) const;
-    // The display name, or the name when the node has none.
-    PvResult GetDisplayName(PvString& display_name) const;
-    PvResult GetDescription(PvString& description) const;
-    PvResult GetToolTip(PvString& tool_tip) const;
     PvResult GetType(PvGenType& type) const;
 
     // Access flags. Readable and writable combine the access mode with
@@ -91,20 +84,79 @@ protected:
     void RefreshLocked() const;
     PvResult AfterWriteLocked();
 
-    ArvGcFeatureNode* node() const { return node_; }
     PvGenParameterArray* owner() const { return owner_; }
 
+    // A value read refreshes the value first (RefreshLocked); an attribute
+    // read (range, step, length) asks the node as it is.
+    enum class Read { Value, Attribute };
+
+    // The one read path: with the array lock held, calls `access(&error)`,
+    // which makes the Aravis calls and stores what they answered. The
+    // Aravis error, if any, becomes the result.
+    template <typename Access>
+    PvResult ReadLocked(Read kind, Access access) const {
+        std::lock_guard<std::mutex> guard(Lock());
+        if (kind == Read::Value) {
+            RefreshLocked();
+        }
+        GError* error = nullptr;
+        access(&error);
+        return TakeError(error);
+    }
+
+    // Stores in `out` what `get(&error)` answers, unless it failed.
+    template <typename T, typename Get>
+    PvResult ReadInto(T& out, Get get, Read kind = Read::Value) const {
+        return ReadLocked(kind, [&](GError** error) {
+            auto value = get(error);
+            if (*error == nullptr) {
+                out = value;
+            }
+        });
+    }
+
+    // The one write path: refuses what the array keeps read-only, calls
+    // `write(&error)` with the array lock held, carries a successful write
+    // to where it takes effect and then tells the sinks. `write` may return
+    // a PvResult of its own: a failure there stops the write as it is.
+    template <typename Write>
+    PvResult WriteLocked(Write write) {
+        PvResult result = CheckWritable();
+        if (result.IsFailure()) {
+            return result;
+        }
+        {
+            std::lock_guard<std::mutex> guard(Lock());
+            GError* error = nullptr;
+            if constexpr (std::is_void<decltype(write(&error))>::value) {
+                write(&error);
+            } else {
+                result = write(&error);
+            }
+            if (error != nullptr || result.IsOK()) {
+                result = TakeError(error);
+            }
+            if (result.IsOK()) {
+                result = AfterWriteLocked();
+            }
+        }
+        if (result.IsOK()) {
+            NotifyUpdate();
+        }
+        return result;
+    }
+
 private:
+    // The owning array's lock, and platform::take_error for the templates
+    // above (this header stays free of the Aravis and GLib headers).
+    std::mutex& Lock() const;
+    static PvResult TakeError(GError*& error);
+
     friend class PvGenParameterArray;
 
     PvGenParameterArray* owner_;
-    ArvGcFeatureNode* node_;
     PvGenType type_;
     uint32_t index_ = 0;  // position in the array (document order)
-    PvString name_;
-    PvString display_name_;
-    PvString description_;
-    PvString tool_tip_;
     PvGenVisibility visibility_ = PvGenVisibilityUndefined;
     PvString category_path_;
     std::vector<PvGenParameter*> selected_;

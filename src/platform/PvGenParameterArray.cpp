@@ -53,6 +53,20 @@ const char* feature_name(ArvDomNode* node) {
     return arv_gc_feature_node_get_name(reinterpret_cast<ArvGcFeatureNode*>(node));
 }
 
+// Writes the feature `name` of the kind `is_kind` tells (`kind` names it)
+// through `write(node, &error)`; the caller holds the array lock.
+template <typename Write>
+PvResult write_unlocked(ArvGc* genicam, const char* name, const char* kind, gboolean (*is_kind)(gpointer),
+                        Write write) {
+    ArvGcNode* node = arv_gc_get_node(genicam, name);
+    if (node == nullptr || !is_kind(node)) {
+        return PvResult(PvResult::NOT_FOUND, std::string("no ") + kind + " feature " + name);
+    }
+    GError* error = nullptr;
+    write(node, &error);
+    return platform::take_error(error);
+}
+
 }  // namespace
 
 PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam), lock_(std::make_shared<std::mutex>()) {
@@ -156,11 +170,11 @@ void PvGenParameterArray::BuildCategories() {
     // document order) that lists it.
     std::unordered_map<std::string, std::string> parent_of;
     for (const auto& category : categories_) {
-        const GSList* members = arv_gc_category_get_features(category->node_);
+        const GSList* members = arv_gc_category_get_features(reinterpret_cast<ArvGcCategory*>(category->node_));
         for (const GSList* item = members; item != nullptr; item = item->next) {
             const char* member = static_cast<const char*>(item->data);
-            if (member != nullptr && member != category->name_.str()) {
-                parent_of.emplace(member, category->name_.str());
+            if (member != nullptr && member != category->GetName().str()) {
+                parent_of.emplace(member, category->GetName().str());
             }
         }
     }
@@ -179,7 +193,7 @@ void PvGenParameterArray::BuildCategories() {
         return path;
     };
     for (const auto& parameter : parameters_) {
-        auto parent = parent_of.find(parameter->name_.str());
+        auto parent = parent_of.find(parameter->GetName().str());
         if (parent != parent_of.end() && categories_by_name_.count(parent->second) != 0) {
             parameter->category_path_ = path_of(parent->second);
         }
@@ -305,23 +319,15 @@ void PvGenParameterArray::SetReadOnlyForApplication(const PvString& name) {
 }
 
 PvResult PvGenParameterArray::SetIntegerUnlocked(const char* name, int64_t value) {
-    ArvGcNode* node = arv_gc_get_node(genicam_, name);
-    if (node == nullptr || !ARV_IS_GC_INTEGER(node)) {
-        return PvResult(PvResult::NOT_FOUND, std::string("no integer feature ") + name);
-    }
-    GError* error = nullptr;
-    arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, &error);
-    return platform::take_error(error);
+    return write_unlocked(genicam_, name, "integer", ARV_IS_GC_INTEGER, [value](ArvGcNode* node, GError** error) {
+        arv_gc_integer_set_value(ARV_GC_INTEGER(node), value, error);
+    });
 }
 
 PvResult PvGenParameterArray::SetFloatUnlocked(const char* name, double value) {
-    ArvGcNode* node = arv_gc_get_node(genicam_, name);
-    if (node == nullptr || !ARV_IS_GC_FLOAT(node)) {
-        return PvResult(PvResult::NOT_FOUND, std::string("no float feature ") + name);
-    }
-    GError* error = nullptr;
-    arv_gc_float_set_value(ARV_GC_FLOAT(node), value, &error);
-    return platform::take_error(error);
+    return write_unlocked(genicam_, name, "float", ARV_IS_GC_FLOAT, [value](ArvGcNode* node, GError** error) {
+        arv_gc_float_set_value(ARV_GC_FLOAT(node), value, error);
+    });
 }
 
 PvResult PvGenParameterArray::AttachDataChunks(uint8_t* data, uint32_t size) {

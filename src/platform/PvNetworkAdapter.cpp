@@ -1,6 +1,7 @@
 #include "platform/PvNetworkAdapter.h"
 
 #include "platform/PvDeviceInfoGEV.h"
+#include "wire/address_text.h"
 
 PvNetworkAdapter::PvNetworkAdapter(const gvcp::NetworkAdapter& adapter, const gvcp::AdapterDiscovery& found) {
     Refresh(adapter, found);
@@ -12,11 +13,11 @@ void PvNetworkAdapter::Refresh(const gvcp::NetworkAdapter& adapter, const gvcp::
     ip_addresses_.clear();
     subnet_masks_.clear();
     for (const gvcp::AdapterAddress& address : adapter.addresses) {
-        ip_addresses_.emplace_back(gvcp::format_ipv4(address.address));
-        subnet_masks_.emplace_back(gvcp::format_ipv4(address.mask));
+        ip_addresses_.emplace_back(wire::format_ipv4(address.address));
+        subnet_masks_.emplace_back(wire::format_ipv4(address.mask));
     }
-    mac_ = adapter.has_mac ? gvcp::format_mac(adapter.mac) : std::string();
-    gateway_ = gvcp::format_ipv4(adapter.default_gateway);
+    mac_ = adapter.has_mac ? wire::format_mac(adapter.mac) : std::string();
+    gateway_ = wire::format_ipv4(adapter.default_gateway);
     devices_.clear();
     for (const gvcp::DiscoveredDevice& device : found.devices) {
         devices_.push_back(std::make_unique<PvDeviceInfoGEV>(device, this));

@@ -27,6 +27,20 @@ constexpr std::chrono::milliseconds kDrainQuiet{10};
 constexpr std::chrono::milliseconds kDrainBound{250};
 constexpr std::chrono::milliseconds kDrainPoll{2};
 constexpr const char* kReceivedPacketsInfo = "n_received_packets";
+
+// Gives back the wrappers of buffers the stream still held: their buffers
+// are no longer queued.
+template <typename Wrappers>
+void release_wrappers(Wrappers& wrappers) {
+    for (ArvBuffer* wrapper : wrappers) {
+        PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
+        if (buffer != nullptr) {
+            buffer->SetQueued(false);
+        }
+        g_object_unref(wrapper);
+    }
+    wrappers.clear();
+}
 }  // namespace
 
 // Keeps the statistics of the stream node map current: counters are read
@@ -158,22 +172,8 @@ PvResult PvStream::Close() {
             g_object_unref(stream_);
         }
         stream_ = nullptr;
-        for (ArvBuffer* wrapper : queued_) {
-            PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
-            if (buffer != nullptr) {
-                buffer->SetQueued(false);
-            }
-            g_object_unref(wrapper);
-        }
-        queued_.clear();
-        for (ArvBuffer* wrapper : aborted_) {
-            PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
-            if (buffer != nullptr) {
-                buffer->SetQueued(false);
-            }
-            g_object_unref(wrapper);
-        }
-        aborted_.clear();
+        release_wrappers(queued_);
+        release_wrappers(aborted_);
     }
     device_lock_.reset();
     return PvResult::OK;

@@ -8,6 +8,7 @@
 #include "platform/aravis_result.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
+#include "wire/address_text.h"
 
 namespace {
 
@@ -110,10 +111,10 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         return nullptr;
     };
     uint32_t address = 0;
-    if (!platform::parse_ipv4(device_ip.str(), address)) {
+    if (!wire::parse_ipv4(device_ip.str(), &address)) {
         return fail(PvResult(PvResult::INVALID_PARAMETER, "not an IPv4 address: \"" + device_ip.str() + "\""));
     }
-    PvDeviceGEV* device = PvDeviceGEV::FindConnected(platform::format_ipv4(address));
+    PvDeviceGEV* device = PvDeviceGEV::FindConnected(wire::format_ipv4(address));
     if (device == nullptr || device->GetParameters() == nullptr) {
         return fail(PvResult(PvResult::NOT_CONNECTED, device_ip.str() + " is not connected"));
     }
@@ -152,7 +153,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     {
         std::lock_guard<std::mutex> guard(parameters->GetLock());
         uint32_t local = 0;
-        platform::parse_ipv4(opened->local_ip_.str(), local);
+        wire::parse_ipv4(opened->local_ip_.str(), &local);
         parameters->SetIntegerUnlocked(platform::stream_feature::kLocalPort, opened->local_port_);
         parameters->SetIntegerUnlocked(platform::stream_feature::kLocalIPAddress, local);
     }

@@ -5,8 +5,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/network_adapters.h"
+#include "wire/gvcp_layout.h"
+#include "wire/udp_socket.h"
 
 namespace platform {
 
@@ -14,23 +15,6 @@ namespace {
 constexpr uint32_t kLoopbackNet = 0x7F000000;  // 127.0.0.0/8
 constexpr uint32_t kLoopbackMask = 0xFF000000;
 }  // namespace
-
-bool parse_ipv4(const std::string& text, uint32_t& address) {
-    in_addr parsed{};
-    if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) {
-        return false;
-    }
-    address = ntohl(parsed.s_addr);
-    return true;
-}
-
-std::string format_ipv4(uint32_t address) {
-    in_addr value{};
-    value.s_addr = htonl(address);
-    char text[INET_ADDRSTRLEN] = {};
-    inet_ntop(AF_INET, &value, text, sizeof text);
-    return text;
-}
 
 bool is_local_ipv4(uint32_t address) {
     if ((address & kLoopbackMask) == kLoopbackNet) {
@@ -53,10 +37,7 @@ bool local_address_for(uint32_t destination, uint32_t& local) {
     if (fd < 0) {
         return false;
     }
-    sockaddr_in peer{};
-    peer.sin_family = AF_INET;
-    peer.sin_port = htons(gvcp::kPort);
-    peer.sin_addr.s_addr = htonl(destination);
+    const sockaddr_in peer = wire::socket_address(destination, gvcp::kPort);
     sockaddr_in own{};
     socklen_t own_size = sizeof own;
     const bool found = connect(fd, reinterpret_cast<const sockaddr*>(&peer), sizeof peer) == 0 &&

@@ -4,13 +4,8 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 
 namespace platform {
-
-// Parses dotted decimal into host byte order.
-bool parse_ipv4(const std::string& text, uint32_t& address);
-std::string format_ipv4(uint32_t address);
 
 // True when `address` belongs to this host (any loopback address counts).
 bool is_local_ipv4(uint32_t address);

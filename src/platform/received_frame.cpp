@@ -4,21 +4,13 @@
 
 #include <string>
 
+#include "wire/byte_order.h"
+#include "wire/gvsp_layout.h"
+#include "wire/pixel_formats.h"
+
 namespace platform {
 
 namespace {
-
-// A chunk tag: 32-bit id then 32-bit data length, big-endian, after the
-// chunk's data.
-constexpr uint32_t kChunkTagSize = 8;
-// The effective bits per pixel sit in bits 16-23 of a GenICam pixel code.
-constexpr uint32_t kPixelBitsShift = 16;
-constexpr uint32_t kPixelBitsMask = 0xFF;
-
-uint32_t load_be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | static_cast<uint32_t>(p[3]);
-}
 
 PvResult status_result(ArvBufferStatus status) {
     switch (status) {
@@ -91,17 +83,17 @@ void ReceivedImage::Set(uint8_t* data, uint32_t size, uint32_t width, uint32_t h
 }
 
 uint64_t image_bytes(uint32_t width, uint32_t height, uint32_t pixel_type) {
-    const uint64_t bits = (pixel_type >> kPixelBitsShift) & kPixelBitsMask;
+    const uint64_t bits = wire::pixel_format_bits(pixel_type);
     return (static_cast<uint64_t>(width) * height * bits + 7) / 8;
 }
 
 uint32_t count_chunks(const uint8_t* data, uint32_t size) {
     uint32_t count = 0;
     uint64_t end = size;  // the chunk chain ends here
-    while (end >= kChunkTagSize) {
-        const uint8_t* tag = data + end - kChunkTagSize;
-        const uint32_t length = load_be32(tag + 4);
-        const uint64_t chunk_size = static_cast<uint64_t>(length) + kChunkTagSize;
+    while (end >= gvsp::kChunkTagSize) {
+        const uint8_t* tag = data + end - gvsp::kChunkTagSize;
+        const uint32_t length = wire::load_be32(tag + gvsp::kChunkTagLengthOffset);
+        const uint64_t chunk_size = static_cast<uint64_t>(length) + gvsp::kChunkTagSize;
         if (chunk_size > end) {
             break;
         }
@@ -136,31 +128,27 @@ PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capac
                                                      " bytes does not fit a buffer of " + std::to_string(capacity));
     }
     PvResult taken;
+    payload_size_ = static_cast<uint32_t>(received);
     switch (arv_buffer_get_payload_type(wrapper)) {
         case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
             // An image with chunk data (extended chunk mode) is an image
             // whose chunks Aravis found.
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeImage(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
             payload_type_ = PvPayloadTypeImage;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeImage(wrapper, memory, capacity, true);
             payload_type_ = PvPayloadTypeImage;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
-            payload_size_ = static_cast<uint32_t>(received);
             taken = TakeParts(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
             payload_type_ = PvPayloadTypeMultiPart;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_CHUNK_DATA:
-            payload_size_ = static_cast<uint32_t>(received);
             chunk_count_ = count_chunks(memory, payload_size_);
             payload_type_ = PvPayloadTypeChunkData;
             break;
         case ARV_BUFFER_PAYLOAD_TYPE_RAWDATA:
-            payload_size_ = static_cast<uint32_t>(received);
             payload_type_ = PvPayloadTypeRawData;
             break;
         default:

@@ -23,6 +23,7 @@
 #include "platform/PvGenParameterList.h"
 #include "platform_test_support.h"
 #include "process_probes.h"
+#include "wire/gvcp_packets.h"
 
 namespace {
 
@@ -148,32 +149,13 @@ private:
 
 std::vector<uint8_t> eventdata_command(uint16_t request_id, uint16_t event_id, uint64_t block_id, uint64_t timestamp,
                                        const std::vector<uint8_t>& data, uint8_t flags) {
-    const bool extended = (flags & gvcp::kFlagExtendedIds) != 0;
-    const size_t header = extended ? gvcp::kEventExtendedHeaderSize : gvcp::kEventLegacyHeaderSize;
-    uint8_t packet[gvcp::kHeaderSize + gvcp::kEventExtendedHeaderSize] = {};
-    packet[gvcp::kCmdKeyOffset] = gvcp::kKey;
-    packet[gvcp::kCmdFlagsOffset] = flags;
-    gvcp::store_be16(packet + gvcp::kCmdCommandOffset, gvcp::EVENTDATA_CMD);
-    gvcp::store_be16(packet + gvcp::kCmdLengthOffset, static_cast<uint16_t>(header + data.size()));
-    gvcp::store_be16(packet + gvcp::kCmdReqIdOffset, request_id);
-    uint8_t* entry = packet + gvcp::kHeaderSize;
-    gvcp::store_be16(entry + gvcp::kEventIdOffset, event_id);
-    if (extended) {
-        gvcp::store_be64(entry + gvcp::kEventExtendedBlockIdOffset, block_id);
-        gvcp::store_be64(entry + gvcp::kEventExtendedTimestampOffset, timestamp);
-    } else {
-        gvcp::store_be16(entry + gvcp::kEventLegacyBlockIdOffset, static_cast<uint16_t>(block_id));
-        gvcp::store_be64(entry + gvcp::kEventLegacyTimestampOffset, timestamp);
-    }
-    std::vector<uint8_t> bytes(packet, packet + gvcp::kHeaderSize + header);
-    bytes.insert(bytes.end(), data.begin(), data.end());
-    return bytes;
+    return gvcp::build_event_data(flags, request_id, gvcp::EventEntry{event_id, 0, block_id, timestamp}, data);
 }
 
 std::vector<uint8_t> frame_end_data(uint64_t frame_id, uint64_t timestamp) {
     uint8_t data[16];
-    gvcp::store_be64(data, frame_id);
-    gvcp::store_be64(data + 8, timestamp);
+    wire::store_be64(data, frame_id);
+    wire::store_be64(data + 8, timestamp);
     return std::vector<uint8_t>(data, data + sizeof data);
 }
 
@@ -236,13 +218,13 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     raw.send(host, port, good);
     std::vector<uint8_t> ack = raw.receive(2000);
     ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
-    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckStatusOffset), 0);
-    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckAnswerOffset), gvcp::EVENTDATA_ACK);
-    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
+    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckStatusOffset), 0);
+    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckAnswerOffset), gvcp::EVENTDATA_ACK);
+    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
     raw.send(host, port, good);
     ack = raw.receive(2000);
     ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
-    EXPECT_EQ(gvcp::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
+    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
     // Legacy ids and an unknown event id reach the sink too (without data
     // features for the unknown one).
     raw.send(host, port, eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired));

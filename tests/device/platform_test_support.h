@@ -29,11 +29,11 @@
 #include "platform/PvGenInteger.h"
 #include "platform/PvGenParameterArray.h"
 #include "platform/PvStreamGEV.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "process_probes.h"
 #include "scene.h"
 #include "sensor.h"
 #include "temp_dir.h"
+#include "wire/gvcp_layout.h"
 
 namespace platform_test {
 

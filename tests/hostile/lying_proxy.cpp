@@ -2,7 +2,7 @@
 
 #include <poll.h>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_layout.h"
 
 namespace hostile {
 
@@ -60,11 +60,11 @@ void LyingProxy::stop() {
 bool LyingProxy::bend(std::vector<uint8_t>* ack) {
     if (ack->size() < gvcp::kHeaderSize) return true;
     uint8_t* bytes = ack->data();
-    const uint16_t answer = gvcp::load_be16(bytes + gvcp::kAckAnswerOffset);
+    const uint16_t answer = wire::load_be16(bytes + gvcp::kAckAnswerOffset);
     if (answer == gvcp::DISCOVERY_ACK) {
         // The proxy is the device as far as the library knows.
         if (ack->size() >= gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset + 4) {
-            gvcp::store_be32(bytes + gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset, orntest::ipv4(address_));
+            wire::store_be32(bytes + gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset, orntest::ipv4(address_));
         }
         return true;
     }
@@ -76,18 +76,18 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
         case Lie::kNone:
             return true;
         case Lie::kWrongAckIds:
-            gvcp::store_be16(bytes + gvcp::kAckIdOffset,
-                             static_cast<uint16_t>(gvcp::load_be16(bytes + gvcp::kAckIdOffset) + 7));
+            wire::store_be16(bytes + gvcp::kAckIdOffset,
+                             static_cast<uint16_t>(wire::load_be16(bytes + gvcp::kAckIdOffset) + 7));
             break;
         case Lie::kLengthLargerThanDatagram:
-            gvcp::store_be16(bytes + gvcp::kAckLengthOffset,
-                             static_cast<uint16_t>(gvcp::load_be16(bytes + gvcp::kAckLengthOffset) + 64));
+            wire::store_be16(bytes + gvcp::kAckLengthOffset,
+                             static_cast<uint16_t>(wire::load_be16(bytes + gvcp::kAckLengthOffset) + 64));
             break;
         case Lie::kShortMemoryReads: {
             if (answer != gvcp::READMEM_ACK) return true;
             const size_t data = ack->size() - gvcp::kHeaderSize - gvcp::kReadMemAckDataOffset;
             ack->resize(ack->size() - data / 2);
-            gvcp::store_be16(ack->data() + gvcp::kAckLengthOffset,
+            wire::store_be16(ack->data() + gvcp::kAckLengthOffset,
                              static_cast<uint16_t>(ack->size() - gvcp::kHeaderSize));
             break;
         }
@@ -95,7 +95,7 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
             if (answer != gvcp::READMEM_ACK || ack->size() < gvcp::kHeaderSize + gvcp::kReadMemAckDataOffset) {
                 return true;
             }
-            const uint32_t address = gvcp::load_be32(bytes + gvcp::kHeaderSize + gvcp::kReadMemAddressOffset);
+            const uint32_t address = wire::load_be32(bytes + gvcp::kHeaderSize + gvcp::kReadMemAddressOffset);
             if (address < kDescriptionBase) return true;
             for (size_t i = gvcp::kHeaderSize + gvcp::kReadMemAckDataOffset; i < ack->size(); i += 7) {
                 noise_ = noise_ * 1103515245u + 12345u;
@@ -105,7 +105,7 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
         }
         case Lie::kDeniedWrites:
             if (answer != gvcp::WRITEREG_ACK && answer != gvcp::WRITEMEM_ACK) return true;
-            gvcp::store_be16(bytes + gvcp::kAckStatusOffset, gvcp::STATUS_ACCESS_DENIED);
+            wire::store_be16(bytes + gvcp::kAckStatusOffset, gvcp::STATUS_ACCESS_DENIED);
             break;
         case Lie::kGarbageAfterFew:
             for (uint8_t& byte : *ack) {

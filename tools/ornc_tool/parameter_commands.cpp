@@ -67,6 +67,25 @@ bool valid_map(const CommandLine& cli, int* exit_code) {
     return false;
 }
 
+// The part get, set and exec share: parses the command line, connects to
+// DEVICE, finds the parameter NAME (the second positional) in the chosen
+// map and answers what `command(name, param)` answers, the device still
+// connected; on any failure before, the message is printed and the tool's
+// exit code answered.
+template <typename Command>
+int with_parameter(CommandLine& cli, int argc, char** argv, Command command) {
+    if (!cli.parse(argc, argv)) return cli.exit_code();
+    int exit_code = kExitOk;
+    if (!valid_map(cli, &exit_code)) return exit_code;
+    Discovery discovery;
+    Connection connection;
+    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
+    const std::string& name = cli.positional()[1];
+    ornc_param_t* param = lookup(cli, connection.handle(), name, &exit_code);
+    if (param == nullptr) return exit_code;
+    return command(name, param);
+}
+
 }  // namespace
 
 int run_params(int argc, char** argv) {
@@ -131,72 +150,51 @@ int run_params(int argc, char** argv) {
 int run_get(int argc, char** argv) {
     CommandLine cli("get", usage_with_map(kGetUsage));
     cli.option("--number", false).option("--map", true).positionals(2, 2);
-    if (!cli.parse(argc, argv)) return cli.exit_code();
-    int exit_code = kExitOk;
-    if (!valid_map(cli, &exit_code)) return exit_code;
-    Discovery discovery;
-    Connection connection;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    const std::string& name = cli.positional()[1];
-    ornc_param_t* param = lookup(cli, connection.handle(), name, &exit_code);
-    if (param == nullptr) return exit_code;
-    const orn_param_type_t type = ORNCParamGetType(param);
-    if (type == ORN_PARAM_COMMAND || type == ORN_PARAM_REGISTER) {
-        return cli.fail(kExitFailed, name + " has no text form (type " + param_type_name(type) +
-                                         "): " + status_text(ORNC_ERR_PARAM_WRONG_TYPE));
-    }
-    if (!ORNCParamIsReadable(param)) return cli.fail_status("cannot read " + name, ORNC_ERR_PARAM_NOT_READABLE);
-    std::string value;
-    const ornc_status_t status = param_value_text(param, cli.has("--number"), &value);
-    if (status != ORNC_OK) return cli.fail_status("cannot read " + name, status);
-    std::printf("%s\n", value.c_str());
-    return kExitOk;
+    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+        const orn_param_type_t type = ORNCParamGetType(param);
+        if (type == ORN_PARAM_COMMAND || type == ORN_PARAM_REGISTER) {
+            return cli.fail(kExitFailed, name + " has no text form (type " + param_type_name(type) +
+                                             "): " + status_text(ORNC_ERR_PARAM_WRONG_TYPE));
+        }
+        if (!ORNCParamIsReadable(param)) return cli.fail_status("cannot read " + name, ORNC_ERR_PARAM_NOT_READABLE);
+        std::string value;
+        const ornc_status_t status = param_value_text(param, cli.has("--number"), &value);
+        if (status != ORNC_OK) return cli.fail_status("cannot read " + name, status);
+        std::printf("%s\n", value.c_str());
+        return kExitOk;
+    });
 }
 
 int run_set(int argc, char** argv) {
     CommandLine cli("set", usage_with_map(kSetUsage));
     cli.option("--map", true).positionals(3, 3);
-    if (!cli.parse(argc, argv)) return cli.exit_code();
-    int exit_code = kExitOk;
-    if (!valid_map(cli, &exit_code)) return exit_code;
-    Discovery discovery;
-    Connection connection;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    const std::string& name = cli.positional()[1];
-    const std::string& text = cli.positional()[2];
-    ornc_param_t* param = lookup(cli, connection.handle(), name, &exit_code);
-    if (param == nullptr) return exit_code;
-    const ornc_status_t status = param_set_text(param, text);
-    if (status != ORNC_OK) return cli.fail_status("cannot set " + name + " to '" + text + "'", status);
-    std::string value;
-    if (ORNCParamIsReadable(param) && param_value_text(param, false, &value) == ORNC_OK) {
-        std::printf("%s = %s\n", name.c_str(), value.c_str());
-    } else {
-        std::printf("%s written\n", name.c_str());
-    }
-    return kExitOk;
+    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+        const std::string& text = cli.positional()[2];
+        const ornc_status_t status = param_set_text(param, text);
+        if (status != ORNC_OK) return cli.fail_status("cannot set " + name + " to '" + text + "'", status);
+        std::string value;
+        if (ORNCParamIsReadable(param) && param_value_text(param, false, &value) == ORNC_OK) {
+            std::printf("%s = %s\n", name.c_str(), value.c_str());
+        } else {
+            std::printf("%s written\n", name.c_str());
+        }
+        return kExitOk;
+    });
 }
 
 int run_exec(int argc, char** argv) {
     CommandLine cli("exec", usage_with_map(kExecUsage));
     cli.option("--map", true).positionals(2, 2);
-    if (!cli.parse(argc, argv)) return cli.exit_code();
-    int exit_code = kExitOk;
-    if (!valid_map(cli, &exit_code)) return exit_code;
-    Discovery discovery;
-    Connection connection;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    const std::string& name = cli.positional()[1];
-    ornc_param_t* param = lookup(cli, connection.handle(), name, &exit_code);
-    if (param == nullptr) return exit_code;
-    if (ORNCParamGetType(param) != ORN_PARAM_COMMAND) {
-        return cli.fail(kExitFailed, name + " is not a command (type " + param_type_name(ORNCParamGetType(param)) +
-                                         "): " + status_text(ORNC_ERR_PARAM_TYPE_MISMATCH));
-    }
-    const ornc_status_t status = ORNCParamSendCommand(param);
-    if (status != ORNC_OK) return cli.fail_status("cannot execute " + name, status);
-    std::printf("%s executed\n", name.c_str());
-    return kExitOk;
+    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+        if (ORNCParamGetType(param) != ORN_PARAM_COMMAND) {
+            return cli.fail(kExitFailed, name + " is not a command (type " + param_type_name(ORNCParamGetType(param)) +
+                                             "): " + status_text(ORNC_ERR_PARAM_TYPE_MISMATCH));
+        }
+        const ornc_status_t status = ORNCParamSendCommand(param);
+        if (status != ORNC_OK) return cli.fail_status("cannot execute " + name, status);
+        std::printf("%s executed\n", name.c_str());
+        return kExitOk;
+    });
 }
 
 }  // namespace ornctool

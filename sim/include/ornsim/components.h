@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "wire/pixel_formats.h"
+
 namespace ornsim {
 
 enum class Component : uint32_t { Range = 0, Intensity = 1, Confidence = 2 };
@@ -35,8 +37,8 @@ constexpr uint32_t kRegionId = 0;
 // Chunk ids. Chunk payloads are little-endian.
 //
 // Chunk layout on the stream (GenICam chunk format, parsed from the end of the
-// block): every chunk is its data followed by an 8-byte trailer, chunk id then
-// data length, both 32-bit big-endian. GvspFrame::chunk_data carries the
+// block): every chunk is its data followed by a tag (gvsp::kChunkTagSize
+// bytes), chunk id then data length, both 32-bit big-endian. GvspFrame::chunk_data carries the
 // non-image chunks in that form (timestamp, then frame id, each only when
 // enabled). In single-image chunk mode the sender places the image's own
 // trailer (kChunkIdImage, image size) right after the image data and before
@@ -47,13 +49,12 @@ constexpr uint32_t kChunkIdTimestamp = 0x1001;  // 8 bytes, device timestamp of 
 constexpr uint32_t kChunkIdFrameId = 0x1002;    // 8 bytes, block id of the frame
 constexpr size_t kChunkTimestampSize = 8;
 constexpr size_t kChunkFrameIdSize = 8;
-constexpr size_t kChunkTrailerSize = 8;
 
-// PFNC pixel formats the sensor produces.
-constexpr uint32_t kPixelFormatMono8 = 0x01080001;
-constexpr uint32_t kPixelFormatCoord3D_ABC32f = 0x026000C0;
-constexpr uint32_t kPixelFormatCoord3D_C16 = 0x011000B8;
-constexpr uint32_t kPixelFormatConfidence8 = 0x010800C6;
+// The pixel formats the sensor produces.
+using wire::kPixelFormatConfidence8;
+using wire::kPixelFormatCoord3D_ABC32f;
+using wire::kPixelFormatCoord3D_C16;
+using wire::kPixelFormatMono8;
 
 }  // namespace ornsim
 

@@ -4,26 +4,10 @@
 #include <cstddef>
 #include <cstdio>
 
-#include "platform/gvcp/address_text.h"
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_packets.h"
 
 namespace gvcp {
-
-std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
-                                   const std::vector<uint8_t>& payload) {
-    uint8_t header[kHeaderSize] = {};
-    header[kCmdKeyOffset] = kKey;
-    header[kCmdFlagsOffset] = flags;
-    store_be16(header + kCmdCommandOffset, command);
-    store_be16(header + kCmdLengthOffset, static_cast<uint16_t>(payload.size()));
-    store_be16(header + kCmdReqIdOffset, request_id);
-    std::vector<uint8_t> packet(kHeaderSize + payload.size());
-    std::copy(header, header + kHeaderSize, packet.begin());
-    if (!payload.empty()) {
-        std::copy(payload.begin(), payload.end(), packet.begin() + static_cast<std::ptrdiff_t>(kHeaderSize));
-    }
-    return packet;
-}
 
 namespace {
 
@@ -35,31 +19,34 @@ bool judge_ack(const uint8_t* datagram, long size, uint16_t request_id, uint16_t
     if (size < static_cast<long>(kHeaderSize) || static_cast<size_t>(size) > kReceiveCapacity) {
         return false;
     }
-    if (load_be16(datagram + kAckIdOffset) != request_id) {
+    const AckHeader ack = read_ack_header(datagram, static_cast<size_t>(size));
+    if (ack.ack_id != request_id) {
         return false;  // a late ack of an earlier attempt or someone else's
     }
-    const uint16_t status = load_be16(datagram + kAckStatusOffset);
-    const uint16_t answer = load_be16(datagram + kAckAnswerOffset);
-    const size_t length = load_be16(datagram + kAckLengthOffset);
+    const uint16_t status = ack.status;
+    const uint16_t answer = ack.answer;
+    const size_t length = ack.length;
     result->status = status;
     if (answer == PENDING_ACK) {
         return false;  // the device asks for patience; the time-out still bounds it
     }
     if (answer != expected_answer) {
         result->outcome = TransactionOutcome::kInvalidAnswer;
-        result->detail = std::string("answer ") + command_name(answer) + " from " + format_ipv4(source);
+        result->detail =
+            std::string("answer ") + command_name(static_cast<Command>(answer)) + " from " + wire::format_ipv4(source);
         return true;
     }
     if (status != STATUS_SUCCESS) {
         result->outcome = TransactionOutcome::kDeviceError;
-        result->detail = std::string("status ") + status_name(status) + " from " + format_ipv4(source);
+        result->detail =
+            std::string("status ") + status_name(static_cast<Status>(status)) + " from " + wire::format_ipv4(source);
         return true;
     }
     if (length != expected_payload_size || kHeaderSize + length != static_cast<size_t>(size)) {
         result->outcome = TransactionOutcome::kInvalidAnswer;
         char detail[64];
         std::snprintf(detail, sizeof detail, "ack of %ld bytes from ", size);
-        result->detail = detail + format_ipv4(source);
+        result->detail = detail + wire::format_ipv4(source);
         return true;
     }
     result->outcome = TransactionOutcome::kAcknowledged;
@@ -78,7 +65,7 @@ TransactionResult run_transaction(const std::vector<TransactionRoute>& routes, c
         result.detail = "command without header";
         return result;
     }
-    const uint16_t request_id = load_be16(command.data() + kCmdReqIdOffset);
+    const uint16_t request_id = read_command_header(command.data(), command.size()).request_id;
     DescriptorList fds;
     for (const TransactionRoute& route : routes) {
         fds.push_back(route.socket->fd());
@@ -96,9 +83,9 @@ TransactionResult run_transaction(const std::vector<TransactionRoute>& routes, c
             result.detail = error;
             return result;
         }
-        const int64_t deadline = monotonic_ms() + timeout_ms;
-        for (int64_t now = monotonic_ms(); now < deadline; now = monotonic_ms()) {
-            if (!wait_readable(fds.data(), fds.size(), static_cast<int>(deadline - now))) {
+        const int64_t deadline = wire::monotonic_ms() + timeout_ms;
+        for (int64_t now = wire::monotonic_ms(); now < deadline; now = wire::monotonic_ms()) {
+            if (!wire::wait_readable(fds.data(), fds.size(), static_cast<int>(deadline - now))) {
                 continue;
             }
             for (const TransactionRoute& route : routes) {
@@ -119,7 +106,7 @@ TransactionResult run_transaction(const std::vector<TransactionRoute>& routes, c
                 while (route.socket->receive_error(&refused)) {
                     if (routes.size() == 1 && route.targets.size() == 1 && refused == route.targets.front()) {
                         result.outcome = TransactionOutcome::kUnreachable;
-                        result.detail = "port unreachable at " + format_ipv4(refused);
+                        result.detail = "port unreachable at " + wire::format_ipv4(refused);
                         return result;
                     }
                 }

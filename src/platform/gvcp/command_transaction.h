@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "platform/gvcp/address_list.h"
-#include "platform/gvcp/udp_socket.h"
+#include "wire/gvcp_packets.h"
+#include "wire/udp_socket.h"
 
 namespace gvcp {
 
@@ -29,14 +30,10 @@ struct TransactionResult {
     std::string detail;            // what went wrong, for logs
 };
 
-// Builds a command header (key, flags, code, payload length, id) + payload.
-std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
-                                   const std::vector<uint8_t>& payload);
-
 // A socket and the addresses (host byte order, possibly broadcast) that the
 // command is sent to through it.
 struct TransactionRoute {
-    UdpSocket* socket = nullptr;
+    wire::UdpSocket* socket = nullptr;
     AddressList targets;
 };
 

@@ -1,21 +1,21 @@
 #include "platform/gvcp/control_privilege.h"
 
 #include "platform/gvcp/command_transaction.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/request_id.h"
+#include "wire/gvcp_layout.h"
 
 namespace gvcp {
 
 PrivilegeResult read_control_privilege(uint32_t device_address) {
     PrivilegeResult result;
-    UdpSocket socket;
+    wire::UdpSocket socket;
     if (!socket.open(0, 0, &result.detail)) {
         result.outcome = PrivilegeOutcome::kInvalid;
         return result;
     }
     socket.enable_error_queue();
     uint8_t address[4] = {};
-    store_be32(address, REG_CCP);
+    wire::store_be32(address, REG_CCP);
     const std::vector<uint8_t> command = build_command(kFlagAckRequired, READREG_CMD, next_request_id(),
                                                        std::vector<uint8_t>(address, address + sizeof address));
     TransactionRoute route;
@@ -27,7 +27,7 @@ PrivilegeResult read_control_privilege(uint32_t device_address) {
     switch (transaction.outcome) {
         case TransactionOutcome::kAcknowledged:
             result.outcome = PrivilegeOutcome::kRead;
-            result.ccp = load_be32(transaction.payload.data());
+            result.ccp = wire::load_be32(transaction.payload.data());
             break;
         case TransactionOutcome::kDeviceError:
             result.outcome =

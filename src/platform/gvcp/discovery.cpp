@@ -5,9 +5,10 @@
 
 #include "base/log.h"
 #include "platform/gvcp/command_transaction.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/request_id.h"
-#include "platform/gvcp/udp_socket.h"
+#include "wire/address_text.h"
+#include "wire/gvcp_packets.h"
+#include "wire/udp_socket.h"
 
 namespace gvcp {
 
@@ -26,7 +27,7 @@ constexpr int kLoopbackRepeatMs = 200;
 // One socket of one adapter and what it still waits for.
 struct Probe {
     size_t adapter = 0;
-    UdpSocket socket;
+    wire::UdpSocket socket;
     bool loopback = false;
     AddressList pending;  // loopback targets not yet answered or refused
 };
@@ -83,7 +84,7 @@ void open_broadcast_probes(size_t index, const NetworkAdapter& adapter, const st
         }
         if (!sent) {
             ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s (%s) not sent %s",
-                     adapter.name.c_str(), format_ipv4(address.address).c_str(), error.c_str());
+                     adapter.name.c_str(), wire::format_ipv4(address.address).c_str(), error.c_str());
             continue;
         }
         probes->push_back(std::move(probe));
@@ -120,7 +121,7 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
             ++result->dropped_acks;
             ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT,
                      "ORNC: GVCP: dropped datagram on %s from %s:%u (not the control port)", adapter_name.c_str(),
-                     format_ipv4(source).c_str(), port);
+                     wire::format_ipv4(source).c_str(), port);
             continue;
         }
         DeviceIdentity identity;
@@ -130,10 +131,10 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
                 : decode_discovery_ack(datagram, static_cast<size_t>(size), request_id, source, &identity);
         if (verdict != AckVerdict::kAccepted) {
             ++result->dropped_acks;
-            ORN_LOGF(
-                ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: dropped %s from %s on %s, %ld bytes: %s",
-                command_name(static_cast<size_t>(size) >= kHeaderSize ? load_be16(datagram + kAckAnswerOffset) : 0),
-                format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: dropped %s from %s on %s, %ld bytes: %s",
+                     command_name(static_cast<Command>(
+                         read_ack_header(datagram, std::min(static_cast<size_t>(size), sizeof datagram)).answer)),
+                     wire::format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
             continue;
         }
         // A device that heard both broadcasts answers twice: keep one.
@@ -167,7 +168,7 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
     }
     const uint16_t request_id = next_request_id();
     const std::vector<uint8_t> command = discovery_command(request_id);
-    const int64_t start = monotonic_ms();
+    const int64_t start = wire::monotonic_ms();
 
     std::vector<std::unique_ptr<Probe>> probes;
     for (size_t i = 0; i < adapters.size(); ++i) {
@@ -198,7 +199,7 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
     for (;;) {
         const bool loopback_answered = std::all_of(probes.begin(), probes.end(),
                                                    [](const std::unique_ptr<Probe>& p) { return p->pending.empty(); });
-        const int64_t now = monotonic_ms();
+        const int64_t now = wire::monotonic_ms();
         if (now >= deadline || (loopback_answered && (!any_broadcast || now >= quiet_deadline))) {
             break;
         }
@@ -216,12 +217,12 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         if (any_broadcast && quiet_deadline > now) {
             wait = std::min(wait, quiet_deadline - now);
         }
-        if (!wait_readable(fds.data(), fds.size(), static_cast<int>(wait))) {
+        if (!wire::wait_readable(fds.data(), fds.size(), static_cast<int>(wait))) {
             continue;
         }
         for (auto& probe : probes) {
             if (drain(probe.get(), adapters[probe->adapter].name, request_id, &(*results)[probe->adapter])) {
-                quiet_deadline = monotonic_ms() + settings.quiet_ms;
+                quiet_deadline = wire::monotonic_ms() + settings.quiet_ms;
             }
         }
     }
@@ -231,7 +232,7 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         found += result.devices.size();
     }
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %zu adapters: %zu devices in %lld ms",
-             adapters.size(), found, static_cast<long long>(monotonic_ms() - start));
+             adapters.size(), found, static_cast<long long>(wire::monotonic_ms() - start));
     return true;
 }
 

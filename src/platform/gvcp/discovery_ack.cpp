@@ -2,7 +2,7 @@
 
 #include <cstring>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace gvcp {
 
@@ -96,20 +96,18 @@ AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t r
     if (datagram == nullptr || size < kHeaderSize + kDiscoveryAckPayloadSize) {
         return AckVerdict::kTooShort;
     }
-    const uint16_t status = load_be16(datagram + kAckStatusOffset);
-    const uint16_t answer = load_be16(datagram + kAckAnswerOffset);
-    const uint16_t length = load_be16(datagram + kAckLengthOffset);
-    const uint16_t ack_id = load_be16(datagram + kAckIdOffset);
-    if (answer != DISCOVERY_ACK) {
+    const AckHeader header = read_ack_header(datagram, size);
+    if (header.answer != DISCOVERY_ACK) {
         return AckVerdict::kWrongAnswer;
     }
-    if (status != STATUS_SUCCESS) {
+    if (header.status != STATUS_SUCCESS) {
         return AckVerdict::kBadStatus;
     }
+    const size_t length = header.length;
     if (length < kDiscoveryAckPayloadSize || length > kMaxPayloadSize || kHeaderSize + length != size) {
         return AckVerdict::kLengthMismatch;
     }
-    if (ack_id != request_id) {
+    if (header.ack_id != request_id) {
         return AckVerdict::kWrongAckId;
     }
 
@@ -141,14 +139,14 @@ AckVerdict decode_discovery_ack(const uint8_t* datagram, size_t size, uint16_t r
         }
     }
 
-    decoded.gev_version = load_be32(payload + kDiscoveryVersionOffset);
-    decoded.device_mode = load_be32(payload + kDiscoveryDeviceModeOffset);
+    decoded.gev_version = wire::load_be32(payload + kDiscoveryVersionOffset);
+    decoded.device_mode = wire::load_be32(payload + kDiscoveryDeviceModeOffset);
     std::memcpy(decoded.mac.data(), payload + kDiscoveryMacOffset, kDiscoveryMacSize);
-    decoded.ip_config_supported = load_be32(payload + kDiscoverySupportedIpConfigOffset);
-    decoded.ip_config_current = load_be32(payload + kDiscoveryCurrentIpConfigOffset);
-    decoded.ip_address = load_be32(payload + kDiscoveryCurrentIpOffset);
-    decoded.subnet_mask = load_be32(payload + kDiscoveryCurrentMaskOffset);
-    decoded.default_gateway = load_be32(payload + kDiscoveryCurrentGatewayOffset);
+    decoded.ip_config_supported = wire::load_be32(payload + kDiscoverySupportedIpConfigOffset);
+    decoded.ip_config_current = wire::load_be32(payload + kDiscoveryCurrentIpConfigOffset);
+    decoded.ip_address = wire::load_be32(payload + kDiscoveryCurrentIpOffset);
+    decoded.subnet_mask = wire::load_be32(payload + kDiscoveryCurrentMaskOffset);
+    decoded.default_gateway = wire::load_be32(payload + kDiscoveryCurrentGatewayOffset);
     // A device answers from its current address; an ack that names another
     // one would send every later command to the wrong place.
     if (decoded.ip_address != source_address) {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <string>
 
-#include "platform/gvcp/address_text.h"
+#include "wire/address_text.h"
 
 namespace gvcp {
 
@@ -15,7 +15,7 @@ namespace gvcp {
 struct DeviceIdentity {
     uint32_t gev_version = 0;  // major in the upper 16 bits, minor in the lower
     uint32_t device_mode = 0;
-    MacAddress mac{};
+    wire::MacAddress mac{};
     uint32_t ip_config_supported = 0;  // IP_CONFIG_* bits
     uint32_t ip_config_current = 0;
     uint32_t ip_address = 0;  // host byte order

@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "platform/gvcp/address_text.h"
+#include "wire/address_text.h"
 
 namespace gvcp {
 
@@ -51,11 +51,11 @@ AddressList parse_loopback_hosts(const char* text) {
         uint32_t first = 0;
         uint32_t last = 0;
         if (dash == std::string::npos) {
-            if (parse_ipv4(entry.c_str(), &first)) {
+            if (wire::parse_ipv4(entry.c_str(), &first)) {
                 add_target(&targets, first);
             }
-        } else if (parse_ipv4(entry.substr(0, dash).c_str(), &first) &&
-                   parse_ipv4(entry.substr(dash + 1).c_str(), &last) && first <= last) {
+        } else if (wire::parse_ipv4(entry.substr(0, dash).c_str(), &first) &&
+                   wire::parse_ipv4(entry.substr(dash + 1).c_str(), &last) && first <= last) {
             for (uint64_t address = first; address <= last && targets.size() < kMaxLoopbackTargets; ++address) {
                 add_target(&targets, static_cast<uint32_t>(address));
             }

@@ -3,8 +3,8 @@
 #include <memory>
 
 #include "platform/gvcp/command_transaction.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "platform/gvcp/request_id.h"
+#include "wire/gvcp_layout.h"
 
 namespace gvcp {
 
@@ -12,24 +12,15 @@ namespace {
 
 constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
 
-std::vector<uint8_t> force_ip_payload(const MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway) {
-    uint8_t payload[kForceIpCmdPayloadSize] = {};
-    std::copy(mac.begin(), mac.end(), payload + kForceIpMacOffset);
-    store_be32(payload + kForceIpAddressOffset, ip);
-    store_be32(payload + kForceIpMaskOffset, mask);
-    store_be32(payload + kForceIpGatewayOffset, gateway);
-    return std::vector<uint8_t>(payload, payload + kForceIpCmdPayloadSize);
-}
-
 }  // namespace
 
-ForceIpResult force_ip(const MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway,
+ForceIpResult force_ip(const wire::MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway,
                        const std::vector<NetworkAdapter>& adapters, const DiscoverySettings& settings) {
-    std::vector<std::unique_ptr<UdpSocket>> sockets;
+    std::vector<std::unique_ptr<wire::UdpSocket>> sockets;
     std::vector<TransactionRoute> routes;
     for (const NetworkAdapter& adapter : adapters) {
         for (const AdapterAddress& address : adapter.addresses) {
-            auto socket = std::make_unique<UdpSocket>();
+            auto socket = std::make_unique<wire::UdpSocket>();
             if (address.address == 0 || !socket->open(address.address, 0, nullptr)) {
                 continue;
             }
@@ -62,8 +53,7 @@ ForceIpResult force_ip(const MacAddress& mac, uint32_t ip, uint32_t mask, uint32
         result.detail = "no adapter to send on";
         return result;
     }
-    const std::vector<uint8_t> command = build_command(kFlagAckRequired | kFlagForceIpAllowBroadcastAck, FORCEIP_CMD,
-                                                       next_request_id(), force_ip_payload(mac, ip, mask, gateway));
+    const std::vector<uint8_t> command = build_force_ip(next_request_id(), ForceIpRequest{mac, ip, mask, gateway});
     const TransactionResult transaction =
         run_transaction(routes, command, FORCEIP_ACK, 0, kForceIpTimeoutMs, kForceIpAttempts);
     result.detail = transaction.detail;

@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "platform/gvcp/address_text.h"
 #include "platform/gvcp/discovery_settings.h"
 #include "platform/gvcp/network_adapters.h"
+#include "wire/address_text.h"
 
 namespace gvcp {
 
@@ -26,7 +26,7 @@ constexpr int kForceIpTimeoutMs = 500;
 constexpr int kForceIpAttempts = 3;
 
 // Addresses in host byte order.
-ForceIpResult force_ip(const MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway,
+ForceIpResult force_ip(const wire::MacAddress& mac, uint32_t ip, uint32_t mask, uint32_t gateway,
                        const std::vector<NetworkAdapter>& adapters, const DiscoverySettings& settings);
 
 }  // namespace gvcp

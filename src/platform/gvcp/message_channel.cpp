@@ -1,11 +1,8 @@
 #include "platform/gvcp/message_channel.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
-
 #include <algorithm>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/gvcp_packets.h"
 
 namespace gvcp {
 
@@ -33,15 +30,16 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
     if (size < kHeaderSize) {
         return reject("shorter than a header (" + std::to_string(size) + " bytes)");
     }
-    if (datagram[kCmdKeyOffset] != kKey) {
+    const CommandHeader header = read_command_header(datagram, size);
+    if (header.key != kKey) {
         return reject("no command key");
     }
-    const uint8_t flags = datagram[kCmdFlagsOffset];
-    const uint16_t code = load_be16(datagram + kCmdCommandOffset);
-    const uint16_t length = load_be16(datagram + kCmdLengthOffset);
-    const uint16_t request_id = load_be16(datagram + kCmdReqIdOffset);
+    const uint8_t flags = header.flags;
+    const uint16_t code = header.command;
+    const uint16_t length = header.length;
+    const uint16_t request_id = header.request_id;
     if (code != EVENT_CMD && code != EVENTDATA_CMD) {
-        return reject(std::string("not an event command: ") + command_name(code));
+        return reject(std::string("not an event command: ") + command_name(static_cast<Command>(code)));
     }
     if (length != size - kHeaderSize) {
         return reject("length field " + std::to_string(length) + " for a payload of " +
@@ -51,23 +49,19 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
         return reject("request id 0");
     }
     const bool extended = (flags & kFlagExtendedIds) != 0;
-    const size_t entry_size = extended ? kEventExtendedHeaderSize : kEventLegacyHeaderSize;
+    const size_t entry_size = event_entry_size(extended);
     const uint8_t* payload = datagram + kHeaderSize;
     EventCommand parsed;
     parsed.command = code;
     parsed.request_id = request_id;
     parsed.wants_ack = (flags & kFlagAckRequired) != 0;
     auto read_entry = [&](const uint8_t* entry) {
+        const EventEntry fields = read_event_entry(entry, entry_size, extended);
         DeviceEvent event;
-        event.event_id = load_be16(entry + kEventIdOffset);
-        event.stream_channel = load_be16(entry + kEventChannelOffset);
-        if (extended) {
-            event.block_id = load_be64(entry + kEventExtendedBlockIdOffset);
-            event.timestamp = load_be64(entry + kEventExtendedTimestampOffset);
-        } else {
-            event.block_id = load_be16(entry + kEventLegacyBlockIdOffset);
-            event.timestamp = load_be64(entry + kEventLegacyTimestampOffset);
-        }
+        event.event_id = fields.event_id;
+        event.stream_channel = fields.stream_channel;
+        event.block_id = fields.block_id;
+        event.timestamp = fields.timestamp;
         return event;
     };
     if (code == EVENT_CMD) {
@@ -96,31 +90,20 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
     return true;
 }
 
-std::vector<uint8_t> build_event_ack(uint16_t command, uint16_t request_id) {
-    std::vector<uint8_t> ack(kHeaderSize, 0);
-    store_be16(ack.data() + kAckStatusOffset, 0);  // success
-    store_be16(ack.data() + kAckAnswerOffset, ack_for(command));
-    store_be16(ack.data() + kAckLengthOffset, 0);
-    store_be16(ack.data() + kAckIdOffset, request_id);
-    return ack;
-}
-
 bool MessageChannel::open(uint32_t local_address, uint32_t device_address, std::string* error) {
     recent_ids_.clear();
     device_address_ = device_address;
     if (!socket_.open(local_address, 0, error)) {
         return false;
     }
-    sockaddr_in bound{};
-    socklen_t length = sizeof bound;
-    if (getsockname(socket_.fd(), reinterpret_cast<sockaddr*>(&bound), &length) != 0) {
+    port_ = socket_.local_port();
+    if (port_ == 0) {
         if (error != nullptr) {
             *error = "the message channel socket has no port";
         }
         socket_.close();
         return false;
     }
-    port_ = ntohs(bound.sin_port);
     return true;
 }
 
@@ -160,7 +143,7 @@ void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::
             continue;
         }
         if (command.wants_ack) {
-            const std::vector<uint8_t> ack = build_event_ack(command.command, command.request_id);
+            const std::vector<uint8_t> ack = build_ack(STATUS_SUCCESS, ack_for(command.command), command.request_id);
             if (socket_.send_to(source, source_port, ack.data(), ack.size(), nullptr)) {
                 ++acknowledged_;
             }

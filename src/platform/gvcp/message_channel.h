@@ -17,7 +17,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/gvcp/udp_socket.h"
+#include "wire/udp_socket.h"
 
 namespace gvcp {
 
@@ -40,8 +40,6 @@ struct EventCommand {
 // Parses one datagram. False, with the reason in `*reason`, when it is not
 // a well-formed EVENT_CMD or EVENTDATA_CMD.
 bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* command, std::string* reason);
-// The acknowledge of `command` (an EVENT_CMD or EVENTDATA_CMD code).
-std::vector<uint8_t> build_event_ack(uint16_t command, uint16_t request_id);
 
 class MessageChannel {
 public:
@@ -67,7 +65,7 @@ private:
     // the id of the first send.
     bool seen_before(uint16_t request_id);
 
-    UdpSocket socket_;
+    wire::UdpSocket socket_;
     uint16_t port_ = 0;
     uint32_t device_address_ = 0;
     std::deque<uint16_t> recent_ids_;

@@ -38,7 +38,7 @@ namespace {
 
 // Reads the hardware address through the interface ioctl; loopback yields
 // all zeros, which is still a valid answer.
-bool read_mac(const std::string& name, MacAddress* mac) {
+bool read_mac(const std::string& name, wire::MacAddress* mac) {
     if (name.size() >= IFNAMSIZ) {
         return false;
     }

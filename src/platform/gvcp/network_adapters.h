@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/gvcp/address_text.h"
+#include "wire/address_text.h"
 
 namespace gvcp {
 
@@ -21,7 +21,7 @@ struct NetworkAdapter {
     unsigned int index = 0;  // kernel interface index
     bool loopback = false;
     bool has_mac = false;
-    MacAddress mac{};
+    wire::MacAddress mac{};
     uint32_t default_gateway = 0;  // 0 when there is no default route through it
     std::vector<AdapterAddress> addresses;
 };

@@ -1,8 +1,10 @@
-#include "platform/gvcp/udp_socket.h"
+#include "wire/udp_socket.h"
 
 #include <arpa/inet.h>
 #include <fcntl.h>
+#include <ifaddrs.h>
 #include <linux/errqueue.h>
+#include <net/if.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -13,7 +15,17 @@
 #include <ctime>
 #include <vector>
 
-namespace gvcp {
+#include "wire/address_text.h"
+
+namespace wire {
+
+sockaddr_in socket_address(uint32_t address, uint16_t port) {
+    sockaddr_in a{};
+    a.sin_family = AF_INET;
+    a.sin_addr.s_addr = htonl(address);
+    a.sin_port = htons(port);
+    return a;
+}
 
 UdpSocket::~UdpSocket() { close(); }
 
@@ -28,19 +40,21 @@ UdpSocket& UdpSocket::operator=(UdpSocket&& other) noexcept {
     return *this;
 }
 
-bool UdpSocket::open(uint32_t local_address, uint16_t local_port, std::string* error) {
+bool UdpSocket::open(uint32_t local_address, uint16_t local_port, std::string* error, bool shared) {
     close();
     fd_ = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
     if (fd_ < 0) {
         if (error != nullptr) *error = std::string("socket: ") + std::strerror(errno);
         return false;
     }
-    sockaddr_in local{};
-    local.sin_family = AF_INET;
-    local.sin_addr.s_addr = htonl(local_address);
-    local.sin_port = htons(local_port);
+    const int on = 1;
+    if (shared) ::setsockopt(fd_, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
+    const sockaddr_in local = socket_address(local_address, local_port);
     if (::bind(fd_, reinterpret_cast<const sockaddr*>(&local), sizeof local) != 0) {
-        if (error != nullptr) *error = std::string("bind: ") + std::strerror(errno);
+        if (error != nullptr) {
+            *error =
+                "bind " + format_ipv4(local_address) + ":" + std::to_string(local_port) + ": " + std::strerror(errno);
+        }
         close();
         return false;
     }
@@ -73,16 +87,17 @@ bool UdpSocket::bind_to_device(const std::string& adapter_name) {
                                     static_cast<socklen_t>(adapter_name.size())) == 0;
 }
 
-bool UdpSocket::send_to(uint32_t address, uint16_t port, const uint8_t* data, size_t size, std::string* error) {
-    sockaddr_in remote{};
-    remote.sin_family = AF_INET;
-    remote.sin_addr.s_addr = htonl(address);
-    remote.sin_port = htons(port);
-    ssize_t sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+bool UdpSocket::send_to(uint32_t address, uint16_t port, const void* data, size_t size, std::string* error) {
+    if (fd_ < 0 || data == nullptr) {
+        if (error != nullptr) *error = "sendto: no socket or no data";
+        return false;
+    }
+    const sockaddr_in remote = socket_address(address, port);
+    ssize_t sent = ::sendto(fd_, data, size, MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
     if (sent < 0 && errno == ECONNREFUSED) {
         // The refusal belongs to an earlier datagram (nothing listened
         // there); reporting it consumed it, so this one can go now.
-        sent = ::sendto(fd_, data, size, 0, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
+        sent = ::sendto(fd_, data, size, MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&remote), sizeof remote);
     }
     if (sent != static_cast<ssize_t>(size)) {
         if (error != nullptr) *error = std::string("sendto: ") + std::strerror(errno);
@@ -91,7 +106,7 @@ bool UdpSocket::send_to(uint32_t address, uint16_t port, const uint8_t* data, si
     return true;
 }
 
-long UdpSocket::receive(uint8_t* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port) {
+long UdpSocket::receive(void* buffer, size_t capacity, uint32_t* source_address, uint16_t* source_port) {
     sockaddr_in remote{};
     socklen_t remote_size = sizeof remote;
     const ssize_t got =
@@ -101,8 +116,23 @@ long UdpSocket::receive(uint8_t* buffer, size_t capacity, uint32_t* source_addre
         // again from the error queue).
         return -1;
     }
-    *source_address = ntohl(remote.sin_addr.s_addr);
-    *source_port = ntohs(remote.sin_port);
+    if (source_address != nullptr) *source_address = ntohl(remote.sin_addr.s_addr);
+    if (source_port != nullptr) *source_port = ntohs(remote.sin_port);
+    return static_cast<long>(got);
+}
+
+long UdpSocket::receive_within(void* buffer, size_t capacity, int timeout_ms, uint32_t* source_address,
+                               uint16_t* source_port) {
+    if (fd_ < 0 || buffer == nullptr) return -1;
+    pollfd polled{fd_, POLLIN, 0};
+    const int ready = ::poll(&polled, 1, timeout_ms);
+    if (ready <= 0) return ready < 0 && errno != EINTR ? -1 : 0;
+    sockaddr_in remote{};
+    socklen_t remote_size = sizeof remote;
+    const ssize_t got = ::recvfrom(fd_, buffer, capacity, 0, reinterpret_cast<sockaddr*>(&remote), &remote_size);
+    if (got < 0) return (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR) ? 0 : -1;
+    if (source_address != nullptr) *source_address = ntohl(remote.sin_addr.s_addr);
+    if (source_port != nullptr) *source_port = ntohs(remote.sin_port);
     return static_cast<long>(got);
 }
 
@@ -134,6 +164,15 @@ uint32_t UdpSocket::local_address() const {
     return ntohl(local.sin_addr.s_addr);
 }
 
+uint16_t UdpSocket::local_port() const {
+    sockaddr_in local{};
+    socklen_t size = sizeof local;
+    if (fd_ < 0 || ::getsockname(fd_, reinterpret_cast<sockaddr*>(&local), &size) != 0) {
+        return 0;
+    }
+    return ntohs(local.sin_port);
+}
+
 int64_t monotonic_ms() {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
@@ -150,4 +189,21 @@ bool wait_readable(const int* fds, size_t count, int timeout_ms) {
     return ready > 0;
 }
 
-}  // namespace gvcp
+bool interface_broadcast_address(uint32_t address, uint32_t* broadcast, uint32_t* mask) {
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) return false;
+    bool found = false;
+    for (ifaddrs* i = list; i != nullptr && !found; i = i->ifa_next) {
+        if (i->ifa_addr == nullptr || i->ifa_addr->sa_family != AF_INET) continue;
+        if ((i->ifa_flags & IFF_BROADCAST) == 0 || i->ifa_broadaddr == nullptr || i->ifa_netmask == nullptr) continue;
+        if (ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_addr)->sin_addr.s_addr) != address) continue;
+        if (broadcast != nullptr)
+            *broadcast = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_broadaddr)->sin_addr.s_addr);
+        if (mask != nullptr) *mask = ntohl(reinterpret_cast<const sockaddr_in*>(i->ifa_netmask)->sin_addr.s_addr);
+        found = true;
+    }
+    ::freeifaddrs(list);
+    return found;
+}
+
+}  // namespace wire

@@ -1,9 +1,21 @@
-#include "platform/gvcp/address_text.h"
+#include "wire/address_text.h"
 
-#include <cctype>
 #include <cstdio>
 
-namespace gvcp {
+namespace wire {
+
+namespace {
+
+bool is_digit(char c) { return c >= '0' && c <= '9'; }
+
+int hex_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+}  // namespace
 
 std::string format_ipv4(uint32_t address) {
     char text[16];
@@ -24,22 +36,19 @@ bool parse_ipv4(const char* text, uint32_t* address) {
     }
     uint32_t value = 0;
     const char* p = text;
-    for (int part = 0; part < 4; ++part) {
-        if (part > 0) {
-            if (*p != '.') {
+    for (int field = 0; field < 4; ++field) {
+        if (field > 0 && *p++ != '.') {
+            return false;
+        }
+        if (!is_digit(*p) || (p[0] == '0' && is_digit(p[1]))) {
+            return false;  // empty field or a leading zero
+        }
+        uint32_t number = 0;
+        for (int digits = 0; is_digit(*p); ++digits, ++p) {
+            number = number * 10u + static_cast<uint32_t>(*p - '0');
+            if (digits >= 3 || number > 255u) {
                 return false;
             }
-            ++p;
-        }
-        int digits = 0;
-        uint32_t number = 0;
-        while (std::isdigit(static_cast<unsigned char>(*p)) != 0 && digits < 4) {
-            number = number * 10u + static_cast<uint32_t>(*p - '0');
-            ++p;
-            ++digits;
-        }
-        if (digits == 0 || digits > 3 || number > 255u) {
-            return false;
         }
         value = (value << 8) | number;
     }
@@ -50,15 +59,6 @@ bool parse_ipv4(const char* text, uint32_t* address) {
     return true;
 }
 
-namespace {
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-}  // namespace
-
 bool parse_mac(const char* text, MacAddress* mac) {
     if (text == nullptr || mac == nullptr) {
         return false;
@@ -66,12 +66,10 @@ bool parse_mac(const char* text, MacAddress* mac) {
     MacAddress bytes{};
     const char* p = text;
     for (size_t i = 0; i < bytes.size(); ++i) {
-        if (i > 0) {
-            if (*p != ':' && *p != '-') {
-                return false;
-            }
-            ++p;
+        if (i > 0 && *p != ':' && *p != '-') {
+            return false;
         }
+        p += i > 0 ? 1 : 0;
         const int high = hex_value(p[0]);
         const int low = high >= 0 ? hex_value(p[1]) : -1;
         if (low < 0) {
@@ -87,4 +85,4 @@ bool parse_mac(const char* text, MacAddress* mac) {
     return true;
 }
 
-}  // namespace gvcp
+}  // namespace wire

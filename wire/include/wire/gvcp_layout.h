@@ -1,18 +1,20 @@
-// GigE Vision control protocol (GVCP): wire constants shared by the library's
-// own GVCP module and by the virtual sensor.
+// GigE Vision control protocol (GVCP): the layout of commands and acks, the
+// status codes (the stream channel uses the same ones) and the bootstrap
+// registers, shared by the library's own GVCP module and the virtual sensor.
 //
-// Header-only, C++17, no dependencies. Every multi-byte field on the wire is
-// big-endian. Offsets named *_OFFSET inside a packet are counted from the
+// Header-only, C++17. Every multi-byte field on the wire is big-endian
+// (wire/byte_order.h). Offsets named *_OFFSET inside a packet are counted from the
 // first byte of the payload (just after the 8-byte header) unless their name
 // says otherwise. Bit masks are given as they appear in the 32-bit register
 // value read from the device (bit 31 = most significant).
 //
 // Append new constants at the end of the file; never renumber existing ones.
-#ifndef ORNC_PLATFORM_GVCP_GVCP_PROTOCOL_H
-#define ORNC_PLATFORM_GVCP_GVCP_PROTOCOL_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "wire/byte_order.h"
 
 namespace gvcp {
 
@@ -77,7 +79,8 @@ enum Command : uint16_t {
     ACTION_ACK = 0x0101,
 };
 
-constexpr const char* command_name(uint16_t command) {
+// Name for logs; a new code without a name is a compiler warning.
+constexpr const char* command_name(Command command) {
     switch (command) {
         case DISCOVERY_CMD:
             return "DISCOVERY_CMD";
@@ -121,16 +124,15 @@ constexpr const char* command_name(uint16_t command) {
             return "ACTION_CMD";
         case ACTION_ACK:
             return "ACTION_ACK";
-        default:
-            return "UNKNOWN_COMMAND";
     }
+    return "UNKNOWN_COMMAND";
 }
 
 // The ack answering a command carries the command code + 1.
 constexpr uint16_t ack_for(uint16_t command) { return static_cast<uint16_t>(command + 1); }
 
 // ---------------------------------------------------------------------------
-// Status codes (ack header, bytes 0-1)
+// Status codes (ack header, bytes 0-1; also the status of every stream packet)
 // ---------------------------------------------------------------------------
 enum Status : uint16_t {
     STATUS_SUCCESS = 0x0000,
@@ -161,7 +163,7 @@ enum Status : uint16_t {
     STATUS_ERROR = 0x8FFF,
 };
 
-constexpr const char* status_name(uint16_t status) {
+constexpr const char* status_name(Status status) {
     switch (status) {
         case STATUS_SUCCESS:
             return "SUCCESS";
@@ -215,9 +217,8 @@ constexpr const char* status_name(uint16_t status) {
             return "LEADER_TRAILER_OVERFLOW";
         case STATUS_ERROR:
             return "ERROR";
-        default:
-            return "UNKNOWN_STATUS";
     }
+    return "UNKNOWN_STATUS";
 }
 
 // ---------------------------------------------------------------------------
@@ -454,32 +455,4 @@ constexpr size_t kDiscoveryManufacturerInfoOffset = REG_MANUFACTURER_INFO;
 constexpr size_t kDiscoverySerialOffset = REG_SERIAL_NUMBER;
 constexpr size_t kDiscoveryUserNameOffset = REG_USER_DEFINED_NAME;
 
-// ---------------------------------------------------------------------------
-// Byte helpers (big-endian), bounds are the caller's responsibility.
-// ---------------------------------------------------------------------------
-constexpr uint16_t load_be16(const uint8_t* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
-constexpr uint32_t load_be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | static_cast<uint32_t>(p[3]);
-}
-constexpr uint64_t load_be64(const uint8_t* p) {
-    return (static_cast<uint64_t>(load_be32(p)) << 32) | load_be32(p + 4);
-}
-inline void store_be16(uint8_t* p, uint16_t v) {
-    p[0] = static_cast<uint8_t>(v >> 8);
-    p[1] = static_cast<uint8_t>(v);
-}
-inline void store_be32(uint8_t* p, uint32_t v) {
-    p[0] = static_cast<uint8_t>(v >> 24);
-    p[1] = static_cast<uint8_t>(v >> 16);
-    p[2] = static_cast<uint8_t>(v >> 8);
-    p[3] = static_cast<uint8_t>(v);
-}
-inline void store_be64(uint8_t* p, uint64_t v) {
-    store_be32(p, static_cast<uint32_t>(v >> 32));
-    store_be32(p + 4, static_cast<uint32_t>(v));
-}
-
 }  // namespace gvcp
-
-#endif  // ORNC_PLATFORM_GVCP_GVCP_PROTOCOL_H

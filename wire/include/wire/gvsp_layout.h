@@ -1,7 +1,8 @@
 // GigE Vision streaming protocol (GVSP): wire constants of the stream channel.
 //
-// Header-only, C++17, no dependencies. Every multi-byte field on the wire is
-// big-endian. Offsets are counted from the first byte of the UDP payload
+// Header-only, C++17. Every multi-byte field on the wire is big-endian
+// (wire/byte_order.h); the status at offset 0 is one of gvcp::Status
+// (wire/gvcp_layout.h). Offsets are counted from the first byte of the UDP payload
 // unless the name says they are relative to something else (the "data area",
 // i.e. the first byte after the packet header).
 //
@@ -11,11 +12,12 @@
 // at offset 4 tells them apart.
 //
 // Append new constants at the end; never renumber existing ones.
-#ifndef ORNSIM_STREAM_GVSP_PROTOCOL_H
-#define ORNSIM_STREAM_GVSP_PROTOCOL_H
+#pragma once
 
 #include <cstddef>
 #include <cstdint>
+
+#include "wire/byte_order.h"
 
 namespace gvsp {
 
@@ -74,29 +76,6 @@ enum PacketFormat : uint8_t {
     FORMAT_GENDC = 8,
 };
 
-constexpr const char* packet_format_name(uint8_t format) {
-    switch (format) {
-        case FORMAT_LEADER:
-            return "LEADER";
-        case FORMAT_TRAILER:
-            return "TRAILER";
-        case FORMAT_PAYLOAD:
-            return "PAYLOAD";
-        case FORMAT_ALL_IN:
-            return "ALL_IN";
-        case FORMAT_H264:
-            return "H264";
-        case FORMAT_MULTIZONE:
-            return "MULTIZONE";
-        case FORMAT_MULTIPART:
-            return "MULTIPART";
-        case FORMAT_GENDC:
-            return "GENDC";
-        default:
-            return "UNKNOWN_FORMAT";
-    }
-}
-
 // ---------------------------------------------------------------------------
 // Payload types (leader and trailer, 16 bits). Bit 14 marks extended chunk
 // mode: chunk data follow the payload proper.
@@ -117,39 +96,6 @@ enum PayloadType : uint16_t {
 constexpr uint16_t kPayloadExtendedChunkFlag = 0x4000;
 constexpr uint16_t kPayloadTypeMask = 0x3FFF;
 constexpr uint16_t kPayloadImageExtendedChunk = PAYLOAD_IMAGE | kPayloadExtendedChunkFlag;
-
-constexpr const char* payload_type_name(uint16_t payload_type) {
-    switch (payload_type) {
-        case PAYLOAD_IMAGE:
-            return "IMAGE";
-        case PAYLOAD_RAW_DATA:
-            return "RAW_DATA";
-        case PAYLOAD_FILE:
-            return "FILE";
-        case PAYLOAD_CHUNK_DATA:
-            return "CHUNK_DATA";
-        case PAYLOAD_EXTENDED_CHUNK_DATA:
-            return "EXTENDED_CHUNK_DATA";
-        case PAYLOAD_JPEG:
-            return "JPEG";
-        case PAYLOAD_JPEG2000:
-            return "JPEG2000";
-        case PAYLOAD_H264:
-            return "H264";
-        case PAYLOAD_MULTIZONE_IMAGE:
-            return "MULTIZONE_IMAGE";
-        case PAYLOAD_MULTIPART:
-            return "MULTIPART";
-        case PAYLOAD_GENDC:
-            return "GENDC";
-        case kPayloadImageExtendedChunk:
-            return "IMAGE_EXTENDED_CHUNK";
-        case PAYLOAD_MULTIPART | kPayloadExtendedChunkFlag:
-            return "MULTIPART_EXTENDED_CHUNK";
-        default:
-            return "UNKNOWN_PAYLOAD_TYPE";
-    }
-}
 
 // ---------------------------------------------------------------------------
 // Leader data area, common start: field_info(1) flags(1) payload_type(2)
@@ -209,37 +155,6 @@ enum PartDataType : uint16_t {
     PART_DEVICE_SPECIFIC = 0x8000,
 };
 
-constexpr const char* part_data_type_name(uint16_t data_type) {
-    switch (data_type) {
-        case PART_2D_IMAGE:
-            return "2D_IMAGE";
-        case PART_2D_PLANE_BIPLANAR:
-            return "2D_PLANE_BIPLANAR";
-        case PART_2D_PLANE_TRIPLANAR:
-            return "2D_PLANE_TRIPLANAR";
-        case PART_2D_PLANE_QUADPLANAR:
-            return "2D_PLANE_QUADPLANAR";
-        case PART_3D_IMAGE:
-            return "3D_IMAGE";
-        case PART_3D_PLANE_BIPLANAR:
-            return "3D_PLANE_BIPLANAR";
-        case PART_3D_PLANE_TRIPLANAR:
-            return "3D_PLANE_TRIPLANAR";
-        case PART_3D_PLANE_QUADPLANAR:
-            return "3D_PLANE_QUADPLANAR";
-        case PART_CONFIDENCE_MAP:
-            return "CONFIDENCE_MAP";
-        case PART_CHUNK_DATA:
-            return "CHUNK_DATA";
-        case PART_JPEG:
-            return "JPEG";
-        case PART_JPEG2000:
-            return "JPEG2000";
-        default:
-            return data_type >= PART_DEVICE_SPECIFIC ? "DEVICE_SPECIFIC" : "UNKNOWN_PART_DATA_TYPE";
-    }
-}
-
 // ---------------------------------------------------------------------------
 // Multipart payload packet: the data area starts with part_id(1) zone_info(1)
 // offset(6), then the bytes. The offset is counted from the start of the
@@ -282,112 +197,4 @@ constexpr size_t kChunkTagLengthOffset = 4;
 constexpr size_t kChunkTagSize = 8;
 constexpr size_t kChunkAlignment = 4;
 
-// ---------------------------------------------------------------------------
-// Status codes (offset 0 of every packet)
-// ---------------------------------------------------------------------------
-enum Status : uint16_t {
-    STATUS_SUCCESS = 0x0000,
-    STATUS_PACKET_RESEND = 0x0100,
-    STATUS_NOT_IMPLEMENTED = 0x8001,
-    STATUS_INVALID_PARAMETER = 0x8002,
-    STATUS_INVALID_ADDRESS = 0x8003,
-    STATUS_WRITE_PROTECT = 0x8004,
-    STATUS_BAD_ALIGNMENT = 0x8005,
-    STATUS_ACCESS_DENIED = 0x8006,
-    STATUS_BUSY = 0x8007,
-    STATUS_PACKET_UNAVAILABLE = 0x800C,
-    STATUS_DATA_OVERRUN = 0x800D,
-    STATUS_INVALID_HEADER = 0x800E,
-    STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
-    STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
-    STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
-    STATUS_NO_REF_TIME = 0x8013,
-    STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
-    STATUS_OVERFLOW = 0x8015,
-    STATUS_ACTION_LATE = 0x8016,
-    STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
-    STATUS_ERROR = 0x8FFF,
-};
-constexpr uint16_t kStatusErrorBit = 0x8000;
-
-constexpr const char* status_name(uint16_t status) {
-    switch (status) {
-        case STATUS_SUCCESS:
-            return "SUCCESS";
-        case STATUS_PACKET_RESEND:
-            return "PACKET_RESEND";
-        case STATUS_NOT_IMPLEMENTED:
-            return "NOT_IMPLEMENTED";
-        case STATUS_INVALID_PARAMETER:
-            return "INVALID_PARAMETER";
-        case STATUS_INVALID_ADDRESS:
-            return "INVALID_ADDRESS";
-        case STATUS_WRITE_PROTECT:
-            return "WRITE_PROTECT";
-        case STATUS_BAD_ALIGNMENT:
-            return "BAD_ALIGNMENT";
-        case STATUS_ACCESS_DENIED:
-            return "ACCESS_DENIED";
-        case STATUS_BUSY:
-            return "BUSY";
-        case STATUS_PACKET_UNAVAILABLE:
-            return "PACKET_UNAVAILABLE";
-        case STATUS_DATA_OVERRUN:
-            return "DATA_OVERRUN";
-        case STATUS_INVALID_HEADER:
-            return "INVALID_HEADER";
-        case STATUS_PACKET_NOT_YET_AVAILABLE:
-            return "PACKET_NOT_YET_AVAILABLE";
-        case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY:
-            return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
-        case STATUS_PACKET_REMOVED_FROM_MEMORY:
-            return "PACKET_REMOVED_FROM_MEMORY";
-        case STATUS_NO_REF_TIME:
-            return "NO_REF_TIME";
-        case STATUS_PACKET_TEMPORARILY_UNAVAILABLE:
-            return "PACKET_TEMPORARILY_UNAVAILABLE";
-        case STATUS_OVERFLOW:
-            return "OVERFLOW";
-        case STATUS_ACTION_LATE:
-            return "ACTION_LATE";
-        case STATUS_LEADER_TRAILER_OVERFLOW:
-            return "LEADER_TRAILER_OVERFLOW";
-        case STATUS_ERROR:
-            return "ERROR";
-        default:
-            return "UNKNOWN_STATUS";
-    }
-}
-
-// ---------------------------------------------------------------------------
-// Big-endian field access
-// ---------------------------------------------------------------------------
-inline void put_be16(uint8_t* p, uint16_t v) {
-    p[0] = static_cast<uint8_t>(v >> 8);
-    p[1] = static_cast<uint8_t>(v);
-}
-inline void put_be32(uint8_t* p, uint32_t v) {
-    p[0] = static_cast<uint8_t>(v >> 24);
-    p[1] = static_cast<uint8_t>(v >> 16);
-    p[2] = static_cast<uint8_t>(v >> 8);
-    p[3] = static_cast<uint8_t>(v);
-}
-inline void put_be48(uint8_t* p, uint64_t v) {
-    put_be16(p, static_cast<uint16_t>(v >> 32));
-    put_be32(p + 2, static_cast<uint32_t>(v));
-}
-inline void put_be64(uint8_t* p, uint64_t v) {
-    put_be32(p, static_cast<uint32_t>(v >> 32));
-    put_be32(p + 4, static_cast<uint32_t>(v));
-}
-inline uint16_t get_be16(const uint8_t* p) { return static_cast<uint16_t>((p[0] << 8) | p[1]); }
-inline uint32_t get_be32(const uint8_t* p) {
-    return (static_cast<uint32_t>(p[0]) << 24) | (static_cast<uint32_t>(p[1]) << 16) |
-           (static_cast<uint32_t>(p[2]) << 8) | p[3];
-}
-inline uint64_t get_be48(const uint8_t* p) { return (static_cast<uint64_t>(get_be16(p)) << 32) | get_be32(p + 2); }
-inline uint64_t get_be64(const uint8_t* p) { return (static_cast<uint64_t>(get_be32(p)) << 32) | get_be32(p + 4); }
-
 }  // namespace gvsp
-
-#endif  // ORNSIM_STREAM_GVSP_PROTOCOL_H
