@@ -10,11 +10,13 @@
 #include "environment.h"
 #include "handles.h"
 #include "log_capture.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "udp_endpoint.h"
 #include "wait.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace {
 

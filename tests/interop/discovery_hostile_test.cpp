@@ -19,9 +19,11 @@
 #include "handles.h"
 #include "log_capture.h"
 #include "loopback.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "temp_dir.h"
 #include "udp_endpoint.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace {
 
@@ -37,18 +39,18 @@ struct AckFields {
 // A complete, valid DISCOVERY_ACK for request `request_id` from `ip`.
 Bytes make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t ip) {
     Bytes ack(gvcp::kHeaderSize + gvcp::kDiscoveryAckPayloadSize, 0);
-    gvcp::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_SUCCESS);
-    gvcp::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::DISCOVERY_ACK);
-    gvcp::store_be16(&ack[gvcp::kAckLengthOffset], static_cast<uint16_t>(gvcp::kDiscoveryAckPayloadSize));
-    gvcp::store_be16(&ack[gvcp::kAckIdOffset], request_id);
+    wire::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_SUCCESS);
+    wire::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::DISCOVERY_ACK);
+    wire::store_be16(&ack[gvcp::kAckLengthOffset], static_cast<uint16_t>(gvcp::kDiscoveryAckPayloadSize));
+    wire::store_be16(&ack[gvcp::kAckIdOffset], request_id);
     uint8_t* payload = &ack[gvcp::kHeaderSize];
-    gvcp::store_be32(payload + gvcp::kDiscoveryVersionOffset, 0x00020001);
+    wire::store_be32(payload + gvcp::kDiscoveryVersionOffset, 0x00020001);
     payload[gvcp::kDiscoveryMacOffset] = 0x02;
     payload[gvcp::kDiscoveryMacOffset + 5] = 0x01;
-    gvcp::store_be32(payload + gvcp::kDiscoverySupportedIpConfigOffset, 0x7);  // persistent, DHCP, LLA
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentIpConfigOffset, 0x6);    // DHCP, LLA
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentIpOffset, ip);
-    gvcp::store_be32(payload + gvcp::kDiscoveryCurrentMaskOffset, 0xFF000000);
+    wire::store_be32(payload + gvcp::kDiscoverySupportedIpConfigOffset, 0x7);  // persistent, DHCP, LLA
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentIpConfigOffset, 0x6);    // DHCP, LLA
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentIpOffset, ip);
+    wire::store_be32(payload + gvcp::kDiscoveryCurrentMaskOffset, 0xFF000000);
     auto put = [payload](size_t offset, size_t slot, const std::string& text) {
         std::memcpy(payload + offset, text.data(), std::min(text.size(), slot));
     };
@@ -87,11 +89,11 @@ private:
             uint16_t port = 0;
             const Bytes request = socket_.receive(20, &ip, &port);
             if (request.size() < gvcp::kHeaderSize || request[gvcp::kCmdKeyOffset] != gvcp::kKey ||
-                gvcp::load_be16(&request[gvcp::kCmdCommandOffset]) != gvcp::DISCOVERY_CMD) {
+                wire::load_be16(&request[gvcp::kCmdCommandOffset]) != gvcp::DISCOVERY_CMD) {
                 continue;
             }
             ++requests_;
-            for (const Bytes& reply : script_(gvcp::load_be16(&request[gvcp::kCmdReqIdOffset])))
+            for (const Bytes& reply : script_(wire::load_be16(&request[gvcp::kCmdReqIdOffset])))
                 (other_port_ ? other_ : socket_).send(reply, ip, port);
         }
     }
@@ -141,7 +143,7 @@ const Hostile kHostiles[] = {
     {"truncated", [](Bytes& ack) { ack.resize(100); }},
     {"header only", [](Bytes& ack) { ack.resize(gvcp::kHeaderSize); }},
     {"oversized datagram", [](Bytes& ack) { ack.resize(3000, 0x41); }},
-    {"length field larger than datagram", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckLengthOffset], 0xFFFF); }},
+    {"length field larger than datagram", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckLengthOffset], 0xFFFF); }},
     {"unterminated model",
      [](Bytes& ack) { std::fill_n(field(ack, gvcp::kDiscoveryModelOffset), gvcp::MODEL_NAME_SIZE, 'X'); }},
     {"unterminated serial running into the user name",
@@ -154,13 +156,13 @@ const Hostile kHostiles[] = {
     {"broken UTF-8 in the model", [](Bytes& ack) { field(ack, gvcp::kDiscoveryModelOffset)[2] = 0xC3; }},
     {"answers another request",
      [](Bytes& ack) {
-         gvcp::store_be16(&ack[gvcp::kAckIdOffset],
-                          static_cast<uint16_t>(gvcp::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
+         wire::store_be16(&ack[gvcp::kAckIdOffset],
+                          static_cast<uint16_t>(wire::load_be16(&ack[gvcp::kAckIdOffset]) + 1));
      }},
-    {"not a discovery ack", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::READREG_ACK); }},
-    {"error status", [](Bytes& ack) { gvcp::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_BUSY); }},
+    {"not a discovery ack", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::READREG_ACK); }},
+    {"error status", [](Bytes& ack) { wire::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_BUSY); }},
     {"claims the honest peer's address",
-     [](Bytes& ack) { gvcp::store_be32(field(ack, gvcp::kDiscoveryCurrentIpOffset), orntest::ipv4(kHonestAddress)); }},
+     [](Bytes& ack) { wire::store_be32(field(ack, gvcp::kDiscoveryCurrentIpOffset), orntest::ipv4(kHonestAddress)); }},
     {"empty datagram", [](Bytes& ack) { ack.clear(); }},
 };
 

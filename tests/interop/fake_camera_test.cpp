@@ -5,8 +5,10 @@
 
 #include "ORNC.h"
 #include "aravis_fake_camera.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "udp_endpoint.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace {
 

@@ -13,9 +13,11 @@
 #include "gvcp_client.h"
 #include "ornsim/components.h"
 #include "ornsim/virtual_sensor.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "sensor.h"
 #include "stream_wire_parser.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 using namespace simtest;
 using orntest::UdpEndpoint;
@@ -143,16 +145,16 @@ struct EventPacket {
     uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
 };
 bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
-    if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || gvcp::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD)
+    if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || wire::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD)
         return false;
     if ((d[1] & gvcp::kFlagExtendedIds) == 0) return false;
     const uint8_t* p = d.data() + 8;
-    e->req_id = gvcp::load_be16(d.data() + 6);
-    e->event_id = gvcp::load_be16(p + gvcp::kEventIdOffset);
-    e->block_id = gvcp::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
-    e->timestamp = gvcp::load_be64(p + gvcp::kEventExtendedTimestampOffset);
-    e->data_frame_id = gvcp::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
-    e->data_timestamp = gvcp::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
+    e->req_id = wire::load_be16(d.data() + 6);
+    e->event_id = wire::load_be16(p + gvcp::kEventIdOffset);
+    e->block_id = wire::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
+    e->timestamp = wire::load_be64(p + gvcp::kEventExtendedTimestampOffset);
+    e->data_frame_id = wire::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
+    e->data_timestamp = wire::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
     return true;
 }
 // Copies of the next event left unacknowledged: until 400 ms of silence or
@@ -168,8 +170,8 @@ std::vector<EventPacket> unacknowledged_copies(const UdpEndpoint& host) {
 }
 void acknowledge_event(const UdpEndpoint& host, uint16_t req_id, uint32_t ip, uint16_t port) {
     std::vector<uint8_t> ack(8, 0);
-    gvcp::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
-    gvcp::store_be16(ack.data() + 6, req_id);
+    wire::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
+    wire::store_be16(ack.data() + 6, req_id);
     host.send(ack, ip, port);
 }
 
@@ -252,9 +254,9 @@ TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
     const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
     for (const uint64_t id : {cut_id, whole_id}) {
         std::vector<uint8_t> request(gvcp::kResendExtendedPayloadSize, 0);
-        gvcp::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
-        gvcp::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
-        gvcp::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, id);
+        wire::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
+        wire::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
+        wire::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, id);
         client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, request, 1, gvcp::kFlagExtendedIds));
     }
     receiver_.drain(milliseconds(300));

@@ -8,8 +8,10 @@
 #include <utility>
 #include <vector>
 
-#include "platform/gvcp/gvcp_protocol.h"
 #include "udp_endpoint.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace simtest {
 
@@ -43,12 +45,12 @@ public:
         for (int tries = 0; tries < 8; ++tries) {
             const std::vector<uint8_t> d = socket_.receive(timeout_ms);
             if (d.size() < gvcp::kHeaderSize) return Ack{};
-            if (gvcp::load_be16(d.data() + gvcp::kAckIdOffset) != id) continue;
+            if (wire::load_be16(d.data() + gvcp::kAckIdOffset) != id) continue;
             Ack a{true,
-                  gvcp::load_be16(d.data() + gvcp::kAckStatusOffset),
-                  gvcp::load_be16(d.data() + gvcp::kAckAnswerOffset),
+                  wire::load_be16(d.data() + gvcp::kAckStatusOffset),
+                  wire::load_be16(d.data() + gvcp::kAckAnswerOffset),
                   {}};
-            const size_t end = gvcp::kHeaderSize + gvcp::load_be16(d.data() + gvcp::kAckLengthOffset);
+            const size_t end = gvcp::kHeaderSize + wire::load_be16(d.data() + gvcp::kAckLengthOffset);
             if (end <= d.size()) a.payload.assign(d.begin() + gvcp::kHeaderSize, d.begin() + end);
             return a;
         }
@@ -64,33 +66,33 @@ public:
 
     Ack read_registers(const std::vector<uint32_t>& addresses) {
         std::vector<uint8_t> payload(addresses.size() * 4);
-        for (size_t i = 0; i < addresses.size(); ++i) gvcp::store_be32(payload.data() + 4 * i, addresses[i]);
+        for (size_t i = 0; i < addresses.size(); ++i) wire::store_be32(payload.data() + 4 * i, addresses[i]);
         return transact(gvcp::READREG_CMD, payload);
     }
     // Value of one register, or 0xDEADBEEF (which the tests never expect).
     uint32_t read_register(uint32_t address) {
         const Ack a = read_registers({address});
-        return a.status == gvcp::STATUS_SUCCESS && a.payload.size() >= 4 ? gvcp::load_be32(a.payload.data())
+        return a.status == gvcp::STATUS_SUCCESS && a.payload.size() >= 4 ? wire::load_be32(a.payload.data())
                                                                          : 0xDEADBEEF;
     }
     Ack write_registers(const std::vector<std::pair<uint32_t, uint32_t>>& pairs) {
         std::vector<uint8_t> payload(pairs.size() * 8);
         for (size_t i = 0; i < pairs.size(); ++i) {
-            gvcp::store_be32(payload.data() + 8 * i, pairs[i].first);
-            gvcp::store_be32(payload.data() + 8 * i + 4, pairs[i].second);
+            wire::store_be32(payload.data() + 8 * i, pairs[i].first);
+            wire::store_be32(payload.data() + 8 * i + 4, pairs[i].second);
         }
         return transact(gvcp::WRITEREG_CMD, payload);
     }
     uint16_t write_register(uint32_t address, uint32_t value) { return write_registers({{address, value}}).status; }
     Ack read_memory(uint32_t address, uint16_t count) {
         std::vector<uint8_t> payload(8, 0);
-        gvcp::store_be32(payload.data(), address);
-        gvcp::store_be16(payload.data() + 6, count);
+        wire::store_be32(payload.data(), address);
+        wire::store_be16(payload.data() + 6, count);
         return transact(gvcp::READMEM_CMD, payload);
     }
     Ack write_memory(uint32_t address, const std::vector<uint8_t>& data) {
         std::vector<uint8_t> payload(4 + data.size());
-        gvcp::store_be32(payload.data(), address);
+        wire::store_be32(payload.data(), address);
         std::copy(data.begin(), data.end(), payload.begin() + 4);
         return transact(gvcp::WRITEMEM_CMD, payload);
     }

@@ -13,8 +13,10 @@
 #include "gvcp_client.h"
 #include "ornsim/components.h"
 #include "ornsim/virtual_sensor.h"
-#include "platform/gvcp/gvcp_protocol.h"
 #include "sensor.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 using namespace simtest;
 using orntest::Block;
@@ -49,16 +51,16 @@ TEST_F(ControlChannel, ReadRegisterAnswersSeveralAddressesAndStopsAtTheFirstBadO
     ASSERT_TRUE(a.received);
     ASSERT_EQ(a.status, gvcp::STATUS_SUCCESS);
     ASSERT_EQ(a.payload.size(), 20u);
-    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 4), ip_);
-    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 8), 64u);
-    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 12), 0u);  // a 1 GHz device clock
-    EXPECT_EQ(gvcp::load_be32(a.payload.data() + 16), 1000000000u);
+    EXPECT_EQ(wire::load_be32(a.payload.data() + 4), ip_);
+    EXPECT_EQ(wire::load_be32(a.payload.data() + 8), 64u);
+    EXPECT_EQ(wire::load_be32(a.payload.data() + 12), 0u);  // a 1 GHz device clock
+    EXPECT_EQ(wire::load_be32(a.payload.data() + 16), 1000000000u);
 
     a = client_->read_registers({ornsim::reg::Height, 0x00300000, ornsim::reg::Width});
     ASSERT_TRUE(a.received);
     EXPECT_EQ(a.status, gvcp::STATUS_INVALID_ADDRESS);
     ASSERT_EQ(a.payload.size(), 4u);  // only the value read before the bad address
-    EXPECT_EQ(gvcp::load_be32(a.payload.data()), 48u);
+    EXPECT_EQ(wire::load_be32(a.payload.data()), 48u);
 }
 
 TEST_F(ControlChannel, ErrorAcksNameTheFault) {
@@ -83,7 +85,7 @@ TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSile
     ASSERT_TRUE(a.received);
     EXPECT_EQ(a.status, gvcp::STATUS_WRITE_PROTECT);
     ASSERT_EQ(a.payload.size(), 4u);
-    EXPECT_EQ(gvcp::load_be16(a.payload.data() + 2), 2u);
+    EXPECT_EQ(wire::load_be16(a.payload.data() + 2), 2u);
     EXPECT_EQ(client_->read_register(ornsim::reg::Width), 32u);  // the write after the failure was not applied
     EXPECT_EQ(client_->read_register(ornsim::reg::Height), 20u);
     // Payload size follows: the Range component first, Coord3D_ABC32f by default.
@@ -91,8 +93,8 @@ TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSile
 
     // Without the acknowledge flag the write is done and nothing answers.
     std::vector<uint8_t> silent(8);
-    gvcp::store_be32(silent.data(), ornsim::reg::Width);
-    gvcp::store_be32(silent.data() + 4, 24);
+    wire::store_be32(silent.data(), ornsim::reg::Width);
+    wire::store_be32(silent.data() + 4, 24);
     client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, silent, 300, 0));
     EXPECT_FALSE(client_->wait_ack(300, 200).received);
     EXPECT_EQ(client_->read_register(ornsim::reg::Width), 24u);
@@ -127,10 +129,10 @@ TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
     const std::string new_address = orntest::loopback(Block::sim, 250);
     std::vector<uint8_t> payload(gvcp::kForceIpCmdPayloadSize, 0);
     std::memcpy(payload.data() + gvcp::kForceIpMacOffset, kMac, 6);
-    gvcp::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
+    wire::store_be32(payload.data() + gvcp::kForceIpMaskOffset, 0xFF000000);
     EXPECT_EQ(client_->transact(gvcp::FORCEIP_CMD, payload).status, gvcp::STATUS_INVALID_PARAMETER);  // address 0
 
-    gvcp::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
+    wire::store_be32(payload.data() + gvcp::kForceIpAddressOffset, ipv4(new_address));
     payload[gvcp::kForceIpMacOffset + 5] = kHost + 1;  // another device's MAC: not for us
     EXPECT_FALSE(client_->transact(gvcp::FORCEIP_CMD, payload, gvcp::kFlagAckRequired, 300).received);
     EXPECT_EQ(sensor().current_address(), old_address);
@@ -150,7 +152,7 @@ TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
     EXPECT_FALSE(client_->wait_ack(5, 300).received);
     // Length field longer than the datagram.
     std::vector<uint8_t> truncated = GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 9);
-    gvcp::store_be16(truncated.data() + gvcp::kCmdLengthOffset, 400);
+    wire::store_be16(truncated.data() + gvcp::kCmdLengthOffset, 400);
     client_->send_raw(truncated);
     EXPECT_EQ(client_->wait_ack(9).status, gvcp::STATUS_INVALID_HEADER);
     // Request id 0 is not a request.
@@ -186,11 +188,11 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
     for (size_t i = 0; i < data.size(); ++i) data[i] = static_cast<uint8_t>(i * 7);
     Ack w = client_->write_memory(ornsim::reg::kPlainMemoryBase + 0x100, data);
     ASSERT_EQ(w.status, gvcp::STATUS_SUCCESS);
-    EXPECT_EQ(gvcp::load_be16(w.payload.data() + 2), 256u);
+    EXPECT_EQ(wire::load_be16(w.payload.data() + 2), 256u);
     Ack r = client_->read_memory(ornsim::reg::kPlainMemoryBase + 0x100, 256);
     ASSERT_EQ(r.status, gvcp::STATUS_SUCCESS);
     ASSERT_EQ(r.payload.size(), 4u + 256u);
-    EXPECT_EQ(gvcp::load_be32(r.payload.data()), ornsim::reg::kPlainMemoryBase + 0x100);
+    EXPECT_EQ(wire::load_be32(r.payload.data()), ornsim::reg::kPlainMemoryBase + 0x100);
     EXPECT_TRUE(std::equal(data.begin(), data.end(), r.payload.begin() + 4));
     // Plain memory ends where documented.
     EXPECT_EQ(client_->read_memory(ornsim::reg::kPlainMemoryBase + ornsim::reg::kPlainMemorySize - 4, 8).status,
@@ -205,7 +207,7 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
     ASSERT_EQ(d.payload.size(), gvcp::kDiscoveryAckPayloadSize);
     EXPECT_EQ(text_at(d.payload, gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE), "bench-left");
     const uint32_t all = gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT;
-    EXPECT_EQ(gvcp::load_be32(d.payload.data() + gvcp::kDiscoverySupportedIpConfigOffset) & all, all);
+    EXPECT_EQ(wire::load_be32(d.payload.data() + gvcp::kDiscoverySupportedIpConfigOffset) & all, all);
     // Writes into read-only or unmapped space change nothing.
     EXPECT_EQ(client_->write_memory(gvcp::REG_MODEL_NAME, name).status, gvcp::STATUS_WRITE_PROTECT);
     EXPECT_EQ(client_->write_memory(0x00300000, name).status, gvcp::STATUS_INVALID_ADDRESS);

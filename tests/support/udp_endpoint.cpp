@@ -8,7 +8,8 @@
 
 #include <chrono>
 
-#include "platform/gvcp/gvcp_protocol.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_packets.h"
 
 namespace orntest {
 
@@ -65,14 +66,7 @@ std::vector<uint8_t> UdpEndpoint::receive(int timeout_ms, uint32_t* from_ip, uin
 }
 
 std::vector<uint8_t> UdpEndpoint::gvcp_command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id) {
-    std::vector<uint8_t> p(gvcp::kHeaderSize + payload.size());
-    p[gvcp::kCmdKeyOffset] = gvcp::kKey;
-    p[gvcp::kCmdFlagsOffset] = gvcp::kFlagAckRequired;
-    gvcp::store_be16(p.data() + gvcp::kCmdCommandOffset, code);
-    gvcp::store_be16(p.data() + gvcp::kCmdLengthOffset, static_cast<uint16_t>(payload.size()));
-    gvcp::store_be16(p.data() + gvcp::kCmdReqIdOffset, id);
-    std::copy(payload.begin(), payload.end(), p.begin() + gvcp::kHeaderSize);
-    return p;
+    return gvcp::build_command(gvcp::kFlagAckRequired, code, id, payload);
 }
 
 std::vector<uint8_t> UdpEndpoint::gvcp_request(const std::string& device, uint16_t code,
@@ -83,19 +77,19 @@ std::vector<uint8_t> UdpEndpoint::gvcp_request(const std::string& device, uint16
         const int left =
             static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count());
         std::vector<uint8_t> ack = receive(left > 0 ? left : 1);
-        if (ack.size() >= gvcp::kHeaderSize && gvcp::load_be16(ack.data() + gvcp::kAckIdOffset) == id) return ack;
+        if (ack.size() >= gvcp::kHeaderSize && gvcp::read_ack_header(ack.data(), ack.size()).ack_id == id) return ack;
     }
     return {};
 }
 
 uint16_t UdpEndpoint::ack_status(const std::vector<uint8_t>& ack) {
-    return ack.size() >= gvcp::kHeaderSize ? gvcp::load_be16(ack.data() + gvcp::kAckStatusOffset) : 0xFFFF;
+    return ack.size() >= gvcp::kHeaderSize ? gvcp::read_ack_header(ack.data(), ack.size()).status : 0xFFFF;
 }
 
 bool ControlHolder::write_ccp(uint32_t value) {
     std::vector<uint8_t> payload(8);
-    gvcp::store_be32(payload.data(), gvcp::REG_CCP);
-    gvcp::store_be32(payload.data() + 4, value);
+    wire::store_be32(payload.data(), gvcp::REG_CCP);
+    wire::store_be32(payload.data() + 4, value);
     return UdpEndpoint::ack_status(socket_.gvcp_request(device_, gvcp::WRITEREG_CMD, payload, ++request_id_, 2000)) ==
            gvcp::STATUS_SUCCESS;
 }
