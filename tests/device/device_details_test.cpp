@@ -8,11 +8,11 @@
 
 #include "ORNC.h"
 #include "environment.h"
+#include "gvcp_client.h"
 #include "handles.h"
 #include "log_capture.h"
 #include "sensor.h"
 #include "temp_dir.h"
-#include "udp_endpoint.h"
 #include "wait.h"
 #include "wire/byte_order.h"
 #include "wire/gvcp_layout.h"

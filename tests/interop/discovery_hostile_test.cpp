@@ -38,12 +38,8 @@ struct AckFields {
 
 // A complete, valid DISCOVERY_ACK for request `request_id` from `ip`.
 Bytes make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t ip) {
-    Bytes ack(gvcp::kHeaderSize + gvcp::kDiscoveryAckPayloadSize, 0);
-    wire::store_be16(&ack[gvcp::kAckStatusOffset], gvcp::STATUS_SUCCESS);
-    wire::store_be16(&ack[gvcp::kAckAnswerOffset], gvcp::DISCOVERY_ACK);
-    wire::store_be16(&ack[gvcp::kAckLengthOffset], static_cast<uint16_t>(gvcp::kDiscoveryAckPayloadSize));
-    wire::store_be16(&ack[gvcp::kAckIdOffset], request_id);
-    uint8_t* payload = &ack[gvcp::kHeaderSize];
+    Bytes bootstrap(gvcp::kDiscoveryAckPayloadSize, 0);
+    uint8_t* payload = bootstrap.data();
     wire::store_be32(payload + gvcp::kDiscoveryVersionOffset, 0x00020001);
     payload[gvcp::kDiscoveryMacOffset] = 0x02;
     payload[gvcp::kDiscoveryMacOffset + 5] = 0x01;
@@ -58,7 +54,7 @@ Bytes make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t 
     put(gvcp::kDiscoveryModelOffset, gvcp::MODEL_NAME_SIZE, fields.model);
     put(gvcp::kDiscoveryDeviceVersionOffset, gvcp::DEVICE_VERSION_SIZE, "1.0");
     put(gvcp::kDiscoverySerialOffset, gvcp::SERIAL_NUMBER_SIZE, fields.serial);
-    return ack;
+    return gvcp::build_discovery_ack(request_id, bootstrap);
 }
 
 // A peer at <address>:3956 that answers each discovery request with what
@@ -88,12 +84,10 @@ private:
             uint32_t ip = 0;
             uint16_t port = 0;
             const Bytes request = socket_.receive(20, &ip, &port);
-            if (request.size() < gvcp::kHeaderSize || request[gvcp::kCmdKeyOffset] != gvcp::kKey ||
-                wire::load_be16(&request[gvcp::kCmdCommandOffset]) != gvcp::DISCOVERY_CMD) {
-                continue;
-            }
+            const gvcp::CommandHeader header = gvcp::read_command_header(request.data(), request.size());
+            if (header.key != gvcp::kKey || header.command != gvcp::DISCOVERY_CMD) continue;
             ++requests_;
-            for (const Bytes& reply : script_(wire::load_be16(&request[gvcp::kCmdReqIdOffset])))
+            for (const Bytes& reply : script_(header.request_id))
                 (other_port_ ? other_ : socket_).send(reply, ip, port);
         }
     }

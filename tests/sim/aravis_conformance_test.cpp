@@ -81,7 +81,7 @@ TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
                                    " --serial VS-TOOL & pid=$!; "
                                    "sleep 1; kill -" +
                                    signal + " $pid; wait $pid; echo exit=$?'";
-        simtest::GvcpClient client(simtest::ipv4(address));
+        orntest::GvcpClient client(orntest::ipv4(address));
         FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         std::string output;

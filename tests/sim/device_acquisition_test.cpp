@@ -19,7 +19,8 @@
 #include "wire/gvcp_layout.h"
 #include "wire/gvcp_packets.h"
 
-using namespace simtest;
+using orntest::GvcpClient;
+using orntest::ipv4;
 using orntest::UdpEndpoint;
 namespace reg = ornsim::reg;
 using std::chrono::milliseconds;
@@ -145,16 +146,18 @@ struct EventPacket {
     uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
 };
 bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
-    if (d.size() < 8 + 24 + 16 || d[0] != gvcp::kKey || wire::load_be16(d.data() + 2) != gvcp::EVENTDATA_CMD)
+    const gvcp::CommandHeader h = gvcp::read_command_header(d.data(), d.size());
+    if (d.size() < 8 + 24 + 16 || h.key != gvcp::kKey || h.command != gvcp::EVENTDATA_CMD ||
+        (h.flags & gvcp::kFlagExtendedIds) == 0)
         return false;
-    if ((d[1] & gvcp::kFlagExtendedIds) == 0) return false;
-    const uint8_t* p = d.data() + 8;
-    e->req_id = wire::load_be16(d.data() + 6);
-    e->event_id = wire::load_be16(p + gvcp::kEventIdOffset);
-    e->block_id = wire::load_be64(p + gvcp::kEventExtendedBlockIdOffset);
-    e->timestamp = wire::load_be64(p + gvcp::kEventExtendedTimestampOffset);
-    e->data_frame_id = wire::load_be64(p + 24 + reg::kEventFrameEndFrameIdOffset);
-    e->data_timestamp = wire::load_be64(p + 24 + reg::kEventFrameEndTimestampOffset);
+    const gvcp::EventEntry entry = gvcp::read_event_entry(d.data() + 8, d.size() - 8, true);
+    const uint8_t* data = d.data() + 8 + 24;
+    *e = {h.request_id,
+          entry.event_id,
+          entry.block_id,
+          entry.timestamp,
+          wire::load_be64(data + reg::kEventFrameEndFrameIdOffset),
+          wire::load_be64(data + reg::kEventFrameEndTimestampOffset)};
     return true;
 }
 // Copies of the next event left unacknowledged: until 400 ms of silence or
@@ -169,10 +172,7 @@ std::vector<EventPacket> unacknowledged_copies(const UdpEndpoint& host) {
     return copies;
 }
 void acknowledge_event(const UdpEndpoint& host, uint16_t req_id, uint32_t ip, uint16_t port) {
-    std::vector<uint8_t> ack(8, 0);
-    wire::store_be16(ack.data() + 2, gvcp::EVENTDATA_ACK);
-    wire::store_be16(ack.data() + 6, req_id);
-    host.send(ack, ip, port);
+    host.send(gvcp::build_ack(gvcp::STATUS_SUCCESS, gvcp::EVENTDATA_ACK, req_id), ip, port);
 }
 
 TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
@@ -253,11 +253,7 @@ TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
     // the same request for the last (whole) frame brings those packets back.
     const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
     for (const uint64_t id : {cut_id, whole_id}) {
-        std::vector<uint8_t> request(gvcp::kResendExtendedPayloadSize, 0);
-        wire::store_be32(request.data() + gvcp::kResendFirstPacketOffset, payload_packets / 2 + 1);
-        wire::store_be32(request.data() + gvcp::kResendLastPacketOffset, payload_packets + 1);
-        wire::store_be64(request.data() + gvcp::kResendExtendedBlockIdOffset, id);
-        client_->send_raw(GvcpClient::command(gvcp::PACKETRESEND_CMD, request, 1, gvcp::kFlagExtendedIds));
+        client_->send_raw(gvcp::build_resend_request(true, 1, {0, id, payload_packets / 2 + 1, payload_packets + 1}));
     }
     receiver_.drain(milliseconds(300));
     EXPECT_EQ(receiver_.blocks()[cut_id].payload.size(), payload_packets / 2);

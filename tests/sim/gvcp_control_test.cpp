@@ -18,8 +18,10 @@
 #include "wire/gvcp_layout.h"
 #include "wire/gvcp_packets.h"
 
-using namespace simtest;
+using orntest::Ack;
 using orntest::Block;
+using orntest::GvcpClient;
+using orntest::ipv4;
 using Clock = std::chrono::steady_clock;
 
 namespace {

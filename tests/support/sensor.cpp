@@ -1,7 +1,7 @@
 #include "sensor.h"
 
+#include "gvcp_client.h"
 #include "private_network.h"
-#include "udp_endpoint.h"
 
 namespace orntest {
 
@@ -18,11 +18,10 @@ ornsim::SensorConfig sensor_config(Block block, int host, const std::string& ser
 }
 
 bool answers(const std::string& address, std::chrono::milliseconds timeout) {
-    constexpr uint16_t kDiscoveryCmd = 0x0002;
-    UdpEndpoint socket("0.0.0.0");
+    GvcpClient client(ipv4(address), "0.0.0.0");
     const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (uint16_t id = 1; std::chrono::steady_clock::now() < deadline; ++id) {
-        if (!socket.gvcp_request(address, kDiscoveryCmd, {}, id, 100).empty()) return true;
+    while (std::chrono::steady_clock::now() < deadline) {
+        if (client.transact(gvcp::DISCOVERY_CMD, {}, gvcp::kFlagAckRequired, 100).received) return true;
     }
     return false;
 }

@@ -6,11 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <chrono>
-
-#include "wire/byte_order.h"
-#include "wire/gvcp_packets.h"
-
 namespace orntest {
 
 uint32_t ipv4(const std::string& text) {
@@ -63,35 +58,6 @@ std::vector<uint8_t> UdpEndpoint::receive(int timeout_ms, uint32_t* from_ip, uin
     if (from_ip != nullptr) *from_ip = ntohl(a.sin_addr.s_addr);
     if (from_port != nullptr) *from_port = ntohs(a.sin_port);
     return buffer;
-}
-
-std::vector<uint8_t> UdpEndpoint::gvcp_command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id) {
-    return gvcp::build_command(gvcp::kFlagAckRequired, code, id, payload);
-}
-
-std::vector<uint8_t> UdpEndpoint::gvcp_request(const std::string& device, uint16_t code,
-                                               const std::vector<uint8_t>& payload, uint16_t id, int timeout_ms) const {
-    if (!send(gvcp_command(code, payload, id), ipv4(device), gvcp::kPort)) return {};
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(timeout_ms);
-    for (auto now = std::chrono::steady_clock::now(); now < deadline; now = std::chrono::steady_clock::now()) {
-        const int left =
-            static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count());
-        std::vector<uint8_t> ack = receive(left > 0 ? left : 1);
-        if (ack.size() >= gvcp::kHeaderSize && gvcp::read_ack_header(ack.data(), ack.size()).ack_id == id) return ack;
-    }
-    return {};
-}
-
-uint16_t UdpEndpoint::ack_status(const std::vector<uint8_t>& ack) {
-    return ack.size() >= gvcp::kHeaderSize ? gvcp::read_ack_header(ack.data(), ack.size()).status : 0xFFFF;
-}
-
-bool ControlHolder::write_ccp(uint32_t value) {
-    std::vector<uint8_t> payload(8);
-    wire::store_be32(payload.data(), gvcp::REG_CCP);
-    wire::store_be32(payload.data() + 4, value);
-    return UdpEndpoint::ack_status(socket_.gvcp_request(device_, gvcp::WRITEREG_CMD, payload, ++request_id_, 2000)) ==
-           gvcp::STATUS_SUCCESS;
 }
 
 }  // namespace orntest

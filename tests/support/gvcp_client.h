@@ -1,10 +1,12 @@
-// A raw GVCP client for the sensor's tests: commands built byte by byte and
-// acknowledges read from a real UDP socket on loopback, so the tests see
-// exactly what any host on the wire would see.
+// A raw GVCP client: commands built by the tests and acknowledges read from
+// a real UDP socket, so the tests see exactly what any host on the wire
+// would see. Also what another application holding a device's control
+// privilege does.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -13,9 +15,7 @@
 #include "wire/gvcp_layout.h"
 #include "wire/gvcp_packets.h"
 
-namespace simtest {
-
-using orntest::ipv4;
+namespace orntest {
 
 struct Ack {
     bool received = false;
@@ -26,13 +26,13 @@ struct Ack {
 
 class GvcpClient {
 public:
-    explicit GvcpClient(uint32_t device_ip) : device_ip_(device_ip) {}
+    // From `local_ip` ("0.0.0.0" reaches devices beyond loopback too).
+    explicit GvcpClient(uint32_t device_ip, const std::string& local_ip = "127.0.0.1")
+        : socket_(local_ip), device_ip_(device_ip) {}
 
     static std::vector<uint8_t> command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id,
                                         uint8_t flags = gvcp::kFlagAckRequired) {
-        std::vector<uint8_t> p = orntest::UdpEndpoint::gvcp_command(code, payload, id);
-        p[gvcp::kCmdFlagsOffset] = flags;
-        return p;
+        return gvcp::build_command(flags, code, id, payload);
     }
     void send_raw(const std::vector<uint8_t>& bytes) { socket_.send(bytes, device_ip_, gvcp::kPort); }
     // Discards every pending datagram (bounded: stops after 100 ms of quiet).
@@ -45,17 +45,16 @@ public:
         for (int tries = 0; tries < 8; ++tries) {
             const std::vector<uint8_t> d = socket_.receive(timeout_ms);
             if (d.size() < gvcp::kHeaderSize) return Ack{};
-            if (wire::load_be16(d.data() + gvcp::kAckIdOffset) != id) continue;
-            Ack a{true,
-                  wire::load_be16(d.data() + gvcp::kAckStatusOffset),
-                  wire::load_be16(d.data() + gvcp::kAckAnswerOffset),
-                  {}};
-            const size_t end = gvcp::kHeaderSize + wire::load_be16(d.data() + gvcp::kAckLengthOffset);
+            const gvcp::AckHeader h = gvcp::read_ack_header(d.data(), d.size());
+            if (h.ack_id != id) continue;
+            Ack a{true, h.status, h.answer, {}};
+            const size_t end = gvcp::kHeaderSize + h.length;
             if (end <= d.size()) a.payload.assign(d.begin() + gvcp::kHeaderSize, d.begin() + end);
             return a;
         }
         return Ack{};
     }
+    // Sends a command with the next request id and waits for its acknowledge.
     Ack transact(uint16_t code, const std::vector<uint8_t>& payload, uint8_t flags = gvcp::kFlagAckRequired,
                  int timeout_ms = 1000) {
         id_ = static_cast<uint16_t>(id_ == 0xFFFF ? 1 : id_ + 1);
@@ -101,9 +100,19 @@ public:
     }
 
 private:
-    orntest::UdpEndpoint socket_;
+    UdpEndpoint socket_;
     uint32_t device_ip_;
     uint16_t id_ = 0;
 };
 
-}  // namespace simtest
+// Holds control of a device from a socket of its own, as another
+// application would; gives control back when it goes.
+class ControlHolder : public GvcpClient {
+public:
+    explicit ControlHolder(const std::string& device) : GvcpClient(ipv4(device), "0.0.0.0") {}
+    ~ControlHolder() { take_control(0); }
+    // True when the device acknowledged the write of the privilege bits.
+    bool write_ccp(uint32_t value) { return take_control(value); }
+};
+
+}  // namespace orntest
