@@ -52,19 +52,14 @@ std::string SensorFleet::add(const ornsim::SensorConfig& config) {
 
 SensorProcess::SensorProcess(const std::string& binary, const ornsim::SensorConfig& config,
                              const std::vector<std::string>& extra) {
-    std::vector<std::string> argv = {binary,
-                                     "--address",
-                                     config.address,
-                                     "--serial",
-                                     config.serial,
-                                     "--mac",
-                                     config.mac,
-                                     "--width",
-                                     std::to_string(config.width),
-                                     "--height",
-                                     std::to_string(config.height),
-                                     "--fps",
-                                     std::to_string(config.fps)};
+    std::vector<std::string> argv{binary};
+    for (const auto& [option, value] : {std::pair<const char*, std::string>{"--address", config.address},
+                                        {"--serial", config.serial},
+                                        {"--mac", config.mac},
+                                        {"--width", std::to_string(config.width)},
+                                        {"--height", std::to_string(config.height)},
+                                        {"--fps", std::to_string(config.fps)}})
+        argv.insert(argv.end(), {option, value});
     if (!config.genicam_file.empty()) argv.insert(argv.end(), {"--genicam", config.genicam_file});
     argv.insert(argv.end(), extra.begin(), extra.end());
     pid_ = spawn(argv);

@@ -96,7 +96,6 @@ public:
     SensorProcess& operator=(const SensorProcess&) = delete;
 
     bool ok() const { return ok_; }
-    pid_t pid() const { return pid_; }
 
 private:
     pid_t pid_ = -1;
