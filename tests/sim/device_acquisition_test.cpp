@@ -39,33 +39,23 @@ protected:
         ASSERT_TRUE(scope_.ok()) << scope_.error();
         ASSERT_TRUE(receiver_.ok());
         ASSERT_TRUE(client_->take_control());
-        ASSERT_EQ(
-            client_
-                ->write_registers(
-                    {{gvcp::REG_SCDA0, ipv4("127.0.0.1")}, {gvcp::REG_SCP0, receiver_.port()}, {gvcp::REG_SCPS0, 1500}})
-                .status,
-            gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(
+            write({{gvcp::REG_SCDA0, ipv4("127.0.0.1")}, {gvcp::REG_SCP0, receiver_.port()}, {gvcp::REG_SCPS0, 1500}}));
     }
 
     void set_frame_rate(double hz) {
         const uint64_t bits = f64_bits(hz);
-        ASSERT_EQ(client_
-                      ->write_registers({{reg::AcquisitionFrameRate, static_cast<uint32_t>(bits >> 32)},
-                                         {reg::AcquisitionFrameRate + 4, static_cast<uint32_t>(bits)}})
-                      .status,
-                  gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(write({{reg::AcquisitionFrameRate, static_cast<uint32_t>(bits >> 32)},
+                           {reg::AcquisitionFrameRate + 4, static_cast<uint32_t>(bits)}}));
     }
     // Message channel to `host`, FrameEnd events on, retried every 100 ms twice.
     void open_message_channel(const UdpEndpoint& host) {
-        ASSERT_EQ(client_
-                      ->write_registers({{gvcp::REG_MCDA, ipv4("127.0.0.1")},
-                                         {gvcp::REG_MCP, host.port()},
-                                         {gvcp::REG_MCTT, 100},
-                                         {gvcp::REG_MCRC, 2},
-                                         {reg::EventSelector, reg::kEventFrameEnd},
-                                         {reg::EventNotification, 1}})
-                      .status,
-                  gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(write({{gvcp::REG_MCDA, ipv4("127.0.0.1")},
+                           {gvcp::REG_MCP, host.port()},
+                           {gvcp::REG_MCTT, 100},
+                           {gvcp::REG_MCRC, 2},
+                           {reg::EventSelector, reg::kEventFrameEnd},
+                           {reg::EventNotification, 1}}));
     }
     size_t complete_blocks() {
         size_t n = 0;
@@ -76,6 +66,10 @@ protected:
         return receiver_.pump([&] { return complete_blocks() >= n; }, timeout);
     }
     uint32_t read(uint32_t address) { return client_->read_register(address); }
+    // True when the device acknowledged writing every (address, value) pair.
+    bool write(const std::vector<std::pair<uint32_t, uint32_t>>& pairs) {
+        return client_->write_registers(pairs).status == gvcp::STATUS_SUCCESS;
+    }
 
     orntest::SensorScope scope_{orntest::sensor_config(orntest::Block::sim, 2, "VS-ACQ-1", 64, 48, 20.0)};
     ornsim::VirtualSensor* sensor_ = &scope_.sensor();
@@ -91,9 +85,8 @@ TEST_F(Acquisition, FiniteModesStopByThemselves) {
     for (const auto& [mode, count] :
          {std::pair<uint32_t, size_t>{reg::kAcquisitionModeSingleFrame, 1}, {reg::kAcquisitionModeMultiFrame, 3}}) {
         receiver_.blocks().clear();
-        ASSERT_EQ(client_->write_registers({{reg::AcquisitionMode, mode}, {reg::AcquisitionFrameCount, 3}}).status,
-                  gvcp::STATUS_SUCCESS);
-        ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+        ASSERT_TRUE(write({{reg::AcquisitionMode, mode}, {reg::AcquisitionFrameCount, 3}}));
+        ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
         ASSERT_TRUE(wait_blocks(count)) << mode;
         receiver_.drain(milliseconds(300));
         EXPECT_EQ(receiver_.blocks().size(), count) << mode;
@@ -105,38 +98,32 @@ TEST_F(Acquisition, FiniteModesStopByThemselves) {
 // library in tests/device and tests/hostile.
 TEST_F(Acquisition, ContinuousModeRunsUntilStoppedAndFrameShapeIsBusyMeanwhile) {
     set_frame_rate(50.0);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_BUSY);
     EXPECT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_BUSY);
-    EXPECT_EQ(client_->write_register(reg::ExposureTime, static_cast<uint32_t>(f64_bits(500.0) >> 32)),
-              gvcp::STATUS_SUCCESS);
+    EXPECT_TRUE(write({{reg::ExposureTime, static_cast<uint32_t>(f64_bits(500.0) >> 32)}}));
     ASSERT_TRUE(wait_blocks(5));
     EXPECT_EQ(read(reg::AcquisitionStatus), 1u);
     EXPECT_EQ(read(reg::Width), 64u);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionStop, 1}}));
     receiver_.drain(milliseconds(200));
     const size_t after_stop = receiver_.blocks().size();
     receiver_.drain(milliseconds(300));
     EXPECT_EQ(receiver_.blocks().size(), after_stop);  // nothing after the stop
-    EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_SUCCESS);
+    EXPECT_TRUE(write({{reg::Width, 32}}));
 }
 
 TEST_F(Acquisition, PayloadSizeFollowsComponentsMultipartAndChunks) {
     // The frames themselves are checked part by part in the sender's tests and
     // through Aravis in the stream tests; here the register that sizes buffers.
-    ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART), gvcp::STATUS_SUCCESS);
-    ASSERT_EQ(client_
-                  ->write_registers(
-                      {{reg::ComponentSelector, 0}, {reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16}})
-                  .status,
-              gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{gvcp::REG_SCCFG0, gvcp::SCCFG_MULTIPART}}));
+    ASSERT_TRUE(write({{reg::ComponentSelector, 0}, {reg::ComponentPixelFormat, ornsim::kPixelFormatCoord3D_C16}}));
     EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u + 1u));  // a part per component
     // Intensity off, chunks on: two image parts and a chunk part.
-    ASSERT_EQ(client_->write_registers({{reg::ComponentEnable + 4 * 1, 0}, {reg::ChunkModeActive, 1}}).status,
-              gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::ComponentEnable + 4 * 1, 0}, {reg::ChunkModeActive, 1}}));
     EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * (2u + 1u) + 2u * (8u + 8u));
     // Single image: the first enabled component, its chunk tag, the chunks.
-    ASSERT_EQ(client_->write_register(gvcp::REG_SCCFG0, 0), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{gvcp::REG_SCCFG0, 0}}));
     EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * 2u + 8u + 2u * 16u);
 }
 
@@ -178,8 +165,8 @@ void acknowledge_event(const UdpEndpoint& host, uint16_t req_id, uint32_t ip, ui
 TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
     UdpEndpoint host;
     open_message_channel(host);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame), gvcp::STATUS_SUCCESS);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionMode, reg::kAcquisitionModeSingleFrame}}));
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     ASSERT_TRUE(wait_blocks(1));
     // Never acknowledged: the first send and MCRC retries, MCTT apart.
     const std::vector<EventPacket> copies = unacknowledged_copies(host);
@@ -196,7 +183,7 @@ TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
     EXPECT_EQ(copies[0].timestamp, leader.timestamp);
 
     // Acknowledged: sent once.
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     uint32_t device_ip = 0;
     uint16_t device_port = 0;
     std::vector<uint8_t> d = host.receive(2000, &device_ip, &device_port);
@@ -215,12 +202,9 @@ TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
     sensor_->set_faults(faults);
     set_frame_rate(50.0);
     constexpr size_t kFrames = 7;
-    ASSERT_EQ(client_
-                  ->write_registers(
-                      {{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame}, {reg::AcquisitionFrameCount, kFrames}})
-                  .status,
-              gvcp::STATUS_SUCCESS);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(
+        write({{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame}, {reg::AcquisitionFrameCount, kFrames}}));
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     ASSERT_TRUE(receiver_.pump(
         [&] { return receiver_.blocks().size() == kFrames && receiver_.blocks().rbegin()->second.complete(); }));
     receiver_.drain(milliseconds(300));
@@ -302,9 +286,9 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
     ornsim::FaultSwitches faults;
     faults.event_flood_per_s = kFloodPerS;
     sensor_->set_faults(faults);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     serve(1000);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStop, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{reg::AcquisitionStop, 1}}));
     // Some 200 in the second; a loaded machine may keep fewer, never more.
     EXPECT_GE(flood_ids.size(), static_cast<size_t>(kFloodPerS / 4));
     EXPECT_LE(flood_ids.size(), static_cast<size_t>(kFloodPerS * 1.1) + 1);
@@ -328,8 +312,8 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
 }
 
 TEST_F(Acquisition, SilentControllerLosesControlAndTheStreamAfterTheHeartbeatTimeout) {
-    ASSERT_EQ(client_->write_register(gvcp::REG_HEARTBEAT_TIMEOUT, 500), gvcp::STATUS_SUCCESS);
-    ASSERT_EQ(client_->write_register(reg::AcquisitionStart, 1), gvcp::STATUS_SUCCESS);
+    ASSERT_TRUE(write({{gvcp::REG_HEARTBEAT_TIMEOUT, 500}}));
+    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     ASSERT_TRUE(wait_blocks(2));
     GvcpClient other(ip_);
     // Commands keep the privilege alive past the timeout...
