@@ -127,24 +127,19 @@ TEST_F(Acquisition, PayloadSizeFollowsComponentsMultipartAndChunks) {
     EXPECT_EQ(read(reg::PayloadSize), 64u * 48u * 2u + 8u + 2u * 16u);
 }
 
-// EVENTDATA from the message channel: the command and its fields.
+// EVENTDATA from the message channel: its request id and its event. The
+// FrameEnd data (frame id, timestamp) is read through the library in
+// tests/device (Events.FrameEndEventsCarryTheFramesIdAndTimestamp...).
 struct EventPacket {
-    uint16_t req_id = 0, event_id = 0;
-    uint64_t block_id = 0, timestamp = 0, data_frame_id = 0, data_timestamp = 0;
+    uint16_t req_id = 0;
+    gvcp::EventEntry entry;
 };
 bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
     const gvcp::CommandHeader h = gvcp::read_command_header(d.data(), d.size());
     if (d.size() < 8 + 24 + 16 || h.key != gvcp::kKey || h.command != gvcp::EVENTDATA_CMD ||
         (h.flags & gvcp::kFlagExtendedIds) == 0)
         return false;
-    const gvcp::EventEntry entry = gvcp::read_event_entry(d.data() + 8, d.size() - 8, true);
-    const uint8_t* data = d.data() + 8 + 24;
-    *e = {h.request_id,
-          entry.event_id,
-          entry.block_id,
-          entry.timestamp,
-          wire::load_be64(data + reg::kEventFrameEndFrameIdOffset),
-          wire::load_be64(data + reg::kEventFrameEndTimestampOffset)};
+    *e = {h.request_id, gvcp::read_event_entry(d.data() + 8, d.size() - 8, true)};
     return true;
 }
 // Copies of the next event left unacknowledged: until 400 ms of silence or
@@ -173,14 +168,12 @@ TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
     ASSERT_EQ(copies.size(), 3u);
     for (const EventPacket& e : copies) {
         EXPECT_EQ(e.req_id, copies[0].req_id);
-        EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
-        EXPECT_EQ(e.block_id, receiver_.blocks().begin()->first);
-        EXPECT_EQ(e.data_frame_id, e.block_id);
-        EXPECT_EQ(e.data_timestamp, e.timestamp);
+        EXPECT_EQ(e.entry.event_id, reg::kEventIdFrameEnd);
+        EXPECT_EQ(e.entry.block_id, receiver_.blocks().begin()->first);
     }
     stream_test::ImageLeader leader{};
     ASSERT_TRUE(stream_test::decode_image_leader(*receiver_.blocks().begin()->second.leader, &leader));
-    EXPECT_EQ(copies[0].timestamp, leader.timestamp);
+    EXPECT_EQ(copies[0].entry.timestamp, leader.timestamp);
 
     // Acknowledged: sent once.
     ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
@@ -269,13 +262,11 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
             if (d.empty() || !parse_event(d, &e)) continue;
             ++received;
             EXPECT_EQ(ip, ip_);
-            EXPECT_EQ(e.event_id, reg::kEventIdFrameEnd);
-            EXPECT_EQ(e.data_frame_id, e.block_id);
-            EXPECT_EQ(e.data_timestamp, e.timestamp);
-            if (e.block_id == 0) {
+            EXPECT_EQ(e.entry.event_id, reg::kEventIdFrameEnd);
+            if (e.entry.block_id == 0) {
                 flood_ids.insert(e.req_id);
             } else {
-                frame_events.insert(e.block_id);
+                frame_events.insert(e.entry.block_id);
             }
             acknowledge_event(host, e.req_id, ip, port);
         }
@@ -300,7 +291,7 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
     // nothing else is sent while it is in flight.
     const std::vector<EventPacket> copies = unacknowledged_copies(host);
     ASSERT_EQ(copies.size(), 3u);
-    EXPECT_EQ(copies[0].block_id, 0u);
+    EXPECT_EQ(copies[0].entry.block_id, 0u);
     flood_ids.insert(copies[0].req_id);
 
     // Switched off, the channel falls quiet; its count is what the host saw.
