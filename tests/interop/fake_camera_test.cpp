@@ -6,9 +6,7 @@
 #include "ORNC.h"
 #include "aravis_fake_camera.h"
 #include "gvcp_client.h"
-#include "wire/byte_order.h"
 #include "wire/gvcp_layout.h"
-#include "wire/gvcp_packets.h"
 
 namespace {
 
