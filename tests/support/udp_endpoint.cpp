@@ -6,11 +6,13 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include "wire/address_text.h"
+
 namespace orntest {
 
 uint32_t ipv4(const std::string& text) {
-    in_addr a{};
-    return inet_pton(AF_INET, text.c_str(), &a) == 1 ? ntohl(a.s_addr) : 0;
+    uint32_t address = 0;
+    return wire::parse_ipv4(text, &address) ? address : 0;
 }
 
 UdpEndpoint::UdpEndpoint(const std::string& local_ip, int receive_buffer, uint16_t local_port) {
