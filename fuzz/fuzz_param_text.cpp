@@ -22,7 +22,9 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
@@ -61,9 +63,9 @@ public:
         config.serial = "FUZZTEXT";
         config.mac = "02:63:00:00:00:01";
         xml_path_ = "/tmp/ornc-fuzz-param-" + std::to_string(::getpid()) + ".xml";
-        camtest::write_file(xml_path_, camtest::range_test_xml(config));
+        orntest::write_file(xml_path_, orntest::range_test_xml(config));
         config.genicam_file = xml_path_;
-        sensor_ = std::make_unique<camtest::SensorScope>(config);
+        sensor_ = std::make_unique<orntest::SensorScope>(config);
         if (!sensor_->ok()) fail("sensor: " + sensor_->error());
         ORNCInit(&ornc_);
         if (ORNCConnectByIPAddress(&ornc_, nullptr, config.address.c_str()) != ORNC_OK) fail("connect failed");
@@ -102,7 +104,7 @@ private:
     }
 
     std::string xml_path_;
-    std::unique_ptr<camtest::SensorScope> sensor_;
+    std::unique_ptr<orntest::SensorScope> sensor_;
     ornc_t ornc_{nullptr};
     std::vector<ornc_param_t*> targets_;
     ornc_param_t* alive_ = nullptr;

@@ -68,19 +68,19 @@ TEST_F(Delivery, MultipartPartsArriveInOrderAsRenderedWithoutTheChunkPart) {
         for (size_t i = 0; i < vectors.size(); ++i) {
             const auto& parts = vectors[i];
             ASSERT_EQ(parts.size(), c.parts.size()) << "frame " << i;
-            const uint64_t f = acqtest::frame_from_intensity(parts[intensity]);
+            const uint64_t f = orntest::frame_from_intensity(parts[intensity]);
             for (size_t p = 0; p < parts.size(); ++p) {
                 EXPECT_EQ(parts[p].type, c.parts[p]) << "frame " << i << " part " << p;
                 EXPECT_EQ(parts[p].width, c.parts[p] == 0 ? 0 : 128);
                 EXPECT_EQ(parts[p].height, c.parts[p] == 0 ? 0 : 96);
                 EXPECT_EQ(parts[p].empty, c.parts[p] == 0);
                 if (c.parts[p] != 0) {
-                    EXPECT_EQ(acqtest::check_part(parts[p], f), "") << "frame " << i << " part " << p;
+                    EXPECT_EQ(orntest::check_part(parts[p], f), "") << "frame " << i << " part " << p;
                 }
             }
             // Consecutive deliveries are consecutive frames while nothing is lost.
             if (i > 0) {
-                EXPECT_EQ(f, (acqtest::frame_from_intensity(vectors[i - 1][intensity]) + 1) % 256);
+                EXPECT_EQ(f, (orntest::frame_from_intensity(vectors[i - 1][intensity]) + 1) % 256);
             }
         }
     }
@@ -100,7 +100,7 @@ TEST_F(Delivery, WithMultipartOffSingleImagesReachTheImageCallback) {
         EXPECT_EQ(image.type, static_cast<orn_pixel_t>(ORN_PIX_ABC32F));
         EXPECT_EQ(image.width, 128);
         EXPECT_EQ(image.height, 96);
-        EXPECT_EQ(acqtest::check_range_any_frame(image), "");
+        EXPECT_EQ(orntest::check_range_any_frame(image), "");
     }
 }
 
@@ -122,7 +122,7 @@ TEST_F(Delivery, ARestartAfterThePayloadGrewDeliversTheBiggerFrames) {
     for (size_t i = static_cast<size_t>(before); i < vectors.size(); ++i) {
         ASSERT_EQ(vectors[i].size(), 3u);
         EXPECT_EQ(vectors[i][0].type, static_cast<orn_pixel_t>(ORN_PIX_ABC32F));
-        EXPECT_EQ(acqtest::check_part(vectors[i][0], acqtest::frame_from_intensity(vectors[i][1])), "");
+        EXPECT_EQ(orntest::check_part(vectors[i][0], orntest::frame_from_intensity(vectors[i][1])), "");
     }
 }
 

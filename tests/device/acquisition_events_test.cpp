@@ -16,6 +16,7 @@
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
+#include "log_capture.h"
 
 namespace {
 
@@ -43,7 +44,7 @@ struct EventLog {
         event.items = ORNCGetParameterListCount(list);
         for (int i = 0; i < event.items; ++i) {
             ornc_param_t* item = ORNCGetParameterListIndex(list, i);
-            const std::string name = camtest::param_name(item);
+            const std::string name = orntest::param_name(item);
             if (name == "EventFrameEndFrameID") event.frame_id_status = ORNCParamGetIntegerValue(item, &event.frame_id);
             if (name == "EventFrameEndTimestamp") {
                 event.timestamp_status = ORNCParamGetUIntegerValue(item, &event.timestamp_low);
@@ -84,7 +85,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     std::set<uint64_t> shown;
     for (const auto& parts : recorder.vectors()) {
         ASSERT_EQ(parts.size(), 3u);
-        shown.insert(acqtest::frame_from_intensity(parts[1]));
+        shown.insert(orntest::frame_from_intensity(parts[1]));
     }
     {
         std::lock_guard<std::mutex> guard(log.lock);

@@ -57,11 +57,11 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     // Every delivered frame is whole: its contents match the scene.
     for (const auto& parts : recorder.vectors()) {
         ASSERT_EQ(parts.size(), 3u);
-        const uint64_t f = acqtest::frame_from_intensity(parts[1]);
+        const uint64_t f = orntest::frame_from_intensity(parts[1]);
         const orn_pixel_t types[] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
         for (size_t p = 0; p < 3; ++p) {
             EXPECT_EQ(parts[p].type, types[p]);
-            EXPECT_EQ(acqtest::check_part(parts[p], f), "");
+            EXPECT_EQ(orntest::check_part(parts[p], f), "");
         }
     }
 }

@@ -14,6 +14,9 @@
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
+#include "log_capture.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
@@ -129,10 +132,10 @@ TEST_F(Modes, ModeSettersCheckTheirRangeAndATriggeredStartAndStopLogTheirSteps) 
 // The sensor's own file with some features renamed away.
 std::string file_without(orntest::TempWorkDir& workdir, const ornsim::SensorConfig& config,
                          std::initializer_list<const char*> features) {
-    std::string xml = camtest::builtin_xml(config);
-    for (const char* feature : features) xml = camtest::rename_feature(xml, feature, std::string("Renamed") + feature);
+    std::string xml = orntest::builtin_xml(config);
+    for (const char* feature : features) xml = orntest::rename_feature(xml, feature, std::string("Renamed") + feature);
     const std::string file = workdir.path() + "/reduced.xml";
-    camtest::write_file(file, xml);
+    orntest::write_file(file, xml);
     return file;
 }
 

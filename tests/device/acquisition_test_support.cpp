@@ -5,37 +5,13 @@
 #include <algorithm>
 #include <thread>
 
-#include "scene.h"
+#include "handles.h"
+#include "sensor.h"
 
 namespace acqtest {
 
-std::string address(int host) { return "127.0.60." + std::to_string(host); }
-
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width, uint32_t height, double fps) {
-    ornsim::SensorConfig config;
-    config.address = address(host);
-    config.serial = serial;
-    config.mac = "02:00:00:00:60:" + std::to_string(10 + host % 90);
-    config.width = width;
-    config.height = height;
-    config.fps = fps;
-    return config;
-}
-
-Connection::Connection(const std::string& serial) {
-    if (ORNCInit(&ornc_) != ORNC_OK) return;
-    status_ = ORNCConnectBySerialNumber(&ornc_, nullptr, serial.c_str());
-}
-
-Connection::~Connection() {
-    ORNCDisconnect(&ornc_);
-    ORNCDestroy(&ornc_);
-}
-
-ornc_param_t* Connection::param(const char* name) {
-    ornc_param_t* p = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc_), name);
-    EXPECT_NE(p, nullptr) << "no device parameter " << name;
-    return p;
+    return orntest::sensor_config(orntest::Block::acquisition, host, serial, width, height, fps);
 }
 
 ornc_status_t Connection::set_enum(const char* name, const char* entry) {
@@ -45,7 +21,7 @@ ornc_status_t Connection::set_int(const char* name, int value) { return ORNCPara
 ornc_status_t Connection::set_bool(const char* name, bool value) {
     return ORNCParamSetBooleanValue(param(name), value ? 1 : 0);
 }
-std::string Connection::value(const char* name) { return camtest::value_text(param(name)); }
+std::string Connection::value(const char* name) { return orntest::value_text(param(name)); }
 
 void Connection::configure_component(const char* component, bool enable, const char* pixel_format) {
     ASSERT_EQ(set_enum("ComponentSelector", component), ORNC_OK) << component;
@@ -64,32 +40,11 @@ void Connection::set_chunks(bool active) {
 }
 
 void SensorTest::start_sensor(const ornsim::SensorConfig& config, bool connect) {
-    sensor_ = std::make_unique<camtest::SensorScope>(config);
-    ASSERT_TRUE(sensor_->ok()) << sensor_->error();
-    if (!connect) return;
+    start(config);
+    if (!connect || HasFatalFailure()) return;
     connection_ = std::make_unique<Connection>(config.serial);
     ASSERT_EQ(connection_->status(), ORNC_OK);
 }
-
-namespace {
-
-ImageCopy copy_of(const orn_image_t& image) {
-    ImageCopy copy;
-    copy.width = image.width;
-    copy.height = image.height;
-    copy.pixelsize = image.pixelsize;
-    copy.type = image.type;
-    copy.empty = image.data == nullptr;
-    if (!copy.empty && image.width > 0 && image.height > 0 && image.pixelsize > 0) {
-        const size_t size =
-            static_cast<size_t>(image.width) * static_cast<size_t>(image.height) * static_cast<size_t>(image.pixelsize);
-        const uint8_t* data = static_cast<const uint8_t*>(image.data);
-        copy.bytes.assign(data, data + size);
-    }
-    return copy;
-}
-
-}  // namespace
 
 void Recorder::attach(ornc_t* ornc) {
     ORNCSetImageCallback(ornc, &Recorder::OnImage, this);
@@ -97,13 +52,14 @@ void Recorder::attach(ornc_t* ornc) {
 }
 
 void Recorder::OnImage(orn_image_t* image, void* self) {
-    static_cast<Recorder*>(self)->record(image == nullptr, [&](Recorder& r) { r.images_.push_back(copy_of(*image)); });
+    static_cast<Recorder*>(self)->record(image == nullptr,
+                                         [&](Recorder& r) { r.images_.push_back(orntest::copy_of(*image)); });
 }
 
 void Recorder::OnVector(orn_image_vec_t* vec, void* self) {
     static_cast<Recorder*>(self)->record(vec == nullptr, [&](Recorder& r) {
         std::vector<ImageCopy> parts;
-        for (int i = 0; i < vec->used; ++i) parts.push_back(copy_of(vec->image[i]));
+        for (int i = 0; i < vec->used; ++i) parts.push_back(orntest::copy_of(vec->image[i]));
         r.vectors_.push_back(std::move(parts));
     });
 }
@@ -132,48 +88,6 @@ bool Recorder::wait_frames(int count, std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> guard(lock_);
     return changed_.wait_for(guard, timeout,
                              [&] { return static_cast<int>(vectors_.size() + images_.size()) >= count; });
-}
-
-uint64_t frame_from_intensity(const ImageCopy& intensity) {
-    if (intensity.bytes.empty()) return 0;
-    return (171u * intensity.bytes[0]) % 256u;  // 171 is the inverse of 3 modulo 256
-}
-
-std::string check_part(const ImageCopy& part, uint64_t f) {
-    if (part.empty || part.bytes.empty()) return "empty image";
-    const ornsim::SceneConfig scene{static_cast<uint32_t>(part.width), static_cast<uint32_t>(part.height),
-                                    ornsim::kSceneDefaultC16ScaleMm, ornsim::kSceneDefaultC16OffsetMm};
-    std::vector<uint8_t> expected;
-    if (part.type == ORN_PIX_ABC32F) {
-        expected.resize(ornsim::scene_abc32f_size(scene));
-        ornsim::render_range_abc32f(scene, f, reinterpret_cast<float*>(expected.data()));
-    } else if (part.type == ORN_PIX_MONO8 || part.type == ORN_PIX_CONF8) {
-        expected.resize(ornsim::scene_mono8_size(scene));
-        if (part.type == ORN_PIX_MONO8) ornsim::render_intensity8(scene, f, expected.data());
-        if (part.type == ORN_PIX_CONF8) ornsim::render_confidence8(scene, f, expected.data());
-    } else {
-        return "pixel type " + std::to_string(part.type);
-    }
-    // The copy holds width x height x pixel size bytes.
-    if (part.bytes.size() != expected.size()) {
-        return "pixel size " + std::to_string(part.pixelsize) + ": " + std::to_string(part.bytes.size()) + " bytes";
-    }
-    const auto differ = std::mismatch(part.bytes.begin(), part.bytes.end(), expected.begin());
-    if (differ.first == part.bytes.end()) return "";
-    const size_t pixel = static_cast<size_t>(differ.first - part.bytes.begin()) / part.pixelsize;
-    return "byte " + std::to_string(*differ.first) + " not " + std::to_string(*differ.second) + " at (" +
-           std::to_string(pixel % part.width) + ", " + std::to_string(pixel / part.width) + ")";
-}
-
-std::string check_range_any_frame(const ImageCopy& range) {
-    const uint64_t period = static_cast<uint64_t>(std::max(1, range.width / 2));
-    std::string first_problem;
-    for (uint64_t f = 0; f < period; ++f) {
-        std::string problem = check_part(range, f);
-        if (problem.empty()) return "";
-        if (first_problem.empty()) first_problem = problem;
-    }
-    return "no frame number matches; frame 0: " + first_problem;
 }
 
 }  // namespace acqtest

@@ -16,15 +16,17 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "scene_check.h"
+#include "sensor.h"
+#include "wait.h"
 
 namespace acqtest {
 
-// 127.0.60.<host>: the acquisition suites' own block (lock ornc_loopback_60).
-std::string address(int host);
+using orntest::ImageCopy;
 
-// A sensor at address(host) with a small frame whose content checks are
-// quick; `fps` free-run rate.
+// A sensor of the acquisition block (lock ornc_loopback_60) at `host`
+// with a small frame whose content checks are quick; `fps` free-run rate.
 ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t width = 128, uint32_t height = 96,
                                    double fps = 20.0);
 
@@ -33,17 +35,12 @@ using orntest::wait_until;
 // An initialised handle connected by serial number (discovery limited to
 // the sensor's address by SensorScope); disconnected and destroyed at the
 // end of its scope.
-class Connection {
+class Connection : public orntest::Handle {
 public:
-    explicit Connection(const std::string& serial);
-    ~Connection();
-    Connection(const Connection&) = delete;
-    Connection& operator=(const Connection&) = delete;
+    explicit Connection(const std::string& serial)
+        : status_(ORNCConnectBySerialNumber(get(), nullptr, serial.c_str())) {}
 
     ornc_status_t status() const { return status_; }
-    ornc_t* get() { return &ornc_; }
-    // The device parameter `name`; fails the test (and returns null) when absent.
-    ornc_param_t* param(const char* name);
     ornc_status_t set_enum(const char* name, const char* entry);
     ornc_status_t set_int(const char* name, int value);
     ornc_status_t set_bool(const char* name, bool value);
@@ -54,26 +51,15 @@ public:
     void set_chunks(bool active);
 
 private:
-    ornc_t ornc_{nullptr};
-    ornc_status_t status_ = ORNC_ERROR;
+    const ornc_status_t status_;
 };
 
 // A fixture whose tests start a sensor and, unless told not to, connect to it.
-class SensorTest : public ::testing::Test {
+class SensorTest : public orntest::SensorTest {
 protected:
     void start_sensor(const ornsim::SensorConfig& config, bool connect = true);
-    ornsim::VirtualSensor& sensor() { return sensor_->sensor(); }
 
-    std::unique_ptr<camtest::SensorScope> sensor_;
     std::unique_ptr<Connection> connection_;
-};
-
-// One image as received, copied out of the stream buffer.
-struct ImageCopy {
-    bool empty = true;  // the record had no data
-    int width = 0, height = 0, pixelsize = 0;
-    orn_pixel_t type = 0;
-    std::vector<uint8_t> bytes;
 };
 
 // What the callbacks received, in order. Callbacks run on the worker
@@ -111,16 +97,5 @@ private:
     std::vector<std::chrono::steady_clock::time_point> times_;
     int null_calls_ = 0;
 };
-
-// The frame number modulo 256 that a Mono8 intensity part shows (the
-// pixel (0, 0) holds 3 f mod 256).
-uint64_t frame_from_intensity(const ImageCopy& intensity);
-
-// "" when the part (Coord3D_ABC32f, Mono8 or Confidence8) holds exactly the
-// bytes the sensor renders for frame `f`, else the first difference.
-std::string check_part(const ImageCopy& part, uint64_t f);
-// A Coord3D_ABC32f image that matches the scene for some frame number
-// (the sphere's place gives the frame modulo W/2); "" when one matches.
-std::string check_range_any_frame(const ImageCopy& range);
 
 }  // namespace acqtest

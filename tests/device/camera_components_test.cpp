@@ -7,16 +7,20 @@
 #include <string>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "log_capture.h"
 #include "ornsim/components.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
-class Components : public camtest::SensorTest {
+class Components : public orntest::SensorTest {
 protected:
     int enum_value(const ornc_t* ornc, const char* name) {
         int value = -1;
-        EXPECT_EQ(ORNCParamGetEnumValue(camtest::device_param(ornc, name), &value), ORNC_OK) << name;
+        EXPECT_EQ(ORNCParamGetEnumValue(orntest::device_param(ornc, name), &value), ORNC_OK) << name;
         return value;
     }
 };
@@ -33,8 +37,8 @@ void expect_component(const ornc_component_t* c, int component, const char* comp
 }
 
 TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeepsTheSelectors) {
-    start(30, "CP000030");
-    camtest::Handle handle;
+    start(orntest::Block::camera, 30, "CP000030");
+    orntest::Handle handle;
     EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
     ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
@@ -83,8 +87,8 @@ TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeep
 }
 
 TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
-    start(32, "CP000032");
-    camtest::Handle handle;
+    start(orntest::Block::camera, 32, "CP000032");
+    orntest::Handle handle;
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000032"), ORNC_OK);
     ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
     const ornc_component_t* abc = ORNCGetComponent(handle.get(), 0);
@@ -105,7 +109,7 @@ TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
     EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
     EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
     int enabled = -1;
-    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "ComponentEnable"), &enabled), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "ComponentEnable"), &enabled), ORNC_OK);
     EXPECT_EQ(enabled, 1);
 
     // Enabling sets the component's pixel format; disabling leaves it.
@@ -143,9 +147,10 @@ TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
 }
 
 TEST_F(Components, ASensorWithoutRegionSelectorFailsConnectButStaysUsable) {
-    const ornsim::SensorConfig probe = camtest::sensor_config(33, "CP000033");
-    start(33, "CP000033", camtest::rename_feature(camtest::builtin_xml(probe), "RegionSelector", "RegionChooser"));
-    camtest::Handle handle;
+    const ornsim::SensorConfig probe = orntest::sensor_config(orntest::Block::camera, 33, "CP000033");
+    start(orntest::Block::camera, 33, "CP000033",
+          orntest::rename_feature(orntest::builtin_xml(probe), "RegionSelector", "RegionChooser"));
+    orntest::Handle handle;
     {
         orntest::LogCapture log;
         EXPECT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000033"), ORNC_ERR_PARAM_UNDEFINED);
@@ -162,11 +167,11 @@ TEST_F(Components, ASensorWithoutRegionSelectorFailsConnectButStaysUsable) {
     EXPECT_EQ(ORNCComponentEnable(handle.get(), &record, 1), ORNC_ERR_UNINITIALIZED);
 
     // No roll-back: the device and its parameters stay connected.
-    ornc_param_t* width = camtest::device_param(handle.get(), "Width");
+    ornc_param_t* width = orntest::device_param(handle.get(), "Width");
     ASSERT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
-    EXPECT_EQ(camtest::value_text(width), "320");
+    EXPECT_EQ(orntest::value_text(width), "320");
     ASSERT_EQ(ORNCDumpXML(handle.get(), "renamed.xml"), ORNC_OK);
-    EXPECT_NE(camtest::read_file("renamed.xml").find("RegionChooser"), std::string::npos);
+    EXPECT_NE(orntest::read_file("renamed.xml").find("RegionChooser"), std::string::npos);
     EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
 }
 

@@ -9,16 +9,20 @@
 #include <string>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "log_capture.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
-using camtest::value_text;
+using orntest::value_text;
 
-using Connect = camtest::SensorTest;
+using Connect = orntest::SensorTest;
 
 TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
-    start(20, "CN000020");
+    start(orntest::Block::camera, 20, "CN000020");
     orntest::SystemScope system;
     ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);
     const ornc_device_t* device = ORNCSysGetDeviceBySerialNumber(&system.sys, "CN000020");
@@ -45,7 +49,7 @@ TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.what);
-        camtest::Handle handle;
+        orntest::Handle handle;
         {
             orntest::LogCapture log;
             ASSERT_EQ(c.connect(handle.get()), ORNC_OK);
@@ -59,15 +63,16 @@ TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
         // The connection works: the serial number comes from the device.
         char serial[32];
         ASSERT_EQ(
-            ORNCParamGetStringValue(camtest::device_param(handle.get(), "DeviceSerialNumber"), serial, sizeof serial),
+            ORNCParamGetStringValue(orntest::device_param(handle.get(), "DeviceSerialNumber"), serial, sizeof serial),
             ORNC_OK);
         EXPECT_STREQ(serial, "CN000020");
         EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     }
 
-    camtest::Handle handle;
+    orntest::Handle handle;
     EXPECT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "NOPE"), ORNC_ERR_DEVICE_NOT_FOUND);
-    EXPECT_EQ(ORNCConnectByIPAddress(handle.get(), nullptr, "127.52.0.254"), ORNC_ERR_DEVICE_NOT_FOUND);
+    EXPECT_EQ(ORNCConnectByIPAddress(handle.get(), nullptr, orntest::loopback(orntest::Block::camera, 254).c_str()),
+              ORNC_ERR_DEVICE_NOT_FOUND);
     EXPECT_EQ(ORNCConnectByPattern(handle.get(), nullptr, "No Such Model"), ORNC_ERR_DEVICE_NOT_FOUND);
     // A null handle is -1 for the key family but -3 by device.
     EXPECT_EQ(ORNCConnectBySerialNumber(nullptr, nullptr, "CN000020"), ORNC_ERROR);
@@ -91,9 +96,9 @@ TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
 }
 
 TEST_F(Connect, AModelThatIsNoLongerSupportedIsRefused) {
-    config_ = camtest::sensor_config(22, "CN000022");
+    config_ = orntest::sensor_config(orntest::Block::camera, 22, "CN000022");
     config_.model = "Other Cam 7";
-    sensor_ = std::make_unique<camtest::SensorScope>(config_);
+    sensor_ = std::make_unique<orntest::SensorScope>(config_);
     ASSERT_TRUE(sensor_->ok()) << sensor_->error();
     workdir_.write_model_file("Other Cam\n");
     orntest::SystemScope system;
@@ -101,7 +106,7 @@ TEST_F(Connect, AModelThatIsNoLongerSupportedIsRefused) {
     const ornc_device_t* device = ORNCSysGetDeviceBySerialNumber(&system.sys, "CN000022");
     ASSERT_NE(device, nullptr);
     workdir_.remove_model_file();
-    camtest::Handle handle;
+    orntest::Handle handle;
     orntest::LogCapture log;
     EXPECT_EQ(ORNCConnectByDevice(handle.get(), device), ORNC_ERR_DEVICE_UNSUPPORTED);
     EXPECT_EQ(log.count_containing("Device Other Cam 7 not supported"), 1);
@@ -112,8 +117,8 @@ TEST_F(Connect, AModelThatIsNoLongerSupportedIsRefused) {
 // function and its text form, and every writable one written back with
 // the value it had; every category lists members that name it.
 TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
-    start(23, "CN000023");
-    camtest::Handle handle;
+    start(orntest::Block::camera, 23, "CN000023");
+    orntest::Handle handle;
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000023"), ORNC_OK);
     const struct {
         const char* what;
@@ -133,7 +138,7 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
         for (int i = 0; i < map.count; ++i) {
             ornc_param_t* p = ORNCParamsGetParam(map.params, i);
             ASSERT_NE(p, nullptr) << i;
-            const std::string name = camtest::param_name(p);
+            const std::string name = orntest::param_name(p);
             SCOPED_TRACE(name);
             ASSERT_FALSE(name.empty());
             EXPECT_EQ(ORNCParamsGetParamByName(map.params, name.c_str()), p);
@@ -217,7 +222,7 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
         for (int c = 0; c < categories; ++c) {
             ornc_category_t* category = ORNCParamsGetCategory(map.params, c);
             ASSERT_NE(category, nullptr);
-            const std::string cname = camtest::category_name(category);
+            const std::string cname = orntest::category_name(category);
             ASSERT_FALSE(cname.empty());
             EXPECT_EQ(ORNCParamsGetCategoryByName(map.params, cname.c_str()), category);
             for (int m = 0;; ++m) {
@@ -241,14 +246,14 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
               ORN_PARAM_FLOAT);
     // Connect switched multipart on for stream channel 0.
     int multipart = 0;
-    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "GevSCCFGMultiPartEnabled"), &multipart),
+    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "GevSCCFGMultiPartEnabled"), &multipart),
               ORNC_OK);
     EXPECT_EQ(multipart, 1);
 }
 
 TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
-    start(24, "CN000024");
-    camtest::Handle handle;
+    start(orntest::Block::camera, 24, "CN000024");
+    orntest::Handle handle;
     EXPECT_EQ(ORNCDumpXML(handle.get(), "early.xml"), ORNC_ERROR);  // not connected
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000024"), ORNC_OK);
     {
@@ -256,9 +261,9 @@ TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
         ASSERT_EQ(ORNCDumpXML(handle.get(), "device.xml"), ORNC_OK);
         EXPECT_EQ(log.count_containing("ORNC: XML dumped"), 1);
     }
-    EXPECT_EQ(camtest::read_file("device.xml"), camtest::builtin_xml(config_));
+    EXPECT_EQ(orntest::read_file("device.xml"), orntest::builtin_xml(config_));
     ASSERT_EQ(ORNCDumpXML(handle.get(), "device.xml.zip"), ORNC_OK);
-    EXPECT_EQ(camtest::read_file("device.xml.zip").substr(0, 2), "PK");
+    EXPECT_EQ(orntest::read_file("device.xml.zip").substr(0, 2), "PK");
     {
         orntest::LogCapture log;
         EXPECT_EQ(ORNCDumpXML(handle.get(), "no/such/dir/device.xml"), ORNC_ERROR);
@@ -270,13 +275,13 @@ TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
 
 unsigned int read_uint(const ornc_t* ornc, const char* name) {
     unsigned int value = 0;
-    EXPECT_EQ(ORNCParamGetUIntegerValue(camtest::device_param(ornc, name), &value), ORNC_OK) << name;
+    EXPECT_EQ(ORNCParamGetUIntegerValue(orntest::device_param(ornc, name), &value), ORNC_OK) << name;
     return value;
 }
 
 TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
-    start(25, "CN000025");
-    camtest::Handle handle;
+    start(orntest::Block::camera, 25, "CN000025");
+    orntest::Handle handle;
     EXPECT_EQ(ORNCIPMakePersistent(nullptr, "1.2.3.4", "255.0.0.0", "1.0.0.1", 1), ORNC_ERR_DEVICE_NOT_CONNECTED);
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000025"), ORNC_OK);
     {
@@ -289,7 +294,7 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
     int persistent = 0;
-    ASSERT_EQ(ORNCParamGetBooleanValue(camtest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP"),
+    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP"),
                                        &persistent),
               ORNC_OK);
     EXPECT_EQ(persistent, 1);
@@ -310,10 +315,10 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
 }
 
 TEST_F(Connect, PersistentIPNeedsAllFourFeatures) {
-    const ornsim::SensorConfig probe = camtest::sensor_config(26, "CN000026");
-    start(26, "CN000026",
-          camtest::rename_feature(camtest::builtin_xml(probe), "GevPersistentDefaultGateway", "GevGateway"));
-    camtest::Handle handle;
+    const ornsim::SensorConfig probe = orntest::sensor_config(orntest::Block::camera, 26, "CN000026");
+    start(orntest::Block::camera, 26, "CN000026",
+          orntest::rename_feature(orntest::builtin_xml(probe), "GevPersistentDefaultGateway", "GevGateway"));
+    orntest::Handle handle;
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CN000026"), ORNC_OK);
     const unsigned int address_before = read_uint(handle.get(), "GevPersistentIPAddress");
     EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.10.20", "255.255.0.0", "169.254.0.1", 1), ORNC_ERR_INTERNAL);

@@ -8,7 +8,10 @@
 #include <string>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ORNC_TEST_ASAN 1
@@ -30,7 +33,7 @@ size_t heap_in_use() { return mallinfo2().uordblks; }
 
 TEST(ConnectCycles, LeaveNoMemoryBehind) {
     orntest::TempWorkDir workdir;
-    camtest::SensorScope sensor(camtest::sensor_config(40, "CY000040"));
+    orntest::SensorScope sensor(orntest::sensor_config(orntest::Block::camera, 40, "CY000040"));
     ASSERT_TRUE(sensor.ok()) << sensor.error();
     orntest::SystemScope system;
     ASSERT_EQ(ORNCSysFindDevices(&system.sys), ORNC_OK);

@@ -12,13 +12,17 @@
 #include <utility>
 
 #include "ORNC.h"
-#include "camera_test_support.h"
+#include "handles.h"
+#include "log_capture.h"
 #include "ornsim/components.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
-using camtest::device_param;
-using camtest::value_text;
+using orntest::device_param;
+using orntest::value_text;
 
 constexpr const char* kSerial = "RT000001";
 
@@ -26,11 +30,11 @@ class ParamRules : public ::testing::Test {
 protected:
     static void SetUpTestSuite() {
         workdir_ = new orntest::TempWorkDir;
-        ornsim::SensorConfig config = camtest::sensor_config(10, kSerial);
+        ornsim::SensorConfig config = orntest::sensor_config(orntest::Block::camera, 10, kSerial);
         config.genicam_file = workdir_->path() + "/range_tests.xml";
-        camtest::write_file(config.genicam_file, camtest::range_test_xml(config));
-        sensor_ = new camtest::SensorScope(config);
-        handle_ = new camtest::Handle;
+        orntest::write_file(config.genicam_file, orntest::range_test_xml(config));
+        sensor_ = new orntest::SensorScope(config);
+        handle_ = new orntest::Handle;
         connect_status_ = sensor_->ok() ? ORNCConnectBySerialNumber(handle_->get(), nullptr, kSerial) : ORNC_ERROR;
     }
     static void TearDownTestSuite() {
@@ -52,14 +56,14 @@ protected:
     }
 
     static orntest::TempWorkDir* workdir_;
-    static camtest::SensorScope* sensor_;
-    static camtest::Handle* handle_;
+    static orntest::SensorScope* sensor_;
+    static orntest::Handle* handle_;
     static ornc_status_t connect_status_;
 };
 
 orntest::TempWorkDir* ParamRules::workdir_ = nullptr;
-camtest::SensorScope* ParamRules::sensor_ = nullptr;
-camtest::Handle* ParamRules::handle_ = nullptr;
+orntest::SensorScope* ParamRules::sensor_ = nullptr;
+orntest::Handle* ParamRules::handle_ = nullptr;
 ornc_status_t ParamRules::connect_status_ = ORNC_ERROR;
 
 TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
@@ -427,8 +431,8 @@ TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
     EXPECT_EQ(arr[2], nullptr);
     EXPECT_EQ(arr[3], selector);
     EXPECT_EQ(ORNCParamGetSelectedArray(channel, arr, 10), 8);
-    EXPECT_EQ(camtest::param_name(arr[0]), "GevSCPHostPort");
-    EXPECT_EQ(camtest::param_name(arr[7]), "GevSCCFGMultiPartEnabled");
+    EXPECT_EQ(orntest::param_name(arr[0]), "GevSCPHostPort");
+    EXPECT_EQ(orntest::param_name(arr[7]), "GevSCCFGMultiPartEnabled");
     EXPECT_EQ(arr[8], selector);
     EXPECT_EQ(ORNCParamGetSelectedArray(channel, nullptr, 0), -1);
     EXPECT_EQ(ORNCParamGetSelectedArray(selected, nullptr, 0), 0);
@@ -473,7 +477,7 @@ TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
     ornc_parameters_t* params = ORNCGetDeviceParams(handle_->get());
     ornc_category_t* tests = ORNCParamsGetCategoryByName(params, "RangeTests");
     ASSERT_NE(tests, nullptr);
-    EXPECT_EQ(camtest::category_name(tests), "RangeTests");
+    EXPECT_EQ(orntest::category_name(tests), "RangeTests");
     ASSERT_GT(ORNCCategoryGetDisplayName(tests, text, sizeof text), 0);
     EXPECT_STREQ(text, "Range Tests");
     EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 0), param("IntStep10"));

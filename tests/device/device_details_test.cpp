@@ -7,8 +7,16 @@
 #include <string>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
-#include "sensor_fleet.h"
+#include "environment.h"
+#include "gvcp_client.h"
+#include "handles.h"
+#include "log_capture.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
+#include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
+#include "wire/gvcp_packets.h"
 
 namespace {
 
@@ -16,12 +24,12 @@ using orntest::text_of;
 
 constexpr const char* kHosts = "127.0.44.1-127.0.44.8";
 constexpr const char* kAddress = "127.0.44.4";
-constexpr const char* kMac = "02:00:00:00:44:04";
+const std::string kMac = orntest::loopback_mac(orntest::Block::discovery, 4);
 
 class SensorDetails : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(fleet_.add(kAddress, "VSD0004", "planoGAUGE Virtual", kMac), "");
+        ASSERT_EQ(fleet_.add(orntest::Block::discovery, 4, "VSD0004", "planoGAUGE Virtual"), "");
         device_ = ORNCSysGetDeviceBySerialNumber(&scope_.sys, "VSD0004");
         ASSERT_NE(nullptr, device_);
         lo_ = orntest::interface_named(&scope_.sys, "lo");
@@ -143,7 +151,7 @@ TEST_F(SensorDetails, LoopbackAdapterDetailsAndTheirHandleOutlivesANewDiscovery)
 TEST_F(SensorDetails, AccessTypeFollowsTheControlPrivilegeAndIsUnknownWithoutADevice) {
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
     {
-        orntest::Controller other(kAddress);
+        orntest::ControlHolder other(kAddress);
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kAddress));
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_EXCLUSIVE));
@@ -166,7 +174,7 @@ TEST_F(SensorDetails, ForceIPRefusesBadTextsAndAControlledDeviceElseMovesItWhere
     EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "", "0.0.0.0"));
     EXPECT_EQ(kAddress, fleet_[0].current_address());
     {
-        orntest::Controller other(kAddress);
+        orntest::ControlHolder other(kAddress);
         ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "255.0.0.0", "0.0.0.0"));
         EXPECT_EQ(kAddress, fleet_[0].current_address());

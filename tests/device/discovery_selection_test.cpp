@@ -8,8 +8,12 @@
 #include <string>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
-#include "sensor_fleet.h"
+#include "environment.h"
+#include "handles.h"
+#include "log_capture.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -28,9 +32,9 @@ constexpr const char* kFileOnlyModel = "Model X 100";
 class SensorDiscovery : public ::testing::Test {
 protected:
     void SetUp() override {
-        ASSERT_EQ(fleet_.add(kBuiltInAddress, "VSA0001", kBuiltInModel, "02:00:00:00:44:01"), "");
-        ASSERT_EQ(fleet_.add(kFileOnlyAddress, "VSB0002", kFileOnlyModel, "02:00:00:00:44:02"), "");
-        ASSERT_EQ(fleet_.add(kTwinAddress, "VSA0001", kBuiltInModel, "02:00:00:00:44:03"), "");
+        ASSERT_EQ(fleet_.add(orntest::Block::discovery, 1, "VSA0001", kBuiltInModel), "");
+        ASSERT_EQ(fleet_.add(orntest::Block::discovery, 2, "VSB0002", kFileOnlyModel), "");
+        ASSERT_EQ(fleet_.add(orntest::Block::discovery, 3, "VSA0001", kBuiltInModel), "");
     }
 
     orntest::ScopedEnv interfaces_{"ORNC_INTERFACES", "lo"};

@@ -5,7 +5,11 @@
 #include <cstring>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
+#include "log_capture.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 

@@ -13,9 +13,13 @@
 #include <thread>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
+#include "log_capture.h"
 #include "private_network.h"
-#include "sensor_fleet.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -149,15 +153,9 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     EXPECT_NE(std::string::npos, link.find(mac)) << link;
 }
 
-TEST_F(LinkLocalSensor, AccessTypeFollowsAnotherClientsControlAndForceIPMovesIt) {
-    EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kSensorAddress));
-    {
-        orntest::Controller other(kSensorAddress);
-        ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
-        EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kSensorAddress));
-        EXPECT_TRUE(other.write_ccp(0));
-    }
-
+// How the access type follows another client's control is the loopback
+// suite's (device_details_test); here the device is moved over the link.
+TEST_F(LinkLocalSensor, ForceIPMovesIt) {
     // A real device re-addresses its own interface; the virtual sensor can
     // only bind an address its namespace already holds.
     ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev")));

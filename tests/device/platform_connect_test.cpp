@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform_test_support.h"
+#include "temp_dir.h"
 
 namespace {
 
@@ -120,20 +121,19 @@ TEST(PlatformConnect, DumpWritesTheDescriptionPlainOrZipped) {
     while (!expected.empty() && expected.back() == '\0') expected.pop_back();
     ASSERT_NE(expected.find("<RegisterDescription"), std::string::npos);
 
-    platform_test::TempFile plain("dump.xml");
-    ASSERT_TRUE(device->DumpGenICamXML(plain.path()).IsOK());
-    EXPECT_EQ(plain.read(), expected);
+    orntest::TempWorkDir dir;
+    ASSERT_TRUE(device->DumpGenICamXML(dir.file("dump.xml").c_str()).IsOK());
+    EXPECT_EQ(orntest::read_file(dir.file("dump.xml")), expected);
 
     // The archive is read back with Aravis's own zip reader.
-    platform_test::TempFile zipped("dump.xml.zip");
-    ASSERT_TRUE(device->DumpGenICamXML(zipped.path()).IsOK());
-    const std::string archive = zipped.read();
+    ASSERT_TRUE(device->DumpGenICamXML(dir.file("dump.xml.zip").c_str()).IsOK());
+    const std::string archive = orntest::read_file(dir.file("dump.xml.zip"));
     ArvZip* zip = arv_zip_new(archive.data(), archive.size());
     ASSERT_NE(zip, nullptr);
     const GSList* files = arv_zip_get_file_list(zip);
     ASSERT_NE(files, nullptr);
     const char* entry_name = arv_zip_file_get_name(static_cast<ArvZipFile*>(files->data));
-    EXPECT_STREQ(entry_name, ("ornc_platform_" + std::to_string(getpid()) + "_dump.xml").c_str());
+    EXPECT_STREQ(entry_name, "dump.xml");
     size_t unpacked_size = 0;
     void* unpacked = arv_zip_get_file(zip, entry_name, &unpacked_size);
     ASSERT_NE(unpacked, nullptr);

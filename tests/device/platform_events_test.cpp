@@ -22,6 +22,7 @@
 #include "platform/PvDeviceEventSink.h"
 #include "platform/PvGenParameterList.h"
 #include "platform_test_support.h"
+#include "process_probes.h"
 #include "wire/gvcp_packets.h"
 
 namespace {
@@ -316,7 +317,7 @@ TEST(PlatformEvents, RegisterCyclesGiveBackThreadsAndDescriptors) {
             descriptors = orntest::descriptor_count();
         }
     }
-    EXPECT_LE(platform_test::settled_threads(threads, std::chrono::seconds(3)), threads);
+    EXPECT_LE(orntest::settled_thread_count(threads, std::chrono::seconds(3)), threads);
     EXPECT_LE(orntest::descriptor_count(), descriptors);
 }
 

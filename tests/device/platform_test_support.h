@@ -31,6 +31,8 @@
 #include "platform/PvStreamGEV.h"
 #include "process_probes.h"
 #include "scene.h"
+#include "sensor.h"
+#include "temp_dir.h"
 #include "wire/gvcp_layout.h"
 
 namespace platform_test {
@@ -68,43 +70,6 @@ T got(const std::common_type_t<Node>* node, PvResult (Node::*get)(T&) const, T u
     return unset;
 }
 
-// Threads that end asynchronously (GLib's workers) may need a moment.
-inline int settled_threads(int expected, std::chrono::milliseconds limit) {
-    const auto stop = std::chrono::steady_clock::now() + limit;
-    while (orntest::thread_count() > expected && std::chrono::steady_clock::now() < stop) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return orntest::thread_count();
-}
-
-// A file under the test's temporary directory, removed on destruction.
-class TempFile {
-public:
-    explicit TempFile(const std::string& name) {
-        const char* base = std::getenv("TMPDIR");
-        path_ =
-            std::string(base != nullptr ? base : "/tmp") + "/ornc_platform_" + std::to_string(getpid()) + "_" + name;
-    }
-    ~TempFile() { std::remove(path_.c_str()); }
-    TempFile(const TempFile&) = delete;
-    TempFile& operator=(const TempFile&) = delete;
-
-    const std::string& path() const { return path_; }
-    bool write(const std::string& content) const {
-        std::ofstream out(path_, std::ios::binary | std::ios::trunc);
-        return static_cast<bool>(out << content) && static_cast<bool>(out.flush());
-    }
-    std::string read() const {
-        std::ifstream in(path_, std::ios::binary);
-        std::stringstream content;
-        content << in.rdbuf();
-        return content.str();
-    }
-
-private:
-    std::string path_;
-};
-
 // One sensor (with the built-in description, or with `description`), its
 // connected device and (after open_stream) its stream and buffers.
 // Everything is released in reverse order by the destructor.
@@ -118,15 +83,12 @@ public:
         config.height = height;
         config.fps = fps;
         if (!description.empty()) {
-            file_.reset(new TempFile("description.xml"));
-            EXPECT_TRUE(file_->write(description));
-            config.genicam_file = file_->path();
+            config.genicam_file = dir_.file("description.xml");
+            EXPECT_TRUE(orntest::write_file(config.genicam_file, description));
         }
-        sensor_.reset(new ornsim::VirtualSensor(config));
-        std::string error;
-        const bool started = sensor_->start(&error);
-        EXPECT_TRUE(started) << error;
-        if (!started) {
+        sensor_ = std::make_unique<orntest::SensorScope>(config, false);
+        EXPECT_TRUE(sensor_->ok()) << sensor_->error();
+        if (!sensor_->ok()) {
             return;
         }
         PvResult result;
@@ -138,7 +100,7 @@ public:
     Rig& operator=(const Rig&) = delete;
 
     bool ready() const { return device_ != nullptr; }
-    ornsim::VirtualSensor& sensor() { return *sensor_; }
+    ornsim::VirtualSensor& sensor() { return sensor_->sensor(); }
     PvDevice* device() { return device_.get(); }
     PvStream* stream() { return stream_.get(); }
     PvGenParameterArray* parameters() { return device_->GetParameters(); }
@@ -198,7 +160,7 @@ public:
     // payload size).
     void open_stream(size_t count, uint32_t size = 0) {
         PvResult result;
-        stream_.reset(PvStream::CreateAndOpen(PvString(sensor_->current_address().c_str()), &result));
+        stream_.reset(PvStream::CreateAndOpen(PvString(sensor().current_address().c_str()), &result));
         ASSERT_NE(stream_, nullptr) << describe(result);
         PvDeviceGEV* gev = dynamic_cast<PvDeviceGEV*>(device_.get());
         ASSERT_NE(gev, nullptr);
@@ -247,14 +209,12 @@ public:
         stream_.reset();
         buffers_.clear();
         device_.reset();
-        if (sensor_ != nullptr) {
-            sensor_->stop();
-        }
+        sensor_.reset();
     }
 
 private:
-    std::unique_ptr<TempFile> file_;
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    orntest::TempWorkDir dir_;
+    std::unique_ptr<orntest::SensorScope> sensor_;
     DevicePtr device_;
     StreamPtr stream_;
     std::vector<std::unique_ptr<PvBuffer>> buffers_;

@@ -32,16 +32,23 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "scene_check.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
 using namespace std::chrono_literals;
 
 // This suite's own loopback block (lock ornc_loopback_93).
-std::string address(int host) { return "127.0.93." + std::to_string(host); }
 constexpr const char* kHosts = "127.0.93.11-127.0.93.12";
 
 constexpr uint32_t kWidth = 64;
@@ -53,48 +60,23 @@ constexpr double kCallBoundSeconds = 10.0;
 // Long enough for the last frames, a cut one's retention included.
 constexpr auto kSettleTimeout = 15s;
 
-ornsim::SensorConfig sensor_config(int host, const std::string& serial) {
-    ornsim::SensorConfig config;
-    config.address = address(host);
-    config.serial = serial;
-    config.mac = "02:93:00:00:00:" + std::to_string(host);
-    config.width = kWidth;
-    config.height = kHeight;
-    config.fps = kFramesPerSecond;
-    return config;
-}
-
 using orntest::wait_until;
 
-// "" when the vector is one whole frame of the sensor's scene; its frame
-// number (block id modulo 256, from the intensity part, whose pixel (u, v)
-// is u + 2v + 3f modulo 256) in *frame.
+// "" when the vector is one whole frame of the sensor's scene, byte for
+// byte; its frame number modulo 256 in *frame.
 std::string check_frame(const orn_image_vec_t& vec, unsigned* frame) {
     if (vec.used != kParts) return "parts: " + std::to_string(vec.used);
     const orn_pixel_t types[kParts] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
+    const uint64_t f = orntest::frame_from_intensity(orntest::copy_of(vec.image[1]));
     for (int i = 0; i < kParts; ++i) {
-        const orn_image_t& part = vec.image[i];
-        if (part.data == nullptr || part.type != types[i] || part.width != static_cast<int>(kWidth) ||
-            part.height != static_cast<int>(kHeight)) {
-            return "part " + std::to_string(i) + " is not the sensor's";
-        }
+        const orntest::ImageCopy part = orntest::copy_of(vec.image[i]);
+        const std::string problem =
+            part.type != types[i] || part.width != static_cast<int>(kWidth) || part.height != static_cast<int>(kHeight)
+                ? "not the sensor's"
+                : orntest::check_part(part, f);
+        if (!problem.empty()) return "part " + std::to_string(i) + ": " + problem;
     }
-    const uint8_t* intensity = static_cast<const uint8_t*>(vec.image[1].data);
-    const unsigned origin = intensity[0];
-    for (uint32_t v = 0; v < kHeight; ++v) {
-        for (uint32_t u = 0; u < kWidth; ++u) {
-            if (intensity[v * kWidth + u] != static_cast<uint8_t>(origin + u + 2 * v)) {
-                return "intensity off the scene at (" + std::to_string(u) + ", " + std::to_string(v) + ")";
-            }
-        }
-    }
-    // Confidence is 0 on the 4-pixel border and 100 or more at (5, H/2),
-    // left of every place the moving sphere and its shadow reach.
-    const uint8_t* confidence = static_cast<const uint8_t*>(vec.image[2].data);
-    if (confidence[0] != 0 || confidence[(kHeight / 2) * kWidth + 5] < 100) {
-        return "confidence off the scene";
-    }
-    *frame = (171u * origin) % 256u;  // 171 is the inverse of 3 modulo 256
+    *frame = static_cast<unsigned>(f);
     return "";
 }
 
@@ -150,35 +132,18 @@ std::multiset<unsigned> whole_frames(uint64_t first, uint64_t last, uint64_t cut
     return frames;
 }
 
-// A library handle connected to the sensor with `serial`; disconnected (if
-// the test did not) and destroyed at the end of the scope.
-class Handle {
-public:
-    explicit Handle(const std::string& serial) {
-        if (ORNCInit(&ornc_) == ORNC_OK) status_ = ORNCConnectBySerialNumber(&ornc_, nullptr, serial.c_str());
-    }
-    ~Handle() {
-        if (status_ == ORNC_OK) ORNCDisconnect(&ornc_);
-        ORNCDestroy(&ornc_);
-    }
-    Handle(const Handle&) = delete;
-    Handle& operator=(const Handle&) = delete;
-
-    ornc_status_t status() const { return status_; }
-    ornc_t* get() { return &ornc_; }
-    ornc_param_t* param(const char* name) { return ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc_), name); }
-    // Disconnects and returns how long it took.
-    double disconnect() {
-        hostile::Stopwatch watch;
-        EXPECT_EQ(ORNCDisconnect(&ornc_), ORNC_OK);
-        status_ = ORNC_ERROR;
-        return watch.seconds();
-    }
-
-private:
-    ornc_t ornc_{nullptr};
-    ornc_status_t status_ = ORNC_ERROR;
+// A library handle connected to the sensor with `serial`.
+struct Handle : orntest::Handle {
+    explicit Handle(const std::string& serial) : status(ORNCConnectBySerialNumber(get(), nullptr, serial.c_str())) {}
+    const ornc_status_t status;
 };
+
+// Disconnects and returns how long it took.
+double timed_disconnect(Handle& handle) {
+    orntest::Stopwatch watch;
+    EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    return watch.seconds();
+}
 
 // Ends the device's stream through its AcquisitionStop command while the
 // library keeps delivering, then waits until every frame the sensor sent is
@@ -196,7 +161,8 @@ class BrokenPeer : public ::testing::Test {
 protected:
     std::unique_ptr<ornsim::VirtualSensor> start_sensor(int host, const std::string& serial,
                                                         const ornsim::FaultSwitches& faults) {
-        auto sensor = std::make_unique<ornsim::VirtualSensor>(sensor_config(host, serial));
+        auto sensor = std::make_unique<ornsim::VirtualSensor>(
+            orntest::sensor_config(orntest::Block::broken_stream, host, serial, kWidth, kHeight, kFramesPerSecond));
         sensor->set_faults(faults);
         std::string error;
         EXPECT_TRUE(sensor->start(&error)) << error;
@@ -208,14 +174,16 @@ protected:
 };
 
 TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
-    constexpr uint64_t kCutEvery = 6;
+    // About 20 cut frames in the run: more than the handle has buffers, so
+    // a failed transfer whose buffer is not queued again stops the stream.
+    constexpr uint64_t kCutEvery = 3;
     ornsim::FaultSwitches cutting;
     cutting.cut_frame_every = kCutEvery;
     auto sensor = start_sensor(11, "CUT09311", cutting);
     ASSERT_TRUE(sensor);
     orntest::LogCapture log;
     Handle handle("CUT09311");
-    ASSERT_EQ(handle.status(), ORNC_OK);
+    ASSERT_EQ(handle.status, ORNC_OK);
     FrameLedger ledger;
     ledger.attach(handle.get());
     ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
@@ -252,10 +220,10 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     EXPECT_TRUE(wait_until([&] { return ledger.tally().whole() >= 20; }, 10s)) << ledger.tally().whole() << " frames";
     const bool settled_again = stop_device_and_settle(handle, ledger, *sensor, cut_run.frames_sent);
     EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
-    hostile::Stopwatch stop_watch;
+    orntest::Stopwatch stop_watch;
     EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
     const double stop_s = stop_watch.seconds();
-    const double disconnect_s = handle.disconnect();
+    const double disconnect_s = timed_disconnect(handle);
     const ornsim::SensorCounters clean_run = sensor->counters();
     const FrameLedger::Tally again = ledger.tally();
     std::printf("again: frames sent %llu, delivered %d, failed %d; ORNCStop %.2f s, ORNCDisconnect %.2f s\n",
@@ -315,7 +283,7 @@ private:
 // Turns the FrameEnd events on, hands both callbacks to the library and
 // starts a continuous acquisition.
 void start_with_events(Handle& handle, FrameLedger& ledger, EventTally& tally) {
-    ASSERT_EQ(handle.status(), ORNC_OK);
+    ASSERT_EQ(handle.status, ORNC_OK);
     ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventSelector"), "FrameEnd"), ORNC_OK);
     ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
     ledger.attach(handle.get());
@@ -341,8 +309,8 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         EXPECT_EQ(ORNCAcquisitionStop(warm.get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(warm.get()), ORNC_OK);
     }
-    const int threads = hostile::thread_count();
-    const int descriptors = hostile::descriptor_count();
+    const int threads = orntest::thread_count();
+    const int descriptors = orntest::descriptor_count();
     const ornsim::SensorCounters before = sensor->counters();
 
     // Flooding from before the connection: the events start as soon as the
@@ -361,14 +329,14 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         std::this_thread::sleep_for(3s);
         settled = stop_device_and_settle(handle, ledger, *sensor, before.frames_sent);
         // The flood goes on through the stop and the disconnect.
-        hostile::Stopwatch stop_watch;
+        orntest::Stopwatch stop_watch;
         EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
         EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
         stop_s = stop_watch.seconds();
-        disconnect_s = handle.disconnect();
+        disconnect_s = timed_disconnect(handle);
     }
     const bool released = wait_until(
-        [&] { return hostile::thread_count() == threads && hostile::descriptor_count() == descriptors; }, 5s);
+        [&] { return orntest::thread_count() == threads && orntest::descriptor_count() == descriptors; }, 5s);
     const ornsim::SensorCounters after = sensor->counters();
     sensor->set_faults(ornsim::FaultSwitches{});
 
@@ -383,7 +351,7 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
         "threads %d -> %d, descriptors %d -> %d\n",
         kFloodPerSecond, static_cast<unsigned long long>(frames_sent), delivered.whole(), delivered.failed,
         static_cast<unsigned long long>(flooded), heard.timestamps.size(), heard.flood, frame_ids.size(), stop_s,
-        disconnect_s, threads, hostile::thread_count(), descriptors, hostile::descriptor_count());
+        disconnect_s, threads, orntest::thread_count(), descriptors, orntest::descriptor_count());
 
     // The acquisition under the flood: every frame, whole, none twice.
     EXPECT_TRUE(settled);
@@ -414,8 +382,8 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     // Bounded, and nothing left behind.
     EXPECT_LT(stop_s, kCallBoundSeconds);
     EXPECT_LT(disconnect_s, kCallBoundSeconds);
-    EXPECT_TRUE(released) << "threads " << threads << " -> " << hostile::thread_count() << ", descriptors "
-                          << descriptors << " -> " << hostile::descriptor_count();
+    EXPECT_TRUE(released) << "threads " << threads << " -> " << orntest::thread_count() << ", descriptors "
+                          << descriptors << " -> " << orntest::descriptor_count();
 }
 
 }  // namespace

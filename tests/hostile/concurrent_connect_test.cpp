@@ -13,9 +13,16 @@
 #include <vector>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -23,16 +30,12 @@ constexpr int kSensors = 4;
 constexpr int kRounds = 8;
 
 TEST(ConcurrentConnect, EveryThreadGetsItsOwnWholeDevice) {
-    std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors;
+    orntest::SensorFleet sensors;
     for (int i = 0; i < kSensors; ++i) {
-        ornsim::SensorConfig config;
-        config.address = hostile::address(21 + i);
-        config.serial = "PARALLEL" + std::to_string(i);
-        config.mac = "02:70:00:00:02:0" + std::to_string(i);
-        config.width = 320 + 16 * static_cast<uint32_t>(i);  // tells the devices apart
-        sensors.push_back(std::make_unique<ornsim::VirtualSensor>(config));
-        std::string error;
-        ASSERT_TRUE(sensors.back()->start(&error)) << error;
+        // The width tells the devices apart.
+        ASSERT_EQ(sensors.add(orntest::sensor_config(orntest::Block::hostile, 21 + i, "PARALLEL" + std::to_string(i),
+                                                     320 + 16 * static_cast<uint32_t>(i))),
+                  "");
     }
     orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", "127.0.70.21-127.0.70.24");
     orntest::SystemScope system;

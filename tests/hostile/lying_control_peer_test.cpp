@@ -11,10 +11,17 @@
 #include <string>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "lying_proxy.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -24,23 +31,15 @@ using hostile::Lie;
 // transaction); a connect that is still busy after this long hangs.
 constexpr double kConnectBoundSeconds = 60.0;
 
-const std::string kProxy = hostile::address(1);
-const std::string kSensor = hostile::address(2);
-
-ornsim::SensorConfig sensor_config() {
-    ornsim::SensorConfig config;
-    config.address = kSensor;
-    config.serial = "HOST0002";
-    config.mac = "02:70:00:00:00:02";
-    return config;
-}
+const std::string kProxy = orntest::loopback(orntest::Block::hostile, 1);
+const std::string kSensor = orntest::loopback(orntest::Block::hostile, 2);
 
 class LyingControlPeer : public ::testing::Test {
 protected:
     void SetUp() override {
-        sensor_ = std::make_unique<ornsim::VirtualSensor>(sensor_config());
-        std::string error;
-        ASSERT_TRUE(sensor_->start(&error)) << error;
+        sensor_ = std::make_unique<orntest::SensorScope>(orntest::sensor_config(orntest::Block::hostile, 2, "HOST0002"),
+                                                         false);
+        ASSERT_TRUE(sensor_->ok()) << sensor_->error();
     }
 
     struct Outcome {
@@ -65,7 +64,7 @@ protected:
 
         ornc_t ornc{nullptr};
         EXPECT_EQ(ORNCInit(&ornc), ORNC_OK);
-        hostile::Stopwatch watch;
+        orntest::Stopwatch watch;
         outcome.status = ORNCConnectByDevice(&ornc, device);
         outcome.seconds = watch.seconds();
         if (outcome.status == ORNC_OK) {
@@ -96,7 +95,7 @@ protected:
     }
 
     orntest::TempWorkDir workdir_;
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<orntest::SensorScope> sensor_;
 };
 
 // Lies that leave the library nothing it can use: the connect must fail,
@@ -144,12 +143,12 @@ TEST_F(LyingControlPeer, RefusedConnectsLeaveNoThreadOrDescriptorBehind) {
         expect_next_device_works();
     };
     round();  // one-time allocations of Aravis and GLib settle here
-    const int threads = hostile::thread_count();
-    const int descriptors = hostile::descriptor_count();
+    const int threads = orntest::thread_count();
+    const int descriptors = orntest::descriptor_count();
     round();
     round();
-    EXPECT_EQ(hostile::thread_count(), threads);
-    EXPECT_EQ(hostile::descriptor_count(), descriptors);
+    EXPECT_EQ(orntest::thread_count(), threads);
+    EXPECT_EQ(orntest::descriptor_count(), descriptors);
 }
 
 }  // namespace

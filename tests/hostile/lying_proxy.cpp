@@ -1,12 +1,7 @@
 #include "lying_proxy.h"
 
-#include <arpa/inet.h>
-#include <netinet/in.h>
 #include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
-#include "scripted_responder.h"
 #include "wire/gvcp_layout.h"
 
 namespace hostile {
@@ -42,12 +37,12 @@ LyingProxy::LyingProxy(std::string address, std::string sensor_address, Lie lie)
 LyingProxy::~LyingProxy() { stop(); }
 
 bool LyingProxy::start(std::string* error) {
-    client_fd_ = orntest::bound_socket(orntest::ipv4(address_.c_str()), gvcp::kPort, error);
-    if (client_fd_ < 0) return false;
-    sensor_fd_ = orntest::bound_socket(orntest::ipv4(address_.c_str()), 0, error);
-    if (sensor_fd_ < 0) {
-        ::close(client_fd_);
-        client_fd_ = -1;
+    client_ = std::make_unique<orntest::UdpEndpoint>(address_, 0, gvcp::kPort);
+    sensor_side_ = std::make_unique<orntest::UdpEndpoint>(address_);
+    if (!client_->ok() || !sensor_side_->ok()) {
+        *error = "cannot bind the proxy's sockets on " + address_;
+        client_.reset();
+        sensor_side_.reset();
         return false;
     }
     running_ = true;
@@ -58,9 +53,8 @@ bool LyingProxy::start(std::string* error) {
 void LyingProxy::stop() {
     running_ = false;
     if (thread_.joinable()) thread_.join();
-    if (client_fd_ >= 0) ::close(client_fd_);
-    if (sensor_fd_ >= 0) ::close(sensor_fd_);
-    client_fd_ = sensor_fd_ = -1;
+    client_.reset();
+    sensor_side_.reset();
 }
 
 bool LyingProxy::bend(std::vector<uint8_t>* ack) {
@@ -70,8 +64,7 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
     if (answer == gvcp::DISCOVERY_ACK) {
         // The proxy is the device as far as the library knows.
         if (ack->size() >= gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset + 4) {
-            wire::store_be32(bytes + gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset,
-                             orntest::ipv4(address_.c_str()));
+            wire::store_be32(bytes + gvcp::kHeaderSize + gvcp::kDiscoveryCurrentIpOffset, orntest::ipv4(address_));
         }
         return true;
     }
@@ -129,36 +122,19 @@ bool LyingProxy::bend(std::vector<uint8_t>* ack) {
 }
 
 void LyingProxy::run() {
-    sockaddr_in sensor{};
-    sensor.sin_family = AF_INET;
-    sensor.sin_addr.s_addr = htonl(orntest::ipv4(sensor_address_.c_str()));
-    sensor.sin_port = htons(gvcp::kPort);
-    sockaddr_in client{};
-    socklen_t client_size = 0;
+    const uint32_t sensor = orntest::ipv4(sensor_address_);
+    uint32_t client_ip = 0;
+    uint16_t client_port = 0;
     while (running_) {
-        pollfd polled[2] = {{client_fd_, POLLIN, 0}, {sensor_fd_, POLLIN, 0}};
+        pollfd polled[2] = {{client_->fd(), POLLIN, 0}, {sensor_side_->fd(), POLLIN, 0}};
         if (::poll(polled, 2, 20) <= 0) continue;
-        uint8_t datagram[2048];
         if ((polled[0].revents & POLLIN) != 0) {
-            sockaddr_in from{};
-            socklen_t from_size = sizeof from;
-            const ssize_t size =
-                ::recvfrom(client_fd_, datagram, sizeof datagram, 0, reinterpret_cast<sockaddr*>(&from), &from_size);
-            if (size > 0) {
-                client = from;
-                client_size = from_size;
-                ::sendto(sensor_fd_, datagram, static_cast<size_t>(size), 0, reinterpret_cast<const sockaddr*>(&sensor),
-                         sizeof sensor);
-            }
+            const std::vector<uint8_t> command = client_->receive(0, &client_ip, &client_port);
+            if (!command.empty()) sensor_side_->send(command, sensor, gvcp::kPort);
         }
         if ((polled[1].revents & POLLIN) != 0) {
-            const ssize_t size = ::recv(sensor_fd_, datagram, sizeof datagram, 0);
-            if (size <= 0 || client_size == 0) continue;
-            std::vector<uint8_t> ack(datagram, datagram + size);
-            if (bend(&ack)) {
-                ::sendto(client_fd_, ack.data(), ack.size(), 0, reinterpret_cast<const sockaddr*>(&client),
-                         client_size);
-            }
+            std::vector<uint8_t> ack = sensor_side_->receive(0);
+            if (!ack.empty() && client_port != 0 && bend(&ack)) client_->send(ack, client_ip, client_port);
         }
     }
 }

@@ -8,9 +8,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "udp_endpoint.h"
 
 namespace hostile {
 
@@ -48,8 +51,8 @@ private:
     std::string address_;
     std::string sensor_address_;
     Lie lie_;
-    int client_fd_ = -1;  // <address>:3956, faces the library
-    int sensor_fd_ = -1;  // <address>:ephemeral, faces the sensor
+    std::unique_ptr<orntest::UdpEndpoint> client_;       // <address>:3956, faces the library
+    std::unique_ptr<orntest::UdpEndpoint> sensor_side_;  // <address>:ephemeral, faces the sensor
     std::atomic<bool> running_{false};
     std::atomic<int> bent_{0};
     int honest_left_ = 12;

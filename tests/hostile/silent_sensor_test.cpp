@@ -9,9 +9,16 @@
 #include <string>
 
 #include "ORNC.h"
-#include "discovery_test_support.h"
+#include "environment.h"
+#include "handles.h"
 #include "hostile_support.h"
+#include "log_capture.h"
+#include "loopback.h"
 #include "ornsim/virtual_sensor.h"
+#include "process_probes.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "wait.h"
 
 namespace {
 
@@ -20,11 +27,7 @@ namespace {
 constexpr double kCallBoundSeconds = 30.0;
 
 ornsim::SensorConfig sensor_config(int host) {
-    ornsim::SensorConfig config;
-    config.address = hostile::address(host);
-    config.serial = "SILENT0" + std::to_string(host);
-    config.mac = "02:70:00:00:01:" + std::to_string(host);
-    return config;
+    return orntest::sensor_config(orntest::Block::hostile, host, "SILENT0" + std::to_string(host));
 }
 
 ornsim::FaultSwitches silent_after(double seconds, uint32_t ack_delay_ms = 0) {
@@ -62,7 +65,7 @@ protected:
         orntest::LogCapture log;
         ornc_t ornc{nullptr};
         ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        hostile::Stopwatch watch;
+        orntest::Stopwatch watch;
         EXPECT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_ERR_DEVICE_CONNECT_FAILED);
         EXPECT_LT(watch.seconds(), kCallBoundSeconds);
         EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
@@ -101,13 +104,13 @@ TEST_F(SilentSensor, SilenceUnderAConnectedHandleFailsWritesAndDisconnectStaysBo
     ASSERT_NE(width, nullptr);
     first_sensor().set_faults(silent_after(0.0));
 
-    hostile::Stopwatch write_watch;
+    orntest::Stopwatch write_watch;
     EXPECT_NE(ORNCParamSetIntegerValue(width, 128), ORNC_OK);
     EXPECT_LT(write_watch.seconds(), kCallBoundSeconds);
     int value = 0;
     EXPECT_NE(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
 
-    hostile::Stopwatch disconnect_watch;
+    orntest::Stopwatch disconnect_watch;
     ORNCDisconnect(&ornc);
     EXPECT_LT(disconnect_watch.seconds(), kCallBoundSeconds);
     std::printf("silent sensor: write failed after %.1f s, disconnect took %.1f s\n", write_watch.seconds(),

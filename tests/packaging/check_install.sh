@@ -50,7 +50,7 @@ pkg-config --exists ornc || fail "pkg-config does not know ornc"
 version="$(pkg-config --modversion ornc)"
 [ "${version%%.*}" = "$major" ] || fail "pkg-config version $version does not match the SONAME major $major"
 # shellcheck disable=SC2046
-"$cc" -std=c99 -Wall -Wextra -Werror -o "$work/consumer-pc" "$here/consumer/consumer.c" \
+"$cc" -std=c99 -Wall -Wextra -Werror -o "$work/consumer-pc" "$here/../c_api/c_api_check.c" \
   $(pkg-config --cflags --libs ornc) -Wl,-rpath,"$libdir"
 "$work/consumer-pc" || fail "consumer built with pkg-config"
 loads_installed_library "$work/consumer-pc" || fail "consumer-pc does not load the installed library"

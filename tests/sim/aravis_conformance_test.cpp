@@ -15,15 +15,19 @@
 #include <string>
 #include <vector>
 
-#include "gvcp_test_client.h"
+#include "gvcp_client.h"
+#include "loopback.h"
+#include "private_network.h"
+#include "run_program.h"
+#include "sensor.h"
+#include "temp_dir.h"
+#include "test_genicam.h"
 
 namespace {
 
 const std::string kSensor = ORNSIM_SENSOR_BINARY;
-const std::string kNetnsScript = ORNSIM_NETNS_SCRIPT;
 const std::string kArvTest = ORNSIM_ARV_TEST;
 const std::string kArvTestConfig = ORNSIM_ARV_TEST_CONFIG;
-const std::string kCustomGenicam = ORNSIM_CUSTOM_GENICAM;
 const std::string kDeviceId = "ORNC Virtual Sensors-lumenGAUGE Virtual 3D-VS000001";
 
 struct CommandResult {
@@ -31,32 +35,13 @@ struct CommandResult {
     std::string output;
 };
 
-// Runs a shell command line, bounded by `timeout`, and returns its exit
-// status and combined output.
+// Runs a shell command line, bounded by `timeout_s`: its exit status and
+// combined output.
 CommandResult run(const std::string& command_line, int timeout_s = 20) {
-    CommandResult r;
-    std::string bounded = "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1";
-    FILE* pipe = ::popen(bounded.c_str(), "r");
-    if (pipe == nullptr) return r;
-    char buffer[4096];
-    size_t n;
-    while ((n = std::fread(buffer, 1, sizeof buffer, pipe)) > 0) r.output.append(buffer, n);
-    int status = ::pclose(pipe);
-    r.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return r;
-}
-
-std::string quote(const std::string& s) {
-    std::string out = "'";
-    for (char c : s) out += c == '\'' ? std::string("'\\''") : std::string(1, c);
-    return out + "'";
-}
-
-// The sensor and `client` (a shell command line) in a fresh namespace.
-CommandResult in_namespace(const std::string& sensor_options, const std::string& client, int timeout_s) {
-    return run("unshare -n sh " + quote(kNetnsScript) + " " + quote(kSensor) + " " + sensor_options + " -- sh -c " +
-                   quote(client),
-               timeout_s);
+    const orntest::ProgramResult r = orntest::run_program(
+        "/bin/sh", {"-c", "timeout -k 5 " + std::to_string(timeout_s) + " " + command_line + " 2>&1"}, {},
+        timeout_s + 10);
+    return {r.exit_code, r.out + r.err};
 }
 
 TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
@@ -79,7 +64,9 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
                              {" --cut-frame-every -1", 2, "invalid value"},
                              {" --cut-frame-every x", 2, "invalid value"},
                              {" --event-flood -5", 2, "invalid value"},
-                             {" --address 300.1.1.1", 1, "invalid IPv4 address"}}) {
+                             {" --address 300.1.1.1", 1, "invalid IPv4 address"},
+                             {" --address 127.0.31.9 --mac 02:00:zz:00:00:01", 1, "invalid MAC address"},
+                             {" --address 127.0.31.9 --genicam /nonexistent/sensor.xml", 1, "GenICam file"}}) {
         CommandResult result = run(kSensor + r.options);
         EXPECT_EQ(result.status, r.status) << r.options;
         EXPECT_NE(result.output.find(r.says), std::string::npos) << r.options << ": " << result.output;
@@ -88,13 +75,13 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
 
 TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
     for (const char* signal : {"INT", "TERM"}) {
-        const std::string address = ornsim_test::unique_loopback_address(33);
+        const std::string address = orntest::loopback(orntest::Block::sim, 4);
         // Started, asked over GVCP, signalled, then the same address is free again.
         const std::string script = "sh -c '" + kSensor + " --address " + address +
                                    " --serial VS-TOOL & pid=$!; "
                                    "sleep 1; kill -" +
                                    signal + " $pid; wait $pid; echo exit=$?'";
-        ornsim_test::GvcpClient client(ornsim_test::ipv4(address));
+        orntest::GvcpClient client(orntest::ipv4(address));
         FILE* pipe = ::popen(("timeout -k 2 20 " + script + " 2>&1").c_str(), "r");
         ASSERT_NE(pipe, nullptr);
         std::string output;
@@ -114,25 +101,44 @@ TEST(SensorTool, RunsUntilSignalledThenExitsCleanly) {
     }
 }
 
+// Aravis's clients discover by broadcast on every adapter: each case runs in
+// a network namespace of its own where a veth pair carries link-local
+// addresses, the sensor process on 169.254.1.2 and the clients on
+// 169.254.1.1, so they reach the sensor and nothing else.
 class AravisConformance : public ::testing::Test {
 protected:
     void SetUp() override {
-        if (::geteuid() != 0) GTEST_SKIP() << "needs root to create a network namespace";
-        if (run("unshare -n true", 10).status != 0) GTEST_SKIP() << "network namespaces are not available";
         if (run("sh -c 'command -v arv-tool-0.8'", 10).status != 0)
             GTEST_SKIP() << "arv-tool-0.8 (aravis-tools-cli) is not installed";
+        std::string why;
+        if (!orntest::enter_private_network(&why)) GTEST_SKIP() << why;
+        ASSERT_TRUE(orntest::run_command(
+            "ip link add ornc-host type veth peer name ornc-dev && ip addr add 169.254.1.1/16 brd + dev ornc-host && "
+            "ip addr add 169.254.1.2/16 brd + dev ornc-dev && ip link set ornc-host mtu 9000 up && "
+            "ip link set ornc-dev mtu 9000 up"));
     }
+    // `client` (a shell command line) against the sensor started with `extra` options.
+    CommandResult against_sensor(const std::string& client, int timeout_s, const std::vector<std::string>& extra = {}) {
+        orntest::SensorProcess sensor(kSensor, config_, extra);
+        if (!sensor.ok()) return {-1, "the sensor did not answer"};
+        return run(client, timeout_s);
+    }
+
+    ornsim::SensorConfig config_ = [] {
+        ornsim::SensorConfig config;
+        config.address = "169.254.1.2";
+        return config;
+    }();
 };
 
 TEST_F(AravisConformance, ArvToolListsTheSensorAndReadsAndWritesItsFeatures) {
     CommandResult r =
-        in_namespace("--serial VS000001",
-                     "arv-tool-0.8 && arv-tool-0.8 -n '" + kDeviceId +
-                         "' control DeviceModelName DeviceSerialNumber Width=320 Width Height PayloadSize "
-                         "ComponentSelector=Intensity PixelFormat GevSCPSPacketSize && "
-                         "arv-tool-0.8 -n '" +
-                         kDeviceId + "' control SensorWidth=100",
-                     60);
+        against_sensor("arv-tool-0.8 && arv-tool-0.8 -n '" + kDeviceId +
+                           "' control DeviceModelName DeviceSerialNumber Width=320 Width Height PayloadSize "
+                           "ComponentSelector=Intensity PixelFormat GevSCPSPacketSize && "
+                           "arv-tool-0.8 -n '" +
+                           kDeviceId + "' control SensorWidth=100",
+                       60);
     EXPECT_EQ(r.status, 0) << r.output;
     EXPECT_NE(r.output.find(kDeviceId + " (169.254.1.2)"), std::string::npos) << r.output;
     EXPECT_NE(r.output.find("DeviceModelName = lumenGAUGE Virtual 3D"), std::string::npos) << r.output;
@@ -146,19 +152,20 @@ TEST_F(AravisConformance, ArvToolListsTheSensorAndReadsAndWritesItsFeatures) {
 }
 
 TEST_F(AravisConformance, AnotherGenicamFileDescribesFeaturesInPlainMemory) {
-    CommandResult r = in_namespace("--genicam " + quote(kCustomGenicam),
-                                   "arv-tool-0.8 -n '" + kDeviceId +
-                                       "' control TestValue=4321 TestLabel=left-bench && "
-                                       "echo second-connection && "
-                                       "arv-tool-0.8 -n '" +
-                                       kDeviceId + "' control TestValue TestLabel",
-                                   60);
+    // The tests' GenICam file: its features live in the sensor's plain memory.
+    const orntest::TempWorkDir dir;
+    ASSERT_TRUE(orntest::write_file(dir.file("test.xml"), orntest::range_test_xml(config_)));
+    CommandResult r = against_sensor("arv-tool-0.8 -n '" + kDeviceId +
+                                         "' control IntUnsigned32=4321 TextValue=left-bench && "
+                                         "echo second-connection && arv-tool-0.8 -n '" +
+                                         kDeviceId + "' control IntUnsigned32 TextValue",
+                                     60, {"--genicam", dir.file("test.xml")});
     EXPECT_EQ(r.status, 0) << r.output;
     // The second connection reads back what the first one stored.
     size_t second = r.output.find("second-connection");
     ASSERT_NE(second, std::string::npos) << r.output;
-    EXPECT_NE(r.output.find("TestValue = 4321", second), std::string::npos) << r.output;
-    EXPECT_NE(r.output.find("TestLabel = left-bench", second), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("IntUnsigned32 = 4321", second), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("TextValue = left-bench", second), std::string::npos) << r.output;
 }
 
 // The GenICam schema 1.1 that arv-test bundles, cut out of its executable.
@@ -182,7 +189,8 @@ std::string bundled_schema_1_1() {
 TEST_F(AravisConformance, GenicamFileLoadsPlainAndZippedAndValidatesAgainstSchema11) {
     if (access(kArvTest.c_str(), X_OK) != 0) GTEST_SKIP() << "arv-test-0.8 not found at " << kArvTest;
     for (const char* options : {"", "--zip-genicam"}) {
-        CommandResult r = in_namespace(options, "arv-tool-0.8 -n '" + kDeviceId + "' genicam", 60);
+        CommandResult r = against_sensor("arv-tool-0.8 -n '" + kDeviceId + "' genicam", 60,
+                                         *options ? std::vector<std::string>{options} : std::vector<std::string>{});
         ASSERT_EQ(r.status, 0) << r.output;
         size_t begin = r.output.find("<?xml");
         size_t end = r.output.find("</RegisterDescription>");
@@ -210,14 +218,14 @@ TEST_F(AravisConformance, ArvTestReportsSuccessForEveryTestIncludingMultipartAnd
     // a loaded machine deschedules for a few milliseconds still finds its
     // packets in the socket buffer. 320 x 240 is what the configuration expects.
     struct Mode {
-        const char* sensor_options;
+        std::vector<std::string> sensor_options;
         const char* arv_test_options;
     };
-    for (const Mode& mode :
-         {Mode{"--width 320 --height 240 --link-speed 200", ""}, Mode{"--width 320 --height 240", "--packet-socket"}}) {
+    for (const Mode& mode : {Mode{{"--width", "320", "--height", "240", "--link-speed", "200"}, ""},
+                             Mode{{"--width", "320", "--height", "240"}, "--packet-socket"}}) {
         SCOPED_TRACE(mode.arv_test_options);
-        CommandResult r = in_namespace(
-            mode.sensor_options, quote(kArvTest) + " " + mode.arv_test_options + " -c " + quote(kArvTestConfig), 240);
+        CommandResult r =
+            against_sensor(kArvTest + " " + mode.arv_test_options + " -c " + kArvTestConfig, 240, mode.sensor_options);
         ASSERT_EQ(r.status, 0) << r.output;
         ASSERT_NE(r.output.find("Found 1 device"), std::string::npos) << r.output;
         std::istringstream lines(r.output);

@@ -242,7 +242,7 @@ private:
         }
     }
 
-    ornsim_test::UdpEndpoint socket_{"127.0.0.1", 16 * 1024 * 1024};
+    orntest::UdpEndpoint socket_{"127.0.0.1", 16 * 1024 * 1024};
     std::map<uint64_t, CollectedBlock> blocks_;
     size_t malformed_ = 0;
     size_t largest_ = 0;

@@ -11,6 +11,7 @@
 #include <sstream>
 #include <thread>
 
+#include "temp_dir.h"
 #include "tool_test_fixture.h"
 
 namespace tooltest {
@@ -35,9 +36,9 @@ std::vector<std::string> param_row(const std::string& out, const std::string& na
 }
 
 TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
-    start_sensor(2, "TOOL-A", 160, 120, "02:00:00:00:73:02");
-    start_sensor(3, "TOOL-B", 160, 120, "02:00:00:00:73:03");
-    ToolResult r = tool({"list"});
+    start_sensor(2, "TOOL-A");
+    start_sensor(3, "TOOL-B");
+    ProgramResult r = tool({"list"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("Supported devices (2):"), std::string::npos) << r.out;
     const std::string header = line_with(r.out, "SERIAL");
@@ -57,7 +58,7 @@ TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
         }
     }
     EXPECT_NE(row_a.find(block_address(2)), std::string::npos);
-    EXPECT_NE(row_a.find("02:00:00:00:73:02"), std::string::npos);
+    EXPECT_NE(row_a.find(block_mac(2)), std::string::npos);
     EXPECT_NE(row_a.find("lumenGAUGE Virtual 3D"), std::string::npos);
     EXPECT_NE(row_a.find(" open"), std::string::npos);
     EXPECT_EQ(row_a.rfind("  lo ", 0), 0u) << "the adapter column comes first: " << row_a;
@@ -72,13 +73,13 @@ TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
 }
 
 TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
-    start_sensor(4, "TOOL-INFO", 160, 120, "02:00:00:00:73:04");
+    start_sensor(4, "TOOL-INFO");
     for (const std::string& key : {std::string("TOOL-INFO"), block_address(4), std::string("Virtual 3D")}) {
-        ToolResult r = tool({"info", key});
+        ProgramResult r = tool({"info", key});
         ASSERT_EQ(r.exit_code, 0) << key << "\n" << report(r);
         for (const auto& field : std::vector<std::pair<std::string, std::string>>{{"Serial number", "TOOL-INFO"},
                                                                                   {"IP address", block_address(4)},
-                                                                                  {"MAC address", "02:00:00:00:73:04"},
+                                                                                  {"MAC address", block_mac(4)},
                                                                                   {"GigE Vision version", "2.1"},
                                                                                   {"Vendor", "ORNC Virtual Sensors"},
                                                                                   {"Access", "open"},
@@ -87,15 +88,15 @@ TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
                                                                                            << r.out;
         }
     }
-    const ToolResult r = tool({"info", "NO-SUCH-SERIAL"});
+    const ProgramResult r = tool({"info", "NO-SUCH-SERIAL"});
     EXPECT_EQ(r.exit_code, 3) << report(r);
     EXPECT_NE(r.err.find("no supported device matches 'NO-SUCH-SERIAL'"), std::string::npos) << r.err;
     EXPECT_EQ(r.out, "");
 }
 
 TEST_F(ToolTest, ParamsPrintsTheTreeWithTypesAccessAndValues) {
-    start_sensor(5, "TOOL-PARAMS", 160, 120);
-    ToolResult r = tool({"params", "TOOL-PARAMS"});
+    start_sensor(5, "TOOL-PARAMS");
+    ProgramResult r = tool({"params", "TOOL-PARAMS"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_EQ(param_row(r.out, "Width"), (std::vector<std::string>{"Width", "Integer", "RW", "160"}));
     EXPECT_EQ(param_row(r.out, "SensorHeight"), (std::vector<std::string>{"SensorHeight", "UInteger", "RO", "120"}));
@@ -127,7 +128,7 @@ TEST_F(ToolTest, ParamsPrintsTheTreeWithTypesAccessAndValues) {
 }
 
 TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
-    start_sensor(6, "TOOL-SET", 160, 120);
+    start_sensor(6, "TOOL-SET");
     expect_output({"set", "TOOL-SET", "Width", "96"}, "Width = 96\n");
     expect_output({"get", "TOOL-SET", "Width"}, "96\n");
     // Numbers are clamped into the range, never refused.
@@ -136,7 +137,7 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
     expect_output({"get", "TOOL-SET", "AcquisitionMode", "--number"}, "1\n");
     expect_output({"set", "TOOL-SET", "AcquisitionMode", "0"}, "AcquisitionMode = Continuous\n");
     expect_output({"set", "TOOL-SET", "ChunkModeActive", "true"}, "ChunkModeActive = true\n");
-    ToolResult r = tool({"set", "TOOL-SET", "ExposureTime", "2500.5"});
+    ProgramResult r = tool({"set", "TOOL-SET", "ExposureTime", "2500.5"});
     EXPECT_EQ(r.exit_code, 0) << report(r);
     r = tool({"get", "TOOL-SET", "ExposureTime"});
     EXPECT_NEAR(std::stod(r.out), 2500.5, 1e-3) << report(r);
@@ -161,15 +162,15 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
 }
 
 TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
-    start_sensor(7, "TOOL-EXEC", 160, 120);
+    start_sensor(7, "TOOL-EXEC");
     // The timestamp commands leave their mark in the device after the tool
     // has gone: a reset restarts the clock at 0, a latch copies it to
     // GevTimestampValue (1 GHz ticks, 64 bits wide; read while it still
     // fits the tool's 32-bit view).
     auto latch = [&]() -> long long {
-        ToolResult latched = tool({"exec", "TOOL-EXEC", "GevTimestampControlLatch"});
+        ProgramResult latched = tool({"exec", "TOOL-EXEC", "GevTimestampControlLatch"});
         EXPECT_EQ(latched.out, "GevTimestampControlLatch executed\n") << report(latched);
-        ToolResult value = tool({"get", "TOOL-EXEC", "GevTimestampValue"});
+        ProgramResult value = tool({"get", "TOOL-EXEC", "GevTimestampValue"});
         EXPECT_EQ(value.exit_code, 0) << report(value);
         return std::atoll(value.out.c_str());
     };
@@ -186,8 +187,8 @@ TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
 }
 
 TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
-    start_sensor(8, "TOOL-COMP", 160, 120);
-    ToolResult r = tool({"components", "TOOL-COMP"});
+    start_sensor(8, "TOOL-COMP");
+    ProgramResult r = tool({"components", "TOOL-COMP"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_EQ(param_row(r.out, "0"),
               (std::vector<std::string>{"0", "0", "0", "0", "Range", "Coord3D_ABC32f", "(0x026000C0)", "yes"}));
@@ -220,8 +221,8 @@ TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
 }
 
 TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
-    ornsim::VirtualSensor& sensor = start_sensor(9, "TOOL-IP", 160, 120);
-    ToolResult r = tool({"ipconfig", "TOOL-IP", "--ip", block_address(10), "--mask", "255.0.0.0"});
+    ornsim::VirtualSensor& sensor = start_sensor(9, "TOOL-IP");
+    ProgramResult r = tool({"ipconfig", "TOOL-IP", "--ip", block_address(10), "--mask", "255.0.0.0"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_EQ(r.out, "TOOL-IP: " + block_address(9) + " -> " + block_address(10) + " mask 255.0.0.0 gateway 0.0.0.0\n");
     EXPECT_EQ(sensor.current_address(), block_address(10));
@@ -242,31 +243,26 @@ TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
 }
 
 TEST_F(ToolTest, DumpXmlWritesThePlainFileOrAZipArchive) {
-    start_sensor(12, "TOOL-XML", 160, 120);
-    char dir_template[] = "/tmp/ornc-tool-xml.XXXXXX";
-    ASSERT_NE(mkdtemp(dir_template), nullptr);
-    const std::string dir = dir_template;
-    ToolResult r = tool({"dump-xml", "TOOL-XML", dir + "/device.xml"});
+    start_sensor(12, "TOOL-XML");
+    const orntest::TempWorkDir dir;
+    ProgramResult r = tool({"dump-xml", "TOOL-XML", dir.file("device.xml")});
     ASSERT_EQ(r.exit_code, 0) << report(r);
-    const std::string xml = read_whole(dir + "/device.xml");
+    const std::string xml = orntest::read_file(dir.file("device.xml"));
     EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
     EXPECT_NE(xml.find("<RegisterDescription"), std::string::npos);
     EXPECT_NE(xml.find("\"Width\""), std::string::npos);
-    r = tool({"dump-xml", "TOOL-XML", dir + "/device.zip"});
+    r = tool({"dump-xml", "TOOL-XML", dir.file("device.zip")});
     ASSERT_EQ(r.exit_code, 0) << report(r);
-    EXPECT_EQ(read_whole(dir + "/device.zip").substr(0, 4), std::string("PK\x03\x04", 4));
-    expect_failure({"dump-xml", "TOOL-XML", dir + "/missing-folder/device.xml"}, 1, "cannot write");
-    std::remove((dir + "/device.xml").c_str());
-    std::remove((dir + "/device.zip").c_str());
-    rmdir(dir.c_str());
+    EXPECT_EQ(orntest::read_file(dir.file("device.zip")).substr(0, 4), std::string("PK\x03\x04", 4));
+    expect_failure({"dump-xml", "TOOL-XML", dir.file("missing-folder/device.xml")}, 1, "cannot write");
 }
 
 TEST_F(ToolTest, HelpUsageErrorsExitCodesAndAnEmptyList) {
-    ToolResult r = tool({"--help"});
+    ProgramResult r = tool({"--help"});
     EXPECT_EQ(r.exit_code, 0);
     for (const char* command : {"list", "info", "params", "get", "set", "exec", "components", "ipconfig", "dump-xml"}) {
         EXPECT_NE(r.out.find(std::string("  ") + command + " "), std::string::npos) << command;
-        ToolResult help = tool({command, "--help"});
+        ProgramResult help = tool({command, "--help"});
         EXPECT_EQ(help.exit_code, 0) << command;
         EXPECT_EQ(help.out.rfind(std::string("Usage: ornc-tool ") + command, 0), 0u) << help.out;
         EXPECT_EQ(help.err, "");

@@ -8,21 +8,21 @@
 #include <cstring>
 #include <regex>
 
+#include "scene.h"
+#include "scene_check.h"
+#include "temp_dir.h"
 #include "tool_test_fixture.h"
 
 namespace tooltest {
 namespace {
 
-const int kWidth = 160;
-const int kHeight = 120;
+constexpr int kWidth = 160;
+constexpr int kHeight = 120;
 
 struct GrayImage {
     int width = 0;
     int height = 0;
     std::vector<uint8_t> pixels;
-    uint8_t at(int u, int v) const {
-        return pixels[static_cast<size_t>(v) * static_cast<size_t>(width) + static_cast<size_t>(u)];
-    }
 };
 
 bool read_png(const std::string& path, GrayImage* image) {
@@ -54,7 +54,7 @@ struct PlyFile {
 // Reads the PLY grab writes: binary little endian, float xyz, then
 // optionally uchar red green blue and uchar confidence.
 bool read_ply(const std::string& path, PlyFile* ply, std::string* error) {
-    const std::string data = read_whole(path);
+    const std::string data = orntest::read_file(path);
     const size_t end = data.find("end_header\n");
     if (data.rfind("ply\nformat binary_little_endian 1.0\n", 0) != 0 || end == std::string::npos) {
         *error = "not a binary little-endian PLY";
@@ -95,55 +95,28 @@ bool read_ply(const std::string& path, PlyFile* ply, std::string* error) {
     return true;
 }
 
-// The sensor's scene (sim/stream/README.md) for frame id f.
-struct Scene {
-    int w, h, f;
-    int cu() const { return w / 4 + (f % std::max(1, w / 2)); }
-    int cv() const { return h / 2; }
-    int r() const { return std::min(w, h) / 6; }
-    long d2(int u, int v) const { return long(u - cu()) * (u - cu()) + long(v - cv()) * (v - cv()); }
-    bool on_sphere(int u, int v) const { return d2(u, v) < long(r()) * r(); }
-    bool valid(int u, int v) const {
-        const bool border = u < 4 || v < 4 || u + 4 >= w || v + 4 >= h;
-        const bool shadow = r() < u - cu() && u - cu() <= r() + r() / 2 && 2 * std::abs(v - cv()) <= r();
-        return !border && !shadow;
-    }
-    double x(int u) const { return (u - (w - 1) / 2.0) * 0.5; }
-    double y(int v) const { return (v - (h - 1) / 2.0) * 0.5; }
-    double z(int u, int v) const {
-        return 1000 + 0.1 * x(u) - (on_sphere(u, v) ? std::sqrt(double(r()) * r() - double(d2(u, v))) * 0.5 : 0);
-    }
-    int confidence(int u, int v) const {
-        if (!valid(u, v)) return 0;
-        if (on_sphere(u, v)) return 255 - static_cast<int>(55 * d2(u, v) / (long(r()) * r()));
-        return 100 + 100 * v / h;
-    }
-    int intensity(int u, int v) const { return (u + 2 * v + 3 * f) % 256; }
-    long valid_count() const {
-        long n = 0;
-        for (int v = 0; v < h; ++v)
-            for (int u = 0; u < w; ++u) n += valid(u, v) ? 1 : 0;
-        return n;
-    }
-};
+// The sensor's scene at the grab's size (its formulas are checked against
+// sim/stream/README.md in tests/sim), and the number of valid pixels.
+ornsim::ScenePixel pixel(uint64_t frame, int u, int v) {
+    return ornsim::scene_pixel({kWidth, kHeight, ornsim::kSceneDefaultC16ScaleMm, 0.0f}, frame,
+                               static_cast<uint32_t>(u), static_cast<uint32_t>(v));
+}
+long valid_count(uint64_t frame) {
+    long n = 0;
+    for (int v = 0; v < kHeight; ++v)
+        for (int u = 0; u < kWidth; ++u) n += pixel(frame, u, v).valid ? 1 : 0;
+    return n;
+}
 
 class GrabTest : public ToolTest {
 protected:
-    void SetUp() override {
-        char dir_template[] = "/tmp/ornc-tool-grab.XXXXXX";
-        ASSERT_NE(mkdtemp(dir_template), nullptr);
-        dir_ = dir_template;
-    }
-    void TearDown() override {
-        ToolTest::TearDown();
-        run_program("/bin/rm", {"-rf", dir_}, {});
-    }
-    std::string dir_;
+    const orntest::TempWorkDir work_;
+    const std::string dir_ = work_.path();
 };
 
 TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     start_sensor(20, "TOOL-GRAB", kWidth, kHeight);
-    ToolResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
+    ProgramResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
     EXPECT_NE(r.out.find(dir_ + "/summary.json"), std::string::npos) << r.out;
@@ -160,34 +133,28 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         ASSERT_EQ(intensity.height, kHeight);
         ASSERT_EQ(confidence.width, kWidth);
         ASSERT_EQ(confidence.height, kHeight);
-        // The frame id from the intensity at (0,0) = 3 f mod 256 (171 is
-        // the inverse of 3 modulo 256); the sensor is fresh, so f is small.
-        const Scene scene{kWidth, kHeight, (intensity.at(0, 0) * 171) % 256};
-        ASSERT_GE(scene.f, 1);
-        ASSERT_LT(scene.f, 50);
-        for (const auto& uv : {std::make_pair(0, 0), std::make_pair(10, 10), std::make_pair(159, 119),
-                               std::make_pair(scene.cu(), scene.cv()), std::make_pair(77, 33)}) {
-            EXPECT_EQ(intensity.at(uv.first, uv.second), scene.intensity(uv.first, uv.second))
-                << uv.first << "," << uv.second;
-            EXPECT_EQ(confidence.at(uv.first, uv.second), scene.confidence(uv.first, uv.second))
-                << uv.first << "," << uv.second;
-        }
-        EXPECT_EQ(confidence.at(scene.cu(), scene.cv()), 255);
-        EXPECT_EQ(confidence.at(0, 0), 0);
+        // Both images whole, byte for byte; the frame number from the intensity.
+        const orntest::ImageCopy mono{false, kWidth, kHeight, 1, ORN_PIX_MONO8, intensity.pixels};
+        const uint64_t f = orntest::frame_from_intensity(mono);
+        ASSERT_GE(f, 1u);  // a fresh sensor: the frame number is small
+        ASSERT_LT(f, 50u);
+        EXPECT_EQ(orntest::check_part(mono, f), "");
+        EXPECT_EQ(orntest::check_part({false, kWidth, kHeight, 1, ORN_PIX_CONF8, confidence.pixels}, f), "");
 
         PlyFile ply;
         std::string error;
         ASSERT_TRUE(read_ply(dir_ + stem + "_range.ply", &ply, &error)) << error;
         EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z", "uchar red", "uchar green",
                                                             "uchar blue", "uchar confidence"}));
-        EXPECT_EQ(ply.vertices, scene.valid_count());
+        EXPECT_EQ(ply.vertices, valid_count(f));
         long mismatches = 0;
         for (const Point& p : ply.points) {
             const int u = static_cast<int>(std::lround(static_cast<double>(p.x) / 0.5 + (kWidth - 1) / 2.0));
             const int v = static_cast<int>(std::lround(static_cast<double>(p.y) / 0.5 + (kHeight - 1) / 2.0));
-            const bool ok = u >= 0 && u < kWidth && v >= 0 && v < kHeight && scene.valid(u, v) &&
-                            std::fabs(static_cast<double>(p.z) - scene.z(u, v)) < 1e-3 &&
-                            p.grey == scene.intensity(u, v) && p.confidence == scene.confidence(u, v);
+            const bool inside = u >= 0 && u < kWidth && v >= 0 && v < kHeight;
+            const ornsim::ScenePixel want = inside ? pixel(f, u, v) : ornsim::ScenePixel{};
+            const bool ok = inside && want.valid && std::fabs(p.z - want.z_mm) < 1e-3f && p.grey == want.intensity &&
+                            p.confidence == want.confidence;
             if (!ok && ++mismatches <= 3) {
                 ADD_FAILURE() << "point (" << p.x << ", " << p.y << ", " << p.z << ") grey " << int(p.grey)
                               << " confidence " << int(p.confidence) << " does not match pixel " << u << "," << v;
@@ -195,24 +162,22 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         }
         EXPECT_EQ(mismatches, 0);
     }
-    const std::string summary = read_whole(dir_ + "/summary.json");
+    const std::string summary = orntest::read_file(dir_ + "/summary.json");
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
-    const Scene first_frame{kWidth, kHeight, 1};
-    EXPECT_NE(summary.find("\"points\": " + std::to_string(first_frame.valid_count())), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
 }
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     start_sensor(21, "TOOL-GRAB-R", kWidth, kHeight);
-    ToolResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
+    ProgramResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     PlyFile ply;
     std::string error;
     ASSERT_TRUE(read_ply(dir_ + "/frame_0000_range.ply", &ply, &error)) << error;
     EXPECT_EQ(ply.properties, (std::vector<std::string>{"float x", "float y", "float z"}));
-    const Scene first_frame{kWidth, kHeight, 1};
-    EXPECT_EQ(ply.vertices, first_frame.valid_count());
-    EXPECT_EQ(read_whole(dir_ + "/frame_0000_intensity.png"), "");
+    EXPECT_EQ(ply.vertices, valid_count(1));
+    EXPECT_EQ(orntest::read_file(dir_ + "/frame_0000_intensity.png"), "");
     r = tool({"components", "TOOL-GRAB-R"});
     std::smatch m;
     EXPECT_TRUE(std::regex_search(r.out, m, std::regex("Intensity +Mono8 \\(0x01080001\\) +no"))) << r.out;
@@ -224,7 +189,7 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
 
 TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     start_sensor(22, "TOOL-EVENTS", kWidth, kHeight);
-    ToolResult r =
+    ProgramResult r =
         tool({"events", "TOOL-EVENTS", "--event", "FrameEnd", "--acquire", "--count", "3", "--seconds", "20"}, 60);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("parameter  EventNotification = On"), std::string::npos) << r.out;

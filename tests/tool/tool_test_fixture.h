@@ -1,79 +1,63 @@
-// Virtual sensors on this process's own loopback block, and ornc-tool run
-// against them with discovery limited to that block.
+// ornc-tool run as a child process against virtual sensors on the tool
+// suite's loopback block, with discovery limited to that block.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
-#include "ornsim/virtual_sensor.h"
-#include "tool_runner.h"
+#include "run_program.h"
+#include "sensor.h"
 
 namespace tooltest {
 
-// 127.73.<pid % 250>.<host>: other suites and other developers' runs use
-// other blocks, so sensors never meet.
-inline std::string block_address(int host) {
-    return "127.73." + std::to_string(::getpid() % 250) + "." + std::to_string(host);
-}
+using orntest::lines_of;
+using orntest::ProgramResult;
+
+inline std::string block_address(int host) { return orntest::loopback(orntest::Block::tool, host); }
+inline std::string block_mac(int host) { return orntest::loopback_mac(orntest::Block::tool, host); }
 
 // The report of a run for failure messages.
-inline std::string report(const ToolResult& r) {
+inline std::string report(const ProgramResult& r) {
     return "exit " + std::to_string(r.exit_code) + "\n--- stdout\n" + r.out + "--- stderr\n" + r.err;
 }
 
 class ToolTest : public ::testing::Test {
 protected:
-    void TearDown() override {
-        for (auto& sensor : sensors_) sensor->stop();
-    }
-
-    // Starts a sensor at block_address(host) with `serial`; fails the test
-    // when it cannot bind.
+    // A sensor at block_address(host) (MAC block_mac(host)) with `serial`.
     ornsim::VirtualSensor& start_sensor(int host, const std::string& serial, uint32_t width = 160,
-                                        uint32_t height = 120, const std::string& mac = "02:00:00:00:73:01") {
-        ornsim::SensorConfig config;
-        config.address = block_address(host);
-        config.serial = serial;
-        config.mac = mac;
-        config.width = width;
-        config.height = height;
-        config.fps = 50.0;
-        auto sensor = std::make_unique<ornsim::VirtualSensor>(config);
-        std::string error;
-        EXPECT_TRUE(sensor->start(&error)) << error;
-        sensors_.push_back(std::move(sensor));
-        return *sensors_.back();
+                                        uint32_t height = 120) {
+        EXPECT_EQ(sensors_.add(orntest::sensor_config(orntest::Block::tool, host, serial, width, height, 50.0)), "");
+        return sensors_[started_++];
     }
 
     // Discovery asks every host of the block that a test in this folder
     // starts a sensor on (1 to 24).
-    ToolResult tool(const std::vector<std::string>& args, double timeout_s = 60.0) {
-        return run_program(ORNC_TOOL_PATH, args,
-                           {{"ORNC_INTERFACES", "lo"},
-                            {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(24)},
-                            {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}},
-                           timeout_s);
+    ProgramResult tool(const std::vector<std::string>& args, double timeout_s = 60.0) {
+        return orntest::run_program(ORNC_TOOL_PATH, args,
+                                    {{"ORNC_INTERFACES", "lo"},
+                                     {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(24)},
+                                     {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}},
+                                    timeout_s);
     }
 
     // Runs the tool; it must succeed and print exactly `out`.
     void expect_output(const std::vector<std::string>& args, const std::string& out) {
-        const ToolResult r = tool(args);
+        const ProgramResult r = tool(args);
         EXPECT_EQ(r.exit_code, 0) << report(r);
         EXPECT_EQ(r.out, out) << report(r);
     }
 
     // Runs the tool; it must exit with `code` and say `message` on stderr.
     void expect_failure(const std::vector<std::string>& args, int code, const std::string& message) {
-        const ToolResult r = tool(args);
+        const ProgramResult r = tool(args);
         EXPECT_EQ(r.exit_code, code) << report(r);
         EXPECT_NE(r.err.find(message), std::string::npos) << report(r);
     }
 
-    std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors_;
+    orntest::SensorFleet sensors_;
+    size_t started_ = 0;
 };
 
 }  // namespace tooltest

@@ -32,37 +32,32 @@ std::vector<std::pair<std::string, int>> walk(const std::string& text) {
 
 using Entries = std::vector<std::pair<std::string, int>>;
 
-TEST(EnumEntries, ImplicitAndExplicitValues) {
-    EXPECT_EQ(walk("Off\nOn\nAuto"), (Entries{{"Off", 0}, {"On", 1}, {"Auto", 2}}));
-    EXPECT_EQ(walk("Low:5\nMid\nHigh:0x10\nMax"), (Entries{{"Low", 5}, {"Mid", 6}, {"High", 16}, {"Max", 17}}));
-    EXPECT_EQ(walk("A:0xfF\nB"), (Entries{{"A", 255}, {"B", 256}}));
-    EXPECT_EQ(walk(""), Entries{});
-}
-
-TEST(EnumEntries, LineStructure) {
-    EXPECT_EQ(walk("A\nB\n"), (Entries{{"A", 0}, {"B", 1}}));  // a final line feed adds nothing
-    EXPECT_EQ(walk("A\n\nB"), (Entries{{"A", 0}, {"", 1}, {"B", 2}}));
-    EXPECT_EQ(walk(":7\nX"), (Entries{{"", 7}, {"X", 8}}));
-    // Nothing is trimmed: blanks and tabs belong to the name.
-    EXPECT_EQ(walk(" a \tb"), (Entries{{" a \tb", 0}}));
-}
-
-TEST(EnumEntries, WhatFollowsAValueStartsTheNextEntry) {
-    EXPECT_EQ(walk("Low:5 \nNext"), (Entries{{"Low", 5}, {" ", 6}, {"Next", 7}}));
-    EXPECT_EQ(walk("Off\r\nOn:3\r\nX"), (Entries{{"Off\r", 0}, {"On", 3}, {"\r", 4}, {"X", 5}}));
-    EXPECT_EQ(walk("A:0X1F"), (Entries{{"A", 0}, {"X1F", 1}}));
-    EXPECT_EQ(walk("A:-3"), (Entries{{"A", 0}, {"-3", 1}}));
-    EXPECT_EQ(walk("A:12abc"), (Entries{{"A", 12}, {"abc", 13}}));
-}
-
-TEST(EnumEntries, MalformedValuesNeverFail) {
-    // "0x" without digits converts nothing: the running value stays.
-    EXPECT_EQ(walk("A:4\nB:0x\nC"), (Entries{{"A", 4}, {"B", 4}, {"C", 5}}));
-    EXPECT_EQ(walk("A:\nB"), (Entries{{"A", 0}, {"B", 1}}));
-    EXPECT_EQ(walk("A:0xFFFFFFFF"), (Entries{{"A", -1}}));
-    EXPECT_EQ(walk("A:2147483647\nB"), (Entries{{"A", 2147483647}, {"B", -2147483647 - 1}}));
-    // Far too many digits saturate instead of overflowing.
-    EXPECT_EQ(walk("A:99999999999999999999999999")[0].second, -1);
+TEST(EnumEntries, NamesAndValuesOfEveryEntry) {
+    const std::pair<const char*, Entries> cases[] = {
+        // Implicit values count on from the last one; hexadecimal in any case.
+        {"Off\nOn\nAuto", {{"Off", 0}, {"On", 1}, {"Auto", 2}}},
+        {"Low:5\nMid\nHigh:0x10\nMax", {{"Low", 5}, {"Mid", 6}, {"High", 16}, {"Max", 17}}},
+        {"A:0xfF\nB", {{"A", 255}, {"B", 256}}},
+        {"", {}},
+        // A final line feed adds nothing; an empty line is an entry; nothing is trimmed.
+        {"A\nB\n", {{"A", 0}, {"B", 1}}},
+        {"A\n\nB", {{"A", 0}, {"", 1}, {"B", 2}}},
+        {":7\nX", {{"", 7}, {"X", 8}}},
+        {" a \tb", {{" a \tb", 0}}},
+        // What follows a value starts the next entry.
+        {"Low:5 \nNext", {{"Low", 5}, {" ", 6}, {"Next", 7}}},
+        {"Off\r\nOn:3\r\nX", {{"Off\r", 0}, {"On", 3}, {"\r", 4}, {"X", 5}}},
+        {"A:0X1F", {{"A", 0}, {"X1F", 1}}},
+        {"A:-3", {{"A", 0}, {"-3", 1}}},
+        {"A:12abc", {{"A", 12}, {"abc", 13}}},
+        // Malformed values never fail: "0x" without digits keeps the running value.
+        {"A:4\nB:0x\nC", {{"A", 4}, {"B", 4}, {"C", 5}}},
+        {"A:\nB", {{"A", 0}, {"B", 1}}},
+        {"A:0xFFFFFFFF", {{"A", -1}}},
+        {"A:2147483647\nB", {{"A", 2147483647}, {"B", -2147483647 - 1}}},
+        {"A:99999999999999999999999999", {{"A", -1}}},  // too many digits saturate
+    };
+    for (const auto& [text, entries] : cases) EXPECT_EQ(walk(text), entries) << '"' << text << '"';
 }
 
 TEST(EnumEntries, IndexValueAndNameLookups) {

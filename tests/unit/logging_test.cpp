@@ -1,7 +1,6 @@
 // The logger through its exported functions: masks, level words, the three
 // sinks with their line formats, file handling and concurrent use.
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <cstdio>
@@ -16,6 +15,7 @@
 #include <vector>
 
 #include "ORNBase.h"
+#include "temp_dir.h"
 
 namespace {
 
@@ -32,23 +32,11 @@ std::vector<std::string> sink_lines() {
     return g_sink_lines;
 }
 
-std::string read_file(const std::string& path) {
-    std::ifstream in(path);
-    std::stringstream ss;
-    ss << in.rdbuf();
-    return ss.str();
-}
-
 const std::string kStamp = R"(\d{4}:\d{2}:\d{2} \d{2}:\d{2}:\d{2}\.\d{3,4})";
 
 class Logging : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char dir_template[] = "/tmp/ornc-log-XXXXXX";
-        ASSERT_NE(mkdtemp(dir_template), nullptr);
-        dir_ = dir_template;
-        g_sink_lines.clear();
-    }
+    void SetUp() override { g_sink_lines.clear(); }
     void TearDown() override {
         // Back to the initial logger state for the next case.
         ORNLogSetExternal(nullptr);
@@ -57,11 +45,9 @@ protected:
         ORNLogStop();
         ORNLogSetLevel(0);
         ORNLogSetCategory(ORN_LOGCAT_MASK_ALL);
-        std::remove((dir_ + "/a.log").c_str());
-        std::remove((dir_ + "/b.log").c_str());
-        rmdir(dir_.c_str());
     }
-    std::string dir_;
+    const orntest::TempWorkDir work_;  // removed with the log files after TearDown
+    const std::string dir_ = work_.path();
 };
 
 TEST_F(Logging, NothingIsWrittenInTheInitialStateThenMasksDecideWhatIs) {
@@ -112,7 +98,7 @@ TEST_F(Logging, ConsoleLinesHaveNoStampCarryLongMessagesInFullAndFollowTheSwitch
     ORNLog(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "on the console");
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, long_message.c_str());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "WARNING: on the console\nINFO: " + long_message + "\n");
-    EXPECT_NE(read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
+    EXPECT_NE(orntest::read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
 
     ASSERT_EQ(ORNLogStart(0), ORN_OK);
     testing::internal::CaptureStdout();
@@ -132,7 +118,7 @@ TEST_F(Logging, FileLinesAreStampedAndAppended) {
     ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: first");
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "second");
     // Flushed after every line: readable before the file is closed.
-    const std::string content = read_file(path);
+    const std::string content = orntest::read_file(path);
     EXPECT_TRUE(std::regex_match(
         content, std::regex("earlier\n" + kStamp + "\tERROR: ORNC: first\n" + kStamp + "\tINFO: second\n")))
         << content;
@@ -174,8 +160,8 @@ TEST_F(Logging, FileThatCannotBeOpenedLeavesLoggingOnAndRenamingAnOpenFileStopsL
     EXPECT_FALSE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
     ASSERT_EQ(ORNLogStart(0), ORN_OK);  // a new start opens the new name
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "into b");
-    EXPECT_NE(read_file(b).find("into b"), std::string::npos);
-    EXPECT_EQ(read_file(a).find("into b"), std::string::npos);
+    EXPECT_NE(orntest::read_file(b).find("into b"), std::string::npos);
+    EXPECT_EQ(orntest::read_file(a).find("into b"), std::string::npos);
 
     // Without an open file a rename only stores the name.
     ORNLogStop();
@@ -222,7 +208,7 @@ TEST_F(Logging, ConcurrentWritersAndReconfigurationKeepLinesWhole) {
     for (std::thread& w : writers) w.join();
     ORNLogStop();
 
-    std::istringstream in(read_file(path));
+    std::istringstream in(orntest::read_file(path));
     std::string line;
     int count = 0;
     const std::regex whole(kStamp + R"(\tINFO: writer \d line \d+)");

@@ -11,8 +11,9 @@
 
 #include "ORNBase.h"
 #include "base/thread_shims.h"
-#include "discovery_test_support.h"
+#include "log_capture.h"
 #include "process_probes.h"
+#include "wait.h"
 
 namespace {
 
@@ -175,7 +176,9 @@ TEST(Worker, AWorkerThatWillNotEndIsSignalledAsLastResort) {
         ::testing::KilledBySignal(SIGHUP), "");
 }
 
-TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
+// Threads piling up over many init/start/stop/destroy cycles: the
+// acquisition cycles of tests/device count them through the library.
+TEST(Worker, StartAfterStopRunsAFreshThread) {
     Counter counter;
     orn_thread_t worker;
     ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 5), ORN_OK);
@@ -186,17 +189,6 @@ TEST(Worker, RestartAfterStopAndNoThreadsPileUpOverCycles) {
     ORNThreadActive(&worker, 1);
     ASSERT_TRUE(wait_until([&] { return counter.calls.load() > 0; }, 2s));
     ORNThreadDestroy(&worker);
-
-    const int baseline = thread_count();
-    for (int cycle = 0; cycle < 40; ++cycle) {
-        ASSERT_EQ(ORNThreadInit(&worker, count_call, &counter, 1), ORN_OK);
-        ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
-        ORNThreadActive(&worker, 1);
-        ORNThreadStop(&worker);
-        ORNThreadDestroy(&worker);
-        ASSERT_EQ(worker.priv, nullptr);
-    }
-    EXPECT_TRUE(wait_until([&] { return thread_count() == baseline; }, 1s)) << thread_count();
 }
 
 TEST(ThreadShims, SleepAndThreadCreation) {

@@ -1,15 +1,11 @@
-#include "camera_test_support.h"
+#include "test_genicam.h"
 
-#include <gtest/gtest.h>
-#include <unistd.h>
-
-#include <fstream>
-#include <sstream>
+#include <cstdio>
 
 #include "device_registers.h"
 #include "genicam_xml.h"
 
-namespace camtest {
+namespace orntest {
 
 namespace {
 
@@ -112,8 +108,6 @@ void replace_all(std::string* text, const std::string& from, const std::string& 
 
 }  // namespace
 
-std::string test_address(int host) { return "127.52." + std::to_string(::getpid() % 250) + "." + std::to_string(host); }
-
 std::string builtin_xml(const ornsim::SensorConfig& config) {
     ornsim::GenicamIdentity identity;
     identity.vendor = config.vendor;
@@ -139,67 +133,4 @@ std::string rename_feature(std::string xml, const std::string& from, const std::
     return xml;
 }
 
-void write_file(const std::string& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
-
-std::string read_file(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-ornsim::SensorConfig sensor_config(int host, const std::string& serial) {
-    ornsim::SensorConfig config;
-    config.address = test_address(host);
-    config.serial = serial;
-    char mac[32];
-    std::snprintf(mac, sizeof mac, "02:52:00:00:%02x:%02x", static_cast<unsigned>(::getpid() % 250),
-                  static_cast<unsigned>(host));
-    config.mac = mac;
-    return config;
-}
-
-SensorScope::SensorScope(ornsim::SensorConfig config)
-    : config_(std::move(config)), sensor_(std::make_unique<ornsim::VirtualSensor>(config_)) {
-    ok_ = sensor_->start(&error_);
-    hosts_ = std::make_unique<orntest::ScopedEnv>("ORNC_LOOPBACK_HOSTS", config_.address.c_str());
-}
-
-SensorScope::~SensorScope() { sensor_->stop(); }
-
-void SensorTest::start(int host, const std::string& serial, const std::string& xml) {
-    config_ = sensor_config(host, serial);
-    if (!xml.empty()) {
-        config_.genicam_file = workdir_.path() + "/" + serial + ".xml";
-        write_file(config_.genicam_file, xml);
-    }
-    sensor_ = std::make_unique<SensorScope>(config_);
-    ASSERT_TRUE(sensor_->ok()) << sensor_->error();
-}
-
-std::string param_name(const ornc_param_t* param) {
-    char text[256];
-    return ORNCParamGetName(param, text, sizeof text) > 0 ? text : "";
-}
-
-std::string category_name(const ornc_category_t* category) {
-    char text[256];
-    return ORNCCategoryGetName(category, text, sizeof text) > 0 ? text : "";
-}
-
-std::string value_text(const ornc_param_t* param) {
-    char text[256];
-    const ornc_status_t status = ORNCParamGetValue(param, text, sizeof text);
-    return status == ORNC_OK ? std::string(text) : "<status " + std::to_string(status) + ">";
-}
-
-ornc_param_t* device_param(const ornc_t* ornc, const char* name) {
-    ornc_param_t* param = ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), name);
-    EXPECT_NE(param, nullptr) << "no parameter " << name;
-    return param;
-}
-
-}  // namespace camtest
+}  // namespace orntest

@@ -5,7 +5,9 @@
 
 #include <dirent.h>
 
+#include <chrono>
 #include <cstdio>
+#include <thread>
 
 namespace orntest {
 
@@ -23,6 +25,16 @@ inline int count_directory_entries(const char* directory) {
 inline int thread_count() { return count_directory_entries("/proc/self/task"); }
 // The directory handle used for counting is one of them, every time.
 inline int descriptor_count() { return count_directory_entries("/proc/self/fd"); }
+
+// The thread count once it has dropped to `expected` (threads that end
+// asynchronously, such as GLib's workers, may need a moment), or after `limit`.
+inline int settled_thread_count(int expected, std::chrono::milliseconds limit) {
+    const auto stop = std::chrono::steady_clock::now() + limit;
+    while (thread_count() > expected && std::chrono::steady_clock::now() < stop) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return thread_count();
+}
 
 inline long resident_kb() {
     FILE* status = std::fopen("/proc/self/status", "r");

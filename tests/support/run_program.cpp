@@ -1,4 +1,4 @@
-#include "tool_runner.h"
+#include "run_program.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -14,16 +14,18 @@
 #include <sstream>
 #include <thread>
 
+#include "temp_dir.h"
+
 extern char** environ;
 
-namespace tooltest {
+namespace orntest {
 
-ToolResult run_program(const std::string& program, const std::vector<std::string>& args,
-                       const std::map<std::string, std::string>& env, double timeout_s) {
-    ToolResult result;
+ProgramResult run_program(const std::string& program, const std::vector<std::string>& args,
+                          const std::map<std::string, std::string>& env, double timeout_s) {
+    ProgramResult result;
     // The child writes into two scratch files, read once it has ended.
-    char out_path[] = "/tmp/ornc-tool-out.XXXXXX";
-    char err_path[] = "/tmp/ornc-tool-err.XXXXXX";
+    char out_path[] = "/tmp/ornc-run-out.XXXXXX";
+    char err_path[] = "/tmp/ornc-run-err.XXXXXX";
     const int out_fd = mkostemp(out_path, O_CLOEXEC);
     const int err_fd = mkostemp(err_path, O_CLOEXEC);
 
@@ -64,8 +66,8 @@ ToolResult run_program(const std::string& program, const std::vector<std::string
             waitpid(pid, &status, 0);
         }
         result.exit_code = ended == pid && WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-        result.out = read_whole(out_path);
-        result.err = read_whole(err_path);
+        result.out = read_file(out_path);
+        result.err = read_file(err_path);
     } else {
         result.err = std::string("cannot start ") + program + ": " + std::strerror(spawned);
     }
@@ -77,16 +79,6 @@ ToolResult run_program(const std::string& program, const std::vector<std::string
     return result;
 }
 
-std::string read_whole(const std::string& path) {
-    std::string data;
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) return data;
-    char buffer[65536];
-    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, file)) > 0;) data.append(buffer, n);
-    std::fclose(file);
-    return data;
-}
-
 std::vector<std::string> lines_of(const std::string& text) {
     std::vector<std::string> lines;
     std::istringstream in(text);
@@ -94,4 +86,4 @@ std::vector<std::string> lines_of(const std::string& text) {
     return lines;
 }
 
-}  // namespace tooltest
+}  // namespace orntest
