@@ -7,7 +7,6 @@
 #include <sched.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <memory>
 #include <string>
 #include <thread>
@@ -17,6 +16,7 @@
 #include "handles.h"
 #include "log_capture.h"
 #include "private_network.h"
+#include "run_program.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "wait.h"
@@ -32,16 +32,6 @@ constexpr const char* kSensorAddress = "169.254.10.2";
 constexpr const char* kMovedAddress = "169.254.20.7";
 constexpr const char* kGateway = "169.254.10.254";
 constexpr const char* kSensorSerial = "VSN0005";
-
-std::string command_output(const std::string& command) {
-    std::string output;
-    FILE* pipe = ::popen(command.c_str(), "r");
-    if (pipe == nullptr) return output;
-    char chunk[256];
-    while (std::fgets(chunk, sizeof chunk, pipe) != nullptr) output += chunk;
-    ::pclose(pipe);
-    return output;
-}
 
 // The sensor's namespace, named so that ip(8) can reach it; deleted (with
 // the veth end inside it) when the test ends.
@@ -147,7 +137,8 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     ASSERT_GT(ORNCInterfaceGetSubnetMask(adapter_, 0, text, sizeof text), 0);
     EXPECT_STREQ("255.255.0.0", text);
     EXPECT_EQ(kGateway, text_of(ORNCInterfaceGetDefaultGateway, adapter_));
-    const std::string link = command_output(std::string("ip -br link show ") + kHostAdapter);
+    const std::string link =
+        orntest::run_program("/bin/sh", {"-c", std::string("ip -br link show ") + kHostAdapter}).out;
     const std::string mac = text_of(ORNCInterfaceGetMACAddress, adapter_);
     EXPECT_EQ(17u, mac.size());
     EXPECT_NE(std::string::npos, link.find(mac)) << link;

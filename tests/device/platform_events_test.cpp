@@ -3,13 +3,8 @@
 // features, acknowledges and resends, hostile datagrams on the message
 // channel, the heartbeat loss of a silent sensor, and register/unregister
 // cycles that must give back every thread and descriptor.
-#include <arpa/inet.h>
 #include <arv.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -23,6 +18,7 @@
 #include "platform/PvGenParameterList.h"
 #include "platform_test_support.h"
 #include "process_probes.h"
+#include "udp_endpoint.h"
 #include "wire/gvcp_packets.h"
 
 namespace {
@@ -113,40 +109,6 @@ private:
     uint32_t last_raw_size_ = 0;  // only touched on the dispatch thread
 };
 
-// A raw UDP socket on loopback, to play a hostile device.
-class RawSocket {
-public:
-    explicit RawSocket(const char* address) {
-        fd_ = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-        sockaddr_in local{};
-        local.sin_family = AF_INET;
-        inet_pton(AF_INET, address, &local.sin_addr);
-        bind(fd_, reinterpret_cast<sockaddr*>(&local), sizeof local);
-    }
-    ~RawSocket() { close(fd_); }
-    void send(uint32_t address, uint16_t port, const std::vector<uint8_t>& bytes) {
-        sockaddr_in target{};
-        target.sin_family = AF_INET;
-        target.sin_addr.s_addr = htonl(address);
-        target.sin_port = htons(port);
-        sendto(fd_, bytes.data(), bytes.size(), 0, reinterpret_cast<sockaddr*>(&target), sizeof target);
-    }
-    // One datagram within `timeout_ms`, or empty.
-    std::vector<uint8_t> receive(int timeout_ms) {
-        pollfd fd{fd_, POLLIN, 0};
-        if (poll(&fd, 1, timeout_ms) != 1) {
-            return {};
-        }
-        std::vector<uint8_t> bytes(1500);
-        const ssize_t got = recv(fd_, bytes.data(), bytes.size(), 0);
-        bytes.resize(got > 0 ? static_cast<size_t>(got) : 0);
-        return bytes;
-    }
-
-private:
-    int fd_ = -1;
-};
-
 std::vector<uint8_t> eventdata_command(uint16_t request_id, uint16_t event_id, uint64_t block_id, uint64_t timestamp,
                                        const std::vector<uint8_t>& data, uint8_t flags) {
     return gvcp::build_event_data(flags, request_id, gvcp::EventEntry{event_id, 0, block_id, timestamp}, data);
@@ -171,7 +133,7 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     ASSERT_NE(port, 0) << "the message channel is pointed at us";
     // Datagrams from the sensor's own address, as a device gone bad would
     // send them.
-    RawSocket raw("127.0.47.21");
+    orntest::UdpEndpoint raw("127.0.47.21");
 
     const uint8_t ack_extended = gvcp::kFlagAckRequired | gvcp::kFlagExtendedIds;
     std::vector<std::vector<uint8_t>> hostile = {
@@ -202,32 +164,32 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
         hostile.push_back(noise);
     }
     for (const auto& datagram : hostile) {
-        raw.send(host, port, datagram);
+        raw.send(datagram, host, port);
     }
     EXPECT_TRUE(raw.receive(200).empty()) << "no hostile datagram is answered";
 
     // Another host cannot inject events, however well-formed.
-    RawSocket stranger("127.0.0.1");
-    stranger.send(host, port, eventdata_command(76, kFrameEndEventId, 9, 9, frame_end_data(9, 9), ack_extended));
+    orntest::UdpEndpoint stranger("127.0.0.1");
+    stranger.send(eventdata_command(76, kFrameEndEventId, 9, 9, frame_end_data(9, 9), ack_extended), host, port);
     EXPECT_TRUE(stranger.receive(200).empty()) << "a stranger's event is not acknowledged";
 
     // A well-formed event is acknowledged and reported, with its data; its
     // resend is acknowledged again but not reported twice.
     const std::vector<uint8_t> good =
         eventdata_command(77, kFrameEndEventId, 123, 456789, frame_end_data(123, 456789), ack_extended);
-    raw.send(host, port, good);
+    raw.send(good, host, port);
     std::vector<uint8_t> ack = raw.receive(2000);
     ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
     EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckStatusOffset), 0);
     EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckAnswerOffset), gvcp::EVENTDATA_ACK);
     EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
-    raw.send(host, port, good);
+    raw.send(good, host, port);
     ack = raw.receive(2000);
     ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
     EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
     // Legacy ids and an unknown event id reach the sink too (without data
     // features for the unknown one).
-    raw.send(host, port, eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired));
+    raw.send(eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired), host, port);
     ASSERT_TRUE(sink.wait_events(2, std::chrono::seconds(2)));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const std::vector<SeenEvent> events = sink.heard().events;

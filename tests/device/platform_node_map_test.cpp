@@ -1,12 +1,11 @@
 // The device node map through the platform classes, on the virtual sensor
-// with a description file of the test's own whose features live in the
-// sensor's plain memory: each check is a real node on a real device, and
+// with the platform suite's description file (platform_test_support.h),
+// whose features live in the sensor's plain memory: each check is a real node on a real device, and
 // values are verified by reading the device's memory behind the node map.
 #include <arv.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstdio>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -23,138 +22,24 @@ using platform_test::got;
 using platform_test::Rig;
 
 constexpr const char* kSensorAddress = "127.0.46.1";
-constexpr uint32_t kBase = 0x00100000;  // the sensor's plain memory
+using platform_test::kPlainMemory;
 
-// Offsets into plain memory of the features below (the raw addresses in
-// the file are these plus kBase).
-constexpr uint32_t kSelector = 0x00;
-constexpr uint32_t kInteger = 0x08;
-constexpr uint32_t kWide = 0x10;
-constexpr uint32_t kReadOnly = 0x18;
-constexpr uint32_t kWriteOnly = 0x20;
-constexpr uint32_t kFloat = 0x28;
-constexpr uint32_t kBoolean = 0x38;
-constexpr uint32_t kString = 0x40;
-constexpr uint32_t kEnum = 0x50;
-constexpr uint32_t kCommand = 0x58;
-constexpr uint32_t kRegister = 0x60;
-constexpr uint32_t kIp = 0x70;
-constexpr uint32_t kStruct = 0x78;
+using namespace platform_test::plain;
 
-// A four-byte big-endian IntReg at `offset` into plain memory; `extra`
-// elements go first.
-std::string int_reg(const char* name, uint32_t offset, const char* access = "RW", const char* sign = "Unsigned",
-                    const char* extra = "") {
-    char address[16];
-    std::snprintf(address, sizeof address, "0x%08X", kBase + offset);
-    return std::string("  <IntReg Name=\"") + name + "\" NameSpace=\"Custom\">" + extra + "<Address>" + address +
-           "</Address>\n    <Length>4</Length><AccessMode>" + access + "</AccessMode><pPort>Device</pPort><Sign>" +
-           sign + "</Sign><Endianess>BigEndian</Endianess></IntReg>\n";
-}
-
-const std::string kTestXml = std::string(R"XML(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="PlatformTest" VendorName="ORNC" StandardNameSpace="None" SchemaMajorVersion="1"
-    SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0"
-    ToolTip="Features for the platform tests" ProductGuid="11111111-2222-3333-4444-555555555555"
-    VersionGuid="11111111-2222-3333-4444-555555555556" xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root" NameSpace="Standard"><pFeature>TestControl</pFeature><pFeature>Nested</pFeature></Category>
-  <Category Name="TestControl" NameSpace="Custom">
-    <DisplayName>Test Control</DisplayName>
-    <pFeature>TestSelector</pFeature><pFeature>TestInteger</pFeature><pFeature>TestEnum</pFeature>
-    <pFeature>TestFloat</pFeature>
-  </Category>
-  <Category Name="Nested" NameSpace="Custom"><pFeature>Inner</pFeature></Category>
-  <Category Name="Inner" NameSpace="Custom"><pFeature>TestInnerValue</pFeature></Category>
-  <Integer Name="TestSelector" NameSpace="Custom">
-    <Visibility>Expert</Visibility>
-    <pValue>TestSelectorReg</pValue>
-    <Min>0</Min><Max>7</Max><Inc>1</Inc>
-    <pSelected>TestSelectedB</pSelected>
-    <pSelected>TestSelectedA</pSelected>
-  </Integer>
-)XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") +
-                             R"XML(
-  <Integer Name="TestSelectedA" NameSpace="Custom"><Value>1</Value></Integer>
-  <Integer Name="TestSelectedB" NameSpace="Custom"><Value>2</Value></Integer>
-  <Integer Name="TestInteger" NameSpace="Custom">
-    <DisplayName>Test Integer</DisplayName>
-    <Description>An integer with a step</Description>
-    <ToolTip>Steps of ten</ToolTip>
-    <pValue>TestIntegerReg</pValue>
-    <Min>0</Min><Max>100</Max><Inc>10</Inc>
-  </Integer>
-)XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
-                             int_reg("TestWide", kWide) +
-                             int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", "<Cachable>NoCache</Cachable>") +
-                             int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
-  <Float Name="TestFloat" NameSpace="Custom">
-    <pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
-  </Float>
-  <FloatReg Name="TestFloatReg" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100028</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-    <Endianess>BigEndian</Endianess>
-  </FloatReg>
-  <Boolean Name="TestBoolean" NameSpace="Custom">
-    <pValue>TestBooleanReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue>
-  </Boolean>
-)XML" + int_reg("TestBooleanReg", kBoolean) +
-                             R"XML(
-  <StringReg Name="TestString" NameSpace="Custom">
-    <Address>0x00100040</Address><Length>16</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <Enumeration Name="TestEnum" NameSpace="Custom">
-    <EnumEntry Name="Zebra" NameSpace="Custom"><Value>5</Value></EnumEntry>
-    <EnumEntry Name="Alpha" NameSpace="Custom"><DisplayName>First Letter</DisplayName><Value>1</Value></EnumEntry>
-    <EnumEntry Name="Mid" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><Value>3</Value></EnumEntry>
-    <pValue>TestEnumReg</pValue>
-  </Enumeration>
-)XML" + int_reg("TestEnumReg", kEnum) +
-                             R"XML(
-  <Command Name="TestCommand" NameSpace="Custom"><pValue>TestCommandReg</pValue><CommandValue>1</CommandValue></Command>
-)XML" + int_reg("TestCommandReg", kCommand) +
-                             R"XML(
-  <Register Name="TestRegister" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100060</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </Register>
-  <Integer Name="TestLocked" NameSpace="Custom"><pIsLocked>TestBoolean</pIsLocked><pValue>TestWide</pValue></Integer>
-  <Integer Name="TestUnavailable" NameSpace="Custom">
-    <pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
-  </Integer>
-  <Integer Name="TestIp" NameSpace="Custom">
-    <pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
-  </Integer>
-)XML" + int_reg("TestIpReg", kIp) +
-                             R"XML(
-  <StructReg Comment="two bytes of one register">
-    <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
-    <StructEntry Name="TestStructLow" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB>
-    </StructEntry>
-    <StructEntry Name="TestStructHigh" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB>
-    </StructEntry>
-  </StructReg>
-  <Group Comment="grouped">
-    <Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility><Value>9</Value></Integer>
-  </Group>
-  <Port Name="Device" NameSpace="Standard"/>
-</RegisterDescription>
-)XML";
-
-// Features in the order of the file above: categories and ports are not
+// Features in the order of the suite's file: categories and ports are not
 // parameters, StructEntry and grouped features stand where they are.
 const std::vector<std::string> kDocumentOrder = {
     "TestSelector",   "TestSelectorReg", "TestSelectedA",   "TestSelectedB", "TestInteger",  "TestIntegerReg",
     "TestWide",       "TestReadOnly",    "TestWriteOnly",   "TestFloat",     "TestFloatReg", "TestBoolean",
     "TestBooleanReg", "TestString",      "TestEnum",        "TestEnumReg",   "TestCommand",  "TestCommandReg",
     "TestRegister",   "TestLocked",      "TestUnavailable", "TestIp",        "TestIpReg",    "TestStructLow",
-    "TestStructHigh", "TestInnerValue"};
+    "TestStructHigh", "TestInnerValue",  "Source",          "SourceReg",     "Doubled",      "Quadrupled",
+    "Cached",         "CachedReg",       "Bounded",         "BoundedReg",    "Selector",     "SelectorReg",
+    "Indexed",        "IndexedReg",      "Unrelated",       "UnrelatedReg"};
 
 class PlatformNodeMap : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, kTestXml); }
+    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, platform_test::test_description()); }
     static void TearDownTestSuite() {
         delete rig_;
         rig_ = nullptr;
@@ -165,8 +50,8 @@ protected:
         ASSERT_NE(params_, nullptr);
         // Every case starts from zeroed plain memory.
         std::vector<unsigned char> zeros(0x100, 0);
-        ASSERT_TRUE(arv_device_write_memory(rig_->device()->GetArvDevice(), kBase, static_cast<guint32>(zeros.size()),
-                                            zeros.data(), nullptr));
+        ASSERT_TRUE(arv_device_write_memory(rig_->device()->GetArvDevice(), kPlainMemory,
+                                            static_cast<guint32>(zeros.size()), zeros.data(), nullptr));
     }
 
     template <typename T>
@@ -174,13 +59,14 @@ protected:
         return rig_->node<T>(name);
     }
     // The device's memory, read and written around the node map.
-    static uint32_t device_register(uint32_t offset) { return rig_->read_register(kBase + offset); }
+    static uint32_t device_register(uint32_t offset) { return rig_->read_register(kPlainMemory + offset); }
     static void set_device_register(uint32_t offset, uint32_t value) {
-        platform_test::write_register(rig_->device(), kBase + offset, value);
+        platform_test::write_register(rig_->device(), kPlainMemory + offset, value);
     }
     static std::string device_memory(uint32_t offset, uint32_t size) {
         std::string bytes(size, '\0');
-        EXPECT_TRUE(arv_device_read_memory(rig_->device()->GetArvDevice(), kBase + offset, size, &bytes[0], nullptr));
+        EXPECT_TRUE(
+            arv_device_read_memory(rig_->device()->GetArvDevice(), kPlainMemory + offset, size, &bytes[0], nullptr));
         return bytes;
     }
 

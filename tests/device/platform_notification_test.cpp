@@ -2,8 +2,8 @@
 // changes made through its own parameter and of those of every parameter
 // its value depends on (value references, formulas, selectors, index
 // registers, invalidators, bounds), transitively, and of nothing else.
-// Against the virtual sensor serving a test-made description over real
-// UDP on loopback (features in the sensor's plain memory), and against
+// Against the virtual sensor serving the platform suite's description
+// (platform_test::test_description) over real UDP on loopback, and against
 // its built-in description (selectors).
 #include <gtest/gtest.h>
 
@@ -20,48 +20,6 @@ using platform_test::Rig;
 
 constexpr const char* kCustomSensorAddress = "127.0.47.30";
 constexpr const char* kBuiltInSensorAddress = "127.0.47.31";
-
-// Features over the sensor's plain memory (0x00100000):
-//   Source -> Doubled (formula) -> Quadrupled (formula of a formula)
-//   Source invalidates Cached; Source bounds Bounded (pMax)
-//   Selector indexes Indexed (pIndex) and selects it (pSelected)
-//   Unrelated depends on nothing.
-const char* kDescription = R"(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="NotificationTest" VendorName="ORNC" StandardNameSpace="GEV"
-  SchemaMajorVersion="1" SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0"
-  SubMinorVersion="0" ProductGuid="6f726e63-7465-7374-0000-000000000011"
-  VersionGuid="6f726e63-7465-7374-0000-000000000012" xmlns="http://www.genicam.org/GenApi/Version_1_1"
-  xmlns:xsi="http://www.w3.org/2001/XMLSchema-instance"
-  xsi:schemaLocation="http://www.genicam.org/GenApi/Version_1_1 GenApiSchema_Version_1_1.xsd">
-  <Category Name="Root" NameSpace="Standard">
-    <pFeature>Source</pFeature><pFeature>Doubled</pFeature><pFeature>Quadrupled</pFeature>
-    <pFeature>Cached</pFeature><pFeature>Bounded</pFeature><pFeature>Selector</pFeature>
-    <pFeature>Indexed</pFeature><pFeature>Unrelated</pFeature>
-  </Category>
-  <Integer Name="Source" NameSpace="Custom"><pValue>SourceReg</pValue><Min>0</Min><Max>1000</Max></Integer>
-  <IntReg Name="SourceReg" NameSpace="Custom"><Address>0x00100000</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <IntSwissKnife Name="Doubled" NameSpace="Custom"><pVariable Name="S">Source</pVariable><Formula>S*2</Formula></IntSwissKnife>
-  <IntSwissKnife Name="Quadrupled" NameSpace="Custom"><pVariable Name="D">Doubled</pVariable><Formula>D*2</Formula></IntSwissKnife>
-  <Integer Name="Cached" NameSpace="Custom"><pValue>CachedReg</pValue></Integer>
-  <IntReg Name="CachedReg" NameSpace="Custom"><Address>0x00100004</Address><Length>4</Length><AccessMode>RO</AccessMode>
-    <pPort>Device</pPort><pInvalidator>Source</pInvalidator><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Bounded" NameSpace="Custom"><pValue>BoundedReg</pValue><Min>0</Min><pMax>Source</pMax></Integer>
-  <IntReg Name="BoundedReg" NameSpace="Custom"><Address>0x00100008</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Selector" NameSpace="Custom"><pValue>SelectorReg</pValue><Min>0</Min><Max>3</Max>
-    <pSelected>Indexed</pSelected></Integer>
-  <IntReg Name="SelectorReg" NameSpace="Custom"><Address>0x0010000C</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Indexed" NameSpace="Custom"><pValue>IndexedReg</pValue></Integer>
-  <IntReg Name="IndexedReg" NameSpace="Custom"><Address>0x00100010</Address><pIndex Offset="4">SelectorReg</pIndex>
-    <Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Unrelated" NameSpace="Custom"><pValue>UnrelatedReg</pValue></Integer>
-  <IntReg Name="UnrelatedReg" NameSpace="Custom"><Address>0x00100020</Address><Length>4</Length><AccessMode>RW</AccessMode>
-    <pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Port Name="Device" NameSpace="Standard"/>
-</RegisterDescription>
-)";
 
 using Counts = std::map<std::string, int>;
 
@@ -85,7 +43,7 @@ private:
 };
 
 TEST(PlatformNotification, DependentsHearOfAChangeAndUnrelatedFeaturesDoNot) {
-    Rig rig(kCustomSensorAddress, 160, 120, 50.0, kDescription);
+    Rig rig(kCustomSensorAddress, 160, 120, 50.0, platform_test::test_description());
     ASSERT_TRUE(rig.ready());
     PvGenParameterArray* parameters = rig.parameters();
     CountingSink sink;

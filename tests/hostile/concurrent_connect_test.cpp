@@ -7,7 +7,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,14 +14,9 @@
 #include "ORNC.h"
 #include "environment.h"
 #include "handles.h"
-#include "hostile_support.h"
-#include "log_capture.h"
 #include "loopback.h"
 #include "ornsim/virtual_sensor.h"
-#include "process_probes.h"
 #include "sensor.h"
-#include "temp_dir.h"
-#include "wait.h"
 
 namespace {
 
