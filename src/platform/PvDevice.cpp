@@ -11,6 +11,7 @@
 #include "platform/PvDeviceGEV.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/aravis_result.h"
+#include "platform/close_on_end.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
 #include "wire/address_text.h"
@@ -100,22 +101,12 @@ PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
 }
 
 void PvDevice::Free(PvDevice* device) {
-    if (device == nullptr) {
-        return;
-    }
-    if (device->IsConnected()) {
-        device->Disconnect();
-    }
-    delete device;
+    platform::close_and_delete(device, &PvDevice::IsConnected, &PvDevice::Disconnect);
 }
 
 PvDevice::PvDevice() = default;
 
-PvDevice::~PvDevice() {
-    if (IsConnected()) {
-        Disconnect();
-    }
-}
+PvDevice::~PvDevice() { platform::close_if_open(this, &PvDevice::IsConnected, &PvDevice::Disconnect); }
 
 PvResult PvDevice::Attach(ArvDevice* device) {
     device_ = device;

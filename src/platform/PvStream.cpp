@@ -8,6 +8,7 @@
 
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
+#include "platform/close_on_end.h"
 #include "platform/own_node_maps.h"
 
 namespace {
@@ -121,23 +122,11 @@ PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* res
 
 PvStream* PvStream::CreateAndOpen(const PvString& ip, PvResult* result) { return PvStreamGEV::Open(ip, result); }
 
-void PvStream::Free(PvStream* stream) {
-    if (stream == nullptr) {
-        return;
-    }
-    if (stream->IsOpen()) {
-        stream->Close();
-    }
-    delete stream;
-}
+void PvStream::Free(PvStream* stream) { platform::close_and_delete(stream, &PvStream::IsOpen, &PvStream::Close); }
 
 PvStream::PvStream() = default;
 
-PvStream::~PvStream() {
-    if (IsOpen()) {
-        Close();
-    }
-}
+PvStream::~PvStream() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
 PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
     stream_ = stream;
