@@ -71,12 +71,8 @@ private:
 };
 
 PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result) {
-    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    const PvDeviceInfoGEV* gev = PvDeviceInfoGEV::From(device_info, result);
     if (gev == nullptr) {
-        if (result != nullptr) {
-            *result = PvResult(PvResult::INVALID_PARAMETER,
-                               device_info == nullptr ? "no device" : "not a GigE Vision device");
-        }
         return nullptr;
     }
     return PvDeviceGEV::Connect(gev->GetLocalIPAddress(), gev->GetIPAddress(), result);

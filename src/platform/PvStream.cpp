@@ -109,12 +109,8 @@ private:
 };
 
 PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* result) {
-    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    const PvDeviceInfoGEV* gev = PvDeviceInfoGEV::From(device_info, result);
     if (gev == nullptr) {
-        if (result != nullptr) {
-            *result = PvResult(PvResult::INVALID_PARAMETER,
-                               device_info == nullptr ? "no device" : "not a GigE Vision device");
-        }
         return nullptr;
     }
     return PvStreamGEV::Open(gev->GetIPAddress(), result);
