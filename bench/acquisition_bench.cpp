@@ -289,6 +289,21 @@ struct RunResult {
 
 void sleep_seconds(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
+// The measured window, once the device streams: the sensor threads' marks
+// around `seconds` of streaming.
+void measure_window(const std::vector<pid_t>& sensor_threads, double seconds, RunResult* result) {
+    result->start = take_mark(sensor_threads);
+    sleep_seconds(seconds);
+    result->end = take_mark(sensor_threads);
+}
+
+// After the device stopped: what is still on its way is delivered, and the
+// frames sent since `sent_before` counted.
+void count_sent(const ornsim::VirtualSensor& sensor, uint64_t sent_before, RunResult* result) {
+    drain(*result->log);
+    result->sent = sensor.counters().frames_sent - sent_before;
+}
+
 // --- client 1: libORNC through its C API -----------------------------------------
 
 struct OrncContext {
@@ -483,16 +498,13 @@ bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sen
             return ornc_failed("ORNCAcquisitionStart", status);
         }
         acquiring = true;
-        result->start = take_mark(sensor_threads);
-        sleep_seconds(seconds);
-        result->end = take_mark(sensor_threads);
+        measure_window(sensor_threads, seconds, result);
         // The device stops; the library goes on delivering what is on its way.
         status = ORNCParamSendCommand(device_stop);
         if (status != ORNC_OK) {
             return ornc_failed("AcquisitionStop", status);
         }
-        drain(*result->log);
-        result->sent = sensor.counters().frames_sent - sent_before;
+        count_sent(sensor, sent_before, result);
         return true;
     }();
 
@@ -704,16 +716,13 @@ bool run_aravis(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& s
             return aravis_failed("AcquisitionStart", error);
         }
         acquiring = true;
-        result->start = take_mark(sensor_threads);
-        sleep_seconds(seconds);
-        result->end = take_mark(sensor_threads);
+        measure_window(sensor_threads, seconds, result);
         acquiring = false;
         arv_device_execute_command(device, "AcquisitionStop", &error);
         if (error != nullptr) {
             return aravis_failed("AcquisitionStop", error);
         }
-        drain(*result->log);
-        result->sent = sensor.counters().frames_sent - sent_before;
+        count_sent(sensor, sent_before, result);
         return true;
     }();
 

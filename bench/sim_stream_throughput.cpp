@@ -120,34 +120,17 @@ int main(int argc, char** argv) {
     // One rendered frame, re-sent with new block ids: the benchmark measures
     // the sender, not the scene.
     const SceneConfig sc{640, 480, kSceneDefaultC16ScaleMm, kSceneDefaultC16OffsetMm};
-    GvspPart range{kPixelFormatCoord3D_ABC32f,
-                   640,
-                   480,
-                   kSourceId,
-                   kRegionId,
-                   kRangeComponentId,
-                   0x0005,
-                   std::vector<uint8_t>(scene_abc32f_size(sc))};
+    // A 640x480 part of the scene from the sensor's source and region.
+    const auto scene_part = [](uint32_t pixel_format, uint32_t component, uint16_t data_type, size_t size) {
+        return GvspPart{pixel_format, 640, 480, kSourceId, kRegionId, component, data_type, std::vector<uint8_t>(size)};
+    };
+    GvspPart range = scene_part(kPixelFormatCoord3D_ABC32f, kRangeComponentId, 0x0005, scene_abc32f_size(sc));
     render_range_abc32f(sc, 1, reinterpret_cast<float*>(range.data.data()));
     GvspFrame frame{0, 0, !opt.single, {range}, {}};
     if (!opt.single) {
-        GvspPart mono{kPixelFormatMono8,
-                      640,
-                      480,
-                      kSourceId,
-                      kRegionId,
-                      kIntensityComponentId,
-                      0x0001,
-                      std::vector<uint8_t>(scene_mono8_size(sc))};
+        GvspPart mono = scene_part(kPixelFormatMono8, kIntensityComponentId, 0x0001, scene_mono8_size(sc));
         render_intensity8(sc, 1, mono.data.data());
-        GvspPart conf{kPixelFormatConfidence8,
-                      640,
-                      480,
-                      kSourceId,
-                      kRegionId,
-                      kConfidenceComponentId,
-                      0x0009,
-                      std::vector<uint8_t>(scene_mono8_size(sc))};
+        GvspPart conf = scene_part(kPixelFormatConfidence8, kConfidenceComponentId, 0x0009, scene_mono8_size(sc));
         render_confidence8(sc, 1, conf.data.data());
         frame.parts.push_back(std::move(mono));
         frame.parts.push_back(std::move(conf));

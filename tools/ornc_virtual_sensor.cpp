@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <string>
 
 #include "ornsim/virtual_sensor.h"
@@ -72,11 +73,60 @@ bool parse_bounded(const char* text, unsigned long max, uint32_t* field) {
     return true;
 }
 
+// An option that takes a value: its name and what stores the value (false
+// when the value is not acceptable).
+struct ValueOption {
+    const char* name;
+    std::function<bool(const char*)> take;
+};
+
+template <size_t N>
+const ValueOption* find_option(const ValueOption (&options)[N], const std::string& name) {
+    for (const ValueOption& option : options) {
+        if (name == option.name) return &option;
+    }
+    return nullptr;
+}
+
+std::function<bool(const char*)> text_into(std::string* field) {
+    return [field](const char* value) {
+        *field = value;
+        return true;
+    };
+}
+
+std::function<bool(const char*)> bounded_into(unsigned long max, uint32_t* field) {
+    return [max, field](const char* value) { return parse_bounded(value, max, field); };
+}
+
+std::function<bool(const char*)> ranged_into(double min, double max, double* field) {
+    return [min, max, field](const char* value) { return parse_ranged(value, min, max, field); };
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
     ornsim::SensorConfig config;
     ornsim::FaultSwitches faults;
+    const ValueOption options[] = {
+        {"--address", text_into(&config.address)},
+        {"--serial", text_into(&config.serial)},
+        {"--model", text_into(&config.model)},
+        {"--vendor", text_into(&config.vendor)},
+        {"--mac", text_into(&config.mac)},
+        {"--user-name", text_into(&config.user_name)},
+        {"--genicam", text_into(&config.genicam_file)},
+        {"--width", bounded_into(65535, &config.width)},
+        {"--height", bounded_into(65535, &config.height)},
+        {"--fps", [&config](const char* value) { return parse_double(value, &config.fps); }},
+        {"--link-speed", bounded_into(100000, &config.link_speed_mbps)},
+        {"--loss", ranged_into(0.0, 1.0, &faults.stream_loss_ratio)},
+        {"--refuse-writes", text_into(&faults.refuse_writes_feature)},
+        {"--silent-after", ranged_into(0.0, HUGE_VAL, &faults.silent_after_s)},
+        {"--ack-delay", bounded_into(60000, &faults.ack_delay_ms)},
+        {"--cut-frame-every", bounded_into(1000000, &faults.cut_frame_every)},
+        {"--event-flood", ranged_into(0.0, 100000.0, &faults.event_flood_per_s)},
+    };
     for (int i = 1; i < argc; ++i) {
         std::string arg = argv[i];
         if (arg == "--help" || arg == "-h") {
@@ -92,45 +142,12 @@ int main(int argc, char** argv) {
             return 2;
         }
         const char* value = argv[++i];
-        bool ok = true;
-        if (arg == "--address")
-            config.address = value;
-        else if (arg == "--serial")
-            config.serial = value;
-        else if (arg == "--model")
-            config.model = value;
-        else if (arg == "--vendor")
-            config.vendor = value;
-        else if (arg == "--mac")
-            config.mac = value;
-        else if (arg == "--user-name")
-            config.user_name = value;
-        else if (arg == "--genicam")
-            config.genicam_file = value;
-        else if (arg == "--width")
-            ok = parse_bounded(value, 65535, &config.width);
-        else if (arg == "--height")
-            ok = parse_bounded(value, 65535, &config.height);
-        else if (arg == "--fps")
-            ok = parse_double(value, &config.fps);
-        else if (arg == "--link-speed")
-            ok = parse_bounded(value, 100000, &config.link_speed_mbps);
-        else if (arg == "--loss")
-            ok = parse_ranged(value, 0.0, 1.0, &faults.stream_loss_ratio);
-        else if (arg == "--refuse-writes")
-            faults.refuse_writes_feature = value;
-        else if (arg == "--silent-after")
-            ok = parse_ranged(value, 0.0, HUGE_VAL, &faults.silent_after_s);
-        else if (arg == "--ack-delay")
-            ok = parse_bounded(value, 60000, &faults.ack_delay_ms);
-        else if (arg == "--cut-frame-every")
-            ok = parse_bounded(value, 1000000, &faults.cut_frame_every);
-        else if (arg == "--event-flood")
-            ok = parse_ranged(value, 0.0, 100000.0, &faults.event_flood_per_s);
-        else {
+        const ValueOption* option = find_option(options, arg);
+        if (option == nullptr) {
             std::fprintf(stderr, "ornc-virtual-sensor: unknown option %s (see --help)\n", arg.c_str());
             return 2;
         }
+        const bool ok = option->take(value);
         if (!ok) {
             std::fprintf(stderr, "ornc-virtual-sensor: invalid value '%s' for %s\n", value, arg.c_str());
             return 2;

@@ -11,6 +11,7 @@
 #include "platform/PvDeviceGEV.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/aravis_result.h"
+#include "platform/close_on_end.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
 #include "wire/address_text.h"
@@ -70,12 +71,8 @@ private:
 };
 
 PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* result) {
-    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    const PvDeviceInfoGEV* gev = PvDeviceInfoGEV::From(device_info, result);
     if (gev == nullptr) {
-        if (result != nullptr) {
-            *result = PvResult(PvResult::INVALID_PARAMETER,
-                               device_info == nullptr ? "no device" : "not a GigE Vision device");
-        }
         return nullptr;
     }
     return PvDeviceGEV::Connect(gev->GetLocalIPAddress(), gev->GetIPAddress(), result);
@@ -100,22 +97,12 @@ PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
 }
 
 void PvDevice::Free(PvDevice* device) {
-    if (device == nullptr) {
-        return;
-    }
-    if (device->IsConnected()) {
-        device->Disconnect();
-    }
-    delete device;
+    platform::close_and_delete(device, &PvDevice::IsConnected, &PvDevice::Disconnect);
 }
 
 PvDevice::PvDevice() = default;
 
-PvDevice::~PvDevice() {
-    if (IsConnected()) {
-        Disconnect();
-    }
-}
+PvDevice::~PvDevice() { platform::close_if_open(this, &PvDevice::IsConnected, &PvDevice::Disconnect); }
 
 PvResult PvDevice::Attach(ArvDevice* device) {
     device_ = device;

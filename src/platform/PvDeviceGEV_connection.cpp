@@ -7,6 +7,7 @@
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
 #include "platform/aravis_xml_lock.h"
+#include "platform/close_on_end.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
 #include "wire/address_text.h"
@@ -30,11 +31,7 @@ ArvGvDevice* gv(ArvDevice* device) { return ARV_GV_DEVICE(device); }
 
 }  // namespace
 
-PvDeviceGEV::~PvDeviceGEV() {
-    if (IsConnected()) {
-        Disconnect();
-    }
-}
+PvDeviceGEV::~PvDeviceGEV() { platform::close_if_open(this, &PvDevice::IsConnected, &PvDevice::Disconnect); }
 
 PvDeviceGEV* PvDeviceGEV::FindConnected(const PvString& ip) {
     ConnectedDevices& devices = connected_devices();

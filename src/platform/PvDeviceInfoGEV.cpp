@@ -30,3 +30,12 @@ bool PvDeviceInfoGEV::IsPersistentAvailable() const {
 bool PvDeviceInfoGEV::IsPersistentEnabled() const {
     return (identity_.ip_config_current & gvcp::IP_CONFIG_PERSISTENT) != 0;
 }
+
+const PvDeviceInfoGEV* PvDeviceInfoGEV::From(const PvDeviceInfo* device_info, PvResult* result) {
+    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    if (gev == nullptr && result != nullptr) {
+        *result =
+            PvResult(PvResult::INVALID_PARAMETER, device_info == nullptr ? "no device" : "not a GigE Vision device");
+    }
+    return gev;
+}

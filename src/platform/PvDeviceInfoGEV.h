@@ -5,11 +5,16 @@
 #include <cstdint>
 
 #include "platform/PvDeviceInfo.h"
+#include "platform/PvResult.h"
 #include "platform/gvcp/discovery.h"
 
 class PvDeviceInfoGEV : public PvDeviceInfo {
 public:
     PvDeviceInfoGEV(const gvcp::DiscoveredDevice& device, const PvInterface* owner);
+
+    // `device_info` as a GigE Vision device; null, with `*result` (when
+    // given) saying why, for no device or a device of another kind.
+    static const PvDeviceInfoGEV* From(const PvDeviceInfo* device_info, PvResult* result);
 
     const PvString& GetIPAddress() const { return ip_; }
     const PvString& GetMACAddress() const { return mac_; }

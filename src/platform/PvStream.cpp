@@ -8,6 +8,7 @@
 
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
+#include "platform/close_on_end.h"
 #include "platform/own_node_maps.h"
 
 namespace {
@@ -108,12 +109,8 @@ private:
 };
 
 PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* result) {
-    const PvDeviceInfoGEV* gev = dynamic_cast<const PvDeviceInfoGEV*>(device_info);
+    const PvDeviceInfoGEV* gev = PvDeviceInfoGEV::From(device_info, result);
     if (gev == nullptr) {
-        if (result != nullptr) {
-            *result = PvResult(PvResult::INVALID_PARAMETER,
-                               device_info == nullptr ? "no device" : "not a GigE Vision device");
-        }
         return nullptr;
     }
     return PvStreamGEV::Open(gev->GetIPAddress(), result);
@@ -121,23 +118,11 @@ PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* res
 
 PvStream* PvStream::CreateAndOpen(const PvString& ip, PvResult* result) { return PvStreamGEV::Open(ip, result); }
 
-void PvStream::Free(PvStream* stream) {
-    if (stream == nullptr) {
-        return;
-    }
-    if (stream->IsOpen()) {
-        stream->Close();
-    }
-    delete stream;
-}
+void PvStream::Free(PvStream* stream) { platform::close_and_delete(stream, &PvStream::IsOpen, &PvStream::Close); }
 
 PvStream::PvStream() = default;
 
-PvStream::~PvStream() {
-    if (IsOpen()) {
-        Close();
-    }
-}
+PvStream::~PvStream() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
 PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
     stream_ = stream;

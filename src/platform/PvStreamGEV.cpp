@@ -6,6 +6,7 @@
 
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
+#include "platform/close_on_end.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
 #include "wire/address_text.h"
@@ -97,11 +98,7 @@ private:
     guint retention_us_ = kFrameRetentionUs;  // as tune_receiver sets it
 };
 
-PvStreamGEV::~PvStreamGEV() {
-    if (IsOpen()) {
-        Close();
-    }
-}
+PvStreamGEV::~PvStreamGEV() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
 PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     auto fail = [result](PvResult failure) -> PvStreamGEV* {

@@ -8,60 +8,45 @@ namespace platform {
 
 namespace {
 
-PvResult::Code device_error_code(int code) {
-    switch (code) {
-        case ARV_DEVICE_ERROR_TIMEOUT:
-            return PvResult::TIMEOUT;
-        case ARV_DEVICE_ERROR_NOT_CONNECTED:
-            return PvResult::NOT_CONNECTED;
-        case ARV_DEVICE_ERROR_NOT_FOUND:
-        case ARV_DEVICE_ERROR_FEATURE_NOT_FOUND:
-        case ARV_DEVICE_ERROR_GENICAM_NOT_FOUND:
-        case ARV_DEVICE_ERROR_NO_STREAM_CHANNEL:
-            return PvResult::NOT_FOUND;
-        case ARV_DEVICE_ERROR_INVALID_PARAMETER:
-        case ARV_DEVICE_ERROR_WRONG_FEATURE:
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_PARAMETER:
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS:
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_BAD_ALIGNMENT:
-            return PvResult::INVALID_PARAMETER;
-        case ARV_DEVICE_ERROR_NOT_CONTROLLER:
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_WRITE_PROTECT:
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED:
-            return PvResult::ACCESS_DENIED;
-        case ARV_DEVICE_ERROR_PROTOCOL_ERROR_NOT_IMPLEMENTED:
-            return PvResult::NOT_SUPPORTED;
-        case ARV_DEVICE_ERROR_TRANSFER_ERROR:
-            return PvResult::NETWORK_ERROR;
-        default:
-            return PvResult::GENERIC_ERROR;
-    }
-}
+// How an Aravis error maps to a result code: the error's domain and code,
+// and the code the platform answers. Anything not listed is a generic error.
+struct ErrorMapping {
+    GQuark (*domain)();
+    int code;
+    PvResult::Code result;
+};
 
-PvResult::Code genicam_error_code(int code) {
-    switch (code) {
-        case ARV_GC_ERROR_READ_ONLY:
-            return PvResult::ACCESS_DENIED;
-        case ARV_GC_ERROR_NODE_NOT_FOUND:
-        case ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND:
-        case ARV_GC_ERROR_PROPERTY_NOT_DEFINED:
-        case ARV_GC_ERROR_PVALUE_NOT_DEFINED:
-            return PvResult::NOT_FOUND;
-        case ARV_GC_ERROR_OUT_OF_RANGE:
-        case ARV_GC_ERROR_INVALID_LENGTH:
-        case ARV_GC_ERROR_INVALID_SYNTAX:
-        case ARV_GC_ERROR_INVALID_BIT_RANGE:
-            return PvResult::INVALID_PARAMETER;
-        case ARV_GC_ERROR_NO_DEVICE_SET:
-            return PvResult::NOT_CONNECTED;
-        case ARV_GC_ERROR_SET_FROM_STRING_UNDEFINED:
-        case ARV_GC_ERROR_GET_AS_STRING_UNDEFINED:
-        case ARV_GC_ERROR_NO_EVENT_IMPLEMENTATION:
-            return PvResult::NOT_SUPPORTED;
-        default:
-            return PvResult::GENERIC_ERROR;
-    }
-}
+const ErrorMapping kErrorMappings[] = {
+    {arv_device_error_quark, ARV_DEVICE_ERROR_TIMEOUT, PvResult::TIMEOUT},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_NOT_CONNECTED, PvResult::NOT_CONNECTED},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_NOT_FOUND, PvResult::NOT_FOUND},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_FEATURE_NOT_FOUND, PvResult::NOT_FOUND},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_GENICAM_NOT_FOUND, PvResult::NOT_FOUND},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_NO_STREAM_CHANNEL, PvResult::NOT_FOUND},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_INVALID_PARAMETER, PvResult::INVALID_PARAMETER},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_WRONG_FEATURE, PvResult::INVALID_PARAMETER},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_PARAMETER, PvResult::INVALID_PARAMETER},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_INVALID_ADDRESS, PvResult::INVALID_PARAMETER},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_BAD_ALIGNMENT, PvResult::INVALID_PARAMETER},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_NOT_CONTROLLER, PvResult::ACCESS_DENIED},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_WRITE_PROTECT, PvResult::ACCESS_DENIED},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_ACCESS_DENIED, PvResult::ACCESS_DENIED},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_PROTOCOL_ERROR_NOT_IMPLEMENTED, PvResult::NOT_SUPPORTED},
+    {arv_device_error_quark, ARV_DEVICE_ERROR_TRANSFER_ERROR, PvResult::NETWORK_ERROR},
+    {arv_gc_error_quark, ARV_GC_ERROR_READ_ONLY, PvResult::ACCESS_DENIED},
+    {arv_gc_error_quark, ARV_GC_ERROR_NODE_NOT_FOUND, PvResult::NOT_FOUND},
+    {arv_gc_error_quark, ARV_GC_ERROR_ENUM_ENTRY_NOT_FOUND, PvResult::NOT_FOUND},
+    {arv_gc_error_quark, ARV_GC_ERROR_PROPERTY_NOT_DEFINED, PvResult::NOT_FOUND},
+    {arv_gc_error_quark, ARV_GC_ERROR_PVALUE_NOT_DEFINED, PvResult::NOT_FOUND},
+    {arv_gc_error_quark, ARV_GC_ERROR_OUT_OF_RANGE, PvResult::INVALID_PARAMETER},
+    {arv_gc_error_quark, ARV_GC_ERROR_INVALID_LENGTH, PvResult::INVALID_PARAMETER},
+    {arv_gc_error_quark, ARV_GC_ERROR_INVALID_SYNTAX, PvResult::INVALID_PARAMETER},
+    {arv_gc_error_quark, ARV_GC_ERROR_INVALID_BIT_RANGE, PvResult::INVALID_PARAMETER},
+    {arv_gc_error_quark, ARV_GC_ERROR_NO_DEVICE_SET, PvResult::NOT_CONNECTED},
+    {arv_gc_error_quark, ARV_GC_ERROR_SET_FROM_STRING_UNDEFINED, PvResult::NOT_SUPPORTED},
+    {arv_gc_error_quark, ARV_GC_ERROR_GET_AS_STRING_UNDEFINED, PvResult::NOT_SUPPORTED},
+    {arv_gc_error_quark, ARV_GC_ERROR_NO_EVENT_IMPLEMENTATION, PvResult::NOT_SUPPORTED},
+};
 
 }  // namespace
 
@@ -69,11 +54,10 @@ PvResult::Code code_for_error(const GError* error) {
     if (error == nullptr) {
         return PvResult::OK;
     }
-    if (error->domain == ARV_DEVICE_ERROR) {
-        return device_error_code(error->code);
-    }
-    if (error->domain == ARV_GC_ERROR) {
-        return genicam_error_code(error->code);
+    for (const ErrorMapping& mapping : kErrorMappings) {
+        if (error->domain == mapping.domain() && error->code == mapping.code) {
+            return mapping.result;
+        }
     }
     if (error->domain == G_IO_ERROR) {
         return error->code == G_IO_ERROR_TIMED_OUT ? PvResult::TIMEOUT : PvResult::NETWORK_ERROR;

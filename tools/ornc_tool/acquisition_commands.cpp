@@ -233,14 +233,13 @@ int run_grab(int argc, char** argv) {
     // Declared before the connection: the library's threads may still call
     // into the queue until the connection is closed.
     FrameQueue queue;
-    Discovery discovery;
-    Connection connection;
+    DeviceSession session;
     int exit_code = kExitOk;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    const ornc_device_t* device = discovery.find(cli.positional()[0]);
+    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    const ornc_device_t* device = session.discovery.find(cli.positional()[0]);
     const std::string serial = text_of(ORNCDeviceGetSerialNumber, device);
     const std::string model = text_of(ORNCDeviceGetModelName, device);
-    ornc_t* ornc = connection.handle();
+    ornc_t* ornc = session.connection.handle();
     if (cli.has("--components")) {
         exit_code = select_components(cli, ornc, cli.value("--components"));
         if (exit_code != kExitOk) return exit_code;
@@ -430,11 +429,10 @@ int run_events(int argc, char** argv) {
 
     // Parameter callbacks are never removed: the log outlives the connection.
     EventLog log;
-    Discovery discovery;
-    Connection connection;
+    DeviceSession session;
     int exit_code = kExitOk;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    ornc_t* ornc = connection.handle();
+    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    ornc_t* ornc = session.connection.handle();
     ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
     for (int i = 0;; ++i) {
         ornc_param_t* param = ORNCParamsGetParam(params, i);

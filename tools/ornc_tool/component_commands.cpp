@@ -88,11 +88,10 @@ int run_components(int argc, char** argv) {
         if (args.size() < 3) return cli.fail(kExitUsage, action + " needs at least one COMPONENT");
     }
 
-    Discovery discovery;
-    Connection connection;
+    DeviceSession session;
     int exit_code = kExitOk;
-    if (!connect_device(cli, args[0], &discovery, &connection, &exit_code)) return exit_code;
-    ornc_t* ornc = connection.handle();
+    if (!session.open(cli, args[0], &exit_code)) return exit_code;
+    ornc_t* ornc = session.connection.handle();
     if (ORNCGetComponentCount(ornc) <= 0) {
         std::printf("The device offers no multipart components.\n");
         return action.empty() ? kExitOk : cli.fail_status("cannot " + action, ORNC_ERR_ELEMENT_NOT_FOUND);

@@ -57,6 +57,18 @@ private:
 // `exit_code` says how the tool ends.
 bool connect_device(const CommandLine& cli, const std::string& key, Discovery* discovery, Connection* connection,
                     int* exit_code);
+// A discovery and a connection made from it, for a subcommand that talks to
+// one device; the connection ends before the discovery's handles do.
+struct DeviceSession {
+    Discovery discovery;
+    Connection connection;
+
+    // connect_device for DEVICE `key`.
+    bool open(const CommandLine& cli, const std::string& key, int* exit_code) {
+        return connect_device(cli, key, &discovery, &connection, exit_code);
+    }
+};
+
 // Discovers and finds DEVICE without connecting.
 const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery, int* exit_code);
 

@@ -77,11 +77,10 @@ int with_parameter(CommandLine& cli, int argc, char** argv, Command command) {
     if (!cli.parse(argc, argv)) return cli.exit_code();
     int exit_code = kExitOk;
     if (!valid_map(cli, &exit_code)) return exit_code;
-    Discovery discovery;
-    Connection connection;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
+    DeviceSession session;
+    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
     const std::string& name = cli.positional()[1];
-    ornc_param_t* param = lookup(cli, connection.handle(), name, &exit_code);
+    ornc_param_t* param = lookup(cli, session.connection.handle(), name, &exit_code);
     if (param == nullptr) return exit_code;
     return command(name, param);
 }
@@ -99,10 +98,9 @@ int run_params(int argc, char** argv) {
         return cli.fail(kExitUsage, "--visibility takes beginner, expert, guru or invisible");
     }
 
-    Discovery discovery;
-    Connection connection;
-    if (!connect_device(cli, cli.positional()[0], &discovery, &connection, &exit_code)) return exit_code;
-    ornc_parameters_t* params = parameter_map(connection.handle(), cli.value("--map", "device"));
+    DeviceSession session;
+    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    ornc_parameters_t* params = parameter_map(session.connection.handle(), cli.value("--map", "device"));
     if (params == nullptr) return cli.fail_status("no parameters", ORNC_ERR_DEVICE_NOT_CONNECTED);
 
     const std::string wanted = cli.value("--category");
