@@ -13,7 +13,7 @@ CommandLine::CommandLine(std::string command, std::string usage)
 
 CommandLine& CommandLine::option(const std::string& name, bool takes_value, const std::string& short_name,
                                  bool repeatable) {
-    specs_.push_back({name, short_name, takes_value, repeatable});
+    rules_.push_back({name, short_name, takes_value, repeatable});
     return *this;
 }
 
@@ -23,9 +23,9 @@ CommandLine& CommandLine::positionals(size_t min_count, size_t max_count) {
     return *this;
 }
 
-const OptionSpec* CommandLine::find(const std::string& arg) const {
-    for (const OptionSpec& spec : specs_) {
-        if (arg == spec.name || (!spec.short_name.empty() && arg == spec.short_name)) return &spec;
+const OptionRule* CommandLine::find(const std::string& arg) const {
+    for (const OptionRule& rule : rules_) {
+        if (arg == rule.name || (!rule.short_name.empty() && arg == rule.short_name)) return &rule;
     }
     return nullptr;
 }
@@ -59,13 +59,13 @@ bool CommandLine::parse(int argc, char** argv) {
             arg = arg.substr(0, equals);
             has_inline_value = true;
         }
-        const OptionSpec* spec = find(arg);
-        if (spec == nullptr) {
+        const OptionRule* rule = find(arg);
+        if (rule == nullptr) {
             exit_code_ = fail(kExitUsage, "unknown option " + arg + " (see ornc-tool " + command_ + " --help)");
             return false;
         }
         std::string value;
-        if (spec->takes_value) {
+        if (rule->takes_value) {
             if (has_inline_value) {
                 value = inline_value;
             } else if (i + 1 < argc) {
@@ -78,11 +78,11 @@ bool CommandLine::parse(int argc, char** argv) {
             exit_code_ = fail(kExitUsage, arg + " takes no value");
             return false;
         }
-        if (!spec->repeatable && has(spec->name)) {
-            exit_code_ = fail(kExitUsage, spec->name + " given twice");
+        if (!rule->repeatable && has(rule->name)) {
+            exit_code_ = fail(kExitUsage, rule->name + " given twice");
             return false;
         }
-        given_.emplace_back(spec->name, value);
+        given_.emplace_back(rule->name, value);
     }
     if (positional_.size() < min_positionals_ || positional_.size() > max_positionals_) {
         exit_code_ = fail(kExitUsage, positional_.size() < min_positionals_

@@ -20,7 +20,7 @@ enum ExitCode {
     kExitNotFound = 3,  // no supported device matched DEVICE
 };
 
-struct OptionSpec {
+struct OptionRule {
     std::string name;        // "--out"
     std::string short_name;  // "-n", or empty
     bool takes_value;
@@ -54,11 +54,11 @@ public:
     int fail_status(const std::string& what, ornc_status_t status) const;
 
 private:
-    const OptionSpec* find(const std::string& arg) const;
+    const OptionRule* find(const std::string& arg) const;
 
     std::string command_;
     std::string usage_;
-    std::vector<OptionSpec> specs_;
+    std::vector<OptionRule> rules_;
     size_t min_positionals_ = 0;
     size_t max_positionals_ = 0;
     std::vector<std::pair<std::string, std::string>> given_;
