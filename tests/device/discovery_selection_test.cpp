@@ -180,6 +180,18 @@ TEST_F(SensorDiscovery, EnvironmentLimitsWhatIsAsked) {
         EXPECT_EQ(0, ORNCSysGetInterfaceCount(&scope.sys));
         EXPECT_EQ(0, ORNCSysGetDeviceCount(&scope.sys));
     }
+    // A late answer is waited for until the time-out, and no longer.
+    ornsim::FaultSwitches late;
+    late.ack_delay_ms = 250;
+    fleet_[1].set_faults(late);
+    orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", "127.0.44.2");
+    {
+        orntest::SystemScope scope;
+        EXPECT_EQ(1, ORNCSysGetDeviceCount(&scope.sys));
+    }
+    orntest::ScopedEnv timeout("ORNC_DISCOVERY_TIMEOUT_MS", "150");
+    orntest::SystemScope scope;
+    EXPECT_EQ(0, ORNCSysGetDeviceCount(&scope.sys));
 }
 
 }  // namespace

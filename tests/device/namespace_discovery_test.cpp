@@ -144,6 +144,16 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     EXPECT_NE(std::string::npos, link.find(mac)) << link;
 }
 
+// A device may delay its answer on purpose: the broadcast waits for it
+// until the time-out, as long as nobody has answered.
+TEST_F(LinkLocalSensor, LateAnswerIsHeard) {
+    ornsim::FaultSwitches late;
+    late.ack_delay_ms = 250;
+    sensor_->set_faults(late);
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
+    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope_->sys, kSensorSerial));
+}
+
 // How the access type follows another client's control is the loopback
 // suite's (device_details_test); here the device is moved over the link.
 TEST_F(LinkLocalSensor, ForceIPMovesIt) {

@@ -190,7 +190,9 @@ bool discover_devices(const std::vector<NetworkAdapter>& adapters, const Discove
         std::any_of(probes.begin(), probes.end(), [](const std::unique_ptr<Probe>& p) { return !p->loopback; });
 
     const int64_t deadline = start + settings.timeout_ms;
-    int64_t quiet_deadline = start + settings.quiet_ms;
+    // Until a first answer comes, only the time-out ends a broadcast:
+    // a device may delay its answer on purpose.
+    int64_t quiet_deadline = deadline;
     int64_t next_repeat = start + kLoopbackRepeatMs;
     DescriptorList fds;
     for (const auto& probe : probes) {

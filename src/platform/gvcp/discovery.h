@@ -4,7 +4,8 @@
 // targets); the acks are collected per adapter in the order they arrive.
 // Listening ends a quiet period after the last ack (on loopback as soon as
 // every asked address has answered or was refused), and never later than
-// the time-out. Invalid acks are dropped and logged.
+// the time-out; before a first ack, only the time-out ends it. Invalid
+// acks are dropped and logged.
 #pragma once
 
 #include <cstdint>

@@ -6,7 +6,8 @@
 // limited broadcast when the socket can be tied to that adapter).
 //
 // Environment (read at every discovery):
-//   ORNC_DISCOVERY_QUIET_MS   stop this long after the last ack (default 100)
+//   ORNC_DISCOVERY_QUIET_MS   stop this long after the last ack (default 100);
+//                             with no ack yet, wait for the time-out
 //   ORNC_DISCOVERY_TIMEOUT_MS never listen longer than this (default 1000)
 //   ORNC_LOOPBACK_HOSTS       comma-separated addresses or ranges
 //                             "127.0.0.1-127.0.0.8" (the default); at most
