@@ -34,6 +34,7 @@ struct AckFields {
     std::string vendor = "ORNC Test Peers";
     std::string model = "lumenGAUGE Scripted";
     std::string serial = "SCRIPT01";
+    uint8_t mac_last = 0x01;
 };
 
 // A complete, valid DISCOVERY_ACK for request `request_id` from `ip`.
@@ -42,7 +43,7 @@ Bytes make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t 
     uint8_t* payload = bootstrap.data();
     wire::store_be32(payload + gvcp::kDiscoveryVersionOffset, 0x00020001);
     payload[gvcp::kDiscoveryMacOffset] = 0x02;
-    payload[gvcp::kDiscoveryMacOffset + 5] = 0x01;
+    payload[gvcp::kDiscoveryMacOffset + 5] = fields.mac_last;
     wire::store_be32(payload + gvcp::kDiscoverySupportedIpConfigOffset, 0x7);  // persistent, DHCP, LLA
     wire::store_be32(payload + gvcp::kDiscoveryCurrentIpConfigOffset, 0x6);    // DHCP, LLA
     wire::store_be32(payload + gvcp::kDiscoveryCurrentIpOffset, ip);
@@ -59,10 +60,11 @@ Bytes make_discovery_ack(uint16_t request_id, const AckFields& fields, uint32_t 
 
 // A peer at <address>:3956 that answers each discovery request with what
 // its script returns for the request id, from the control port or (when
-// told) from another port.
+// told) from another port; other commands go to `commands` when set.
 class ScriptedResponder {
 public:
     using Script = std::function<Datagrams(uint16_t request_id)>;
+    using Commands = std::function<Datagrams(const gvcp::CommandHeader& header, const Bytes& request)>;
     ScriptedResponder(const std::string& address, Script script, bool from_other_port = false)
         : socket_(address, 0, gvcp::kPort), other_(address), script_(std::move(script)), other_port_(from_other_port) {}
     ~ScriptedResponder() { stop(); }
@@ -77,6 +79,7 @@ public:
         if (thread_.joinable()) thread_.join();
     }
     int requests_seen() const { return requests_.load(); }
+    Commands commands;  // set before start()
 
 private:
     void run() {
@@ -85,7 +88,12 @@ private:
             uint16_t port = 0;
             const Bytes request = socket_.receive(20, &ip, &port);
             const gvcp::CommandHeader header = gvcp::read_command_header(request.data(), request.size());
-            if (header.key != gvcp::kKey || header.command != gvcp::DISCOVERY_CMD) continue;
+            if (header.key != gvcp::kKey) continue;
+            if (header.command != gvcp::DISCOVERY_CMD) {
+                for (const Bytes& reply : commands ? commands(header, request) : Datagrams{})
+                    socket_.send(reply, ip, port);
+                continue;
+            }
             ++requests_;
             for (const Bytes& reply : script_(header.request_id))
                 (other_port_ ? other_ : socket_).send(reply, ip, port);
@@ -245,6 +253,41 @@ TEST_F(HostileDiscovery, AnswerFromAnotherPortIsDropped) {
     ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
     EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "STRAY"));
     EXPECT_EQ(1, log.count_containing("not the control port"));
+}
+
+// Two devices hold one address (each answers twice): both are listed, and
+// FORCEIP by MAC moves the second away.
+TEST_F(HostileDiscovery, TwoDevicesOnOneAddressAreTwoAndForceIpMovesOne) {
+    ScriptedResponder twins(address(16), [](uint16_t id) {
+        Datagrams acks;
+        for (uint8_t twin : {1, 2, 1, 2}) {
+            AckFields fields;
+            fields.serial = "TWIN" + std::to_string(twin);
+            fields.mac_last = static_cast<uint8_t>(0x10 + twin);
+            acks.push_back(make_discovery_ack(id, fields, orntest::ipv4(address(16))));
+        }
+        return acks;
+    });
+    auto moved_to = std::make_shared<std::atomic<uint32_t>>(0);
+    twins.commands = [moved_to](const gvcp::CommandHeader& header, const Bytes& request) {
+        gvcp::ForceIpRequest force;
+        if (header.command != gvcp::FORCEIP_CMD ||
+            !gvcp::read_force_ip(request.data() + gvcp::kHeaderSize, request.size() - gvcp::kHeaderSize, &force) ||
+            force.mac[5] != 0x12)
+            return Datagrams{};
+        moved_to->store(force.ip);
+        return Datagrams{gvcp::build_ack(gvcp::STATUS_SUCCESS, gvcp::FORCEIP_ACK, header.request_id)};
+    };
+    ASSERT_TRUE(twins.start());
+    orntest::SystemScope scope;
+    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+    EXPECT_EQ(3, ORNCSysGetDeviceCount(&scope.sys));
+    ASSERT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "TWIN1"));
+    const ornc_device_t* second = ORNCSysGetDeviceBySerialNumber(&scope.sys, "TWIN2");
+    ASSERT_NE(nullptr, second);
+    EXPECT_EQ("02:00:00:00:00:12", orntest::text_of(ORNCDeviceGetMACAddress, second));
+    ASSERT_EQ(ORNC_OK, ORNCDeviceSetIPConfiguration(second, address(15).c_str(), "255.0.0.0", "0.0.0.0"));
+    EXPECT_EQ(orntest::ipv4(address(15)), moved_to->load());
 }
 
 }  // namespace

@@ -137,10 +137,12 @@ bool drain(Probe* probe, const std::string& adapter_name, uint16_t request_id, A
                      wire::format_ipv4(source).c_str(), adapter_name.c_str(), size, ack_verdict_text(verdict));
             continue;
         }
-        // A device that heard both broadcasts answers twice: keep one.
-        const bool known =
-            std::any_of(result->devices.begin(), result->devices.end(),
-                        [source](const DiscoveredDevice& device) { return device.identity.ip_address == source; });
+        // A device that heard both broadcasts answers twice: keep one. Two
+        // devices on one address (a conflict FORCEIP resolves) are two.
+        const bool known = std::any_of(
+            result->devices.begin(), result->devices.end(), [source, &identity](const DiscoveredDevice& device) {
+                return device.identity.ip_address == source && device.identity.mac == identity.mac;
+            });
         if (known || result->devices.size() >= kMaxDevicesPerAdapter) {
             continue;
         }

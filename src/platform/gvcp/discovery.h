@@ -4,8 +4,9 @@
 // targets); the acks are collected per adapter in the order they arrive.
 // Listening ends a quiet period after the last ack (on loopback as soon as
 // every asked address has answered or was refused), and never later than
-// the time-out; before a first ack, only the time-out ends it. Invalid
-// acks are dropped and logged.
+// the time-out; before a first ack, only the time-out ends it. Acks of
+// devices with different MAC addresses from one IP address are different
+// devices. Invalid acks are dropped and logged.
 #pragma once
 
 #include <cstdint>
