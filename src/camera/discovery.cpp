@@ -255,19 +255,13 @@ const ornc_device_t* ORNCSysGetDevice(const ornc_system_t* sys, int nr) {
 }
 
 int ORNCInterfaceGetDeviceCount(const ornc_system_t* sys, const ornc_interface_t* interf) {
-    // Without an adapter the search would cover all of them: refuse instead.
-    if (interf == nullptr) {
-        return 0;
-    }
+    // Without an adapter the search covers all of them.
     int count = 0;
     ORNC_FindDevice(sys, ORNC_SelectPattern, nullptr, -1, interf, &count);
     return count;
 }
 
 const ornc_device_t* ORNCInterfaceGetDevice(const ornc_system_t* sys, const ornc_interface_t* interf, int nr) {
-    if (interf == nullptr) {
-        return nullptr;
-    }
     return ORNC_FromDeviceInfo(ORNC_FindDevice(sys, ORNC_SelectPattern, nullptr, nr, interf, nullptr));
 }
 

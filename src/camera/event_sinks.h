@@ -48,6 +48,7 @@ public:
     int32_t m_events_size = 0;           // reserved
     void (*m_event_callback)(orn_uint64_t, ornc_param_list_t*, void*) = nullptr;
     void* m_event_data = nullptr;
+    bool m_registered = false;  // with a device, at most once per handle
 };
 
 class ORNCEventSink : public PvGenEventSink {

@@ -48,15 +48,19 @@ void ORNC_AttachEventSink(ornc_priv_t* priv) {
         ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: EventSink newly allocated");
         ornc_state::StoreField(&sink->m_disconnect_callback, ornc_state::LoadField(&priv->disconnect_callback));
         ornc_state::StoreField(&sink->m_disconnect_data, ornc_state::LoadField(&priv->disconnect_callback_data));
-        if (priv->lDevice != nullptr) {
-            const PvResult result = priv->lDevice->RegisterEventSink(sink);
-            if (result.IsFailure()) {
-                ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: RegisterEventSink failed %d %s",
-                         static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
-            }
-        }
     } else {
         ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: EventSink already allocated");
+    }
+    // Registered once, at the first start that has a device: a sink made by
+    // a start before any connect would otherwise never hear of one.
+    ORNCDeviceEventSink* sink = priv->lEventSink;
+    if (!sink->m_registered && priv->lDevice != nullptr) {
+        sink->m_registered = true;
+        const PvResult result = priv->lDevice->RegisterEventSink(sink);
+        if (result.IsFailure()) {
+            ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: RegisterEventSink failed %d %s",
+                     static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
+        }
     }
     ornc_state::StoreField(&priv->lEventSink->m_event_callback, ornc_state::LoadField(&priv->event_callback));
     ornc_state::StoreField(&priv->lEventSink->m_event_data, ornc_state::LoadField(&priv->event_callback_data));

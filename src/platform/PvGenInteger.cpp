@@ -2,8 +2,16 @@
 
 #include <arv.h>
 
+#include <limits>
+
 namespace {
 ArvGcInteger* as_integer(ArvGcFeatureNode* node) { return reinterpret_cast<ArvGcInteger*>(node); }
+
+// Whether the node's kind implements the integer operation `member`.
+template <typename Member>
+bool declares(Member ArvGcIntegerInterface::*member, ArvGcFeatureNode* node) {
+    return ARV_GC_INTEGER_GET_IFACE(as_integer(node))->*member != nullptr;
+}
 }  // namespace
 
 PvResult PvGenInteger::GetValue(int64_t& value) const {
@@ -16,12 +24,24 @@ PvResult PvGenInteger::SetValue(int64_t value) {
 
 PvResult PvGenInteger::GetMin(int64_t& min) const {
     return ReadInto(
-        min, [this](GError** error) { return arv_gc_integer_get_min(as_integer(node()), error); }, Read::Attribute);
+        min,
+        [this](GError** error) {
+            // A node kind without a declared minimum (IntSwissKnife, ...)
+            // spans the whole 64-bit range.
+            return declares(&ArvGcIntegerInterface::get_min, node()) ? arv_gc_integer_get_min(as_integer(node()), error)
+                                                                     : std::numeric_limits<int64_t>::min();
+        },
+        Read::Attribute);
 }
 
 PvResult PvGenInteger::GetMax(int64_t& max) const {
     return ReadInto(
-        max, [this](GError** error) { return arv_gc_integer_get_max(as_integer(node()), error); }, Read::Attribute);
+        max,
+        [this](GError** error) {
+            return declares(&ArvGcIntegerInterface::get_max, node()) ? arv_gc_integer_get_max(as_integer(node()), error)
+                                                                     : std::numeric_limits<int64_t>::max();
+        },
+        Read::Attribute);
 }
 
 PvResult PvGenInteger::GetIncrement(int64_t& increment) const {

@@ -120,9 +120,7 @@ PvResult PvGenParameter::IsReadable(bool& readable) const {
     return ReadInto(
         readable,
         [this](GError** error) {
-            // A command has no value to read, whatever its register allows.
-            return IsPresentLocked(error) && type_ != PvGenTypeCommand &&
-                   mode_reads(arv_gc_feature_node_get_actual_access_mode(node()));
+            return IsPresentLocked(error) && mode_reads(arv_gc_feature_node_get_actual_access_mode(node()));
         },
         Read::Attribute);
 }

@@ -145,6 +145,29 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
 }
 
+// A start before the connect makes the sink; the first start that has a
+// device registers it, so that device's events are heard.
+TEST_F(Events, AStartBeforeTheConnectStillHearsTheDeviceConnectedLater) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(44, "AQ000044"), false));
+    ornc_t ornc{nullptr};
+    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000044"), ORNC_OK);
+    ornc_parameters_t* params = ORNCGetDeviceParams(&ornc);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(ORNCParamsGetParamByName(params, "EventSelector"), "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(ORNCParamsGetParamByName(params, "EventNotification"), "On"), ORNC_OK);
+    EventLog log;
+    ORNCSetEventCallback(&ornc, &EventLog::On, &log);
+    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 1), ORNC_OK);
+    ASSERT_EQ(ORNCTriggerSoftware(&ornc), ORNC_OK);
+    EXPECT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
+    EXPECT_EQ(ORNCAcquisitionStop(&ornc), ORNC_OK);
+    EXPECT_EQ(ORNCStop(&ornc), ORNC_OK);
+    EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
+    ORNCDestroy(&ornc);
+}
+
 struct ParamCalls {
     std::atomic<int> calls{0};
     std::atomic<ornc_param_t*> last{nullptr};

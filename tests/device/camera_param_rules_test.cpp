@@ -95,6 +95,7 @@ TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
     EXPECT_EQ(value_text(step10), "60");
     EXPECT_EQ(ORNCParamSetValue(step10, "sixty"), ORNC_ERR_PARAM_INVALID_VALUE);
     EXPECT_EQ(value_text(step10), "60");
+    EXPECT_EQ(value_text(param("IntFormula")), "120");
 }
 
 // Integers take the kind of the 32-bit view their range fits, or none.
@@ -103,7 +104,8 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
         {"IntStep10", ORN_PARAM_INTEGER}, {"IntUnsigned32", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
         {"IntFull64", ORN_PARAM_INTEGER}, {"IntTo2Pow32", ORN_PARAM_NONE},       {"IntWriteOnly", ORN_PARAM_INTEGER},
         {"RawSpan", ORN_PARAM_REGISTER},  {"FloatRange", ORN_PARAM_FLOAT},       {"TextValue", ORN_PARAM_STRING},
-        {"FlagValue", ORN_PARAM_BOOLEAN}, {"ModeChoice", ORN_PARAM_ENUM},        {"PulseCommand", ORN_PARAM_COMMAND}};
+        {"FlagValue", ORN_PARAM_BOOLEAN}, {"ModeChoice", ORN_PARAM_ENUM},        {"PulseCommand", ORN_PARAM_COMMAND},
+        {"IntFormula", ORN_PARAM_INTEGER}};
     for (const auto& kind : kinds) EXPECT_EQ(ORNCParamGetType(param(kind.first)), kind.second) << kind.first;
     EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
 
@@ -133,6 +135,9 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     // The full 64-bit range counts as signed; its ends are cut, not clamped.
     ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntFull64"), &min, &max, nullptr), ORNC_OK);
     EXPECT_EQ(min, 0);
+    EXPECT_EQ(max, -1);
+    // So does a formula, which declares no range at all.
+    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntFormula"), &min, &max, nullptr), ORNC_OK);
     EXPECT_EQ(max, -1);
 
     // A float is the wrong kind for a range and a mismatch for a value.
@@ -362,12 +367,12 @@ TEST_F(ParamRules, CommandsAreSentWhateverTheDeviceAnswers) {
     EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
     EXPECT_EQ(ORNCParamSendCommand(param("IntStep10")), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamSendCommand(nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    // Commands are never readable, so their text form stops at the access
-    // check; writing one as text is not supported.
+    // A command on a readable register is readable but has no text form;
+    // writing one as text is not supported.
     char text[8];
     std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamIsReadable(c), 0);
-    EXPECT_EQ(ORNCParamGetValue(c, text, sizeof text), ORNC_ERR_PARAM_NOT_READABLE);
+    EXPECT_EQ(ORNCParamIsReadable(c), 1);
+    EXPECT_EQ(ORNCParamGetValue(c, text, sizeof text), ORNC_ERROR);
     EXPECT_STREQ(text, "");
     EXPECT_EQ(ORNCParamSetValue(c, "1"), ORNC_ERR_INTERNAL);
 
@@ -476,7 +481,7 @@ TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
     EXPECT_STREQ(text, "Range Tests");
     EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 0), param("IntStep10"));
     EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 16), param("IndexedValue"));
-    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 17), nullptr);
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 18), nullptr);
     EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, -1), nullptr);
     EXPECT_EQ(ORNCParamsGetCategoryByName(params, "NoSuchCategory"), nullptr);
     EXPECT_EQ(ORNCParamsGetParamByName(params, "NoSuchFeature"), nullptr);

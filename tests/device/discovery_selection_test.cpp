@@ -115,6 +115,8 @@ TEST_F(SensorDiscovery, SelectionByIndexSerialNumberIPAndPatternLogsItsSteps) {
     EXPECT_EQ(first, ORNCInterfaceGetDevice(&scope.sys, lo, 0));
     EXPECT_EQ(second, ORNCInterfaceGetDevice(&scope.sys, lo, 1));
     EXPECT_EQ(nullptr, ORNCInterfaceGetDevice(&scope.sys, lo, 2));
+    EXPECT_EQ(2, ORNCInterfaceGetDeviceCount(&scope.sys, nullptr));  // no adapter: every adapter
+    EXPECT_EQ(second, ORNCInterfaceGetDevice(&scope.sys, nullptr, 1));
 
     file_only = ORNCSysGetDeviceBySerialNumber(&scope.sys, "VSB0002");
     ASSERT_NE(nullptr, file_only);

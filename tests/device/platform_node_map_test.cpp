@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdint>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -179,7 +180,7 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
     };
     // TestBoolean is 0: TestLocked is unlocked, TestUnavailable unavailable.
     const Case off[] = {{"TestInteger", true, true},   {"TestReadOnly", true, false}, {"TestWriteOnly", false, true},
-                        {"TestCommand", false, true},  {"TestLocked", true, true},    {"TestUnavailable", false, false},
+                        {"TestCommand", true, true},   {"TestLocked", true, true},    {"TestUnavailable", false, false},
                         {"TestInnerValue", true, true}};
     for (const Case& c : off) {
         PvGenParameter* parameter = params_->Get(c.name);
@@ -227,6 +228,11 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     EXPECT_EQ(got<int64_t>(wide, &PvGenInteger::GetMax), 4294967295LL);
     ASSERT_TRUE(wide->SetValue(4000000000LL).IsOK());
     EXPECT_EQ(device_register(kWide), 4000000000u);
+    // A formula declares no range: it spans the whole 64-bit range.
+    PvGenInteger* doubled = node<PvGenInteger>("Doubled");
+    ASSERT_NE(doubled, nullptr);
+    EXPECT_EQ(got<int64_t>(doubled, &PvGenInteger::GetMin), INT64_MIN);
+    EXPECT_EQ(got<int64_t>(doubled, &PvGenInteger::GetMax), INT64_MAX);
 
     // StructEntry features share one register.
     PvGenInteger* low = node<PvGenInteger>("TestStructLow");

@@ -53,11 +53,12 @@ std::string integer_feature(const std::string& name, uint32_t offset, int length
 //   0x40 TextValue (16 bytes)   0x60 RawBlock (8 bytes)   0x70 FlagValue
 //   0x74 ModeChoice (Alpha 1, Continuous 2, Gamma 3)   0x78 PulseCommand
 //   0x7C IndexSelector (0..7)   0x80 + 4 * index: IndexedValue
+//   IntFormula: twice IntStep10, a formula without a declared range
 std::string range_test_features() {
     std::string members = "    <DisplayName>Range Tests</DisplayName>\n";
     for (const char* f : {"IntStep10", "IntStep4", "IntUnsigned32", "IntMinusOneToU32", "IntFull64", "IntTo2Pow32",
                           "RawSpan", "IntWriteOnly", "IntReadOnly", "FloatRange", "TextValue", "RawBlock", "FlagValue",
-                          "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue"}) {
+                          "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue", "IntFormula"}) {
         members += std::string("    <pFeature>") + f + "</pFeature>\n";
     }
     std::string xml = node("Category", "RangeTests", members);
@@ -88,7 +89,7 @@ std::string range_test_features() {
     xml += reg("IntReg", "ModeChoiceReg", 0x74, 4, "RW", kUnsigned);
     xml +=
         node("Command", "PulseCommand", "    <pValue>PulseCommandReg</pValue>\n    <CommandValue>1</CommandValue>\n");
-    xml += reg("IntReg", "PulseCommandReg", 0x78, 4, "WO", kUnsigned);
+    xml += reg("IntReg", "PulseCommandReg", 0x78, 4, "RW", kUnsigned);
     xml += node("Integer", "IndexSelector",
                 "    <pValue>IndexSelectorReg</pValue>\n    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n"
                 "    <pSelected>IndexedValue</pSelected>\n");
@@ -97,6 +98,8 @@ std::string range_test_features() {
                 "    <pValue>IndexedValueReg</pValue>\n    <Min>0</Min>\n    <Max>1000000</Max>\n");
     xml +=
         reg("IntReg", "IndexedValueReg", 0x80, 4, "RW", kUnsigned, "    <pIndex Offset=\"4\">IndexSelector</pIndex>\n");
+    xml += node("IntSwissKnife", "IntFormula",
+                "    <pVariable Name=\"S\">IntStep10</pVariable>\n    <Formula>S*2</Formula>\n");
     return xml;
 }
 
