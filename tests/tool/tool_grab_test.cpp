@@ -242,6 +242,15 @@ TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
     const std::string summary = orntest::read_file(workdir_.file("summary.json"));
     EXPECT_NE(summary.find("\"frames_written\": 2"), std::string::npos) << summary;
 
+    // The other formats: PNG bit depth and colour type (IHDR bytes 24 and 25).
+    for (const auto& format : {std::make_pair("Mono16", "\x10\x00"), {"BayerRG8", "\x08\x00"}, {"RGB8", "\x08\x02"}}) {
+        tool({"set", kSerial, "PixelFormat", format.first});
+        tool({"grab", kSerial, "-n", "1", "--out", workdir_.file(format.first)});
+        const std::string png =
+            orntest::read_file(workdir_.file(format.first) + "/frame_0000.png") + std::string(26, 0);
+        EXPECT_EQ(png.substr(24, 2), std::string(format.second, 2)) << format.first;
+    }
+
     tool({"dump-xml", kSerial, workdir_.file("fake.xml")});
     EXPECT_NE(orntest::read_file(workdir_.file("fake.xml")).find("<RegisterDescription"), std::string::npos);
 }
