@@ -8,6 +8,7 @@
 #include <cstring>
 #include <regex>
 
+#include "aravis_fake_camera.h"
 #include "scene.h"
 #include "scene_check.h"
 #include "temp_dir.h"
@@ -204,6 +205,54 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     EXPECT_GE(std::stol(m[1]), 3);
     // The notification was switched off again at the end.
     expect_output({"get", "TOOL-EVENTS", "EventNotification"}, "Off\n");
+}
+
+// A camera unlike ours (Aravis's fake camera: no multipart selectors, no
+// component table, no chunks, no events): every command still works, and
+// grab writes each single image as one PNG.
+class FakeCameraTool : public orntest::AravisFakeCamera {
+protected:
+    ProgramResult tool(const std::vector<std::string>& args) {
+        const ProgramResult r = orntest::run_program(ORNC_TOOL_PATH, args, {}, 60.0);
+        EXPECT_EQ(r.exit_code, 0) << report(r);
+        return r;
+    }
+};
+
+TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
+    EXPECT_NE(tool({"list"}).out.find(kSerial), std::string::npos);
+    EXPECT_NE(tool({"info", kSerial}).out.find("Aravis"), std::string::npos);
+    EXPECT_NE(tool({"params", kSerial}).out.find("PixelFormat"), std::string::npos);
+    tool({"set", kSerial, "Width", "320"});
+    EXPECT_EQ(tool({"get", kSerial, "Width"}).out, "320\n");
+    const std::string height = tool({"get", kSerial, "Height"}).out;
+    ASSERT_FALSE(height.empty());
+    tool({"exec", kSerial, "AcquisitionStop"});
+    EXPECT_NE(tool({"events", kSerial, "--event", "FrameEnd", "--seconds", "1"}).err.find("no events"),
+              std::string::npos);
+
+    const ProgramResult r = tool({"grab", kSerial, "-n", "2", "--out", workdir_.path()});
+    EXPECT_NE(r.err.find("no component table"), std::string::npos) << r.err;
+    for (const char* file : {"/frame_0000.png", "/frame_0001.png"}) {
+        GrayImage image;
+        ASSERT_TRUE(read_png(workdir_.path() + file, &image)) << file << "\n" << report(r);
+        EXPECT_EQ(image.width, 320);
+        EXPECT_EQ(image.height, std::stoi(height));
+    }
+    const std::string summary = orntest::read_file(workdir_.file("summary.json"));
+    EXPECT_NE(summary.find("\"frames_written\": 2"), std::string::npos) << summary;
+
+    // The other formats: PNG bit depth and colour type (IHDR bytes 24 and 25).
+    for (const auto& format : {std::make_pair("Mono16", "\x10\x00"), {"BayerRG8", "\x08\x00"}, {"RGB8", "\x08\x02"}}) {
+        tool({"set", kSerial, "PixelFormat", format.first});
+        tool({"grab", kSerial, "-n", "1", "--out", workdir_.file(format.first)});
+        const std::string png =
+            orntest::read_file(workdir_.file(format.first) + "/frame_0000.png") + std::string(26, 0);
+        EXPECT_EQ(png.substr(24, 2), std::string(format.second, 2)) << format.first;
+    }
+
+    tool({"dump-xml", kSerial, workdir_.file("fake.xml")});
+    EXPECT_NE(orntest::read_file(workdir_.file("fake.xml")).find("<RegisterDescription"), std::string::npos);
 }
 
 }  // namespace

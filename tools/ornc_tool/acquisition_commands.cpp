@@ -35,6 +35,9 @@ const char kGrabUsage[] =
     "                              confidence as a property)\n"
     "  frame_NNNN_intensity.png    the intensity image\n"
     "  frame_NNNN_confidence.png   the confidence map\n"
+    "  frame_NNNN.png              a device sending single images: Mono8 and Mono16\n"
+    "                              as grey, RGB8 as colour, Bayer forms as the raw\n"
+    "                              grey mosaic; another format ends the grab (exit 1)\n"
     "  summary.json                device, frames, rate, files\n"
     "A progress bar with the live rate is shown on a terminal.\n"
     "\n"
@@ -86,14 +89,20 @@ double seconds_since(Clock::time_point start) { return std::chrono::duration<dou
 struct FrameQueue {
     std::mutex mutex;
     std::condition_variable ready;
-    std::deque<std::vector<FramePart>> frames;
-    size_t limit = 4;  // frames beyond this are dropped rather than piling up
+    std::deque<std::vector<FramePart>> frames;  // a single image: one part marked single
+    size_t limit = 4;                           // frames beyond this are dropped rather than piling up
     long failed = 0;
     long dropped = 0;
+    // The device's PixelFormat, for a single image whose format the library
+    // has no size for (Bayer forms).
+    orn_pixel_t device_format = ORN_PIX_GENERIC;
 
     void push_image(const orn_image_t* image) {
         std::vector<FramePart> parts;
-        if (image != nullptr) parts.push_back(copy(*image));
+        if (image != nullptr) {
+            parts.push_back(copy(*image));
+            parts.back().single = true;
+        }
         push(image == nullptr, std::move(parts));
     }
     void push_vector(const orn_image_vec_t* vec) {
@@ -105,12 +114,16 @@ struct FrameQueue {
     }
 
 private:
-    static FramePart copy(const orn_image_t& image) {
+    FramePart copy(const orn_image_t& image) const {
         FramePart part;
         part.type = image.type;
         part.width = image.width;
         part.height = image.height;
-        const int pixel_size = ORNPixelTypeGetSize(image.type);
+        int pixel_size = ORNPixelTypeGetSize(image.type);
+        if (pixel_size == 0 && image.type == ORN_PIX_GENERIC && png_pixel_bytes(device_format) > 0) {
+            part.type = device_format;
+            pixel_size = png_pixel_bytes(device_format);
+        }
         if (image.data != nullptr && image.width > 0 && image.height > 0 && pixel_size > 0) {
             const size_t bytes =
                 static_cast<size_t>(image.width) * static_cast<size_t>(image.height) * static_cast<size_t>(pixel_size);
@@ -245,12 +258,21 @@ int run_grab(int argc, char** argv) {
         if (exit_code != kExitOk) return exit_code;
     }
 
+    int format = 0;
+    if (ORNCParamGetEnumValue(ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), "PixelFormat"), &format) == ORNC_OK) {
+        queue.device_format = static_cast<orn_pixel_t>(format);
+    }
+
     InterruptScope interrupt_scope;
     ORNCSetImageCallback(ornc, on_image, &queue);
     ORNCSetImageVecCallback(ornc, on_image_vector, &queue);
     ornc_status_t status = ORNCStart(ornc);
     if (status != ORNC_OK) return cli.fail_status("cannot start the acquisition thread", status);
-    status = ORNCAcquisitionStartMode(ornc, 0, 0);  // continuous, trigger off
+    // Continuous by entry name, then started as the device is set with the
+    // trigger off: the library's mode argument writes the entry's position in
+    // the list, which not every device numbers so.
+    ORNCParamSetEnumValueByName(ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), "AcquisitionMode"), "Continuous");
+    status = ORNCAcquisitionStartMode(ornc, -1, 0);
     if (status != ORNC_OK) {
         ORNCStop(ornc);
         return cli.fail_status("cannot start the acquisition", status);
@@ -290,7 +312,7 @@ int run_grab(int argc, char** argv) {
             frame.parts.push_back(std::string(pixel_format_name(part.type)) + " " + std::to_string(part.width) + "x" +
                                   std::to_string(part.height));
             const std::string role = part_role(part.type);
-            if (part.data.empty()) continue;  // a format the library could not size
+            if (part.data.empty() || part.single) continue;  // a format the library could not size
             if (role == "range" && range == nullptr) range = &part;
             if (role == "intensity" && intensity == nullptr) intensity = &part;
             if (role == "confidence" && confidence == nullptr) confidence = &part;
@@ -305,7 +327,11 @@ int run_grab(int argc, char** argv) {
         for (const FramePart* image : {intensity, confidence}) {
             if (image == nullptr || !write_error.empty()) continue;
             const std::string path = out_dir + "/" + stem + "_" + part_role(image->type) + ".png";
-            if (write_gray8_png(path, *image, &write_error)) frame.files.push_back(path);
+            if (write_png(path, *image, &write_error)) frame.files.push_back(path);
+        }
+        if (parts.size() == 1 && parts[0].single) {
+            const std::string path = out_dir + "/" + stem + ".png";
+            if (write_png(path, parts[0], &write_error)) frame.files.push_back(path);
         }
         written.push_back(frame);
         draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start), bytes);
@@ -446,7 +472,10 @@ int run_events(int argc, char** argv) {
     const std::vector<std::string> events = cli.values("--event");
     for (const std::string& event : events) {
         status = set_event_notification(ornc, event, "On");
-        if (status != ORNC_OK) {
+        if (status == ORNC_ERR_PARAM_UNDEFINED) {
+            std::fprintf(stderr, "ornc-tool events: the device has no events (EventSelector); not watching %s\n",
+                         event.c_str());
+        } else if (status != ORNC_OK) {
             ORNCStop(ornc);
             return cli.fail_status("cannot switch on event " + event, status);
         }

@@ -1,5 +1,7 @@
 #include "device_session.h"
 
+#include <cstdio>
+
 namespace ornctool {
 
 Discovery::Discovery() { initialised_ = ORNCSysInit(&system_) == ORNC_OK; }
@@ -76,6 +78,13 @@ bool connect_device(const CommandLine& cli, const std::string& key, Discovery* d
     const ornc_device_t* device = find_device(cli, key, discovery, exit_code);
     if (device == nullptr) return false;
     const ornc_status_t status = connection->open(device);
+    if (status == ORNC_ERR_PARAM_UNDEFINED) {
+        // A camera without multipart selectors: the connection stays usable,
+        // only the component table is empty.
+        std::fprintf(stderr, "ornc-tool: %s has no multipart selectors (SourceSelector); no component table\n",
+                     text_of(ORNCDeviceGetSerialNumber, device).c_str());
+        return true;
+    }
     if (status != ORNC_OK) {
         *exit_code = cli.fail_status("cannot connect to " + text_of(ORNCDeviceGetSerialNumber, device) + " at " +
                                          text_of(ORNCDeviceGetIPAddress, device),

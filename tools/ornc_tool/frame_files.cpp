@@ -2,10 +2,12 @@
 
 #include <png.h>
 
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 namespace ornctool {
 
@@ -119,10 +121,46 @@ long write_point_cloud_ply(const std::string& path, const FramePart& range, cons
     return points;
 }
 
-bool write_gray8_png(const std::string& path, const FramePart& part, std::string* error) {
-    if (!is_gray8(part)) {
-        *error = "the part is not a complete 8-bit image";
+int png_pixel_bytes(orn_pixel_t type) {
+    switch (type) {
+        case ORN_PIX_MONO8:
+        case ORN_PIX_CONF8:
+        case 0x01080008u:  // BayerGR8
+        case 0x01080009u:  // BayerRG8
+        case 0x0108000Au:  // BayerGB8
+        case 0x0108000Bu:  // BayerBG8
+            return 1;
+        case ORN_PIX_MONO16:
+        case 0x0110002Eu:  // BayerGR16
+        case 0x0110002Fu:  // BayerRG16
+        case 0x01100030u:  // BayerGB16
+        case 0x01100031u:  // BayerBG16
+            return 2;
+        case ORN_PIX_RGB8:
+            return 3;
+        default:
+            break;
+    }
+    return 0;
+}
+
+bool write_png(const std::string& path, const FramePart& part, std::string* error) {
+    const int bytes = png_pixel_bytes(part.type);
+    const size_t row_bytes = static_cast<size_t>(part.width) * static_cast<size_t>(bytes);
+    if (bytes == 0) {
+        char code[16];
+        std::snprintf(code, sizeof code, "0x%08x", static_cast<unsigned>(part.type));
+        *error = std::string("no PNG form for pixel format ") + pixel_format_name(part.type) + " (" + code + ")";
         return false;
+    }
+    if (part.width <= 0 || part.height <= 0 || part.data.size() < row_bytes * static_cast<size_t>(part.height)) {
+        *error = "the part is not a complete image";
+        return false;
+    }
+    // PNG holds 16-bit samples big-endian; the device sends them little-endian.
+    std::vector<uint8_t> pixels(part.data.begin(), part.data.begin() + row_bytes * static_cast<size_t>(part.height));
+    if (bytes == 2) {
+        for (size_t i = 0; i + 1 < pixels.size(); i += 2) std::swap(pixels[i], pixels[i + 1]);
     }
     File file(std::fopen(path.c_str(), "wb"));
     if (!file) {
@@ -143,13 +181,15 @@ bool write_gray8_png(const std::string& path, const FramePart& part, std::string
         *error = "libpng failed to write " + path;
         return false;
     }
+    // Locals from before setjmp are not read after it (they could be clobbered).
+    const int depth = png_pixel_bytes(part.type);
+    const size_t stride = static_cast<size_t>(part.width) * static_cast<size_t>(depth);
     png_init_io(png, file.get());
-    png_set_IHDR(png, info, static_cast<png_uint_32>(part.width), static_cast<png_uint_32>(part.height), 8,
-                 PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+    png_set_IHDR(png, info, static_cast<png_uint_32>(part.width), static_cast<png_uint_32>(part.height),
+                 depth == 2 ? 16 : 8, depth == 3 ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_GRAY, PNG_INTERLACE_NONE,
+                 PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
     png_write_info(png, info);
-    for (int row = 0; row < part.height; ++row) {
-        png_write_row(png, &part.data[static_cast<size_t>(row) * static_cast<size_t>(part.width)]);
-    }
+    for (int row = 0; row < part.height; ++row) png_write_row(png, &pixels[static_cast<size_t>(row) * stride]);
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     return true;

@@ -1,5 +1,5 @@
 // Files a 3D user opens at once: a frame's range part as a binary PLY point
-// cloud, its 8-bit parts as PNG images.
+// cloud, its image parts and single images as PNG images.
 #pragma once
 
 #include <cstdint>
@@ -17,6 +17,7 @@ struct FramePart {
     int width = 0;
     int height = 0;
     std::vector<uint8_t> data;  // width * height * pixel size, rows without padding
+    bool single = false;        // the whole payload of a single-image frame
 };
 
 // "range", "intensity", "confidence", or "part" for a format grab does not
@@ -33,7 +34,13 @@ const char* pixel_format_name(orn_pixel_t type);
 long write_point_cloud_ply(const std::string& path, const FramePart& range, const FramePart* intensity,
                            const FramePart* confidence, const std::string& comment, std::string* error);
 
-// Writes an 8-bit single-channel part as a greyscale PNG (libpng).
-bool write_gray8_png(const std::string& path, const FramePart& part, std::string* error);
+// Bytes per pixel of the formats write_png takes (Mono8, Confidence8,
+// 8-bit Bayer: 1; Mono16, 16-bit Bayer: 2; RGB8: 3), 0 for any other.
+int png_pixel_bytes(orn_pixel_t type);
+
+// Writes a part as a PNG (libpng): grey for Mono and Confidence, the raw
+// grey mosaic for Bayer (no demosaicing), colour for RGB8. False with
+// `error` set for another format or an incomplete part.
+bool write_png(const std::string& path, const FramePart& part, std::string* error);
 
 }  // namespace ornctool
