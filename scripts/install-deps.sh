@@ -12,7 +12,7 @@ packages=(
   libaravis-dev libusb-1.0-0-dev aravis-tools-cli
   libglib2.0-dev libxml2-dev zlib1g-dev libpng-dev
   libclang-rt-dev
-  iproute2 util-linux procps
+  iproute2 util-linux procps tshark
 )
 
 as_root() {
