@@ -15,6 +15,13 @@ namespace {
 // chunk set is fixed per chunk configuration, so one value is enough.
 constexpr uint32_t kChunkLayoutId = 1;
 
+// The trailer's size: the payload type's own fields, then the chunk fields.
+size_t trailer_size(bool multipart, size_t wire_parts, bool chunks) {
+    const size_t fields = multipart ? gvsp::kMultipartTrailerPartsOffset + wire_parts * gvsp::kTrailerPartRecordSize
+                                    : gvsp::kImageTrailerSize;
+    return fields + (chunks ? gvsp::kTrailerChunkFieldsSize : 0);
+}
+
 void set_error(std::string* error, const std::string& message) {
     if (error != nullptr) *error = message;
 }
@@ -67,11 +74,7 @@ std::shared_ptr<const GvspBlock> GvspBlock::build(GvspFrame frame, const StreamS
     const size_t leader_size = f.multipart
                                    ? gvsp::kMultipartLeaderPartsOffset + wire_part_count * gvsp::kPartDescriptorSize
                                    : gvsp::kImageLeaderSize;
-    const size_t trailer_size =
-        f.multipart  ? gvsp::kMultipartTrailerPartsOffset + wire_part_count * gvsp::kTrailerPartRecordSize
-        : has_chunks ? gvsp::kChunkTrailerSize
-                     : gvsp::kImageTrailerSize;
-    if (leader_size > data_area || trailer_size > data_area) {
+    if (leader_size > data_area || trailer_size(f.multipart, wire_part_count, has_chunks) > data_area) {
         set_error(error, "packet size " + std::to_string(settings.packet_size) + " too small for the leader of " +
                              std::to_string(wire_part_count) + " part(s)");
         return nullptr;
@@ -164,30 +167,28 @@ void GvspBlock::build_leader() {
 
 void GvspBlock::build_trailer() {
     const GvspFrame& f = frame_;
-    if (!f.multipart) {
-        const bool chunks = (payload_type_ & gvsp::kPayloadExtendedChunkFlag) != 0;
-        trailer_.assign(chunks ? gvsp::kChunkTrailerSize : gvsp::kImageTrailerSize, 0);
-        uint8_t* d = trailer_.data();
-        wire::store_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
-        if (chunks) {
-            wire::store_be32(d + gvsp::kChunkTrailerPayloadLengthOffset, static_cast<uint32_t>(payload_size_));
-            wire::store_be32(d + gvsp::kChunkTrailerSizeYOffset, f.parts[0].height);
-            wire::store_be32(d + gvsp::kChunkTrailerLayoutIdOffset, kChunkLayoutId);
-        } else {
-            wire::store_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
-        }
-        return;
-    }
-    trailer_.assign(gvsp::kMultipartTrailerPartsOffset + wire_parts_.size() * gvsp::kTrailerPartRecordSize, 0);
+    const bool chunks = (payload_type_ & gvsp::kPayloadExtendedChunkFlag) != 0;
+    trailer_.assign(trailer_size(f.multipart, wire_parts_.size(), chunks), 0);
     uint8_t* d = trailer_.data();
     wire::store_be16(d + gvsp::kTrailerPayloadTypeOffset, payload_type_);
-    for (size_t i = 0; i < wire_parts_.size(); ++i) {
+    if (!f.multipart) {
+        wire::store_be32(d + gvsp::kImageTrailerSizeYOffset, f.parts[0].height);
+    }
+    for (size_t i = 0; f.multipart && i < wire_parts_.size(); ++i) {
         uint8_t* r = d + gvsp::kMultipartTrailerPartsOffset + i * gvsp::kTrailerPartRecordSize;
         const bool image_part = i < f.parts.size();
         wire::store_be16(r + gvsp::kTrailerPartDataTypeOffset,
                          image_part ? f.parts[i].data_type : uint16_t{gvsp::PART_CHUNK_DATA});
         wire::store_be48(r + gvsp::kTrailerPartLengthHighOffset, wire_parts_[i].size);
         if (image_part) wire::store_be32(r + gvsp::kTrailerPartSizeYOffset, f.parts[i].height);
+    }
+    if (chunks) {
+        // In a multipart block the chunk data is the last part; in an image
+        // with chunks the whole payload is chunk data.
+        const uint64_t chunk_length = f.multipart ? wire_parts_.back().size : payload_size_;
+        uint8_t* c = d + trailer_.size() - gvsp::kTrailerChunkFieldsSize;
+        wire::store_be32(c + gvsp::kTrailerChunkLengthOffset, static_cast<uint32_t>(chunk_length));
+        wire::store_be32(c + gvsp::kTrailerChunkLayoutIdOffset, kChunkLayoutId);
     }
 }
 

@@ -151,7 +151,7 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     hostile.push_back(lying_length);
     hostile.push_back(eventdata_command(0, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended));  // id 0
     hostile.push_back(
-        eventdata_command(10, kFrameEndEventId, 1, 2, std::vector<uint8_t>(gvcp::kEventDataMaxSize + 1), ack_extended));
+        eventdata_command(10, kFrameEndEventId, 1, 2, std::vector<uint8_t>(gvcp::kEventDataMaxSize + 1), 1));
     std::mt19937 random(4711);
     for (int i = 0; i < 300; ++i) {
         std::vector<uint8_t> noise(random() % 600);
@@ -175,25 +175,38 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
 
     // A well-formed event is acknowledged and reported, with its data; its
     // resend is acknowledged again but not reported twice.
+    auto acknowledged_id = [&](const std::vector<uint8_t>& datagram) {
+        raw.send(datagram, host, port);
+        const std::vector<uint8_t> ack = raw.receive(2000);
+        const bool ok = ack.size() == gvcp::kHeaderSize && wire::load_be16(ack.data()) == gvcp::STATUS_SUCCESS &&
+                        wire::load_be16(ack.data() + gvcp::kAckAnswerOffset) == gvcp::EVENTDATA_ACK;
+        return ok ? wire::load_be16(ack.data() + gvcp::kAckIdOffset) : -1;
+    };
     const std::vector<uint8_t> good =
         eventdata_command(77, kFrameEndEventId, 123, 456789, frame_end_data(123, 456789), ack_extended);
-    raw.send(good, host, port);
-    std::vector<uint8_t> ack = raw.receive(2000);
-    ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
-    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckStatusOffset), 0);
-    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckAnswerOffset), gvcp::EVENTDATA_ACK);
-    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
-    raw.send(good, host, port);
-    ack = raw.receive(2000);
-    ASSERT_EQ(ack.size(), gvcp::kHeaderSize);
-    EXPECT_EQ(wire::load_be16(ack.data() + gvcp::kAckIdOffset), 77);
+    EXPECT_EQ(acknowledged_id(good), 77);
+    EXPECT_EQ(acknowledged_id(good), 77);
     // Legacy ids and an unknown event id reach the sink too (without data
     // features for the unknown one).
-    raw.send(eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired), host, port);
-    ASSERT_TRUE(sink.wait_events(2, std::chrono::seconds(2)));
+    EXPECT_EQ(acknowledged_id(eventdata_command(78, 0x9ABC, 5, 6, {}, gvcp::kFlagAckRequired)), 78);
+    // With extended ids one datagram carries events back to back, each as
+    // long as its size says: here data 8 bytes longer than its features
+    // read, then none. An event of size 0 or running past the datagram is
+    // skipped, its datagram acknowledged all the same.
+    std::vector<uint8_t> longer = frame_end_data(124, 99);
+    longer.resize(24);
+    EXPECT_EQ(acknowledged_id(gvcp::build_event_data(
+                  ack_extended, 79, {{{kFrameEndEventId, 0, 124, 99}, longer}, {{0x9ABD, 0, 7, 8}, {}}})),
+              79);
+    for (uint8_t size : {0, 0xFF}) {
+        std::vector<uint8_t> bad = gvcp::build_event_data(ack_extended, 80 + size, {{{0x9ABE, 0, 1, 1}, {}}});
+        bad[gvcp::kHeaderSize + 1] = size;
+        EXPECT_EQ(acknowledged_id(bad), 80 + size);
+    }
+    ASSERT_TRUE(sink.wait_events(4, std::chrono::seconds(2)));
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     const std::vector<SeenEvent> events = sink.heard().events;
-    ASSERT_EQ(events.size(), 2u) << "the resend is not a second event";
+    ASSERT_EQ(events.size(), 4u) << "the resend is not a second event, the skipped ones none";
     EXPECT_EQ(events[0].block_id, 123u);
     EXPECT_EQ(events[0].timestamp, 456789u);
     ASSERT_EQ(events[0].values.size(), 2u);
@@ -202,6 +215,10 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     EXPECT_EQ(events[1].id, 0x9ABC);
     EXPECT_EQ(events[1].block_id, 5u);
     EXPECT_FALSE(events[1].has_list);
+    EXPECT_EQ(events[2].raw_size, 24u);
+    EXPECT_EQ(events[2].values, (std::vector<int64_t>{99, 124}));
+    EXPECT_EQ(events[3].id, 0x9ABD);
+    EXPECT_EQ(events[3].block_id, 7u);
 
     // The sensor's own FrameEnd events still flow: each once, in order,
     // their data features read during the notification.
@@ -210,12 +227,12 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     rig.configure_single("Intensity", "Mono8");
     rig.open_stream(4);
     rig.start();
-    ASSERT_TRUE(sink.wait_events(2 + 5, std::chrono::seconds(5)));
+    ASSERT_TRUE(sink.wait_events(4 + 5, std::chrono::seconds(5)));
     rig.stop();
     const Heard heard = sink.heard();
     const std::vector<SeenEvent>& own = heard.events;
     uint64_t previous = 0;
-    for (size_t i = 2; i < own.size(); ++i) {
+    for (size_t i = 4; i < own.size(); ++i) {
         const SeenEvent& event = own[i];
         EXPECT_EQ(event.id, kFrameEndEventId);
         EXPECT_GT(event.block_id, previous) << "each event once, in order";

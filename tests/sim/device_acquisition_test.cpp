@@ -136,8 +136,9 @@ struct EventPacket {
 };
 bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
     const gvcp::CommandHeader h = gvcp::read_command_header(d.data(), d.size());
+    // With extended ids the event starts with its size: header and data.
     if (d.size() < 8 + 24 + 16 || h.key != gvcp::kKey || h.command != gvcp::EVENTDATA_CMD ||
-        (h.flags & gvcp::kFlagExtendedIds) == 0)
+        (h.flags & gvcp::kFlagExtendedIds) == 0 || stream_test::be16(d.data() + 8) != d.size() - 8)
         return false;
     *e = {h.request_id, gvcp::read_event_entry(d.data() + 8, d.size() - 8, true)};
     return true;

@@ -190,13 +190,14 @@ TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
         }
         EXPECT_EQ(sender.counters().packets_sent - packets_before, payload_packets + 2u);
 
-        // Trailer: payload type, then size y; chunked, the payload length first.
-        ASSERT_GE(b.trailer->data.size(), chunked ? 16u : 8u);
-        EXPECT_EQ(stream_test::be16(b.trailer->data.data() + 2), payload_type);
-        EXPECT_EQ(stream_test::be32(b.trailer->data.data() + (chunked ? 8 : 4)), 480u);
-        if (chunked) {
-            EXPECT_EQ(stream_test::be32(b.trailer->data.data() + 4), payload.size());
-        }
+        // Trailer: payload type, size y; chunked, then the chunk data (the
+        // whole payload) length and a layout id.
+        stream_test::Trailer trailer{};
+        ASSERT_TRUE(stream_test::decode_trailer(*b.trailer, 1, &trailer));
+        EXPECT_EQ(trailer.payload_type, payload_type);
+        EXPECT_EQ(trailer.parts[0].height, 480u);
+        EXPECT_EQ(trailer.chunk_length, chunked ? payload.size() : 0u);
+        EXPECT_EQ(trailer.chunk_layout_id != 0, chunked);
     }
     EXPECT_LE(receiver.largest_datagram(), 1500u - 28u);
     const StreamCounters c = sender.counters();
@@ -268,15 +269,18 @@ TEST_F(StreamSenderTest, MultipartFrameDescribesEveryPartAndPlacesItsBytes) {
     for (const auto& d : leader.parts) expected += static_cast<uint32_t>((d.length + capacity - 1) / capacity);
     EXPECT_EQ(b.trailer->packet_id + 1, expected);
 
-    // Multipart trailer: payload type then a 16-byte record per part.
-    ASSERT_EQ(b.trailer->data.size(), 4u + 4u * 16u);
-    EXPECT_EQ(stream_test::be16(b.trailer->data.data() + 2), 0x400A);
+    // Multipart trailer: payload type, a record per part, then the chunk
+    // part's length and a layout id.
+    stream_test::Trailer trailer{};
+    ASSERT_TRUE(stream_test::decode_trailer(*b.trailer, 4, &trailer));
+    EXPECT_EQ(trailer.payload_type, 0x400A);
     for (size_t i = 0; i < 4; ++i) {
-        const uint8_t* r = b.trailer->data.data() + 4 + i * 16;
-        EXPECT_EQ(stream_test::be16(r), leader.parts[i].data_type);
-        EXPECT_EQ(stream_test::be48(r + 2), leader.parts[i].length);
-        EXPECT_EQ(stream_test::be32(r + 8), i < 3 ? 48u : 0u);
+        EXPECT_EQ(trailer.parts[i].data_type, leader.parts[i].data_type);
+        EXPECT_EQ(trailer.parts[i].length, leader.parts[i].length);
+        EXPECT_EQ(trailer.parts[i].height, i < 3 ? 48u : 0u);
     }
+    EXPECT_EQ(trailer.chunk_length, sent.chunk_data.size());
+    EXPECT_NE(trailer.chunk_layout_id, 0u);
 }
 
 TEST_F(StreamSenderTest, FramesThatCannotBeSentAreRefusedWithAReason) {

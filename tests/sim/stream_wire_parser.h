@@ -122,6 +122,33 @@ inline bool decode_multipart_leader(const WirePacket& w, MultipartLeader* out) {
     return true;
 }
 
+// Trailer of an image (0x0001) or multipart block (0x000A): the payload
+// type, then size y, or per part (`parts`, from the leader) a 16-byte
+// record of type, length and size y; with the chunk flag (0x4000) then the
+// chunk data payload length and the chunk layout id. Parts hold only
+// data_type, length and height.
+struct Trailer {
+    uint16_t payload_type;
+    std::vector<PartDescriptor> parts;
+    uint32_t chunk_length, chunk_layout_id;
+};
+inline bool decode_trailer(const WirePacket& w, size_t parts, Trailer* out) {
+    if (w.format != 2 || w.data.size() < 4) return false;
+    const uint8_t* d = w.data.data();
+    const uint16_t type = be16(d + 2);
+    const bool multipart = (type & 0x3FFF) == 0x000A, chunks = (type & 0x4000) != 0;
+    const size_t fields = multipart ? 4 + parts * 16 : 8;
+    if (w.data.size() != fields + (chunks ? 8 : 0)) return false;
+    Trailer t{type, {}, chunks ? be32(d + fields) : 0, chunks ? be32(d + fields + 4) : 0};
+    if (!multipart) t.parts.push_back(PartDescriptor{0, 0, 0, 0, 0, 0, 0, be32(d + 4)});
+    for (size_t i = 0; multipart && i < parts; ++i) {
+        const uint8_t* r = d + 4 + i * 16;
+        t.parts.push_back(PartDescriptor{be16(r), be48(r + 2), 0, 0, 0, 0, 0, be32(r + 8)});
+    }
+    *out = std::move(t);
+    return true;
+}
+
 // A reassembled block: its bytes, or why it could not be put together.
 struct Assembled {
     std::vector<uint8_t> bytes;

@@ -117,21 +117,27 @@ std::vector<uint8_t> build_discovery_ack(uint16_t ack_id, const std::vector<uint
     return build_ack(STATUS_SUCCESS, DISCOVERY_ACK, ack_id, block.data(), block.size());
 }
 
-std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const EventEntry& entry,
-                                      const std::vector<uint8_t>& data) {
+std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const std::vector<EventWithData>& events) {
     const bool extended = (flags & kFlagExtendedIds) != 0;
-    std::vector<uint8_t> payload(event_entry_size(extended), 0);
-    uint8_t* p = payload.data();
-    wire::store_be16(p + kEventIdOffset, entry.event_id);
-    wire::store_be16(p + kEventChannelOffset, entry.stream_channel);
-    if (extended) {
-        wire::store_be64(p + kEventExtendedBlockIdOffset, entry.block_id);
-        wire::store_be64(p + kEventExtendedTimestampOffset, entry.timestamp);
-    } else {
-        wire::store_be16(p + kEventLegacyBlockIdOffset, static_cast<uint16_t>(entry.block_id));
-        wire::store_be64(p + kEventLegacyTimestampOffset, entry.timestamp);
+    std::vector<uint8_t> payload;
+    for (const EventWithData& event : events) {
+        const size_t start = payload.size();
+        payload.resize(start + event_entry_size(extended), 0);
+        uint8_t* p = payload.data() + start;
+        wire::store_be16(p + kEventIdOffset, event.entry.event_id);
+        wire::store_be16(p + kEventChannelOffset, event.entry.stream_channel);
+        if (extended) {
+            wire::store_be16(p + kEventExtendedSizeOffset,
+                             static_cast<uint16_t>(kEventExtendedHeaderSize + event.data.size()));
+            wire::store_be64(p + kEventExtendedBlockIdOffset, event.entry.block_id);
+            wire::store_be64(p + kEventExtendedTimestampOffset, event.entry.timestamp);
+        } else {
+            wire::store_be16(p + kEventLegacyBlockIdOffset, static_cast<uint16_t>(event.entry.block_id));
+            wire::store_be64(p + kEventLegacyTimestampOffset, event.entry.timestamp);
+        }
+        payload.insert(payload.end(), event.data.begin(), event.data.end());
+        if (!extended) break;
     }
-    payload.insert(payload.end(), data.begin(), data.end());
     return build_command(flags, EVENTDATA_CMD, request_id, payload);
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "wire/byte_order.h"
 #include "wire/gvcp_packets.h"
 
 namespace gvcp {
@@ -72,11 +73,10 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
         for (size_t offset = 0; offset < length; offset += entry_size) {
             parsed.events.push_back(read_entry(payload + offset));
         }
-    } else {
-        if (length < entry_size) {
-            return reject("EVENTDATA_CMD payload of " + std::to_string(length) + " bytes is shorter than its " +
-                          std::to_string(entry_size) + "-byte header");
-        }
+    } else if (length < entry_size) {
+        return reject("EVENTDATA_CMD payload of " + std::to_string(length) + " bytes is shorter than its " +
+                      std::to_string(entry_size) + "-byte header");
+    } else if (!extended) {
         const size_t data_size = length - entry_size;
         if (data_size > kEventDataMaxSize) {
             return reject("EVENTDATA_CMD carries " + std::to_string(data_size) + " data bytes (at most " +
@@ -85,6 +85,32 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
         DeviceEvent event = read_entry(payload);
         event.data.assign(payload + entry_size, payload + length);
         parsed.events.push_back(std::move(event));
+    } else {
+        // Events back to back, each as long as its size says. One whose
+        // size cannot be right ends the walk (the next one cannot be
+        // found); one with too much data is stepped over. Either way the
+        // command itself stays well-formed and is acknowledged.
+        size_t offset = 0;
+        while (offset < length) {
+            const size_t left = length - offset;
+            const size_t event_size = wire::read_be16(payload + offset, left, kEventExtendedSizeOffset);
+            if (event_size < entry_size || event_size > left) {
+                parsed.skipped.push_back("event at byte " + std::to_string(offset) + " has size " +
+                                         std::to_string(event_size) + " with " + std::to_string(left) +
+                                         " bytes left; the rest of the datagram is skipped");
+                break;
+            }
+            if (event_size - entry_size > kEventDataMaxSize) {
+                parsed.skipped.push_back("event at byte " + std::to_string(offset) + " carries " +
+                                         std::to_string(event_size - entry_size) + " data bytes (at most " +
+                                         std::to_string(kEventDataMaxSize) + ")");
+            } else {
+                DeviceEvent event = read_entry(payload + offset);
+                event.data.assign(payload + offset + entry_size, payload + offset + event_size);
+                parsed.events.push_back(std::move(event));
+            }
+            offset += event_size;
+        }
     }
     *command = std::move(parsed);
     return true;
@@ -141,6 +167,9 @@ void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::
                 rejected->push_back(reason);
             }
             continue;
+        }
+        if (rejected != nullptr) {
+            rejected->insert(rejected->end(), command.skipped.begin(), command.skipped.end());
         }
         if (command.wants_ack) {
             const std::vector<uint8_t> ack = build_ack(STATUS_SUCCESS, ack_for(command.command), command.request_id);

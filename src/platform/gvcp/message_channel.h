@@ -2,6 +2,9 @@
 // sends EVENT and EVENTDATA commands to. Every command is checked before
 // any of its bytes is used (header, length field, entry sizes, data
 // limit); a malformed datagram is dropped and counted, never answered.
+// With extended ids an EVENTDATA command is walked event by event by each
+// event's size: events that cannot be read are skipped (and reported),
+// the others are delivered, and the command is acknowledged.
 // A well-formed command that asks for an acknowledge gets one, also when
 // it is a retry (the device did not hear the first); a retry is not
 // reported as a new event.
@@ -35,6 +38,8 @@ struct EventCommand {
     uint16_t request_id = 0;
     bool wants_ack = false;
     std::vector<DeviceEvent> events;
+    // Parts of an EVENTDATA_CMD that could not be read (one line each).
+    std::vector<std::string> skipped;
 };
 
 // Parses one datagram. False, with the reason in `*reason`, when it is not
@@ -54,7 +59,8 @@ public:
 
     // Takes every pending datagram, acknowledges what needs it and appends
     // the events not seen before to `events`. Reasons for dropped
-    // datagrams go to `rejected` (one line each) when non-null.
+    // datagrams and skipped events go to `rejected` (one line each) when
+    // non-null.
     void receive(std::vector<DeviceEvent>* events, std::vector<std::string>* rejected);
 
     uint64_t dropped() const { return dropped_; }

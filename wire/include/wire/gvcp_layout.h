@@ -260,7 +260,12 @@ constexpr size_t kPendingAckTimeOffset = 2;
 // EVENTDATA_CMD / EVENT_CMD entry, legacy ids:
 //   reserved(2), event_id(2), stream_channel(2), block_id(2), timestamp(8) [, data]
 // extended ids (kFlagExtendedIds):
-//   reserved(2), event_id(2), stream_channel(2), reserved(2), block_id(8), timestamp(8) [, data]
+//   event_size(2), event_id(2), stream_channel(2), reserved(2), block_id(8), timestamp(8) [, data]
+// With extended ids an EVENTDATA_CMD may carry several events back to back;
+// each one's event_size counts its whole entry, header and data. (In an
+// EVENT_CMD the first two bytes stay reserved: its entries have no data.)
+// Legacy EVENTDATA_CMD carries one event, its data the rest of the payload.
+constexpr size_t kEventExtendedSizeOffset = 0;
 constexpr size_t kEventIdOffset = 2;
 constexpr size_t kEventChannelOffset = 4;
 constexpr size_t kEventLegacyBlockIdOffset = 6;

@@ -76,9 +76,19 @@ std::vector<uint8_t> build_ack(uint16_t status, uint16_t answer, uint16_t ack_id
 // A successful DISCOVERY_ACK carrying the first kDiscoveryAckPayloadSize
 // bytes of `bootstrap` (zeros where it is shorter).
 std::vector<uint8_t> build_discovery_ack(uint16_t ack_id, const std::vector<uint8_t>& bootstrap);
+// One event of an EVENTDATA_CMD: its fixed part and its data.
+struct EventWithData {
+    EventEntry entry;
+    std::vector<uint8_t> data;
+};
 // An EVENTDATA_CMD; kFlagExtendedIds in `flags` picks the entry's form.
-std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const EventEntry& entry,
-                                      const std::vector<uint8_t>& data);
+// With extended ids each event starts with its size and several may share
+// the datagram; legacy ids carry one event (only the first is sent).
+std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const std::vector<EventWithData>& events);
+inline std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id, const EventEntry& entry,
+                                             const std::vector<uint8_t>& data) {
+    return build_event_data(flags, request_id, {EventWithData{entry, data}});
+}
 // A FORCEIP_CMD asking for an ack, which may come by broadcast.
 std::vector<uint8_t> build_force_ip(uint16_t request_id, const ForceIpRequest& request);
 // A PACKETRESEND_CMD; extended ids set kFlagExtendedIds.

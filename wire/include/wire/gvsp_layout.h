@@ -174,12 +174,16 @@ constexpr size_t kTrailerPayloadTypeOffset = 2;
 // IMAGE: size_y(4)
 constexpr size_t kImageTrailerSizeYOffset = 4;
 constexpr size_t kImageTrailerSize = 8;
-// IMAGE_EXTENDED_CHUNK: payload_length(4) size_y(4) chunk_layout_id(4)
-constexpr size_t kChunkTrailerPayloadLengthOffset = 4;
-constexpr size_t kChunkTrailerSizeYOffset = 8;
-constexpr size_t kChunkTrailerLayoutIdOffset = 12;
-constexpr size_t kChunkTrailerSize = 16;
+// Any payload type with kPayloadExtendedChunkFlag: the type's own fields,
+// then chunk_data_payload_length(4) chunk_layout_id(4). The length is that
+// of the block's chunk data: the whole payload of an image with chunks
+// (the image is a chunk itself), the chunk part of a multipart block.
+constexpr size_t kTrailerChunkLengthOffset = 0;  // from the end of the type's fields
+constexpr size_t kTrailerChunkLayoutIdOffset = 4;
+constexpr size_t kTrailerChunkFieldsSize = 8;
+// So IMAGE_EXTENDED_CHUNK: size_y(4) chunk_data_payload_length(4) chunk_layout_id(4).
 // MULTIPART: one 16-byte record per part: data_type(2) part_length(6) size_y(4) reserved(4)
+// [, chunk fields with kPayloadExtendedChunkFlag]
 constexpr size_t kMultipartTrailerPartsOffset = 4;
 constexpr size_t kTrailerPartDataTypeOffset = 0;
 constexpr size_t kTrailerPartLengthHighOffset = 2;
