@@ -1,7 +1,7 @@
 // The node maps the platform describes itself: one for the stream
 // (statistics and the host end) and one for the control connection
 // (time-outs, heartbeat, addresses). They are device-less Aravis node maps
-// built from the XML texts in own_node_maps.cpp; their values live in the
+// built from the feature tables in own_node_maps.cpp; their values live in the
 // nodes and are kept current by the owning device or stream through
 // PvGenParameterArray::ValueHooks.
 #pragma once
@@ -12,7 +12,7 @@
 
 namespace platform {
 
-// Feature names shared by the XML texts and the code that keeps the
+// Feature names shared by the feature tables and the code that keeps the
 // values current.
 namespace stream_feature {
 constexpr const char* kAcquisitionRate = "AcquisitionRate";  // frames/s, float
