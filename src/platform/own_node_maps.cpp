@@ -138,7 +138,8 @@ std::string node_map_xml(const NodeMap& map) {
     return xml + "</RegisterDescription>\n";
 }
 
-std::unique_ptr<PvGenParameterArray> create_from(const NodeMap& map, PvResult* result) {
+std::unique_ptr<PvGenParameterArray> create_from(const NodeMap& map, PvGenParameterArray::ValueHooks* hooks,
+                                                 PvResult* result) {
     const std::string xml = node_map_xml(map);
     ArvGc* genicam = nullptr;
     {
@@ -161,18 +162,20 @@ std::unique_ptr<PvGenParameterArray> create_from(const NodeMap& map, PvResult* r
                 }
             }
         }
+        array->SetValueHooks(hooks);
     }
     return array;
 }
 
 }  // namespace
 
-std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvResult* result) {
-    return create_from(stream_map(), result);
+std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvGenParameterArray::ValueHooks* hooks, PvResult* result) {
+    return create_from(stream_map(), hooks, result);
 }
 
-std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvResult* result) {
-    return create_from(communication_map(), result);
+std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvGenParameterArray::ValueHooks* hooks,
+                                                                   PvResult* result) {
+    return create_from(communication_map(), hooks, result);
 }
 
 }  // namespace platform

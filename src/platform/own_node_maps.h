@@ -36,8 +36,10 @@ constexpr const char* kDeviceIPAddress = "DeviceIPAddress";
 constexpr const char* kInterfaceIPAddress = "InterfaceIPAddress";
 }  // namespace communication_feature
 
-// Each call builds a fresh node map; null with `result` set on failure.
-std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvResult* result);
-std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvResult* result);
+// Each call builds a fresh node map kept current through `hooks` (borrowed:
+// the owner clears them before they die); null with `result` set on failure.
+std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvGenParameterArray::ValueHooks* hooks, PvResult* result);
+std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvGenParameterArray::ValueHooks* hooks,
+                                                                   PvResult* result);
 
 }  // namespace platform
