@@ -11,17 +11,12 @@
 #include <cstring>
 
 #include "ORNBase.h"
+#include "wire/address_text.h"
 
 namespace {
 
-bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
-
-int hex_digit_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
+using wire::hex_digit_value;
+using wire::is_decimal_digit;
 
 // Hex digits read as by "%x" into an int: accumulated as an unsigned long
 // that saturates, then cut to 32 bits.

@@ -48,6 +48,13 @@ inline ornc_param_list_t* ORNC_FromParamList(PvGenParameterList* list) {
     return reinterpret_cast<ornc_param_list_t*>(list);
 }
 
+// The kind of node behind a non-null `param`.
+inline PvGenType ORNC_ParamKind(const ornc_param_t* param) {
+    PvGenType type = PvGenTypeUndefined;
+    ORNC_ToParam(param)->GetType(type);
+    return type;
+}
+
 // The node of `param` as the class `Node`, or null for a null handle or a
 // node of another kind: a failed cast is a type error, never a conversion.
 template <typename Node>

@@ -198,9 +198,7 @@ orn_param_type_t ORNCParamGetType(const ornc_param_t* param) {
     if (param == nullptr) {
         return ORN_PARAM_NONE;
     }
-    PvGenType type = PvGenTypeUndefined;
-    ORNC_ToParam(param)->GetType(type);
-    switch (type) {
+    switch (ORNC_ParamKind(param)) {
         case PvGenTypeInteger:
             return ORNC_IntegerKind(param);
         case PvGenTypeEnum:

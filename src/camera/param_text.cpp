@@ -112,9 +112,7 @@ ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str) {
     if (str == nullptr) {
         return ORNC_ERR_PARAM_INVALID_VALUE;
     }
-    PvGenType type = PvGenTypeUndefined;
-    ORNC_ToParam(param)->GetType(type);
-    switch (type) {
+    switch (ORNC_ParamKind(param)) {
         case PvGenTypeInteger:
             return ORNC_SetIntegerFromText(param, str);
         case PvGenTypeEnum:
@@ -144,8 +142,7 @@ ornc_status_t ORNCParamGetValue(const ornc_param_t* param, char* value, size_t m
         value[0] = '\0';
         return ORNC_ERR_PARAM_NOT_READABLE;
     }
-    PvGenType type = PvGenTypeUndefined;
-    ORNC_ToParam(param)->GetType(type);
+    const PvGenType type = ORNC_ParamKind(param);
     char text[kValueTextSize];
     text[0] = '\0';
     ornc_status_t status = ORNC_ERROR;

@@ -114,12 +114,11 @@ PvResult PvDevice::Attach(ArvDevice* device) {
     if (parameters_ == nullptr) {
         return result;
     }
-    communication_ = platform::create_communication_node_map(&result);
+    communication_hooks_.reset(new CommunicationHooks(device_));
+    communication_ = platform::create_communication_node_map(communication_hooks_.get(), &result);
     if (communication_ == nullptr) {
         return result;
     }
-    communication_hooks_.reset(new CommunicationHooks(device_));
-    communication_->SetValueHooks(communication_hooks_.get());
 
     guint32 heartbeat_timeout = 0;
     GError* error = nullptr;

@@ -12,6 +12,14 @@ template <typename Member>
 bool declares(Member ArvGcIntegerInterface::*member, ArvGcFeatureNode* node) {
     return ARV_GC_INTEGER_GET_IFACE(as_integer(node))->*member != nullptr;
 }
+
+// Reads a bound through `get`; a node kind without that bound declared
+// (IntSwissKnife, ...) answers `none`, the end of the 64-bit range.
+template <typename Member>
+auto bound(ArvGcFeatureNode* node, Member ArvGcIntegerInterface::*member, gint64 (*get)(ArvGcInteger*, GError**),
+           int64_t none) {
+    return [=](GError** error) { return declares(member, node) ? get(as_integer(node), error) : none; };
+}
 }  // namespace
 
 PvResult PvGenInteger::GetValue(int64_t& value) const {
@@ -25,22 +33,14 @@ PvResult PvGenInteger::SetValue(int64_t value) {
 PvResult PvGenInteger::GetMin(int64_t& min) const {
     return ReadInto(
         min,
-        [this](GError** error) {
-            // A node kind without a declared minimum (IntSwissKnife, ...)
-            // spans the whole 64-bit range.
-            return declares(&ArvGcIntegerInterface::get_min, node()) ? arv_gc_integer_get_min(as_integer(node()), error)
-                                                                     : std::numeric_limits<int64_t>::min();
-        },
+        bound(node(), &ArvGcIntegerInterface::get_min, arv_gc_integer_get_min, std::numeric_limits<int64_t>::min()),
         Read::Attribute);
 }
 
 PvResult PvGenInteger::GetMax(int64_t& max) const {
     return ReadInto(
         max,
-        [this](GError** error) {
-            return declares(&ArvGcIntegerInterface::get_max, node()) ? arv_gc_integer_get_max(as_integer(node()), error)
-                                                                     : std::numeric_limits<int64_t>::max();
-        },
+        bound(node(), &ArvGcIntegerInterface::get_max, arv_gc_integer_get_max, std::numeric_limits<int64_t>::max()),
         Read::Attribute);
 }
 

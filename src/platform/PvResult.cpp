@@ -9,17 +9,9 @@ struct CodeText {
 };
 
 constexpr CodeText kCodeTexts[] = {
-    {PvResult::OK, "OK", "success"},
-    {PvResult::ABORTED, "ABORTED", "operation aborted"},
-    {PvResult::NOT_FOUND, "NOT_FOUND", "not found"},
-    {PvResult::INVALID_PARAMETER, "INVALID_PARAMETER", "invalid parameter"},
-    {PvResult::NOT_CONNECTED, "NOT_CONNECTED", "not connected"},
-    {PvResult::NETWORK_ERROR, "NETWORK_ERROR", "network error"},
-    {PvResult::GENERIC_ERROR, "GENERIC_ERROR", "error"},
-    {PvResult::NOT_SUPPORTED, "NOT_SUPPORTED", "not supported"},
-    {PvResult::ACCESS_DENIED, "ACCESS_DENIED", "access denied by the device"},
-    {PvResult::INVALID_ANSWER, "INVALID_ANSWER", "invalid answer from the device"},
-    {PvResult::TIMEOUT, "TIMEOUT", "time-out"},
+#define PV_RESULT_TEXT(name, number, text) {PvResult::name, #name, text},
+    PV_RESULT_CODES(PV_RESULT_TEXT)
+#undef PV_RESULT_TEXT
 };
 
 const CodeText* find_text(PvResult::Code code) {

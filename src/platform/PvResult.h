@@ -8,20 +8,26 @@
 
 #include "platform/PvString.h"
 
+// Every code: its name, its number and its own text.
+#define PV_RESULT_CODES(X)                                 \
+    X(OK, 0, "success")                                    \
+    X(ABORTED, 1, "operation aborted")                     \
+    X(NOT_FOUND, 2, "not found")                           \
+    X(INVALID_PARAMETER, 3, "invalid parameter")           \
+    X(NOT_CONNECTED, 4, "not connected")                   \
+    X(NETWORK_ERROR, 5, "network error")                   \
+    X(GENERIC_ERROR, 6, "error")                           \
+    X(NOT_SUPPORTED, 7, "not supported")                   \
+    X(ACCESS_DENIED, 8, "access denied by the device")     \
+    X(INVALID_ANSWER, 9, "invalid answer from the device") \
+    X(TIMEOUT, 30, "time-out")
+
 class PvResult {
 public:
     enum Code : uint32_t {
-        OK = 0,
-        ABORTED = 1,
-        NOT_FOUND = 2,
-        INVALID_PARAMETER = 3,
-        NOT_CONNECTED = 4,
-        NETWORK_ERROR = 5,
-        GENERIC_ERROR = 6,
-        NOT_SUPPORTED = 7,
-        ACCESS_DENIED = 8,
-        INVALID_ANSWER = 9,
-        TIMEOUT = 30,
+#define PV_RESULT_CODE(name, number, text) name = number,
+        PV_RESULT_CODES(PV_RESULT_CODE)
+#undef PV_RESULT_CODE
     };
 
     PvResult() = default;

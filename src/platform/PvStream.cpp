@@ -127,14 +127,10 @@ PvStream::~PvStream() { platform::close_if_open(this, &PvStream::IsOpen, &PvStre
 PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
     stream_ = stream;
     device_lock_ = std::move(device_lock);
-    PvResult result;
-    parameters_ = platform::create_stream_node_map(&result);
-    if (parameters_ == nullptr) {
-        return result;
-    }
     statistics_hooks_.reset(new StatisticsHooks(this));
-    parameters_->SetValueHooks(statistics_hooks_.get());
-    return PvResult::OK;
+    PvResult result;
+    parameters_ = platform::create_stream_node_map(statistics_hooks_.get(), &result);
+    return parameters_ != nullptr ? PvResult::OK : result;
 }
 
 PvResult PvStream::Close() {

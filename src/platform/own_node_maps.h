@@ -1,7 +1,7 @@
 // The node maps the platform describes itself: one for the stream
 // (statistics and the host end) and one for the control connection
 // (time-outs, heartbeat, addresses). They are device-less Aravis node maps
-// built from the XML texts in own_node_maps.cpp; their values live in the
+// built from the feature tables in own_node_maps.cpp; their values live in the
 // nodes and are kept current by the owning device or stream through
 // PvGenParameterArray::ValueHooks.
 #pragma once
@@ -12,7 +12,7 @@
 
 namespace platform {
 
-// Feature names shared by the XML texts and the code that keeps the
+// Feature names shared by the feature tables and the code that keeps the
 // values current.
 namespace stream_feature {
 constexpr const char* kAcquisitionRate = "AcquisitionRate";  // frames/s, float
@@ -36,8 +36,10 @@ constexpr const char* kDeviceIPAddress = "DeviceIPAddress";
 constexpr const char* kInterfaceIPAddress = "InterfaceIPAddress";
 }  // namespace communication_feature
 
-// Each call builds a fresh node map; null with `result` set on failure.
-std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvResult* result);
-std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvResult* result);
+// Each call builds a fresh node map kept current through `hooks` (borrowed:
+// the owner clears them before they die); null with `result` set on failure.
+std::unique_ptr<PvGenParameterArray> create_stream_node_map(PvGenParameterArray::ValueHooks* hooks, PvResult* result);
+std::unique_ptr<PvGenParameterArray> create_communication_node_map(PvGenParameterArray::ValueHooks* hooks,
+                                                                   PvResult* result);
 
 }  // namespace platform

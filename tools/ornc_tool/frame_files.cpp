@@ -33,44 +33,41 @@ void put_float_le(std::vector<uint8_t>* out, float value) {
     for (int i = 0; i < 4; ++i) out->push_back(static_cast<uint8_t>(bits >> (8 * i)));
 }
 
+// The formats grab names, with the role a part in that format plays.
+struct KnownFormat {
+    orn_pixel_t type;
+    const char* name;
+    const char* role;
+};
+
+constexpr KnownFormat kKnownFormats[] = {
+    {ORN_PIX_ABC32F, "Coord3D_ABC32f", "range"},
+    {ORN_PIX_MONO8, "Mono8", "intensity"},
+    {ORN_PIX_CONF8, "Confidence8", "confidence"},
+    {ORN_PIX_MONO16, "Mono16", "part"},
+    {ORN_PIX_MONO32F, "Coord3D_C32f", "part"},
+    {ORN_PIX_AC32F, "Coord3D_AC32f", "part"},
+    {ORN_PIX_RGB8, "RGB8", "part"},
+    {ORN_PIX_GENERIC, "unknown", "part"},
+};
+
+const KnownFormat* known_format(orn_pixel_t type) {
+    for (const KnownFormat& format : kKnownFormats) {
+        if (format.type == type) return &format;
+    }
+    return nullptr;
+}
+
 }  // namespace
 
 const char* part_role(orn_pixel_t type) {
-    switch (type) {
-        case ORN_PIX_ABC32F:
-            return "range";
-        case ORN_PIX_MONO8:
-            return "intensity";
-        case ORN_PIX_CONF8:
-            return "confidence";
-        default:
-            break;
-    }
-    return "part";
+    const KnownFormat* format = known_format(type);
+    return format != nullptr ? format->role : "part";
 }
 
 const char* pixel_format_name(orn_pixel_t type) {
-    switch (type) {
-        case ORN_PIX_ABC32F:
-            return "Coord3D_ABC32f";
-        case ORN_PIX_MONO8:
-            return "Mono8";
-        case ORN_PIX_CONF8:
-            return "Confidence8";
-        case ORN_PIX_MONO16:
-            return "Mono16";
-        case ORN_PIX_MONO32F:
-            return "Coord3D_C32f";
-        case ORN_PIX_AC32F:
-            return "Coord3D_AC32f";
-        case ORN_PIX_RGB8:
-            return "RGB8";
-        case ORN_PIX_GENERIC:
-            return "unknown";
-        default:
-            break;
-    }
-    return "other";
+    const KnownFormat* format = known_format(type);
+    return format != nullptr ? format->name : "other";
 }
 
 long write_point_cloud_ply(const std::string& path, const FramePart& range, const FramePart* intensity,

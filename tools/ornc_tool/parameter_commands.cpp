@@ -22,8 +22,7 @@ const char kParamsUsage[] =
     "\n"
     "  --category C    only this category (its name, e.g. AcquisitionControl)\n"
     "  --visibility V  beginner, expert, guru (default) or invisible: the deepest\n"
-    "                  level shown\n"
-    "  --map M         device (default), stream or communication: which parameter set\n";
+    "                  level shown\n";
 
 const char kGetUsage[] =
     "Usage: ornc-tool get DEVICE NAME [--number] [--map M]\n"
@@ -43,6 +42,14 @@ const char kExecUsage[] =
     "TimestampLatch).\n";
 
 std::string usage_with_map(const char* usage) { return std::string(usage) + "\n" + kMapHelp; }
+
+// The command line get, set and exec share: `positionals` arguments
+// (DEVICE, NAME and what the command adds) and --map.
+CommandLine parameter_command_line(const char* command, const char* usage, size_t positionals) {
+    CommandLine cli(command, usage_with_map(usage));
+    cli.option("--map", true).positionals(positionals, positionals);
+    return cli;
+}
 
 std::string category_text(int (*getter)(const ornc_category_t*, char*, int), const ornc_category_t* category) {
     return text_of(getter, category);
@@ -88,7 +95,7 @@ int with_parameter(CommandLine& cli, int argc, char** argv, Command command) {
 }  // namespace
 
 int run_params(int argc, char** argv) {
-    CommandLine cli("params", kParamsUsage);
+    CommandLine cli("params", std::string(kParamsUsage) + kMapHelp);
     cli.option("--category", true).option("--visibility", true).option("--map", true).positionals(1, 1);
     if (!cli.parse(argc, argv)) return cli.exit_code();
     int exit_code = kExitOk;
@@ -146,8 +153,8 @@ int run_params(int argc, char** argv) {
 }
 
 int run_get(int argc, char** argv) {
-    CommandLine cli("get", usage_with_map(kGetUsage));
-    cli.option("--number", false).option("--map", true).positionals(2, 2);
+    CommandLine cli = parameter_command_line("get", kGetUsage, 2);
+    cli.option("--number", false);
     return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         const orn_param_type_t type = ORNCParamGetType(param);
         if (type == ORN_PARAM_COMMAND || type == ORN_PARAM_REGISTER) {
@@ -164,8 +171,7 @@ int run_get(int argc, char** argv) {
 }
 
 int run_set(int argc, char** argv) {
-    CommandLine cli("set", usage_with_map(kSetUsage));
-    cli.option("--map", true).positionals(3, 3);
+    CommandLine cli = parameter_command_line("set", kSetUsage, 3);
     return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         const std::string& text = cli.positional()[2];
         const ornc_status_t status = param_set_text(param, text);
@@ -181,8 +187,7 @@ int run_set(int argc, char** argv) {
 }
 
 int run_exec(int argc, char** argv) {
-    CommandLine cli("exec", usage_with_map(kExecUsage));
-    cli.option("--map", true).positionals(2, 2);
+    CommandLine cli = parameter_command_line("exec", kExecUsage, 2);
     return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         if (ORNCParamGetType(param) != ORN_PARAM_COMMAND) {
             return cli.fail(kExitFailed, name + " is not a command (type " + param_type_name(ORNCParamGetType(param)) +

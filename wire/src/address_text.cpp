@@ -4,19 +4,6 @@
 
 namespace wire {
 
-namespace {
-
-bool is_digit(char c) { return c >= '0' && c <= '9'; }
-
-int hex_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
-}  // namespace
-
 std::string format_ipv4(uint32_t address) {
     char text[16];
     std::snprintf(text, sizeof text, "%u.%u.%u.%u", (address >> 24) & 0xFFu, (address >> 16) & 0xFFu,
@@ -40,11 +27,11 @@ bool parse_ipv4(const char* text, uint32_t* address) {
         if (field > 0 && *p++ != '.') {
             return false;
         }
-        if (!is_digit(*p) || (p[0] == '0' && is_digit(p[1]))) {
+        if (!is_decimal_digit(*p) || (p[0] == '0' && is_decimal_digit(p[1]))) {
             return false;  // empty field or a leading zero
         }
         uint32_t number = 0;
-        for (int digits = 0; is_digit(*p); ++digits, ++p) {
+        for (int digits = 0; is_decimal_digit(*p); ++digits, ++p) {
             number = number * 10u + static_cast<uint32_t>(*p - '0');
             if (digits >= 3 || number > 255u) {
                 return false;
@@ -70,8 +57,8 @@ bool parse_mac(const char* text, MacAddress* mac) {
             return false;
         }
         p += i > 0 ? 1 : 0;
-        const int high = hex_value(p[0]);
-        const int low = high >= 0 ? hex_value(p[1]) : -1;
+        const int high = hex_digit_value(p[0]);
+        const int low = high >= 0 ? hex_digit_value(p[1]) : -1;
         if (low < 0) {
             return false;
         }

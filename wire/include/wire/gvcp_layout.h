@@ -55,75 +55,40 @@ constexpr uint8_t kFlagScheduledAction = 0x80;             // ACTION_CMD only
 // ---------------------------------------------------------------------------
 // Commands and acknowledges
 // ---------------------------------------------------------------------------
+// Each command, by its name without the _CMD suffix and its code; the ack
+// answering it carries the code + 1 (ack_for).
+#define GVCP_COMMANDS(X)    \
+    X(DISCOVERY, 0x0002)    \
+    X(FORCEIP, 0x0004)      \
+    X(PACKETRESEND, 0x0040) \
+    X(READREG, 0x0080)      \
+    X(WRITEREG, 0x0082)     \
+    X(READMEM, 0x0084)      \
+    X(WRITEMEM, 0x0086)     \
+    X(EVENT, 0x00C0)        \
+    X(EVENTDATA, 0x00C2)    \
+    X(ACTION, 0x0100)
+
 enum Command : uint16_t {
-    DISCOVERY_CMD = 0x0002,
-    DISCOVERY_ACK = 0x0003,
-    FORCEIP_CMD = 0x0004,
-    FORCEIP_ACK = 0x0005,
-    PACKETRESEND_CMD = 0x0040,
-    PACKETRESEND_ACK = 0x0041,  // never sent: resend is answered by the stream
-    READREG_CMD = 0x0080,
-    READREG_ACK = 0x0081,
-    WRITEREG_CMD = 0x0082,
-    WRITEREG_ACK = 0x0083,
-    READMEM_CMD = 0x0084,
-    READMEM_ACK = 0x0085,
-    WRITEMEM_CMD = 0x0086,
-    WRITEMEM_ACK = 0x0087,
+#define GVCP_COMMAND_PAIR(name, code) name##_CMD = code, name##_ACK = code + 1,
+    GVCP_COMMANDS(GVCP_COMMAND_PAIR)
+#undef GVCP_COMMAND_PAIR
+    // PACKETRESEND_ACK is never sent: resend is answered by the stream.
     PENDING_ACK = 0x0089,
-    EVENT_CMD = 0x00C0,
-    EVENT_ACK = 0x00C1,
-    EVENTDATA_CMD = 0x00C2,
-    EVENTDATA_ACK = 0x00C3,
-    ACTION_CMD = 0x0100,
-    ACTION_ACK = 0x0101,
 };
 
 // Name for logs; a new code without a name is a compiler warning.
 constexpr const char* command_name(Command command) {
     switch (command) {
-        case DISCOVERY_CMD:
-            return "DISCOVERY_CMD";
-        case DISCOVERY_ACK:
-            return "DISCOVERY_ACK";
-        case FORCEIP_CMD:
-            return "FORCEIP_CMD";
-        case FORCEIP_ACK:
-            return "FORCEIP_ACK";
-        case PACKETRESEND_CMD:
-            return "PACKETRESEND_CMD";
-        case PACKETRESEND_ACK:
-            return "PACKETRESEND_ACK";
-        case READREG_CMD:
-            return "READREG_CMD";
-        case READREG_ACK:
-            return "READREG_ACK";
-        case WRITEREG_CMD:
-            return "WRITEREG_CMD";
-        case WRITEREG_ACK:
-            return "WRITEREG_ACK";
-        case READMEM_CMD:
-            return "READMEM_CMD";
-        case READMEM_ACK:
-            return "READMEM_ACK";
-        case WRITEMEM_CMD:
-            return "WRITEMEM_CMD";
-        case WRITEMEM_ACK:
-            return "WRITEMEM_ACK";
+#define GVCP_COMMAND_CASES(name, code) \
+    case name##_CMD:                   \
+        return #name "_CMD";           \
+    case name##_ACK:                   \
+        return #name "_ACK";
+        GVCP_COMMANDS(GVCP_COMMAND_CASES)
+#undef GVCP_COMMAND_CASES
         case PENDING_ACK:
             return "PENDING_ACK";
-        case EVENT_CMD:
-            return "EVENT_CMD";
-        case EVENT_ACK:
-            return "EVENT_ACK";
-        case EVENTDATA_CMD:
-            return "EVENTDATA_CMD";
-        case EVENTDATA_ACK:
-            return "EVENTDATA_ACK";
-        case ACTION_CMD:
-            return "ACTION_CMD";
-        case ACTION_ACK:
-            return "ACTION_ACK";
     }
     return "UNKNOWN_COMMAND";
 }
@@ -134,89 +99,48 @@ constexpr uint16_t ack_for(uint16_t command) { return static_cast<uint16_t>(comm
 // ---------------------------------------------------------------------------
 // Status codes (ack header, bytes 0-1; also the status of every stream packet)
 // ---------------------------------------------------------------------------
+#define GVCP_STATUSES(X)                           \
+    X(SUCCESS, 0x0000)                             \
+    X(PACKET_RESEND, 0x0100)                       \
+    X(NOT_IMPLEMENTED, 0x8001)                     \
+    X(INVALID_PARAMETER, 0x8002)                   \
+    X(INVALID_ADDRESS, 0x8003)                     \
+    X(WRITE_PROTECT, 0x8004)                       \
+    X(BAD_ALIGNMENT, 0x8005)                       \
+    X(ACCESS_DENIED, 0x8006)                       \
+    X(BUSY, 0x8007)                                \
+    X(LOCAL_PROBLEM, 0x8008)                       \
+    X(MSG_MISMATCH, 0x8009)                        \
+    X(INVALID_PROTOCOL, 0x800A)                    \
+    X(NO_MSG, 0x800B)                              \
+    X(PACKET_UNAVAILABLE, 0x800C)                  \
+    X(DATA_OVERRUN, 0x800D)                        \
+    X(INVALID_HEADER, 0x800E)                      \
+    X(WRONG_CONFIG, 0x800F)                        \
+    X(PACKET_NOT_YET_AVAILABLE, 0x8010)            \
+    X(PACKET_AND_PREV_REMOVED_FROM_MEMORY, 0x8011) \
+    X(PACKET_REMOVED_FROM_MEMORY, 0x8012)          \
+    X(NO_REF_TIME, 0x8013)                         \
+    X(PACKET_TEMPORARILY_UNAVAILABLE, 0x8014)      \
+    X(OVERFLOW, 0x8015)                            \
+    X(ACTION_LATE, 0x8016)                         \
+    X(LEADER_TRAILER_OVERFLOW, 0x8017)             \
+    X(ERROR, 0x8FFF)
+
 enum Status : uint16_t {
-    STATUS_SUCCESS = 0x0000,
-    STATUS_PACKET_RESEND = 0x0100,
-    STATUS_NOT_IMPLEMENTED = 0x8001,
-    STATUS_INVALID_PARAMETER = 0x8002,
-    STATUS_INVALID_ADDRESS = 0x8003,
-    STATUS_WRITE_PROTECT = 0x8004,
-    STATUS_BAD_ALIGNMENT = 0x8005,
-    STATUS_ACCESS_DENIED = 0x8006,
-    STATUS_BUSY = 0x8007,
-    STATUS_LOCAL_PROBLEM = 0x8008,
-    STATUS_MSG_MISMATCH = 0x8009,
-    STATUS_INVALID_PROTOCOL = 0x800A,
-    STATUS_NO_MSG = 0x800B,
-    STATUS_PACKET_UNAVAILABLE = 0x800C,
-    STATUS_DATA_OVERRUN = 0x800D,
-    STATUS_INVALID_HEADER = 0x800E,
-    STATUS_WRONG_CONFIG = 0x800F,
-    STATUS_PACKET_NOT_YET_AVAILABLE = 0x8010,
-    STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY = 0x8011,
-    STATUS_PACKET_REMOVED_FROM_MEMORY = 0x8012,
-    STATUS_NO_REF_TIME = 0x8013,
-    STATUS_PACKET_TEMPORARILY_UNAVAILABLE = 0x8014,
-    STATUS_OVERFLOW = 0x8015,
-    STATUS_ACTION_LATE = 0x8016,
-    STATUS_LEADER_TRAILER_OVERFLOW = 0x8017,
-    STATUS_ERROR = 0x8FFF,
+#define GVCP_STATUS_VALUE(name, code) STATUS_##name = code,
+    GVCP_STATUSES(GVCP_STATUS_VALUE)
+#undef GVCP_STATUS_VALUE
 };
 
+// Name for logs, without the STATUS_ prefix.
 constexpr const char* status_name(Status status) {
     switch (status) {
-        case STATUS_SUCCESS:
-            return "SUCCESS";
-        case STATUS_PACKET_RESEND:
-            return "PACKET_RESEND";
-        case STATUS_NOT_IMPLEMENTED:
-            return "NOT_IMPLEMENTED";
-        case STATUS_INVALID_PARAMETER:
-            return "INVALID_PARAMETER";
-        case STATUS_INVALID_ADDRESS:
-            return "INVALID_ADDRESS";
-        case STATUS_WRITE_PROTECT:
-            return "WRITE_PROTECT";
-        case STATUS_BAD_ALIGNMENT:
-            return "BAD_ALIGNMENT";
-        case STATUS_ACCESS_DENIED:
-            return "ACCESS_DENIED";
-        case STATUS_BUSY:
-            return "BUSY";
-        case STATUS_LOCAL_PROBLEM:
-            return "LOCAL_PROBLEM";
-        case STATUS_MSG_MISMATCH:
-            return "MSG_MISMATCH";
-        case STATUS_INVALID_PROTOCOL:
-            return "INVALID_PROTOCOL";
-        case STATUS_NO_MSG:
-            return "NO_MSG";
-        case STATUS_PACKET_UNAVAILABLE:
-            return "PACKET_UNAVAILABLE";
-        case STATUS_DATA_OVERRUN:
-            return "DATA_OVERRUN";
-        case STATUS_INVALID_HEADER:
-            return "INVALID_HEADER";
-        case STATUS_WRONG_CONFIG:
-            return "WRONG_CONFIG";
-        case STATUS_PACKET_NOT_YET_AVAILABLE:
-            return "PACKET_NOT_YET_AVAILABLE";
-        case STATUS_PACKET_AND_PREV_REMOVED_FROM_MEMORY:
-            return "PACKET_AND_PREV_REMOVED_FROM_MEMORY";
-        case STATUS_PACKET_REMOVED_FROM_MEMORY:
-            return "PACKET_REMOVED_FROM_MEMORY";
-        case STATUS_NO_REF_TIME:
-            return "NO_REF_TIME";
-        case STATUS_PACKET_TEMPORARILY_UNAVAILABLE:
-            return "PACKET_TEMPORARILY_UNAVAILABLE";
-        case STATUS_OVERFLOW:
-            return "OVERFLOW";
-        case STATUS_ACTION_LATE:
-            return "ACTION_LATE";
-        case STATUS_LEADER_TRAILER_OVERFLOW:
-            return "LEADER_TRAILER_OVERFLOW";
-        case STATUS_ERROR:
-            return "ERROR";
+#define GVCP_STATUS_CASE(name, code) \
+    case STATUS_##name:              \
+        return #name;
+        GVCP_STATUSES(GVCP_STATUS_CASE)
+#undef GVCP_STATUS_CASE
     }
     return "UNKNOWN_STATUS";
 }
