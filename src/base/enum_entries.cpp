@@ -6,17 +6,23 @@
 // read-only texts are fine. Nothing is trimmed, and a value ends at the first
 // byte that is not one of its digits; whatever follows (a blank, a carriage
 // return) starts the next entry's name.
+#include <cctype>
 #include <climits>
 #include <cstdint>
 #include <cstring>
 
 #include "ORNBase.h"
-#include "wire/address_text.h"
 
 namespace {
 
-using wire::hex_digit_value;
-using wire::is_decimal_digit;
+bool is_decimal_digit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
+
+// 0..15 for a hex digit of either case, -1 for anything else.
+int hex_digit_value(char c) {
+    static const char kDigits[] = "0123456789abcdef";
+    const char* at = c != '\0' ? std::strchr(kDigits, std::tolower(static_cast<unsigned char>(c))) : nullptr;
+    return at != nullptr ? static_cast<int>(at - kDigits) : -1;
+}
 
 // Hex digits read as by "%x" into an int: accumulated as an unsigned long
 // that saturates, then cut to 32 bits.
