@@ -268,6 +268,7 @@ void VirtualSensor::Impl::configure_stream() {
         std::lock_guard<std::mutex> lock(faults_mutex_);
         settings.loss_ratio = faults_.stream_loss_ratio;
         settings.cut_frame_every = faults_.cut_frame_every;
+        settings.hold_tail_every = faults_.hold_tail_every;
     }
     std::shared_lock<std::shared_mutex> lock(stream_mutex_);
     if (sender_) sender_->configure(settings);

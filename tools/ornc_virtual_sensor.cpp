@@ -39,7 +39,9 @@ void usage(FILE* out) {
         "  --silent-after SEC    stop answering anything after SEC seconds\n"
         "  --ack-delay MS        delay every control acknowledge by MS milliseconds\n"
         "  --cut-frame-every N   send only the leader and first half of every Nth frame (no trailer,\n"
-        "                        no resends for it); 0 = off\n"
+        "                        resends for it get PACKET_UNAVAILABLE); 0 = off\n"
+        "  --hold-tail-every N   send every Nth frame without its last third and trailer at first;\n"
+        "                        resends serve them; 0 = off\n"
         "  --event-flood PER_S   send that many extra FrameEnd-shaped events (block id 0) per second\n"
         "                        on the message channel, acknowledged and retried like the others; 0 = off\n"
         "  --help                show this help\n",
@@ -125,6 +127,7 @@ int main(int argc, char** argv) {
         {"--silent-after", ranged_into(0.0, HUGE_VAL, &faults.silent_after_s)},
         {"--ack-delay", bounded_into(60000, &faults.ack_delay_ms)},
         {"--cut-frame-every", bounded_into(1000000, &faults.cut_frame_every)},
+        {"--hold-tail-every", bounded_into(1000000, &faults.hold_tail_every)},
         {"--event-flood", ranged_into(0.0, 100000.0, &faults.event_flood_per_s)},
     };
     for (int i = 1; i < argc; ++i) {

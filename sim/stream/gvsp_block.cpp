@@ -194,16 +194,22 @@ void GvspBlock::build_trailer() {
 
 size_t GvspBlock::write_header(uint8_t* header, uint8_t format, uint32_t packet_id, uint32_t format_info,
                                bool resend) const {
-    wire::store_be16(header + gvsp::kStatusOffset, gvcp::STATUS_SUCCESS);
-    if (extended_ids_) {
+    return write_packet_header(header, extended_ids_, wire_block_id_, gvcp::STATUS_SUCCESS, format, packet_id,
+                               format_info, resend);
+}
+
+size_t GvspBlock::write_packet_header(uint8_t* header, bool extended_ids, uint64_t wire_block_id, uint16_t status,
+                                      uint8_t format, uint32_t packet_id, uint32_t format_info, bool resend) {
+    wire::store_be16(header + gvsp::kStatusOffset, status);
+    if (extended_ids) {
         wire::store_be16(header + gvsp::kExtFlagsOffset, resend ? gvsp::kFlagPacketResend : 0);
         wire::store_be32(header + gvsp::kFormatWordOffset,
                          gvsp::kExtendedIdBit | (uint32_t{format} << gvsp::kFormatShift) | (format_info & 0x00FFFFFFu));
-        wire::store_be64(header + gvsp::kExtBlockIdOffset, wire_block_id_);
+        wire::store_be64(header + gvsp::kExtBlockIdOffset, wire_block_id);
         wire::store_be32(header + gvsp::kExtPacketIdOffset, packet_id);
         return gvsp::kExtHeaderSize;
     }
-    wire::store_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id_));
+    wire::store_be16(header + gvsp::kStdBlockIdOffset, static_cast<uint16_t>(wire_block_id));
     wire::store_be32(header + gvsp::kFormatWordOffset,
                      (uint32_t{format} << gvsp::kFormatShift) | (packet_id & gvsp::kStdPacketIdMask));
     return gvsp::kStdHeaderSize;

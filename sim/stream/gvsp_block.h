@@ -61,6 +61,12 @@ public:
     // Maps a block id to its on-wire form for the given header format.
     static uint64_t wire_id(uint64_t block_id, bool extended_ids);
 
+    // Writes a packet header (standard or extended) into `header` and
+    // returns its size. A header alone with an error status is how a
+    // device answers a resend request it cannot serve.
+    static size_t write_packet_header(uint8_t* header, bool extended_ids, uint64_t wire_block_id, uint16_t status,
+                                      uint8_t format, uint32_t packet_id, uint32_t format_info, bool resend);
+
 private:
     struct Segment {
         const uint8_t* data;

@@ -15,6 +15,7 @@
 
 #include "gvsp_block.h"
 #include "resend_store.h"
+#include "wire/gvcp_layout.h"
 #include "wire/udp_socket.h"
 
 namespace ornsim {
@@ -179,9 +180,14 @@ public:
         // A cut frame ends after the first half of its payload: no trailer, and
         // no copy for resends, so the receiver's requests for the rest find
         // nothing and the frame can never complete.
-        const bool cut = cut_this_frame();
+        // A frame with its tail held back loses its last third of payload and
+        // its trailer on this send only; resends serve them.
+        const bool cut = count_toward(s.cut_frame_every, frames_toward_cut);
+        const bool hold = !cut && count_toward(s.hold_tail_every, frames_toward_hold);
         const uint32_t payload_packets = block->packet_count() > 2 ? block->packet_count() - 2 : 0;
-        const uint32_t packets_to_send = cut ? 1 + payload_packets / 2 : block->packet_count();
+        const uint32_t packets_to_send = cut    ? 1 + payload_packets / 2
+                                         : hold ? 1 + payload_packets - (payload_packets + 2) / 3
+                                                : block->packet_count();
         // Stored before the first packet leaves, so that a resend request racing
         // with the frame already finds it.
         if (!cut) store.add(block, s.resend_frames);
@@ -215,7 +221,7 @@ public:
         sent += flush_paced(fd, batch, pacer);
 
         packets_sent += sent;
-        packets_dropped += dropped;
+        packets_dropped += dropped + (hold ? block->packet_count() - packets_to_send : 0);
         ++frames_sent;
         if (cut) ++frames_cut;
         std::lock_guard<std::mutex> lock(error_mutex);
@@ -223,11 +229,12 @@ public:
         return true;
     }
 
-    // Counts this frame toward the cut fault; true when it is the one to cut.
-    bool cut_this_frame() {
+    // Counts this frame toward a fault that strikes every `every`th frame;
+    // true when it strikes this one.
+    bool count_toward(uint32_t every, uint64_t& frames) {
+        if (every == 0) return false;
         std::lock_guard<std::mutex> lock(settings_mutex);
-        if (settings.cut_frame_every == 0) return false;
-        return ++frames_toward_cut % settings.cut_frame_every == 0;
+        return ++frames % every == 0;
     }
 
     StreamSettings current_settings() const {
@@ -243,7 +250,8 @@ public:
 
     mutable std::mutex settings_mutex;
     StreamSettings settings;
-    uint64_t frames_toward_cut = 0;  // frames since cut_frame_every last changed
+    uint64_t frames_toward_cut = 0;   // frames since cut_frame_every last changed
+    uint64_t frames_toward_hold = 0;  // frames since hold_tail_every last changed
 
     ResendStore store;
 
@@ -309,6 +317,7 @@ void GvspSender::configure(const StreamSettings& settings) {
     // The count toward the next cut starts again when the fault changes, so
     // that "every Nth frame" counts from the moment it was set.
     if (settings.cut_frame_every != impl_->settings.cut_frame_every) impl_->frames_toward_cut = 0;
+    if (settings.hold_tail_every != impl_->settings.hold_tail_every) impl_->frames_toward_hold = 0;
     impl_->settings = settings;
 }
 
@@ -325,7 +334,17 @@ void GvspSender::resend(uint64_t block_id, uint32_t first_packet_id, uint32_t la
     if (impl_->fd < 0 || s.dest_ip == 0 || s.dest_port == 0) return;
     std::shared_ptr<const GvspBlock> block = impl_->store.find(block_id);
     if (!block) {
+        // Gone (or never sent): the answer is a header alone with the
+        // PACKET_UNAVAILABLE status for the first packet asked for, so that
+        // the receiver stops waiting for the block.
         ++impl_->resend_unknown_block;
+        uint8_t header[GvspBlock::kMaxHeaderSize];
+        const size_t size =
+            GvspBlock::write_packet_header(header, s.extended_ids, block_id, gvcp::STATUS_PACKET_UNAVAILABLE,
+                                           gvsp::FORMAT_PAYLOAD, first_packet_id, 0, true);
+        const sockaddr_in dest = wire::socket_address(s.dest_ip, s.dest_port);
+        if (sendto(impl_->fd, header, size, 0, reinterpret_cast<const sockaddr*>(&dest), sizeof dest) < 0)
+            ++impl_->send_errors;
         return;
     }
     // A range running past the end (e.g. "up to the last packet" written as all

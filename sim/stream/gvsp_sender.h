@@ -55,6 +55,7 @@ struct StreamSettings {
     size_t resend_frames = 8;
     uint64_t link_speed_bps = 1000000000;
     uint32_t cut_frame_every = 0;
+    uint32_t hold_tail_every = 0;
 };
 // dest_ip: host byte order; 0 (or dest_port 0) means "no destination", frames are not sent.
 // packet_size: whole IP datagram (IP 20 + UDP 8 + GVSP header + data), as in the SCPS register.
@@ -66,11 +67,15 @@ struct StreamSettings {
 // cut_frame_every: 0 sends every frame whole; N > 0 cuts every Nth frame counted from the moment the value
 //   was set: its leader and the first half of its payload packets go out, nothing after them (no trailer),
 //   and the frame is not kept for resends, so a receiver can never complete it.
+// hold_tail_every: 0 sends every frame whole; N > 0 leaves out the tail of every Nth frame (counted like
+//   cut_frame_every) on its first send: the last third of its payload packets and the trailer. The frame is
+//   kept for resends, so a receiver that asks for what is overdue completes it.
 
 struct StreamCounters {
     uint64_t frames_sent = 0, packets_sent = 0, packets_dropped = 0, resend_requests = 0, packets_resent = 0;
     uint64_t frames_rejected = 0;       // send_frame refused the frame (bad layout, no destination, socket closed)
-    uint64_t resend_unknown_block = 0;  // resend requests for blocks no longer (or never) stored
+    uint64_t resend_unknown_block = 0;  // resend requests for blocks no longer (or never) stored (answered
+                                        // PACKET_UNAVAILABLE)
     uint64_t send_errors = 0;           // datagrams the kernel refused
     uint64_t frames_cut = 0;            // frames sent without their second half and trailer (also in frames_sent)
 };
@@ -90,7 +95,7 @@ public:
     bool send_frame(const GvspFrame& frame);  // packetizes, applies loss and delay, stores for resend
     bool send_frame(GvspFrame&& frame);       // same, without copying the frame
     void resend(uint64_t block_id, uint32_t first_packet_id,
-                uint32_t last_packet_id);  // from a PACKETRESEND command; unknown block => ignored (count it)
+                uint32_t last_packet_id);  // from a PACKETRESEND command; unknown block => PACKET_UNAVAILABLE
     bool send_test_packet(
         uint32_t packet_size);  // SCPS fire-test-packet: one datagram of packet_size - 28 bytes to the destination
     StreamCounters counters() const;

@@ -28,6 +28,9 @@ constexpr std::chrono::milliseconds kDrainQuiet{10};
 constexpr std::chrono::milliseconds kDrainBound{250};
 constexpr std::chrono::milliseconds kDrainPoll{2};
 constexpr const char* kReceivedPacketsInfo = "n_received_packets";
+// Aravis's count of packets asked for again (its resent-packet count
+// leaves out multipart data packets).
+constexpr const char* kResendRequestsInfo = "n_resend_requests";
 
 // Gives back the wrappers of buffers the stream still held: their buffers
 // are no longer queued.
@@ -69,12 +72,13 @@ public:
         } else if (name == feature::kBlocksUnderrun) {
             array.SetIntegerUnlocked(feature::kBlocksUnderrun, static_cast<int64_t>(underruns));
         } else if (name == feature::kResendRequests || name == feature::kPacketsMissing) {
-            guint64 resent = 0;
             guint64 missing = 0;
+            guint64 requested = 0;
             if (ARV_IS_GV_STREAM(stream)) {
-                arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), &resent, &missing);
+                arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), nullptr, &missing);
+                requested = arv_stream_get_info_uint64_by_name(stream, kResendRequestsInfo);
             }
-            array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(resent));
+            array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(requested));
             array.SetIntegerUnlocked(feature::kPacketsMissing, static_cast<int64_t>(missing));
         } else if (name == feature::kQueuedBufferCount) {
             array.SetIntegerUnlocked(feature::kQueuedBufferCount, stream_->GetQueuedBufferCount());
@@ -259,6 +263,9 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
         ArvBuffer* wrapper = slice.count() > 0
                                  ? arv_stream_timeout_pop_buffer(stream, static_cast<guint64>(slice.count()))
                                  : arv_stream_try_pop_buffer(stream);
+        if (wrapper == nullptr) {
+            WhileRetrieving(stream);
+        }
         g_object_unref(stream);
         if (wrapper != nullptr) {
             std::lock_guard<std::mutex> guard(queue_lock_);

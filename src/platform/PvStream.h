@@ -85,6 +85,10 @@ public:
 
 protected:
     PvStream();
+    // Called between the slices of a blocked RetrieveBuffer (lock not
+    // held) with a reference on the open stream: the receiver's state can
+    // be looked at while somebody waits for a frame.
+    virtual void WhileRetrieving(ArvStream* /*stream*/) {}
     // Takes the reference on `stream`; `device_lock` is the lock of the
     // device's node map, which Aravis touches when the stream closes.
     PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);

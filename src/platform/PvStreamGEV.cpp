@@ -2,6 +2,7 @@
 
 #include <arv.h>
 
+#include <atomic>
 #include <mutex>
 
 #include "platform/PvDeviceGEV.h"
@@ -33,6 +34,18 @@ constexpr guint kFrameRetentionUs = 1000000;
 // it close at once).
 constexpr gint kReserveBuffers = 4;
 constexpr guint kShortFrameRetentionUs = 100000;
+// Aravis asks again for the missing packets of an unfinished frame each
+// time they are overdue (its packet time-out, also while nothing else
+// arrives), but compares each run of missing packets with this share of
+// the frame's packets and, once a run is longer, never asks for that frame
+// again. Its default (a quarter) gives up on exactly the frame whose tail
+// and trailer are lost, such as a single triggered frame: nothing follows
+// to split the run. No run is longer than the whole frame. Requests stay
+// bounded: one per run and packet time-out, within the frame retention.
+constexpr double kPacketRequestRatio = 1.0;
+// Aravis's count of frames whose resends the device refused
+// (PACKET_UNAVAILABLE and the like).
+constexpr const char* kResendRefusedInfo = "n_resend_disabled";
 
 // Aravis reads the channel's packet size once, when the stream is
 // created, and places the data of single images by it (packet id times the
@@ -61,33 +74,60 @@ ArvStream* create_stream_at_negotiated_size(ArvDevice* device, ArvStreamCallback
 
 void tune_receiver(ArvStream* stream) {
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBufferBytes,
-                 "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, nullptr);
+                 "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS,
+                 "packet-request-ratio", kPacketRequestRatio, nullptr);
 }
 
 }  // namespace
 
-// Chooses the frame retention each time the receiver starts a frame (on
-// Aravis's receiving thread, the only one that touches it after Watch).
+// Chooses the frame retention each time the receiver starts or closes a
+// frame (on Aravis's receiving thread) and when a waiting retrieval finds
+// that the device refused a resend.
+//
+// A device that no longer holds a frame answers its resend request with
+// PACKET_UNAVAILABLE. Aravis then stops asking but still holds the frame
+// (and every frame behind it) for the whole retention. Once such a refusal
+// is seen, the short retention applies until a failed frame has closed:
+// the refused frame, silent since the refusal, closes within it.
 class PvStreamGEV::RetentionGuard {
 public:
     // Set once the stream exists, before any buffer is queued: no frame
     // starts before that.
     void Watch(ArvStream* stream) { stream_ = stream; }
 
-    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* /*buffer*/) {
-        if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER && data != nullptr) {
-            static_cast<RetentionGuard*>(data)->FrameStarted();
+    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* buffer) {
+        RetentionGuard* guard = static_cast<RetentionGuard*>(data);
+        if (guard == nullptr) {
+            return;
+        }
+        if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr &&
+            arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
+            guard->refused_pending_ = false;
+        }
+        if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER || type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
+            guard->Choose();
+        }
+    }
+
+    // Looks for refusals the receiver met since the last look.
+    void CheckRefusals(ArvStream* stream) {
+        const guint64 refused = arv_stream_get_info_uint64_by_name(stream, kResendRefusedInfo);
+        if (refusals_seen_.exchange(refused) != refused) {
+            refused_pending_ = true;
+            Choose();
         }
     }
 
 private:
-    void FrameStarted() {
+    void Choose() {
         if (stream_ == nullptr) {
             return;
         }
         gint free_buffers = 0;
         arv_stream_get_n_buffers(stream_, &free_buffers, nullptr);
-        const guint retention = free_buffers < kReserveBuffers ? kShortFrameRetentionUs : kFrameRetentionUs;
+        const bool short_retention = refused_pending_ || free_buffers < kReserveBuffers;
+        const guint retention = short_retention ? kShortFrameRetentionUs : kFrameRetentionUs;
+        std::lock_guard<std::mutex> guard(lock_);
         if (retention != retention_us_) {
             g_object_set(stream_, "frame-retention", retention, nullptr);
             retention_us_ = retention;
@@ -95,8 +135,13 @@ private:
     }
 
     ArvStream* stream_ = nullptr;
-    guint retention_us_ = kFrameRetentionUs;  // as tune_receiver sets it
+    std::mutex lock_;                           // the receiving and the retrieving thread choose
+    guint retention_us_ = kFrameRetentionUs;    // as tune_receiver sets it
+    std::atomic<bool> refused_pending_{false};  // a refusal whose frame has not closed yet
+    std::atomic<guint64> refusals_seen_{0};
 };
+
+void PvStreamGEV::WhileRetrieving(ArvStream* stream) { retention_->CheckRefusals(stream); }
 
 PvStreamGEV::~PvStreamGEV() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 

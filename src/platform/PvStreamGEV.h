@@ -20,10 +20,11 @@ public:
 
 private:
     // Shortens how long the receiver holds an unfinished frame when
-    // buffers run short (PvStreamGEV.cpp).
+    // buffers run short or the device refused its resend (PvStreamGEV.cpp).
     class RetentionGuard;
 
     PvStreamGEV() = default;
+    void WhileRetrieving(ArvStream* stream) override;
 
     uint16_t local_port_ = 0;
     PvString local_ip_;

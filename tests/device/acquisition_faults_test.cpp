@@ -1,13 +1,20 @@
 // Acquisition when the network misbehaves: stream packet loss that
-// resends repair (every frame still delivered), and a sensor that goes
-// silent (the disconnect callback fires once; parameter access fails and
+// resends repair (every frame still delivered), the lost tail of a single
+// triggered frame asked for again, a refused resend failing its frame at
+// once, triggered sensors under CPU load, and a sensor that goes silent
+// (the disconnect callback fires once; parameter access fails and
 // ORNCDisconnect returns in bounded time, measured and printed).
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
 #include <cstdio>
+#include <string>
 #include <thread>
+#include <vector>
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
@@ -62,6 +69,93 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
         for (size_t p = 0; p < 3; ++p) {
             EXPECT_EQ(parts[p].type, types[p]);
             EXPECT_EQ(orntest::check_part(parts[p], f), "");
+        }
+    }
+}
+
+// A software trigger that reached the device. Under load the frame can be
+// delivered before the call marks the trigger pending, which then stays
+// marked: the next call says busy, although its command went out too.
+ornc_status_t trigger(ornc_t* ornc) {
+    const ornc_status_t status = ORNCTriggerSoftware(ornc);
+    return status == ORNC_ERR_ACQUI_BUSY ? ORNC_OK : status;
+}
+
+TEST_F(Faults, ATriggeredFrameGetsItsLostTailAgainAndARefusedResendFailsItAtOnce) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(34, "AQ000034", 160, 120)));
+    acqtest::Recorder recorder;
+    recorder.attach(connection_->get());
+    ornsim::FaultSwitches faults;
+    faults.hold_tail_every = 1;  // nothing follows the tail: only its time-out can reveal it
+    sensor().set_faults(faults);
+    ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 1), ORNC_OK);
+    for (int i = 1; i <= 3; ++i) {
+        ASSERT_EQ(trigger(connection_->get()), ORNC_OK);
+        ASSERT_TRUE(recorder.wait_frames(i, 5s)) << "trigger " << i << ", failed " << recorder.null_calls();
+    }
+    EXPECT_EQ(recorder.null_calls(), 0);
+    const int held = static_cast<int>(sensor().counters().packets_dropped);
+    int requested = 0;
+    ORNCParamGetIntegerValue(ORNCParamsGetParamByName(ORNCGetStreamParams(connection_->get()), "ResendRequests"),
+                             &requested);
+    EXPECT_GT(held, 0);
+    EXPECT_GE(requested, held);
+
+    // A frame the sensor no longer holds: its resend is refused, and the
+    // failure comes long before the frame retention (1 s) would end it.
+    faults = {};
+    faults.cut_frame_every = 1;
+    sensor().set_faults(faults);
+    const auto triggered = Clock::now();
+    ASSERT_EQ(trigger(connection_->get()), ORNC_OK);
+    ASSERT_TRUE(acqtest::wait_until([&] { return recorder.null_calls() > 0; }, 3s));
+    EXPECT_LT(std::chrono::duration<double>(Clock::now() - triggered).count(), 0.6);
+    const int failed = recorder.null_calls();
+    sensor().set_faults({});
+    ASSERT_EQ(trigger(connection_->get()), ORNC_OK);
+    EXPECT_TRUE(recorder.wait_frames(4, 5s));
+    EXPECT_EQ(recorder.null_calls(), failed);
+}
+
+// Two processes that keep both cores busy while it lives (and end by
+// themselves after two minutes should the test die first).
+struct BusyLoops {
+    BusyLoops() {
+        for (pid_t& child : children)
+            if ((child = ::fork()) == 0)
+                for (volatile unsigned spin = ::alarm(120);; spin = spin + 1) {
+                }
+    }
+    ~BusyLoops() {
+        for (pid_t child : children)
+            if (child > 0 && ::kill(child, SIGKILL) == 0) ::waitpid(child, nullptr, 0);
+    }
+    pid_t children[2] = {-1, -1};
+};
+
+TEST(TriggeredLoad, ThreeSensorsDeliverEveryTriggeredFrameWhileBothCoresAreBusy) {
+    constexpr int kSensors = 3;
+    constexpr int kRounds = 34;  // 102 triggers
+    orntest::SensorFleet fleet;
+    for (int i = 0; i < kSensors; ++i)
+        ASSERT_EQ(fleet.add(acqtest::sensor_config(35 + i, "AQ00003" + std::to_string(5 + i), 160, 120)), "");
+    orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", "127.0.60.35-127.0.60.37");
+    std::vector<std::unique_ptr<acqtest::Connection>> connections;
+    std::vector<acqtest::Recorder> recorders(kSensors);
+    for (int i = 0; i < kSensors; ++i) {
+        connections.push_back(std::make_unique<acqtest::Connection>("AQ00003" + std::to_string(5 + i)));
+        ASSERT_EQ(connections[i]->status(), ORNC_OK);
+        recorders[i].attach(connections[i]->get());
+        ASSERT_EQ(ORNCStart(connections[i]->get()), ORNC_OK);
+        ASSERT_EQ(ORNCAcquisitionStartMode(connections[i]->get(), 0, 1), ORNC_OK);
+    }
+    BusyLoops load;
+    for (int round = 1; round <= kRounds; ++round) {
+        for (auto& connection : connections) ASSERT_EQ(trigger(connection->get()), ORNC_OK);
+        for (int i = 0; i < kSensors; ++i) {
+            ASSERT_TRUE(recorders[i].wait_frames(round, 5s) && recorders[i].null_calls() == 0)
+                << "round " << round << ", sensor " << i << ", failed " << recorders[i].null_calls();
         }
     }
 }

@@ -227,14 +227,19 @@ TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
     }
     ASSERT_EQ(cut_ids.size(), 2u);
 
-    // A request for the rest of a cut frame is heard and answered with nothing;
-    // the same request for the last (whole) frame brings those packets back.
+    // A request for the rest of a cut frame is answered by a header alone with
+    // PACKET_UNAVAILABLE for its first packet; the same request for the last
+    // (whole) frame brings those packets back.
     const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
     for (const uint64_t id : {cut_id, whole_id}) {
         client_->send_raw(gvcp::build_resend_request(true, 1, {0, id, payload_packets / 2 + 1, payload_packets + 1}));
     }
     receiver_.drain(milliseconds(300));
-    EXPECT_EQ(receiver_.blocks()[cut_id].payload.size(), payload_packets / 2);
+    const auto& refused = receiver_.blocks()[cut_id].payload;
+    ASSERT_EQ(refused.size(), payload_packets / 2 + 1);
+    EXPECT_EQ(refused.rbegin()->first, payload_packets / 2 + 1);
+    EXPECT_EQ(refused.rbegin()->second.status, 0x800Cu);
+    EXPECT_TRUE(refused.rbegin()->second.data.empty());
     EXPECT_FALSE(receiver_.blocks()[cut_id].trailer.has_value());
     const uint32_t rest = payload_packets - payload_packets / 2 + 1;  // with the trailer
     EXPECT_EQ(receiver_.blocks()[whole_id].resent, rest);

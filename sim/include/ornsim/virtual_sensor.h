@@ -35,6 +35,8 @@ struct FaultSwitches {
         -1.0;                   // >= 0: stop answering anything (control and stream) that many seconds after set_faults
     uint32_t ack_delay_ms = 0;  // delay every control ack
     uint32_t cut_frame_every = 0;    // N > 0: every Nth frame from now on stops halfway (no trailer, no resend)
+    uint32_t hold_tail_every = 0;    // N > 0: every Nth frame from now on goes out without its tail (last third of
+                                     // its payload and the trailer) on its first send; resends serve them
     double event_flood_per_s = 0.0;  // > 0: that many extra FrameEnd-shaped events (block id 0) per second
 };
 
