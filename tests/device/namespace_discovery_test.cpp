@@ -220,3 +220,14 @@ TEST_F(LinkLocalSensor, GrabFitsTheLinkWithoutFragments) {
     EXPECT_EQ(ORNC_OK, ORNCAcquisitionStop(handle.get()));
     EXPECT_EQ(ORNC_OK, ORNCStop(handle.get()));
 }
+
+// A link narrower than the sensor's smallest packet carries no test
+// packet: connect says the negotiation failed and goes on.
+TEST_F(LinkLocalSensor, ConnectSaysWhenNoTestPacketArrives) {
+    ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " mtu 560"));
+    ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev mtu 560")));
+    orntest::LogCapture log;
+    orntest::Handle handle;
+    EXPECT_EQ(ORNC_OK, ORNCConnectByDevice(handle.get(), device_));
+    EXPECT_EQ(1, log.count_containing("Failed to negociate packet size")) << log.lines().size();
+}
