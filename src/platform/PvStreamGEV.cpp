@@ -68,9 +68,10 @@ ArvStream* create_stream_at_negotiated_size(ArvDevice* device, ArvStreamCallback
 // (about 90 datagrams of a 1500-byte link), and the first frame's burst
 // overflows it while that thread wakes; with more than a quarter of a
 // frame missing Aravis asks for no resend, and the frame fails a second
-// later. So the socket bound to `port` gets the buffer at once: it is
-// found among this process's descriptors by its local port.
-void size_receive_buffer_now(uint16_t port) {
+// later. So the socket bound to `address`:`port` (host byte order) gets
+// the buffer at once: it is found among this process's descriptors by its
+// local address.
+void size_receive_buffer_now(uint32_t address, uint16_t port) {
     DIR* descriptors = opendir("/proc/self/fd");
     if (descriptors == nullptr) {
         return;
@@ -83,7 +84,7 @@ void size_receive_buffer_now(uint16_t port) {
         socklen_t local_size = sizeof local;
         if (fd > 2 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &type_size) == 0 && type == SOCK_DGRAM &&
             getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size) == 0 && local.sin_family == AF_INET &&
-            ntohs(local.sin_port) == port) {
+            ntohl(local.sin_addr.s_addr) == address && ntohs(local.sin_port) == port) {
             setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kSocketBufferBytes, sizeof kSocketBufferBytes);
             break;
         }
@@ -91,10 +92,13 @@ void size_receive_buffer_now(uint16_t port) {
     closedir(descriptors);
 }
 
-void tune_receiver(ArvStream* stream) {
+void tune_receiver(ArvStream* stream, const PvString& local_ip) {
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBufferBytes,
                  "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS, nullptr);
-    size_receive_buffer_now(arv_gv_stream_get_port(ARV_GV_STREAM(stream)));
+    uint32_t address = 0;
+    if (wire::parse_ipv4(local_ip.str(), &address)) {
+        size_receive_buffer_now(address, arv_gv_stream_get_port(ARV_GV_STREAM(stream)));
+    }
 }
 
 }  // namespace
@@ -168,7 +172,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         return fail(error != nullptr ? platform::take_error(error)
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
-    tune_receiver(stream);
+    tune_receiver(stream, device->GetLocalIPAddress());
     retention->Watch(stream);
     PvStreamGEV* opened = new PvStreamGEV;
     opened->retention_ = std::move(retention);
