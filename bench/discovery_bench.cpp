@@ -12,11 +12,8 @@
 // broadcast). A loopback row follows for libORNC alone: on loopback there
 // is no broadcast, so Aravis cannot see sensors that bind 127.0.0.x.
 #include <arv.h>
-#include <fcntl.h>
 #include <ifaddrs.h>
 #include <net/if.h>
-#include <sched.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -25,20 +22,17 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "ORNC.h"
 #include "ornsim/virtual_sensor.h"
+#include "sensor_link.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-bool run(const std::string& command) {
-    const int status = std::system((command + " >/dev/null 2>&1").c_str());
-    return status != -1 && WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
+using bench::run;
 
 // True when every adapter that is up is a loopback adapter.
 bool only_loopback_is_up() {
@@ -88,46 +82,7 @@ Figures measure(int repetitions, bool with_aravis) {
     return figures;
 }
 
-// The sensor namespace and the veth pair into it; removed at the end.
-class SensorLink {
-public:
-    SensorLink() : name_("ornc-bench-" + std::to_string(getpid())) {
-        ok_ = run("ip netns add " + name_) &&
-              run("ip link add ornc-bench type veth peer name ornc-dev netns " + name_) &&
-              run("ip addr add 169.254.1.1/16 dev ornc-bench") && run("ip link set ornc-bench up") &&
-              run("ip -n " + name_ + " link set ornc-dev up") && run("ip -n " + name_ + " link set lo up");
-    }
-    ~SensorLink() {
-        run("ip link del ornc-bench");  // both ends at once, before the namespace goes
-        run("ip netns del " + name_);
-    }
-    bool ok() const { return ok_; }
-    bool add_address(const std::string& cidr) const {
-        return run("ip -n " + name_ + " addr add " + cidr + " dev ornc-dev");
-    }
-
-    // Starts a sensor from a thread inside the sensor namespace, so that
-    // its sockets and threads live there.
-    std::unique_ptr<ornsim::VirtualSensor> start(const ornsim::SensorConfig& config) const {
-        std::unique_ptr<ornsim::VirtualSensor> started;
-        std::thread starter([&] {
-            const int ns = open(("/run/netns/" + name_).c_str(), O_RDONLY | O_CLOEXEC);
-            if (ns < 0) return;
-            const bool entered = setns(ns, CLONE_NEWNET) == 0;
-            close(ns);
-            if (!entered) return;
-            auto sensor = std::make_unique<ornsim::VirtualSensor>(config);
-            std::string error;
-            if (sensor->start(&error)) started = std::move(sensor);
-        });
-        starter.join();
-        return started;
-    }
-
-private:
-    std::string name_;
-    bool ok_ = false;
-};
+using bench::SensorLink;
 
 ornsim::SensorConfig sensor(const std::string& address, int index) {
     ornsim::SensorConfig config;
@@ -171,7 +126,7 @@ int main(int argc, char** argv) {
     std::printf("| link     | sensors | libORNC ms | found | Aravis 0.8 ms | found |\n");
     std::printf("|----------|---------|------------|-------|---------------|-------|\n");
     for (int count : {1, 4}) {
-        SensorLink link;
+        SensorLink link("169.254.1.1/16");
         if (!link.ok()) {
             std::fprintf(stderr, "discovery_bench: cannot build the veth link\n");
             return 1;

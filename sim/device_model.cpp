@@ -514,6 +514,7 @@ StreamRegisters DeviceModel::stream() const {
     s.dest_ip = load32(gvcp::REG_SCDA0);
     s.dest_port = static_cast<uint16_t>(load32(gvcp::REG_SCP0) & gvcp::SCP_PORT_MASK);
     s.packet_size = load32(gvcp::REG_SCPS0) & gvcp::SCPS_PACKET_SIZE_MASK;
+    s.do_not_fragment = (load32(gvcp::REG_SCPS0) & gvcp::SCPS_DO_NOT_FRAGMENT) != 0;
     s.packet_delay = load32(gvcp::REG_SCPD0);
     s.multipart = (load32(gvcp::REG_SCCFG0) & gvcp::SCCFG_MULTIPART) != 0;
     s.extended_ids = (load32(gvcp::REG_GVSP_CONFIGURATION) & gvcp::GVSP_CONFIG_64BIT_BLOCK_ID) != 0;

@@ -58,6 +58,7 @@ struct StreamRegisters {
     uint32_t dest_ip = 0;
     uint16_t dest_port = 0;
     uint32_t packet_size = 1500;
+    bool do_not_fragment = false;
     uint32_t packet_delay = 0;
     bool multipart = false;
     bool extended_ids = true;

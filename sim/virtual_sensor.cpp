@@ -260,6 +260,7 @@ void VirtualSensor::Impl::configure_stream() {
     settings.dest_ip = regs.dest_ip;
     settings.dest_port = regs.dest_port;
     settings.packet_size = regs.packet_size;
+    settings.do_not_fragment = regs.do_not_fragment;
     settings.packet_delay_ticks = regs.packet_delay;
     settings.tick_frequency = 1000000000;
     settings.extended_ids = regs.extended_ids;
@@ -355,6 +356,7 @@ SensorCounters VirtualSensor::Impl::counters() const {
             c.resend_requests = s.resend_requests;
             c.packets_resent = s.packets_resent;
             c.frames_cut = s.frames_cut;
+            c.stream_too_big = s.too_big;
         }
     }
     if (message_) {

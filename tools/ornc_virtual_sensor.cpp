@@ -186,5 +186,8 @@ int main(int argc, char** argv) {
     if (faults.cut_frame_every > 0 || faults.event_flood_per_s > 0.0)
         std::printf("ornc-virtual-sensor: %llu frames cut, %llu flood events\n",
                     static_cast<unsigned long long>(c.frames_cut), static_cast<unsigned long long>(c.events_flooded));
+    if (c.stream_too_big > 0)
+        std::printf("ornc-virtual-sensor: %llu stream packets larger than the path not sent (don't-fragment)\n",
+                    static_cast<unsigned long long>(c.stream_too_big));
     return 0;
 }

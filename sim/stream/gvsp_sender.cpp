@@ -89,6 +89,7 @@ public:
                 continue;
             }
             // The kernel refuses this datagram: give it up, keep the others.
+            if (sent < 0 && errno == EMSGSIZE) ++too_big;
             ++send_errors;
             ++refused;
             ++done;
@@ -242,11 +243,20 @@ public:
         return settings;
     }
 
+    // Sets the don't-fragment bit of what the socket sends, or gives it back
+    // the path MTU mode it was opened with. Socket lock held.
+    void apply_fragmentation(bool do_not_fragment) {
+        if (fd < 0) return;
+        const int mode = do_not_fragment ? IP_PMTUDISC_DO : opened_pmtu_mode;
+        (void)setsockopt(fd, IPPROTO_IP, IP_MTU_DISCOVER, &mode, sizeof mode);
+    }
+
     const uint32_t source_ip;
 
     mutable std::shared_mutex socket_mutex;  // exclusive: open/close; shared: sending
     int fd = -1;
     uint16_t port = 0;
+    int opened_pmtu_mode = IP_PMTUDISC_WANT;
 
     mutable std::mutex settings_mutex;
     StreamSettings settings;
@@ -262,7 +272,7 @@ public:
     std::string last_error;
 
     std::atomic<uint64_t> frames_sent{0}, packets_sent{0}, packets_dropped{0}, resend_requests{0}, packets_resent{0},
-        frames_rejected{0}, resend_unknown_block{0}, send_errors{0}, frames_cut{0};
+        frames_rejected{0}, resend_unknown_block{0}, send_errors{0}, frames_cut{0}, too_big{0};
 };
 
 GvspSender::GvspSender(uint32_t source_ip) : impl_(new Impl(source_ip)) {}
@@ -294,8 +304,11 @@ bool GvspSender::open(std::string* error) {
         ::close(fd);
         return false;
     }
+    socklen_t mode_len = sizeof impl_->opened_pmtu_mode;
+    (void)getsockopt(fd, IPPROTO_IP, IP_MTU_DISCOVER, &impl_->opened_pmtu_mode, &mode_len);
     impl_->fd = fd;
     impl_->port = ntohs(local.sin_port);
+    impl_->apply_fragmentation(impl_->current_settings().do_not_fragment);
     return true;
 }
 
@@ -313,6 +326,10 @@ uint16_t GvspSender::source_port() const {
 }
 
 void GvspSender::configure(const StreamSettings& settings) {
+    {
+        std::shared_lock<std::shared_mutex> socket_lock(impl_->socket_mutex);
+        impl_->apply_fragmentation(settings.do_not_fragment);
+    }
     std::lock_guard<std::mutex> lock(impl_->settings_mutex);
     // The count toward the next cut starts again when the fault changes, so
     // that "every Nth frame" counts from the moment it was set.
@@ -376,6 +393,9 @@ bool GvspSender::send_test_packet(uint32_t packet_size) {
     const sockaddr_in dest = wire::socket_address(s.dest_ip, s.dest_port);
     const ssize_t n =
         sendto(impl_->fd, datagram.data(), datagram.size(), 0, reinterpret_cast<const sockaddr*>(&dest), sizeof dest);
+    // Larger than the path with don't-fragment on: the probe is lost, as on a
+    // link that cannot carry it.
+    if (n < 0 && errno == EMSGSIZE) ++impl_->too_big;
     return n == static_cast<ssize_t>(datagram.size());
 }
 
@@ -390,6 +410,7 @@ StreamCounters GvspSender::counters() const {
     c.resend_unknown_block = impl_->resend_unknown_block;
     c.send_errors = impl_->send_errors;
     c.frames_cut = impl_->frames_cut;
+    c.too_big = impl_->too_big;
     return c;
 }
 

@@ -48,6 +48,7 @@ struct StreamSettings {
     uint32_t dest_ip = 0;
     uint16_t dest_port = 0;
     uint32_t packet_size = 1500;
+    bool do_not_fragment = false;
     uint32_t packet_delay_ticks = 0;
     uint64_t tick_frequency = 1000000000;
     bool extended_ids = true;
@@ -59,6 +60,8 @@ struct StreamSettings {
 };
 // dest_ip: host byte order; 0 (or dest_port 0) means "no destination", frames are not sent.
 // packet_size: whole IP datagram (IP 20 + UDP 8 + GVSP header + data), as in the SCPS register.
+// do_not_fragment: every datagram (test packets included) leaves with the IP don't-fragment bit; one larger than
+//   the path is not sent at all (counted in too_big). Off, the socket fragments as the system does by default.
 // packet_delay_ticks / tick_frequency: gap between two packets of a block.
 // loss_ratio: share of payload packets dropped on their first send (leaders and trailers are never dropped).
 // link_speed_bps: the wire rate the sender emulates (datagram bytes incl. IP/UDP headers); 0 sends as fast as
@@ -77,6 +80,7 @@ struct StreamCounters {
     uint64_t resend_unknown_block = 0;  // resend requests for blocks no longer (or never) stored (answered
                                         // PACKET_UNAVAILABLE)
     uint64_t send_errors = 0;           // datagrams the kernel refused
+    uint64_t too_big = 0;               // datagrams refused as larger than the path with don't-fragment on
     uint64_t frames_cut = 0;            // frames sent without their second half and trailer (also in frames_sent)
 };
 

@@ -23,9 +23,11 @@ public:
     ~PvDeviceGEV() override;
 
     // Finds the largest packet size that reaches the host on stream
-    // `channel` and sets it. When the test fails and `fallback` is
-    // non-zero, sets `fallback` instead (the result still reports the
-    // failure). Only channel 0 is supported.
+    // `channel` and sets it (test packets with the don't-fragment bit, so
+    // a size needing IP fragments does not count). When the test fails (no
+    // test packet arrives; TIMEOUT) and `fallback` is non-zero, sets
+    // `fallback` instead (the result still reports the failure). A device
+    // without test packets keeps its size. Only channel 0 is supported.
     PvResult NegotiatePacketSize(uint32_t channel = 0, uint32_t fallback = 0);
     // Points stream `channel` of the device at `ip`:`port`.
     PvResult SetStreamDestination(const PvString& ip, uint16_t port, uint32_t channel = 0);

@@ -1,8 +1,12 @@
 #include "platform/PvStreamGEV.h"
 
 #include <arv.h>
+#include <dirent.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <mutex>
 
 #include "platform/PvDeviceGEV.h"
@@ -72,10 +76,43 @@ ArvStream* create_stream_at_negotiated_size(ArvDevice* device, ArvStreamCallback
     return arv_device_create_stream(device, callback, callback_data, error);
 }
 
-void tune_receiver(ArvStream* stream) {
+// Aravis applies its receive buffer size only when the first frame starts,
+// on its receiving thread. Until then the socket has the system default
+// (about 90 datagrams of a 1500-byte link), and the first frame's burst
+// overflows it while that thread wakes; with more than a quarter of a
+// frame missing Aravis asks for no resend, and the frame fails a second
+// later. So the socket bound to `address`:`port` (host byte order) gets
+// the buffer at once: it is found among this process's descriptors by its
+// local address.
+void size_receive_buffer_now(uint32_t address, uint16_t port) {
+    DIR* descriptors = opendir("/proc/self/fd");
+    if (descriptors == nullptr) {
+        return;
+    }
+    while (dirent* entry = readdir(descriptors)) {
+        const int fd = std::atoi(entry->d_name);
+        int type = 0;
+        socklen_t type_size = sizeof type;
+        sockaddr_in local{};
+        socklen_t local_size = sizeof local;
+        if (fd > 2 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &type_size) == 0 && type == SOCK_DGRAM &&
+            getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size) == 0 && local.sin_family == AF_INET &&
+            ntohl(local.sin_addr.s_addr) == address && ntohs(local.sin_port) == port) {
+            setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kSocketBufferBytes, sizeof kSocketBufferBytes);
+            break;
+        }
+    }
+    closedir(descriptors);
+}
+
+void tune_receiver(ArvStream* stream, const PvString& local_ip) {
     g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBufferBytes,
                  "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS,
                  "packet-request-ratio", kPacketRequestRatio, nullptr);
+    uint32_t address = 0;
+    if (wire::parse_ipv4(local_ip.str(), &address)) {
+        size_receive_buffer_now(address, arv_gv_stream_get_port(ARV_GV_STREAM(stream)));
+    }
 }
 
 }  // namespace
@@ -180,7 +217,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         return fail(error != nullptr ? platform::take_error(error)
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
-    tune_receiver(stream);
+    tune_receiver(stream, device->GetLocalIPAddress());
     retention->Watch(stream);
     PvStreamGEV* opened = new PvStreamGEV;
     opened->retention_ = std::move(retention);

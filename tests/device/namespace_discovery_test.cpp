@@ -1,17 +1,20 @@
-// Discovery over a real Ethernet-like link: the test moves itself into a
-// network namespace of its own, puts a virtual sensor into a second one,
-// and joins the two with a veth pair using link-local addresses. Nothing
-// leaves these namespaces. Skips without root.
+// Discovery and streaming over a real Ethernet-like link: the test moves
+// itself into a network namespace of its own, puts a virtual sensor into a
+// second one, and joins the two with a veth pair (1500-byte MTU) using
+// link-local addresses. Nothing leaves these namespaces. Skips without root.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <thread>
 
 #include "ORNC.h"
+#include "acquisition_test_support.h"
 #include "environment.h"
 #include "handles.h"
 #include "log_capture.h"
@@ -32,6 +35,21 @@ constexpr const char* kSensorAddress = "169.254.10.2";
 constexpr const char* kMovedAddress = "169.254.20.7";
 constexpr const char* kGateway = "169.254.10.254";
 constexpr const char* kSensorSerial = "VSN0005";
+
+// A counter of the IP statistics of the calling thread's namespace
+// ("ReasmReqds": fragments that arrived for reassembly); -1 when absent.
+long long ip_statistic(const std::string& name) {
+    std::ifstream snmp("/proc/thread-self/net/snmp");
+    std::string names, values;
+    while (std::getline(snmp, names) && std::getline(snmp, values)) {
+        if (names.rfind("Ip: ", 0) != 0) continue;
+        std::istringstream n(names), v(values);
+        std::string key, value;
+        while (n >> key && v >> value)
+            if (key == name) return std::stoll(value);
+    }
+    return -1;
+}
 
 // The sensor's namespace, named so that ip(8) can reach it; deleted (with
 // the veth end inside it) when the test ends.
@@ -64,7 +82,7 @@ protected:
         ASSERT_TRUE(run_command(std::string("ip link add ") + kHostAdapter + " type veth peer name ornc-dev netns " +
                                 namespace_->name()));
         ASSERT_TRUE(run_command(std::string("ip addr add ") + kHostAddress + "/16 dev " + kHostAdapter));
-        ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " up"));
+        ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " mtu 1500 up"));
         ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kSensorAddress + "/16 dev ornc-dev")));
         ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev up")));
         ASSERT_TRUE(run_command(namespace_->ip("link set lo up")));
@@ -103,6 +121,8 @@ protected:
             config.serial = kSensorSerial;
             config.model = "Tri_Bench Virtual";
             config.mac = "02:00:00:00:45:05";
+            config.width = 160;
+            config.height = 120;
             auto sensor = std::make_unique<ornsim::VirtualSensor>(config);
             std::string error;
             if (sensor->start(&error)) sensor_ = std::move(sensor);
@@ -170,6 +190,44 @@ TEST_F(LinkLocalSensor, ForceIPMovesIt) {
     EXPECT_EQ(kMovedAddress, orntest::device_ip(moved));
     EXPECT_EQ(kSensorSerial, orntest::device_serial(moved));
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kMovedAddress));
+}
+
+// Connect negotiates a packet size that fits the link (the sensor's test
+// packets carry the don't-fragment bit), so a multipart grab arrives whole
+// and not one IP fragment reaches this side.
+TEST_F(LinkLocalSensor, GrabFitsTheLinkWithoutFragments) {
+    const long long fragments = ip_statistic("ReasmReqds");
+    ASSERT_GE(fragments, 0);
+    acqtest::Recorder recorder;  // outlives the handle's callbacks
+    orntest::Handle handle;
+    ASSERT_EQ(ORNC_OK, ORNCConnectByDevice(handle.get(), device_));
+    const int packet_size = std::stoi(orntest::value_text(handle.param("GevSCPSPacketSize")));
+    EXPECT_LE(packet_size, 1500);
+    EXPECT_GT(packet_size, 1000);
+    recorder.attach(handle.get());
+    ASSERT_EQ(ORNC_OK, ORNCStart(handle.get()));
+    ASSERT_EQ(ORNC_OK, ORNCAcquisitionStart(handle.get()));
+    EXPECT_TRUE(recorder.wait_frames(10, std::chrono::seconds(20)));
+    EXPECT_EQ(0, recorder.null_calls());  // before the stop, which may cut a frame short
+    for (const std::vector<orntest::ImageCopy>& parts : recorder.vectors()) {
+        ASSERT_EQ(3u, parts.size());
+        const uint64_t f = orntest::frame_from_intensity(parts[1]);
+        for (const orntest::ImageCopy& part : parts) EXPECT_EQ("", orntest::check_part(part, f));
+    }
+    EXPECT_EQ(fragments, ip_statistic("ReasmReqds"));
+    EXPECT_EQ(ORNC_OK, ORNCAcquisitionStop(handle.get()));
+    EXPECT_EQ(ORNC_OK, ORNCStop(handle.get()));
+}
+
+// A link narrower than the sensor's smallest packet carries no test
+// packet: connect says the negotiation failed and goes on.
+TEST_F(LinkLocalSensor, ConnectSaysWhenNoTestPacketArrives) {
+    ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " mtu 560"));
+    ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev mtu 560")));
+    orntest::LogCapture log;
+    orntest::Handle handle;
+    EXPECT_EQ(ORNC_OK, ORNCConnectByDevice(handle.get(), device_));
+    EXPECT_EQ(1, log.count_containing("Failed to negociate packet size"));
 }
 
 }  // namespace

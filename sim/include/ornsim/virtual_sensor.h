@@ -45,6 +45,7 @@ struct SensorCounters {
              resend_requests = 0, packets_resent = 0, events_sent = 0;
     uint64_t frames_cut = 0;      // frames that stopped halfway (counted in frames_sent too)
     uint64_t events_flooded = 0;  // flood events that went out at least once (their sends are in events_sent)
+    uint64_t stream_too_big = 0;  // stream and test packets not sent: larger than the path with don't-fragment on
 };
 
 class VirtualSensor {
