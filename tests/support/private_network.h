@@ -24,4 +24,27 @@ pid_t spawn(const std::vector<std::string>& argv);
 // Ends a child started by spawn (SIGTERM, then SIGKILL after 2 s) and reaps it.
 void end_child(pid_t child);
 
+// A second network namespace, named so that ip(8) reaches it, joined to the
+// caller's by a veth pair with a 1500-byte MTU: `adapter` here holds
+// `address`, "ornc-dev" there holds `peer_address` (both /16, up). Deleted,
+// with the veth pair, at scope end.
+class PeerNamespace {
+public:
+    PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address);
+    ~PeerNamespace();
+    PeerNamespace(const PeerNamespace&) = delete;
+    PeerNamespace& operator=(const PeerNamespace&) = delete;
+
+    bool ok() const { return ok_; }
+    // `ip -n <namespace> arguments`; true when it succeeded.
+    bool ip(const std::string& arguments) const { return run_command("ip -n " + name_ + " " + arguments); }
+    // What runs a program inside the namespace: put before its argv.
+    std::vector<std::string> launcher() const { return {"/usr/bin/env", "ip", "netns", "exec", name_}; }
+
+private:
+    std::string name_;
+    bool created_ = false;
+    bool ok_ = false;
+};
+
 }  // namespace orntest

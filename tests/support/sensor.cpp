@@ -51,8 +51,9 @@ std::string SensorFleet::add(const ornsim::SensorConfig& config) {
 }
 
 SensorProcess::SensorProcess(const std::string& binary, const ornsim::SensorConfig& config,
-                             const std::vector<std::string>& extra) {
-    std::vector<std::string> argv{binary};
+                             const std::vector<std::string>& extra, const std::vector<std::string>& launcher) {
+    std::vector<std::string> argv(launcher);
+    argv.push_back(binary);
     for (const auto& [option, value] : {std::pair<const char*, std::string>{"--address", config.address},
                                         {"--serial", config.serial},
                                         {"--mac", config.mac},

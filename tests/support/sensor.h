@@ -86,11 +86,12 @@ private:
 };
 
 // ornc-virtual-sensor as a child process with `config` and the `extra`
-// options (fault switches), ended at scope end. `ok()` once it answers.
+// options (fault switches), started through `launcher` when given (see
+// PeerNamespace), ended at scope end. `ok()` once it answers.
 class SensorProcess {
 public:
     SensorProcess(const std::string& binary, const ornsim::SensorConfig& config,
-                  const std::vector<std::string>& extra = {});
+                  const std::vector<std::string>& extra = {}, const std::vector<std::string>& launcher = {});
     ~SensorProcess();
     SensorProcess(const SensorProcess&) = delete;
     SensorProcess& operator=(const SensorProcess&) = delete;
