@@ -24,7 +24,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     }
     if (command.command != gvcp::EVENT_CMD && command.command != gvcp::EVENTDATA_CMD) __builtin_trap();
     size_t carried = 0;
-    for (const gvcp::DeviceEvent& event : command.events) {
+    for (const gvcp::EventWithData& event : command.events) {
         if (event.data.size() > gvcp::kEventDataMaxSize) __builtin_trap();
         if (command.command == gvcp::EVENT_CMD && !event.data.empty()) __builtin_trap();
         carried += event.data.size();

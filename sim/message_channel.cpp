@@ -96,12 +96,12 @@ bool MessageChannel::next_event(DeviceEvent* event, bool* flood) {
 // same way, but for block 0: no frame has that id.
 DeviceEvent MessageChannel::flood_event() const {
     DeviceEvent event;
-    event.event_id = reg::kEventIdFrameEnd;
-    event.block_id = 0;
-    event.timestamp = model_.timestamp_now();
+    event.entry.event_id = reg::kEventIdFrameEnd;
+    event.entry.block_id = 0;
+    event.entry.timestamp = model_.timestamp_now();
     event.data.resize(reg::kEventFrameEndDataSize);
-    wire::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, event.block_id);
-    wire::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, event.timestamp);
+    wire::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, event.entry.block_id);
+    wire::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, event.entry.timestamp);
     return event;
 }
 
@@ -124,8 +124,7 @@ bool MessageChannel::deliver(const DeviceEvent& event, const MessageRegisters& t
     uint16_t req_id = next_req_id_;
     next_req_id_ = static_cast<uint16_t>(next_req_id_ == 0xFFFF ? 1 : next_req_id_ + 1);
     const uint8_t flags = static_cast<uint8_t>(gvcp::kFlagAckRequired | (extended_ids ? gvcp::kFlagExtendedIds : 0));
-    const std::vector<uint8_t> packet = gvcp::build_event_data(
-        flags, req_id, gvcp::EventEntry{event.event_id, 0, event.block_id, event.timestamp}, event.data);
+    const std::vector<uint8_t> packet = gvcp::build_event_data(flags, req_id, {event});
 
     const int timeout_ms = static_cast<int>(std::min<uint32_t>(target.timeout_ms == 0 ? 1 : target.timeout_ms, 10000));
     const uint32_t attempts = std::min<uint32_t>(target.retry_count, 100) + 1;

@@ -25,16 +25,13 @@
 #include <vector>
 
 #include "device_model.h"
+#include "wire/gvcp_packets.h"
 #include "wire/udp_socket.h"
 
 namespace ornsim {
 
-struct DeviceEvent {
-    uint16_t event_id = 0;
-    uint64_t block_id = 0;
-    uint64_t timestamp = 0;
-    std::vector<uint8_t> data;  // at most gvcp::kEventDataMaxSize bytes
-};
+// An event to send: its fixed part and at most gvcp::kEventDataMaxSize data bytes.
+using DeviceEvent = gvcp::EventWithData;
 
 class MessageChannel {
 public:

@@ -163,9 +163,9 @@ bool VirtualSensor::Impl::start(std::string* error) {
         [this](const AcquisitionSnapshot& settings, uint64_t block_id, uint64_t timestamp) {
             if (!settings.frame_end_event) return;
             DeviceEvent event;
-            event.event_id = reg::kEventIdFrameEnd;
-            event.block_id = block_id;
-            event.timestamp = timestamp;
+            event.entry.event_id = reg::kEventIdFrameEnd;
+            event.entry.block_id = block_id;
+            event.entry.timestamp = timestamp;
             event.data.resize(reg::kEventFrameEndDataSize);
             wire::store_be64(event.data.data() + reg::kEventFrameEndFrameIdOffset, block_id);
             wire::store_be64(event.data.data() + reg::kEventFrameEndTimestampOffset, timestamp);

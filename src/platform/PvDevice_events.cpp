@@ -261,7 +261,7 @@ void PvDevice::EventDispatch::Run(std::shared_ptr<Shared> shared) {
         std::lock_guard<std::mutex> guard(shared->lock);
         shared->dispatch_thread = std::this_thread::get_id();
     }
-    std::vector<gvcp::DeviceEvent> events;
+    std::vector<gvcp::EventWithData> events;
     std::vector<std::string> rejected;
     while (!shared->stopping) {
         pollfd fds[2] = {{shared->wake[0], POLLIN, 0}, {shared->channel.fd(), POLLIN, 0}};
@@ -289,21 +289,21 @@ void PvDevice::EventDispatch::Run(std::shared_ptr<Shared> shared) {
         for (const std::string& reason : rejected) {
             ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: Message channel datagram dropped: %s", reason.c_str());
         }
-        for (const gvcp::DeviceEvent& event : events) {
+        for (const gvcp::EventWithData& event : events) {
             if (shared->stopping) {
                 break;
             }
             PvGenParameterList* data =
                 shared->event_data != nullptr
-                    ? shared->event_data->Bind(event.event_id, event.data.data(), event.data.size())
+                    ? shared->event_data->Bind(event.entry.event_id, event.data.data(), event.data.size())
                     : nullptr;
             PvDevice* owner = shared->owner;
             Notify(*shared, [&](PvDeviceEventSink* sink) {
-                sink->OnEvent(owner, event.event_id, event.stream_channel, event.block_id, event.timestamp,
-                              event.data.empty() ? nullptr : event.data.data(),
+                sink->OnEvent(owner, event.entry.event_id, event.entry.stream_channel, event.entry.block_id,
+                              event.entry.timestamp, event.data.empty() ? nullptr : event.data.data(),
                               static_cast<uint32_t>(event.data.size()));
-                sink->OnEventGenICam(owner, event.event_id, event.stream_channel, event.block_id, event.timestamp,
-                                     data);
+                sink->OnEventGenICam(owner, event.entry.event_id, event.entry.stream_channel, event.entry.block_id,
+                                     event.entry.timestamp, data);
             });
         }
     }

@@ -57,13 +57,7 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
     parsed.request_id = request_id;
     parsed.wants_ack = (flags & kFlagAckRequired) != 0;
     auto read_entry = [&](const uint8_t* entry) {
-        const EventEntry fields = read_event_entry(entry, entry_size, extended);
-        DeviceEvent event;
-        event.event_id = fields.event_id;
-        event.stream_channel = fields.stream_channel;
-        event.block_id = fields.block_id;
-        event.timestamp = fields.timestamp;
-        return event;
+        return EventWithData{read_event_entry(entry, entry_size, extended), {}};
     };
     if (code == EVENT_CMD) {
         if (length == 0 || length % entry_size != 0) {
@@ -82,7 +76,7 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
             return reject("EVENTDATA_CMD carries " + std::to_string(data_size) + " data bytes (at most " +
                           std::to_string(kEventDataMaxSize) + ")");
         }
-        DeviceEvent event = read_entry(payload);
+        EventWithData event = read_entry(payload);
         event.data.assign(payload + entry_size, payload + length);
         parsed.events.push_back(std::move(event));
     } else {
@@ -105,7 +99,7 @@ bool parse_event_command(const uint8_t* datagram, size_t size, EventCommand* com
                                          std::to_string(event_size - entry_size) + " data bytes (at most " +
                                          std::to_string(kEventDataMaxSize) + ")");
             } else {
-                DeviceEvent event = read_entry(payload + offset);
+                EventWithData event = read_entry(payload + offset);
                 event.data.assign(payload + offset + entry_size, payload + offset + event_size);
                 parsed.events.push_back(std::move(event));
             }
@@ -144,7 +138,7 @@ bool MessageChannel::seen_before(uint16_t request_id) {
     return false;
 }
 
-void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::string>* rejected) {
+void MessageChannel::receive(std::vector<EventWithData>* events, std::vector<std::string>* rejected) {
     uint8_t datagram[kReceiveCapacity];
     for (;;) {
         uint32_t source = 0;
@@ -180,7 +174,7 @@ void MessageChannel::receive(std::vector<DeviceEvent>* events, std::vector<std::
         if (seen_before(command.request_id) || events == nullptr) {
             continue;
         }
-        for (DeviceEvent& event : command.events) {
+        for (EventWithData& event : command.events) {
             events->push_back(std::move(event));
         }
     }

@@ -20,24 +20,17 @@
 #include <string>
 #include <vector>
 
+#include "wire/gvcp_packets.h"
 #include "wire/udp_socket.h"
 
 namespace gvcp {
-
-struct DeviceEvent {
-    uint16_t event_id = 0;
-    uint16_t stream_channel = 0;
-    uint64_t block_id = 0;
-    uint64_t timestamp = 0;
-    std::vector<uint8_t> data;  // EVENTDATA only
-};
 
 // One parsed EVENT/EVENTDATA command.
 struct EventCommand {
     uint16_t command = 0;
     uint16_t request_id = 0;
     bool wants_ack = false;
-    std::vector<DeviceEvent> events;
+    std::vector<EventWithData> events;
     // Parts of an EVENTDATA_CMD that could not be read (one line each).
     std::vector<std::string> skipped;
 };
@@ -61,7 +54,7 @@ public:
     // the events not seen before to `events`. Reasons for dropped
     // datagrams and skipped events go to `rejected` (one line each) when
     // non-null.
-    void receive(std::vector<DeviceEvent>* events, std::vector<std::string>* rejected);
+    void receive(std::vector<EventWithData>* events, std::vector<std::string>* rejected);
 
     uint64_t dropped() const { return dropped_; }
     uint64_t acknowledged() const { return acknowledged_; }
