@@ -1,7 +1,8 @@
 // The device node map through the platform classes, on the virtual sensor
-// with the platform suite's description file (platform_test_support.h),
-// whose features live in the sensor's plain memory: each check is a real node on a real device, and
-// values are verified by reading the device's memory behind the node map.
+// with the tests' features as its description file (test_genicam.h), which
+// live in the sensor's plain memory: each check is a real node on a real
+// device, and values are verified by reading the device's memory behind the
+// node map.
 #include <arv.h>
 #include <gtest/gtest.h>
 
@@ -23,24 +24,25 @@ using platform_test::got;
 using platform_test::Rig;
 
 constexpr const char* kSensorAddress = "127.0.46.1";
-using platform_test::kPlainMemory;
+using orntest::kPlainMemory;
 
-using namespace platform_test::plain;
+using namespace orntest::plain;
 
 // Features in the order of the suite's file: categories and ports are not
 // parameters, StructEntry and grouped features stand where they are.
 const std::vector<std::string> kDocumentOrder = {
-    "TestSelector",   "TestSelectorReg", "TestSelectedA",   "TestSelectedB", "TestInteger",  "TestIntegerReg",
-    "TestWide",       "TestReadOnly",    "TestWriteOnly",   "TestFloat",     "TestFloatReg", "TestBoolean",
-    "TestBooleanReg", "TestString",      "TestEnum",        "TestEnumReg",   "TestCommand",  "TestCommandReg",
-    "TestRegister",   "TestLocked",      "TestUnavailable", "TestIp",        "TestIpReg",    "TestStructLow",
-    "TestStructHigh", "TestInnerValue",  "Source",          "SourceReg",     "Doubled",      "Quadrupled",
-    "Cached",         "CachedReg",       "Bounded",         "BoundedReg",    "Selector",     "SelectorReg",
-    "Indexed",        "IndexedReg",      "Unrelated",       "UnrelatedReg"};
+    "TestSelector",     "TestSelectorReg",     "TestSelectedA",   "TestSelectedB", "TestInteger",    "TestIntegerReg",
+    "TestWide",         "TestReadOnly",        "TestWriteOnly",   "TestFloat",     "TestFloatReg",   "TestBoolean",
+    "TestBooleanReg",   "TestString",          "TestEnum",        "TestEnumReg",   "TestCommand",    "TestCommandReg",
+    "TestRegister",     "TestLocked",          "TestUnavailable", "TestIp",        "TestIpReg",      "TestStructLow",
+    "TestStructHigh",   "TestInnerValue",      "Source",          "SourceReg",     "Doubled",        "Quadrupled",
+    "Cached",           "CachedReg",           "Bounded",         "BoundedReg",    "Selector",       "SelectorReg",
+    "Indexed",          "IndexedReg",          "Unrelated",       "UnrelatedReg",  "IntStep4",       "IntStep4Reg",
+    "IntMinusOneToU32", "IntMinusOneToU32Reg", "IntFull64",       "IntTo2Pow32",   "IntTo2Pow32Reg", "RawSpan"};
 
 class PlatformNodeMap : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, platform_test::test_description()); }
+    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, orntest::test_features_xml()); }
     static void TearDownTestSuite() {
         delete rig_;
         rig_ = nullptr;
@@ -123,13 +125,13 @@ TEST_F(PlatformNodeMap, NameTextsFallBackToTheNameAndCategoriesGiveEachFeatureIt
     for (uint32_t i = 0; i < params_->GetCategoryCount(); ++i) {
         names.push_back(params_->GetCategory(i)->GetName().str());
     }
-    EXPECT_EQ(names, (std::vector<std::string>{"Root", "TestControl", "Nested", "Inner"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"Root", "RangeTests", "Nested", "Inner"}));
     EXPECT_EQ(params_->GetCategory(params_->GetCategoryCount()), nullptr);
     EXPECT_EQ(params_->GetCategory("TestInteger"), nullptr);
 
-    EXPECT_EQ(got<PvString>(params_->GetCategory("TestControl"), &PvGenCategory::GetDisplayName), "Test Control");
+    EXPECT_EQ(got<PvString>(params_->GetCategory("RangeTests"), &PvGenCategory::GetDisplayName), "Range Tests");
     EXPECT_EQ(got<PvString>(params_->GetCategory("Nested"), &PvGenCategory::GetDisplayName), "Nested");
-    EXPECT_EQ(got<PvString>(integer, &PvGenParameter::GetCategory), "Root\\TestControl");
+    EXPECT_EQ(got<PvString>(integer, &PvGenParameter::GetCategory), "Root\\RangeTests");
     EXPECT_EQ(got<PvString>(params_->Get("TestInnerValue"), &PvGenParameter::GetCategory), "Root\\Nested\\Inner");
     EXPECT_EQ(got<PvString>(wide, &PvGenParameter::GetCategory), "") << "listed by no category";
 }
