@@ -21,6 +21,9 @@
 
 namespace {
 
+using Int = std::pair<ornc_status_t, int>;
+using UInt = std::pair<ornc_status_t, unsigned int>;
+using Text = std::pair<ornc_status_t, std::string>;
 using orntest::device_param;
 using orntest::value_text;
 
@@ -53,6 +56,20 @@ protected:
         int value = -12345;
         EXPECT_EQ(ORNCParamGetIntegerValue(param(name), &value), ORNC_OK) << name;
         return value;
+    }
+    // A typed getter's status and its output, which starts as `unset`.
+    template <typename T>
+    static std::pair<ornc_status_t, T> got(ornc_status_t (*getter)(const ornc_param_t*, T*), const char* name,
+                                           T unset) {
+        T value = unset;
+        const ornc_status_t status = getter(param(name), &value);
+        return {status, value};
+    }
+    // ORNCParamGetValue's status and text in a buffer of `size` that held "junk".
+    static std::pair<ornc_status_t, std::string> text_in(const char* name, int size) {
+        char text[32] = "junk";
+        const ornc_status_t status = ORNCParamGetValue(param(name), text, size);
+        return {status, text};
     }
 
     static orntest::TempWorkDir* workdir_;
@@ -122,10 +139,7 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     EXPECT_EQ(inc, 4u);
 
     // The unsigned range has no signed view: outputs stay as they were.
-    min = 7;
-    EXPECT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("TestWide"), &min, nullptr, nullptr),
-              ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(min, 7);
+    EXPECT_EQ(got(ORNCParamGetIntegerMinValue, "TestWide", 7), Int(ORNC_ERR_PARAM_TYPE_MISMATCH, 7));
     unsigned int umin = 7;
     unsigned int umax = 0;
     ASSERT_EQ(ORNCParamGetUIntegerMinMaxIncValues(param("TestWide"), &umin, &umax, nullptr), ORNC_OK);
@@ -143,15 +157,9 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     EXPECT_EQ(max, -1);
 
     // A float is the wrong kind for a range and a mismatch for a value.
-    min = 55;
-    EXPECT_EQ(ORNCParamGetIntegerMinValue(param("TestFloat"), &min), ORNC_ERR_PARAM_WRONG_TYPE);
-    EXPECT_EQ(min, 0);
-    int value = 55;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("TestFloat"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(value, 55);
-    float fmin = 1.0f;
-    EXPECT_EQ(ORNCParamGetFloatMinValue(param("TestInteger"), &fmin), ORNC_ERR_PARAM_WRONG_TYPE);
-    EXPECT_EQ(fmin, 0.0f);
+    EXPECT_EQ(got(ORNCParamGetIntegerMinValue, "TestFloat", 55), Int(ORNC_ERR_PARAM_WRONG_TYPE, 0));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestFloat", 55), Int(ORNC_ERR_PARAM_TYPE_MISMATCH, 55));
+    EXPECT_EQ(got(ORNCParamGetFloatMinValue, "TestInteger", 1.0f), std::make_pair(ORNC_ERR_PARAM_WRONG_TYPE, 0.0f));
 }
 
 TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
@@ -165,18 +173,11 @@ TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
     ASSERT_EQ(ORNCParamGetRegisterValue(span, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
 
-    int value = 77;
-    unsigned int uvalue = 77;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntMinusOneToU32"), &value), ORNC_OK);
-    EXPECT_EQ(value, -1);
-    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntMinusOneToU32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(uvalue, 77u);
-    value = 77;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntTo2Pow32"), &value), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(value, 77);
-    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntTo2Pow32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(uvalue, 77u);
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntFull64"), &value), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntMinusOneToU32", 77), Int(ORNC_OK, -1));
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "IntMinusOneToU32", 77u), UInt(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntTo2Pow32", 77), Int(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "IntTo2Pow32", 77u), UInt(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntFull64", 77), Int(ORNC_ERR_OUT_OF_RANGE, 77));
 
     // Text forms: no view at all is -1 for reads and -209 for writes; a
     // view whose value does not fit is the typed read's -6.
@@ -191,12 +192,9 @@ TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
 TEST_F(ParamRules, UnsignedNodesTakeTheUnsignedPath) {
     ornc_param_t* u32 = param("TestWide");
     ASSERT_EQ(ORNCParamSetValue(u32, "4000000000"), ORNC_OK);
-    unsigned int value = 0;
-    ASSERT_EQ(ORNCParamGetUIntegerValue(u32, &value), ORNC_OK);
-    EXPECT_EQ(value, 4000000000u);
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "TestWide", 0u), UInt(ORNC_OK, 4000000000u));
     EXPECT_EQ(value_text(u32), "4000000000");
-    int signed_value = 9;
-    EXPECT_EQ(ORNCParamGetIntegerValue(u32, &signed_value), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestWide", 9), Int(ORNC_ERR_OUT_OF_RANGE, 9));
     ASSERT_EQ(ORNCParamSetUIntegerValue(u32, 4294967295u), ORNC_OK);
     EXPECT_EQ(value_text(u32), "4294967295");
     ASSERT_EQ(ORNCParamSetIntegerValue(u32, -5), ORNC_OK);  // clamped to the minimum
@@ -211,28 +209,22 @@ TEST_F(ParamRules, FloatWritesAreClampedAndPrintedWithSixDecimals) {
     EXPECT_EQ(min, 0.0f);
     EXPECT_EQ(max, 100.0f);
 
-    float value = 0.0f;
     ASSERT_EQ(ORNCParamSetFloatValue(f, 1e9f), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_EQ(value, 100.0f);
+    EXPECT_EQ(got(ORNCParamGetFloatValue, "TestFloat", -1.0f), std::make_pair(ORNC_OK, 100.0f));
     ASSERT_EQ(ORNCParamSetFloatValue(f, -3.0f), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_EQ(value, 0.0f);
+    EXPECT_EQ(got(ORNCParamGetFloatValue, "TestFloat", -1.0f), std::make_pair(ORNC_OK, 0.0f));
 
     ASSERT_EQ(ORNCParamSetValue(f, "2.5"), ORNC_OK);
     EXPECT_EQ(value_text(f), "2.500000");
-    char text[16];
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(f, text, 8), ORNC_ERR_STRING_TOO_LONG);
-    EXPECT_STREQ(text, "");
-    ASSERT_EQ(ORNCParamGetValue(f, text, 9), ORNC_OK);
-    EXPECT_STREQ(text, "2.500000");
+    EXPECT_EQ(text_in("TestFloat", 8), Text(ORNC_ERR_STRING_TOO_LONG, ""));
+    EXPECT_EQ(text_in("TestFloat", 9), Text(ORNC_OK, "2.500000"));
     EXPECT_EQ(ORNCParamSetValue(f, "much"), ORNC_ERR_PARAM_INVALID_VALUE);
 
     // A NaN fails both comparisons and reaches the device unclamped.
     ASSERT_EQ(ORNCParamSetFloatValue(f, std::numeric_limits<float>::quiet_NaN()), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_TRUE(std::isnan(value));
+    const auto nan = got(ORNCParamGetFloatValue, "TestFloat", 0.0f);
+    EXPECT_EQ(nan.first, ORNC_OK);
+    EXPECT_TRUE(std::isnan(nan.second));
 }
 
 TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
@@ -249,13 +241,8 @@ TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
     ornc_param_t* wo = param("TestWriteOnly");
     EXPECT_EQ(ORNCParamIsReadable(wo), 0);
     EXPECT_EQ(ORNCParamIsWritable(wo), 1);
-    int value = 3;
-    EXPECT_EQ(ORNCParamGetIntegerValue(wo, &value), ORNC_ERR_PARAM_NOT_READABLE);
-    EXPECT_EQ(value, 3);
-    char text[16];
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(wo, text, sizeof text), ORNC_ERR_PARAM_NOT_READABLE);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestWriteOnly", 3), Int(ORNC_ERR_PARAM_NOT_READABLE, 3));
+    EXPECT_EQ(text_in("TestWriteOnly", 16), Text(ORNC_ERR_PARAM_NOT_READABLE, ""));
     EXPECT_EQ(ORNCParamSetIntegerValue(wo, 500), ORNC_OK);
     EXPECT_EQ(ORNCParamSetValue(wo, "600"), ORNC_OK);
     // The built-in read-only features refuse writes the same way.
@@ -291,9 +278,7 @@ TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
     ASSERT_EQ(ORNCParamGetRegisterValue(reg, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
     // Neither text form exists for registers.
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(reg, text, sizeof text), ORNC_ERROR);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(text_in("TestRegister", 32), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(reg, "1"), ORNC_ERR_INTERNAL);
     EXPECT_EQ(ORNCParamGetRegisterValue(param("TestInteger"), back, sizeof back), ORNC_ERR_PARAM_TYPE_MISMATCH);
 }
@@ -318,11 +303,9 @@ TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
         EXPECT_EQ(value_text(b), c.after) << c.text;
     }
     ASSERT_EQ(ORNCParamSetBooleanValue(b, 0), ORNC_OK);
-    int value = 9;
-    ASSERT_EQ(ORNCParamGetBooleanValue(b, &value), ORNC_OK);
-    EXPECT_EQ(value, 0);
+    EXPECT_EQ(got(ORNCParamGetBooleanValue, "TestBoolean", 9), Int(ORNC_OK, 0));
     EXPECT_EQ(ORNCParamSetBooleanValue(param("TestInteger"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetBooleanValue(param("TestEnum"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(got(ORNCParamGetBooleanValue, "TestEnum", 9).first, ORNC_ERR_PARAM_TYPE_MISMATCH);
 }
 
 TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
@@ -349,8 +332,7 @@ TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
     EXPECT_EQ(ORNCParamGetEnumEntryName(e, -1, name, sizeof name), ORNC_ERROR);
 
     ASSERT_EQ(ORNCParamSetValue(e, "3"), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetEnumValue(e, &value), ORNC_OK);
-    EXPECT_EQ(value, 3);
+    EXPECT_EQ(got(ORNCParamGetEnumValue, "TestEnum", 0), Int(ORNC_OK, 3));
     EXPECT_EQ(ORNCParamSetValue(e, "Alpha"), ORNC_ERR_PARAM_INVALID_VALUE);
     ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Alpha"), ORNC_OK);
     EXPECT_EQ(value_text(e), "1");
@@ -373,11 +355,8 @@ TEST_F(ParamRules, CommandsAreSentWhateverTheDeviceAnswers) {
     EXPECT_EQ(ORNCParamSendCommand(nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);
     // A command on a readable register is readable but has no text form;
     // writing one as text is not supported.
-    char text[8];
-    std::strcpy(text, "junk");
     EXPECT_EQ(ORNCParamIsReadable(c), 1);
-    EXPECT_EQ(ORNCParamGetValue(c, text, sizeof text), ORNC_ERROR);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(text_in("TestCommand", 8), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(c, "1"), ORNC_ERR_INTERNAL);
 
     ornsim::FaultSwitches faults;
