@@ -44,43 +44,29 @@ std::string features() {
   </Category>
   <Category Name="Nested" NameSpace="Custom"><pFeature>Inner</pFeature></Category>
   <Category Name="Inner" NameSpace="Custom"><pFeature>TestInnerValue</pFeature></Category>
-  <Integer Name="TestSelector" NameSpace="Custom">
-    <Visibility>Expert</Visibility>
-    <pValue>TestSelectorReg</pValue>
-    <Min>0</Min><Max>7</Max><Inc>1</Inc>
-    <pSelected>TestSelectedB</pSelected>
-    <pSelected>TestSelectedA</pSelected>
+  <Integer Name="TestSelector" NameSpace="Custom"><Visibility>Expert</Visibility><pValue>TestSelectorReg</pValue>
+    <Min>0</Min><Max>7</Max><Inc>1</Inc><pSelected>TestSelectedB</pSelected><pSelected>TestSelectedA</pSelected>
   </Integer>
 )XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") +
            R"XML(
   <Integer Name="TestSelectedA" NameSpace="Custom"><Value>1</Value></Integer>
   <Integer Name="TestSelectedB" NameSpace="Custom"><Value>2</Value></Integer>
-  <Integer Name="TestInteger" NameSpace="Custom">
-    <DisplayName>Test Integer</DisplayName>
-    <Description>An integer with a step</Description>
-    <ToolTip>Steps of ten</ToolTip>
-    <pValue>TestIntegerReg</pValue>
-    <Min>0</Min><Max>100</Max><Inc>10</Inc>
-  </Integer>
+  <Integer Name="TestInteger" NameSpace="Custom"><DisplayName>Test Integer</DisplayName>
+    <Description>An integer with a step</Description><ToolTip>Steps of ten</ToolTip><pValue>TestIntegerReg</pValue>
+    <Min>0</Min><Max>100</Max><Inc>10</Inc></Integer>
 )XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
            int_reg("TestWide", kWide) + int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", kNoCache) +
            int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
-  <Float Name="TestFloat" NameSpace="Custom">
-    <pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
+  <Float Name="TestFloat" NameSpace="Custom"><pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
   </Float>
-  <FloatReg Name="TestFloatReg" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100028</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-    <Endianess>BigEndian</Endianess>
-  </FloatReg>
-  <Boolean Name="TestBoolean" NameSpace="Custom">
-    <pValue>TestBooleanReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue>
-  </Boolean>
+  <FloatReg Name="TestFloatReg" NameSpace="Custom"><Visibility>Guru</Visibility><Address>0x00100028</Address>
+    <Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>
+  <Boolean Name="TestBoolean" NameSpace="Custom"><pValue>TestBooleanReg</pValue>
+    <OnValue>1</OnValue><OffValue>0</OffValue></Boolean>
 )XML" + int_reg("TestBooleanReg", kBoolean) +
            R"XML(
-  <StringReg Name="TestString" NameSpace="Custom">
-    <Address>0x00100040</Address><Length>16</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </StringReg>
+  <StringReg Name="TestString" NameSpace="Custom"><Address>0x00100040</Address><Length>16</Length>
+    <AccessMode>RW</AccessMode><pPort>Device</pPort></StringReg>
   <Enumeration Name="TestEnum" NameSpace="Custom">
     <EnumEntry Name="Zebra" NameSpace="Custom"><Value>5</Value></EnumEntry>
     <EnumEntry Name="Alpha" NameSpace="Custom"><DisplayName>First Letter</DisplayName><Value>1</Value></EnumEntry>
@@ -92,31 +78,24 @@ std::string features() {
   <Command Name="TestCommand" NameSpace="Custom"><pValue>TestCommandReg</pValue><CommandValue>1</CommandValue></Command>
 )XML" + int_reg("TestCommandReg", kCommand) +
            R"XML(
-  <Register Name="TestRegister" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100060</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </Register>
+  <Register Name="TestRegister" NameSpace="Custom"><Visibility>Guru</Visibility><Address>0x00100060</Address>
+    <Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></Register>
   <Integer Name="TestLocked" NameSpace="Custom"><pIsLocked>TestBoolean</pIsLocked><pValue>TestWide</pValue></Integer>
-  <Integer Name="TestUnavailable" NameSpace="Custom">
-    <pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
+  <Integer Name="TestUnavailable" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
   </Integer>
-  <Integer Name="TestIp" NameSpace="Custom">
-    <pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
+  <Integer Name="TestIp" NameSpace="Custom"><pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
   </Integer>
 )XML" + int_reg("TestIpReg", kIp) +
            R"XML(
   <StructReg Comment="two bytes of one register">
     <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
-    <StructEntry Name="TestStructLow" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB>
+    <StructEntry Name="TestStructLow" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB>
     </StructEntry>
-    <StructEntry Name="TestStructHigh" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB>
+    <StructEntry Name="TestStructHigh" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB>
     </StructEntry>
   </StructReg>
-  <Group Comment="grouped">
-    <Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility><Value>9</Value></Integer>
-  </Group>
+  <Group Comment="grouped"><Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility>
+    <Value>9</Value></Integer></Group>
   <Integer Name="Source" NameSpace="Custom"><pValue>SourceReg</pValue><Min>0</Min><Max>1000</Max></Integer>
 )XML" + int_reg("SourceReg", 0x80) +
            R"XML(
@@ -147,9 +126,8 @@ std::string features() {
   <Integer Name="IntTo2Pow32" NameSpace="Custom"><pValue>IntTo2Pow32Reg</pValue><Min>0</Min><Max>4294967296</Max></Integer>
 )XML" + int_reg("IntTo2Pow32Reg", 0xB8, "RW", "Signed", kNoCache, 8) +
            R"XML(
-  <Register Name="RawSpan" NameSpace="Custom">
-    <Address>0x001000A8</Address><Length>24</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </Register>
+  <Register Name="RawSpan" NameSpace="Custom"><Address>0x001000A8</Address><Length>24</Length><AccessMode>RW</AccessMode>
+    <pPort>Device</pPort></Register>
 )XML";
 }
 
