@@ -5,18 +5,11 @@
 
 #include <arv.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
