@@ -29,19 +29,9 @@ constexpr uint32_t kPlainMemory = 0x00100000;
 
 // Offsets into plain memory of the registers behind the test features.
 namespace plain {
-constexpr uint32_t kSelector = 0x00;
-constexpr uint32_t kInteger = 0x08;
-constexpr uint32_t kWide = 0x10;
-constexpr uint32_t kReadOnly = 0x18;
-constexpr uint32_t kWriteOnly = 0x20;
-constexpr uint32_t kFloat = 0x28;
-constexpr uint32_t kBoolean = 0x38;
-constexpr uint32_t kString = 0x40;
-constexpr uint32_t kEnum = 0x50;
-constexpr uint32_t kCommand = 0x58;
-constexpr uint32_t kRegister = 0x60;
-constexpr uint32_t kIp = 0x70;
-constexpr uint32_t kStruct = 0x78;
+constexpr uint32_t kSelector = 0x00, kInteger = 0x08, kWide = 0x10, kReadOnly = 0x18, kWriteOnly = 0x20, kFloat = 0x28,
+                   kBoolean = 0x38, kString = 0x40, kEnum = 0x50, kCommand = 0x58, kRegister = 0x60, kIp = 0x70,
+                   kStruct = 0x78;
 }  // namespace plain
 
 }  // namespace orntest
