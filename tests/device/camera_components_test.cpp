@@ -108,9 +108,7 @@ TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
     EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), confidence), 0);
     EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
     EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
-    int enabled = -1;
-    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "ComponentEnable"), &enabled), ORNC_OK);
-    EXPECT_EQ(enabled, 1);
+    EXPECT_EQ(orntest::value_text(orntest::device_param(handle.get(), "ComponentEnable")), "true");
 
     // Enabling sets the component's pixel format; disabling leaves it.
     ASSERT_EQ(ORNCComponentEnable(handle.get(), c16, 1), ORNC_OK);

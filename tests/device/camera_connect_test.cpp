@@ -245,10 +245,7 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
     EXPECT_EQ(ORNCParamGetType(ORNCParamsGetParamByName(ORNCGetStreamParams(handle.get()), "Bandwidth")),
               ORN_PARAM_FLOAT);
     // Connect switched multipart on for stream channel 0.
-    int multipart = 0;
-    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "GevSCCFGMultiPartEnabled"), &multipart),
-              ORNC_OK);
-    EXPECT_EQ(multipart, 1);
+    EXPECT_EQ(value_text(orntest::device_param(handle.get(), "GevSCCFGMultiPartEnabled")), "true");
 }
 
 TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
@@ -262,8 +259,6 @@ TEST_F(Connect, DumpXMLWritesTheDescriptionFile) {
         EXPECT_EQ(log.count_containing("ORNC: XML dumped"), 1);
     }
     EXPECT_EQ(orntest::read_file("device.xml"), orntest::builtin_xml(config_));
-    ASSERT_EQ(ORNCDumpXML(handle.get(), "device.xml.zip"), ORNC_OK);
-    EXPECT_EQ(orntest::read_file("device.xml.zip").substr(0, 2), "PK");
     {
         orntest::LogCapture log;
         EXPECT_EQ(ORNCDumpXML(handle.get(), "no/such/dir/device.xml"), ORNC_ERROR);
@@ -293,11 +288,7 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0xA9FE0A14u);
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
-    int persistent = 0;
-    ASSERT_EQ(ORNCParamGetBooleanValue(orntest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP"),
-                                       &persistent),
-              ORNC_OK);
-    EXPECT_EQ(persistent, 1);
+    EXPECT_EQ(value_text(orntest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP")), "true");
 
     // A refused mask write stops there: the address before it stays.
     ornsim::FaultSwitches faults;

@@ -1,6 +1,6 @@
 // The value rules of the parameter API on real nodes of a real device: the
-// virtual sensor runs a GenICam file with features of the test's own in
-// its plain memory (step rounding, clamping, 32-bit views, 64-bit ranges,
+// virtual sensor runs its built-in GenICam file with the tests' features
+// (test_genicam.h) in its plain memory (step rounding, clamping, 32-bit views, 64-bit ranges,
 // read-only and write-only nodes, registers, strings, enumerations,
 // booleans, commands, selectors), reached over GVCP on loopback.
 #include <gtest/gtest.h>
@@ -21,6 +21,9 @@
 
 namespace {
 
+using Int = std::pair<ornc_status_t, int>;
+using UInt = std::pair<ornc_status_t, unsigned int>;
+using Text = std::pair<ornc_status_t, std::string>;
 using orntest::device_param;
 using orntest::value_text;
 
@@ -54,6 +57,20 @@ protected:
         EXPECT_EQ(ORNCParamGetIntegerValue(param(name), &value), ORNC_OK) << name;
         return value;
     }
+    // A typed getter's status and its output, which starts as `unset`.
+    template <typename T>
+    static std::pair<ornc_status_t, T> got(ornc_status_t (*getter)(const ornc_param_t*, T*), const char* name,
+                                           T unset) {
+        T value = unset;
+        const ornc_status_t status = getter(param(name), &value);
+        return {status, value};
+    }
+    // ORNCParamGetValue's status and text in a buffer of `size` that held "junk".
+    static std::pair<ornc_status_t, std::string> text_in(const char* name, int size) {
+        char text[32] = "junk";
+        const ornc_status_t status = ORNCParamGetValue(param(name), text, size);
+        return {status, text};
+    }
 
     static orntest::TempWorkDir* workdir_;
     static orntest::SensorScope* sensor_;
@@ -67,14 +84,14 @@ orntest::Handle* ParamRules::handle_ = nullptr;
 ornc_status_t ParamRules::connect_status_ = ORNC_ERROR;
 
 TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
-    ornc_param_t* step10 = param("IntStep10");
+    ornc_param_t* step10 = param("TestInteger");
     const struct {
         int written;
         int stored;
     } step10_cases[] = {{14, 10}, {15, 20}, {95, 100}, {250, 100}, {-7, 0}, {40, 40}};
     for (const auto& c : step10_cases) {
         ASSERT_EQ(ORNCParamSetIntegerValue(step10, c.written), ORNC_OK) << c.written;
-        EXPECT_EQ(read_int("IntStep10"), c.stored) << "written " << c.written;
+        EXPECT_EQ(read_int("TestInteger"), c.stored) << "written " << c.written;
     }
     // 99 rounds to 101 on the grid from 1 and is clamped to 100, off the grid.
     ornc_param_t* step4 = param("IntStep4");
@@ -85,34 +102,36 @@ TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
     ASSERT_EQ(ORNCParamSetUIntegerValue(step4, 4000000000u), ORNC_OK);
     EXPECT_EQ(read_int("IntStep4"), 100);
     // Increment 1: only clamping.
-    ornc_param_t* selector = param("IndexSelector");
-    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 5), ORNC_OK);
-    EXPECT_EQ(read_int("IndexSelector"), 5);
+    ornc_param_t* selector = param("Selector");
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 2), ORNC_OK);
+    EXPECT_EQ(read_int("Selector"), 2);
     ASSERT_EQ(ORNCParamSetIntegerValue(selector, 9), ORNC_OK);
-    EXPECT_EQ(read_int("IndexSelector"), 7);
+    EXPECT_EQ(read_int("Selector"), 3);
     // The text form takes the same path.
     ASSERT_EQ(ORNCParamSetValue(step10, "64"), ORNC_OK);
     EXPECT_EQ(value_text(step10), "60");
     EXPECT_EQ(ORNCParamSetValue(step10, "sixty"), ORNC_ERR_PARAM_INVALID_VALUE);
     EXPECT_EQ(value_text(step10), "60");
-    EXPECT_EQ(value_text(param("IntFormula")), "120");
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Source"), 60), ORNC_OK);
+    EXPECT_EQ(value_text(param("Doubled")), "120");
 }
 
-// Integers take the kind of the 32-bit view their range fits, or none.
+// Integers take the kind of the 32-bit view their range fits, or none; an
+// unreadable one (TestWriteOnly, 32-bit unsigned) is an integer.
 TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     const std::pair<const char*, orn_param_type_t> kinds[] = {
-        {"IntStep10", ORN_PARAM_INTEGER}, {"IntUnsigned32", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
-        {"IntFull64", ORN_PARAM_INTEGER}, {"IntTo2Pow32", ORN_PARAM_NONE},       {"IntWriteOnly", ORN_PARAM_INTEGER},
-        {"RawSpan", ORN_PARAM_REGISTER},  {"FloatRange", ORN_PARAM_FLOAT},       {"TextValue", ORN_PARAM_STRING},
-        {"FlagValue", ORN_PARAM_BOOLEAN}, {"ModeChoice", ORN_PARAM_ENUM},        {"PulseCommand", ORN_PARAM_COMMAND},
-        {"IntFormula", ORN_PARAM_INTEGER}};
+        {"TestInteger", ORN_PARAM_INTEGER}, {"TestWide", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
+        {"IntFull64", ORN_PARAM_INTEGER},   {"IntTo2Pow32", ORN_PARAM_NONE},  {"TestWriteOnly", ORN_PARAM_INTEGER},
+        {"RawSpan", ORN_PARAM_REGISTER},    {"TestFloat", ORN_PARAM_FLOAT},   {"TestString", ORN_PARAM_STRING},
+        {"TestBoolean", ORN_PARAM_BOOLEAN}, {"TestEnum", ORN_PARAM_ENUM},     {"TestCommand", ORN_PARAM_COMMAND},
+        {"Doubled", ORN_PARAM_INTEGER}};
     for (const auto& kind : kinds) EXPECT_EQ(ORNCParamGetType(param(kind.first)), kind.second) << kind.first;
     EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
 
     int min = 1;
     int max = 1;
     unsigned int inc = 0;
-    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntStep10"), &min, &max, &inc), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("TestInteger"), &min, &max, &inc), ORNC_OK);
     EXPECT_EQ(min, 0);
     EXPECT_EQ(max, 100);
     EXPECT_EQ(inc, 10u);
@@ -120,16 +139,13 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     EXPECT_EQ(inc, 4u);
 
     // The unsigned range has no signed view: outputs stay as they were.
-    min = 7;
-    EXPECT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntUnsigned32"), &min, nullptr, nullptr),
-              ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(min, 7);
+    EXPECT_EQ(got(ORNCParamGetIntegerMinValue, "TestWide", 7), Int(ORNC_ERR_PARAM_TYPE_MISMATCH, 7));
     unsigned int umin = 7;
     unsigned int umax = 0;
-    ASSERT_EQ(ORNCParamGetUIntegerMinMaxIncValues(param("IntUnsigned32"), &umin, &umax, nullptr), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetUIntegerMinMaxIncValues(param("TestWide"), &umin, &umax, nullptr), ORNC_OK);
     EXPECT_EQ(umin, 0u);
     EXPECT_EQ(umax, 4294967295u);
-    EXPECT_EQ(ORNCParamGetUIntegerMaxValue(param("IntStep10"), &umax), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetUIntegerMaxValue(param("TestInteger"), &umax), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamGetUIntegerMinValue(param("IntMinusOneToU32"), &umin), ORNC_ERR_PARAM_TYPE_MISMATCH);
 
     // The full 64-bit range counts as signed; its ends are cut, not clamped.
@@ -137,19 +153,13 @@ TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     EXPECT_EQ(min, 0);
     EXPECT_EQ(max, -1);
     // So does a formula, which declares no range at all.
-    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("IntFormula"), &min, &max, nullptr), ORNC_OK);
+    ASSERT_EQ(ORNCParamGetIntegerMinMaxIncValues(param("Doubled"), &min, &max, nullptr), ORNC_OK);
     EXPECT_EQ(max, -1);
 
     // A float is the wrong kind for a range and a mismatch for a value.
-    min = 55;
-    EXPECT_EQ(ORNCParamGetIntegerMinValue(param("FloatRange"), &min), ORNC_ERR_PARAM_WRONG_TYPE);
-    EXPECT_EQ(min, 0);
-    int value = 55;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("FloatRange"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(value, 55);
-    float fmin = 1.0f;
-    EXPECT_EQ(ORNCParamGetFloatMinValue(param("IntStep10"), &fmin), ORNC_ERR_PARAM_WRONG_TYPE);
-    EXPECT_EQ(fmin, 0.0f);
+    EXPECT_EQ(got(ORNCParamGetIntegerMinValue, "TestFloat", 55), Int(ORNC_ERR_PARAM_WRONG_TYPE, 0));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestFloat", 55), Int(ORNC_ERR_PARAM_TYPE_MISMATCH, 55));
+    EXPECT_EQ(got(ORNCParamGetFloatMinValue, "TestInteger", 1.0f), std::make_pair(ORNC_ERR_PARAM_WRONG_TYPE, 0.0f));
 }
 
 TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
@@ -163,18 +173,11 @@ TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
     ASSERT_EQ(ORNCParamGetRegisterValue(span, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
 
-    int value = 77;
-    unsigned int uvalue = 77;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntMinusOneToU32"), &value), ORNC_OK);
-    EXPECT_EQ(value, -1);
-    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntMinusOneToU32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(uvalue, 77u);
-    value = 77;
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntTo2Pow32"), &value), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(value, 77);
-    EXPECT_EQ(ORNCParamGetUIntegerValue(param("IntTo2Pow32"), &uvalue), ORNC_ERR_OUT_OF_RANGE);
-    EXPECT_EQ(uvalue, 77u);
-    EXPECT_EQ(ORNCParamGetIntegerValue(param("IntFull64"), &value), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntMinusOneToU32", 77), Int(ORNC_OK, -1));
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "IntMinusOneToU32", 77u), UInt(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntTo2Pow32", 77), Int(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "IntTo2Pow32", 77u), UInt(ORNC_ERR_OUT_OF_RANGE, 77));
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "IntFull64", 77), Int(ORNC_ERR_OUT_OF_RANGE, 77));
 
     // Text forms: no view at all is -1 for reads and -209 for writes; a
     // view whose value does not fit is the typed read's -6.
@@ -187,14 +190,11 @@ TEST_F(ParamRules, ValuesBeyondTheViewAreReportedOutOfRange) {
 }
 
 TEST_F(ParamRules, UnsignedNodesTakeTheUnsignedPath) {
-    ornc_param_t* u32 = param("IntUnsigned32");
+    ornc_param_t* u32 = param("TestWide");
     ASSERT_EQ(ORNCParamSetValue(u32, "4000000000"), ORNC_OK);
-    unsigned int value = 0;
-    ASSERT_EQ(ORNCParamGetUIntegerValue(u32, &value), ORNC_OK);
-    EXPECT_EQ(value, 4000000000u);
+    EXPECT_EQ(got(ORNCParamGetUIntegerValue, "TestWide", 0u), UInt(ORNC_OK, 4000000000u));
     EXPECT_EQ(value_text(u32), "4000000000");
-    int signed_value = 9;
-    EXPECT_EQ(ORNCParamGetIntegerValue(u32, &signed_value), ORNC_ERR_OUT_OF_RANGE);
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestWide", 9), Int(ORNC_ERR_OUT_OF_RANGE, 9));
     ASSERT_EQ(ORNCParamSetUIntegerValue(u32, 4294967295u), ORNC_OK);
     EXPECT_EQ(value_text(u32), "4294967295");
     ASSERT_EQ(ORNCParamSetIntegerValue(u32, -5), ORNC_OK);  // clamped to the minimum
@@ -202,39 +202,33 @@ TEST_F(ParamRules, UnsignedNodesTakeTheUnsignedPath) {
 }
 
 TEST_F(ParamRules, FloatWritesAreClampedAndPrintedWithSixDecimals) {
-    ornc_param_t* f = param("FloatRange");
+    ornc_param_t* f = param("TestFloat");
     float min = -1.0f;
     float max = -1.0f;
     ASSERT_EQ(ORNCParamGetFloatMinMaxValues(f, &min, &max), ORNC_OK);
     EXPECT_EQ(min, 0.0f);
     EXPECT_EQ(max, 100.0f);
 
-    float value = 0.0f;
     ASSERT_EQ(ORNCParamSetFloatValue(f, 1e9f), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_EQ(value, 100.0f);
+    EXPECT_EQ(got(ORNCParamGetFloatValue, "TestFloat", -1.0f), std::make_pair(ORNC_OK, 100.0f));
     ASSERT_EQ(ORNCParamSetFloatValue(f, -3.0f), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_EQ(value, 0.0f);
+    EXPECT_EQ(got(ORNCParamGetFloatValue, "TestFloat", -1.0f), std::make_pair(ORNC_OK, 0.0f));
 
     ASSERT_EQ(ORNCParamSetValue(f, "2.5"), ORNC_OK);
     EXPECT_EQ(value_text(f), "2.500000");
-    char text[16];
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(f, text, 8), ORNC_ERR_STRING_TOO_LONG);
-    EXPECT_STREQ(text, "");
-    ASSERT_EQ(ORNCParamGetValue(f, text, 9), ORNC_OK);
-    EXPECT_STREQ(text, "2.500000");
+    EXPECT_EQ(text_in("TestFloat", 8), Text(ORNC_ERR_STRING_TOO_LONG, ""));
+    EXPECT_EQ(text_in("TestFloat", 9), Text(ORNC_OK, "2.500000"));
     EXPECT_EQ(ORNCParamSetValue(f, "much"), ORNC_ERR_PARAM_INVALID_VALUE);
 
     // A NaN fails both comparisons and reaches the device unclamped.
     ASSERT_EQ(ORNCParamSetFloatValue(f, std::numeric_limits<float>::quiet_NaN()), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetFloatValue(f, &value), ORNC_OK);
-    EXPECT_TRUE(std::isnan(value));
+    const auto nan = got(ORNCParamGetFloatValue, "TestFloat", 0.0f);
+    EXPECT_EQ(nan.first, ORNC_OK);
+    EXPECT_TRUE(std::isnan(nan.second));
 }
 
 TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
-    ornc_param_t* ro = param("IntReadOnly");
+    ornc_param_t* ro = param("TestReadOnly");
     EXPECT_EQ(ORNCParamIsReadable(ro), 1);
     EXPECT_EQ(ORNCParamIsWritable(ro), 0);
     const uint64_t commands_before = sensor_->sensor().counters().gvcp_commands;
@@ -244,16 +238,11 @@ TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
     EXPECT_EQ(sensor_->sensor().counters().gvcp_commands, commands_before);
     EXPECT_EQ(value_text(ro), "0");
 
-    ornc_param_t* wo = param("IntWriteOnly");
+    ornc_param_t* wo = param("TestWriteOnly");
     EXPECT_EQ(ORNCParamIsReadable(wo), 0);
     EXPECT_EQ(ORNCParamIsWritable(wo), 1);
-    int value = 3;
-    EXPECT_EQ(ORNCParamGetIntegerValue(wo, &value), ORNC_ERR_PARAM_NOT_READABLE);
-    EXPECT_EQ(value, 3);
-    char text[16];
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(wo, text, sizeof text), ORNC_ERR_PARAM_NOT_READABLE);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(got(ORNCParamGetIntegerValue, "TestWriteOnly", 3), Int(ORNC_ERR_PARAM_NOT_READABLE, 3));
+    EXPECT_EQ(text_in("TestWriteOnly", 16), Text(ORNC_ERR_PARAM_NOT_READABLE, ""));
     EXPECT_EQ(ORNCParamSetIntegerValue(wo, 500), ORNC_OK);
     EXPECT_EQ(ORNCParamSetValue(wo, "600"), ORNC_OK);
     // The built-in read-only features refuse writes the same way.
@@ -262,7 +251,7 @@ TEST_F(ParamRules, ReadOnlyAndWriteOnlyNodesAreCheckedBeforeTheDevice) {
 }
 
 TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
-    ornc_param_t* s = param("TextValue");
+    ornc_param_t* s = param("TestString");
     ASSERT_EQ(ORNCParamSetStringValue(s, "Sensor"), ORNC_OK);
     char text[32];
     ASSERT_EQ(ORNCParamGetStringValue(s, text, 4), ORNC_OK);
@@ -278,26 +267,24 @@ TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
     EXPECT_STREQ(text, "Sen");
     ASSERT_EQ(ORNCParamSetValue(s, "abc"), ORNC_OK);
     EXPECT_EQ(value_text(s), "abc");
-    EXPECT_EQ(ORNCParamGetStringSize(param("IntStep10")), 0);
-    EXPECT_EQ(ORNCParamGetStringMaxSize(param("IntStep10"), &maxsize), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetStringValue(param("IntStep10"), text, sizeof text), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetStringSize(param("TestInteger")), 0);
+    EXPECT_EQ(ORNCParamGetStringMaxSize(param("TestInteger"), &maxsize), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetStringValue(param("TestInteger"), text, sizeof text), ORNC_ERR_PARAM_TYPE_MISMATCH);
 
-    ornc_param_t* reg = param("RawBlock");
+    ornc_param_t* reg = param("TestRegister");
     const char raw[8] = {'\x01', '\x00', '\x7f', '\x80', '\xff', 'A', 'B', '\x00'};
     ASSERT_EQ(ORNCParamSetRegisterValue(reg, raw, sizeof raw), ORNC_OK);
     char back[8] = {};
     ASSERT_EQ(ORNCParamGetRegisterValue(reg, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
     // Neither text form exists for registers.
-    std::strcpy(text, "junk");
-    EXPECT_EQ(ORNCParamGetValue(reg, text, sizeof text), ORNC_ERROR);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(text_in("TestRegister", 32), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(reg, "1"), ORNC_ERR_INTERNAL);
-    EXPECT_EQ(ORNCParamGetRegisterValue(param("IntStep10"), back, sizeof back), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetRegisterValue(param("TestInteger"), back, sizeof back), ORNC_ERR_PARAM_TYPE_MISMATCH);
 }
 
 TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
-    ornc_param_t* b = param("FlagValue");
+    ornc_param_t* b = param("TestBoolean");
     const struct {
         const char* text;
         ornc_status_t status;
@@ -316,98 +303,94 @@ TEST_F(ParamRules, BooleanTextsAreNumbersOrExactWords) {
         EXPECT_EQ(value_text(b), c.after) << c.text;
     }
     ASSERT_EQ(ORNCParamSetBooleanValue(b, 0), ORNC_OK);
-    int value = 9;
-    ASSERT_EQ(ORNCParamGetBooleanValue(b, &value), ORNC_OK);
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(ORNCParamSetBooleanValue(param("IntStep10"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetBooleanValue(param("ModeChoice"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(got(ORNCParamGetBooleanValue, "TestBoolean", 9), Int(ORNC_OK, 0));
+    EXPECT_EQ(ORNCParamSetBooleanValue(param("TestInteger"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(got(ORNCParamGetBooleanValue, "TestEnum", 9).first, ORNC_ERR_PARAM_TYPE_MISMATCH);
 }
 
 TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
-    ornc_param_t* e = param("ModeChoice");
+    ornc_param_t* e = param("TestEnum");
     int count = 0;
     ASSERT_EQ(ORNCParamGetEnumEntryCount(e, &count), ORNC_OK);
     EXPECT_EQ(count, 3);
     int value = 0;
     ASSERT_EQ(ORNCParamGetEnumEntryValue(e, 1, &value), ORNC_OK);
-    EXPECT_EQ(value, 2);
+    EXPECT_EQ(value, 1);
+    // "Mid" is available while TestBoolean is set.
     orn_bool_t available = 0;
+    ASSERT_EQ(ORNCParamSetBooleanValue(param("TestBoolean"), 1), ORNC_OK);
     ASSERT_EQ(ORNCParamGetEnumEntryAvailable(e, 2, &available), ORNC_OK);
     EXPECT_EQ(available, 1);
     char name[32];
     ASSERT_EQ(ORNCParamGetEnumEntryName(e, 1, name, 4), ORNC_OK);
-    EXPECT_STREQ(name, "Con");
+    EXPECT_STREQ(name, "Alp");
     ASSERT_EQ(ORNCParamGetEnumEntryName(e, 1, name, sizeof name), ORNC_OK);
-    EXPECT_STREQ(name, "Continuous");
-    ASSERT_EQ(ORNCParamGetEnumEntryDisplayName(e, 2, name, sizeof name), ORNC_OK);
-    EXPECT_STREQ(name, "Gamma Mode");
+    EXPECT_STREQ(name, "Alpha");
+    ASSERT_EQ(ORNCParamGetEnumEntryDisplayName(e, 1, name, sizeof name), ORNC_OK);
+    EXPECT_STREQ(name, "First Letter");
     EXPECT_EQ(ORNCParamGetEnumEntryValue(e, 3, &value), ORNC_ERROR);
     EXPECT_EQ(ORNCParamGetEnumEntryName(e, -1, name, sizeof name), ORNC_ERROR);
 
     ASSERT_EQ(ORNCParamSetValue(e, "3"), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetEnumValue(e, &value), ORNC_OK);
-    EXPECT_EQ(value, 3);
-    EXPECT_EQ(ORNCParamSetValue(e, "Continuous"), ORNC_ERR_PARAM_INVALID_VALUE);
-    ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Continuous"), ORNC_OK);
-    EXPECT_EQ(value_text(e), "2");
-    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "Nope"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);
-    ASSERT_EQ(ORNCParamSetEnumValue(e, 1), ORNC_OK);
+    EXPECT_EQ(got(ORNCParamGetEnumValue, "TestEnum", 0), Int(ORNC_OK, 3));
+    EXPECT_EQ(ORNCParamSetValue(e, "Alpha"), ORNC_ERR_PARAM_INVALID_VALUE);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Alpha"), ORNC_OK);
     EXPECT_EQ(value_text(e), "1");
+    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "Nope"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);
+    ASSERT_EQ(ORNCParamSetEnumValue(e, 5), ORNC_OK);
+    EXPECT_EQ(value_text(e), "5");
     // A number no entry has is the node's to refuse.
     EXPECT_EQ(ORNCParamSetEnumValue(e, 42), ORNC_ERR_PARAM_WRITE_FAILED);
-    EXPECT_EQ(value_text(e), "1");
+    EXPECT_EQ(value_text(e), "5");
 
-    EXPECT_EQ(ORNCParamSetEnumValue(param("IntStep10"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetEnumEntryCount(param("IntStep10"), &count), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetEnumValue(param("IntStep10"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamSetEnumValue(param("TestInteger"), 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetEnumEntryCount(param("TestInteger"), &count), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamGetEnumValue(param("TestInteger"), &value), ORNC_ERR_PARAM_TYPE_MISMATCH);
 }
 
 TEST_F(ParamRules, CommandsAreSentWhateverTheDeviceAnswers) {
-    ornc_param_t* c = param("PulseCommand");
+    ornc_param_t* c = param("TestCommand");
     EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
-    EXPECT_EQ(ORNCParamSendCommand(param("IntStep10")), ORNC_ERR_PARAM_TYPE_MISMATCH);
+    EXPECT_EQ(ORNCParamSendCommand(param("TestInteger")), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamSendCommand(nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);
     // A command on a readable register is readable but has no text form;
     // writing one as text is not supported.
-    char text[8];
-    std::strcpy(text, "junk");
     EXPECT_EQ(ORNCParamIsReadable(c), 1);
-    EXPECT_EQ(ORNCParamGetValue(c, text, sizeof text), ORNC_ERROR);
-    EXPECT_STREQ(text, "");
+    EXPECT_EQ(text_in("TestCommand", 8), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(c, "1"), ORNC_ERR_INTERNAL);
 
     ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "PulseCommand";
+    faults.refuse_writes_feature = "TestCommand";
     sensor_->sensor().set_faults(faults);
     EXPECT_EQ(ORNCParamSendCommand(c), ORNC_OK);
     sensor_->sensor().set_faults(ornsim::FaultSwitches{});
 }
 
 TEST_F(ParamRules, RefusedWritesAreReportedAndLogged) {
-    ornc_param_t* p = param("IntStep10");
+    ornc_param_t* p = param("TestInteger");
     ASSERT_EQ(ORNCParamSetIntegerValue(p, 30), ORNC_OK);
     ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "IntStep10";
+    faults.refuse_writes_feature = "TestInteger";
     sensor_->sensor().set_faults(faults);
     {
         orntest::LogCapture log;
         EXPECT_EQ(ORNCParamSetIntegerValue(p, 70), ORNC_ERR_PARAM_WRITE_FAILED);
         EXPECT_EQ(ORNCParamSetValue(p, "80"), ORNC_ERR_PARAM_WRITE_FAILED);
-        EXPECT_EQ(log.count_containing("ORNC: Parameter IntStep10 write failed code "), 2);
+        EXPECT_EQ(log.count_containing("ORNC: Parameter TestInteger write failed code "), 2);
     }
     sensor_->sensor().set_faults(ornsim::FaultSwitches{});
-    EXPECT_EQ(read_int("IntStep10"), 30);
+    EXPECT_EQ(read_int("TestInteger"), 30);
     EXPECT_EQ(ORNCParamSetIntegerValue(p, 70), ORNC_OK);
-    EXPECT_EQ(read_int("IntStep10"), 70);
+    EXPECT_EQ(read_int("TestInteger"), 70);
 }
 
 TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
-    ornc_param_t* selector = param("IndexSelector");
-    ornc_param_t* selected = param("IndexedValue");
+    ornc_param_t* selector = param("Selector");
+    ornc_param_t* selected = param("Indexed");
     EXPECT_EQ(ORNCParamIsSelector(selector), 1);
     EXPECT_EQ(ORNCParamIsSelected(selected), 1);
     EXPECT_EQ(ORNCParamIsSelected(selector), 0);
-    EXPECT_EQ(ORNCParamGetSelectingRange(selector), 8);
+    EXPECT_EQ(ORNCParamGetSelectingRange(selector), 4);
     EXPECT_EQ(ORNCParamGetSelectingRange(selected), 0);
     EXPECT_EQ(ORNCParamGetSelectingRange(param("ComponentSelector")), 3);
     EXPECT_EQ(ORNCParamGetSelectedCount(selector), 1);
@@ -418,12 +401,12 @@ TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
     EXPECT_EQ(ORNCParamGetSelectingIndex(selected, 0), selector);
 
     // Each selector value addresses its own register.
-    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 3), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 333), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 4), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 444), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 3), ORNC_OK);
-    EXPECT_EQ(value_text(selected), "333");
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 1), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 111), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 2), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selected, 222), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetIntegerValue(selector, 1), ORNC_OK);
+    EXPECT_EQ(value_text(selected), "111");
 
     // The stream channel selector of the built-in file selects 8 features.
     ornc_param_t* channel = param("GevStreamChannelSelector");
@@ -458,8 +441,8 @@ TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
     EXPECT_STREQ(text, "Width");
     ASSERT_GT(ORNCParamGetTooltip(width, text, sizeof text), 0);
     EXPECT_STREQ(text, "Width of the images sent, in pixels.");
-    ASSERT_GT(ORNCParamGetDisplayName(param("IntStep10"), text, sizeof text), 0);
-    EXPECT_STREQ(text, "IntStep10 Display");
+    ASSERT_GT(ORNCParamGetDisplayName(param("TestInteger"), text, sizeof text), 0);
+    EXPECT_STREQ(text, "Test Integer");
 
     EXPECT_EQ(ORNCParamGetVisibility(width), ORN_VIS_BEGINNER);
     EXPECT_EQ(ORNCParamGetVisibility(param("SensorWidth")), ORN_VIS_EXPERT);
@@ -470,7 +453,8 @@ TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
             << name;
     }
     EXPECT_EQ(ORNCParamIsAvailable(width), 1);
-    EXPECT_EQ(ORNCParamIsCached(param("IntStep10")), 0);
+    EXPECT_EQ(ORNCParamIsCached(param("TestInteger")), 1);
+    EXPECT_EQ(ORNCParamIsCached(param("TestReadOnly")), 0);
 
     // Category membership accepts the path with and without the root.
     ornc_parameters_t* params = ORNCGetDeviceParams(handle_->get());
@@ -479,9 +463,9 @@ TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
     EXPECT_EQ(orntest::category_name(tests), "RangeTests");
     ASSERT_GT(ORNCCategoryGetDisplayName(tests, text, sizeof text), 0);
     EXPECT_STREQ(text, "Range Tests");
-    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 0), param("IntStep10"));
-    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 16), param("IndexedValue"));
-    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 18), nullptr);
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 0), param("TestSelector"));
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 18), param("RawSpan"));
+    EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, 19), nullptr);
     EXPECT_EQ(ORNCParamsGetParamInCategory(params, tests, -1), nullptr);
     EXPECT_EQ(ORNCParamsGetCategoryByName(params, "NoSuchCategory"), nullptr);
     EXPECT_EQ(ORNCParamsGetParamByName(params, "NoSuchFeature"), nullptr);

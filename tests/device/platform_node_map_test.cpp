@@ -1,7 +1,8 @@
 // The device node map through the platform classes, on the virtual sensor
-// with the platform suite's description file (platform_test_support.h),
-// whose features live in the sensor's plain memory: each check is a real node on a real device, and
-// values are verified by reading the device's memory behind the node map.
+// with the tests' features as its description file (test_genicam.h), which
+// live in the sensor's plain memory: each check is a real node on a real
+// device, and values are verified by reading the device's memory behind the
+// node map.
 #include <arv.h>
 #include <gtest/gtest.h>
 
@@ -10,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/PvGenFloat.h"
@@ -23,24 +25,25 @@ using platform_test::got;
 using platform_test::Rig;
 
 constexpr const char* kSensorAddress = "127.0.46.1";
-using platform_test::kPlainMemory;
+using orntest::kPlainMemory;
 
-using namespace platform_test::plain;
+using namespace orntest::plain;
 
 // Features in the order of the suite's file: categories and ports are not
 // parameters, StructEntry and grouped features stand where they are.
 const std::vector<std::string> kDocumentOrder = {
-    "TestSelector",   "TestSelectorReg", "TestSelectedA",   "TestSelectedB", "TestInteger",  "TestIntegerReg",
-    "TestWide",       "TestReadOnly",    "TestWriteOnly",   "TestFloat",     "TestFloatReg", "TestBoolean",
-    "TestBooleanReg", "TestString",      "TestEnum",        "TestEnumReg",   "TestCommand",  "TestCommandReg",
-    "TestRegister",   "TestLocked",      "TestUnavailable", "TestIp",        "TestIpReg",    "TestStructLow",
-    "TestStructHigh", "TestInnerValue",  "Source",          "SourceReg",     "Doubled",      "Quadrupled",
-    "Cached",         "CachedReg",       "Bounded",         "BoundedReg",    "Selector",     "SelectorReg",
-    "Indexed",        "IndexedReg",      "Unrelated",       "UnrelatedReg"};
+    "TestSelector",     "TestSelectorReg",     "TestSelectedA",   "TestSelectedB", "TestInteger",    "TestIntegerReg",
+    "TestWide",         "TestReadOnly",        "TestWriteOnly",   "TestFloat",     "TestFloatReg",   "TestBoolean",
+    "TestBooleanReg",   "TestString",          "TestEnum",        "TestEnumReg",   "TestCommand",    "TestCommandReg",
+    "TestRegister",     "TestLocked",          "TestUnavailable", "TestIp",        "TestIpReg",      "TestStructLow",
+    "TestStructHigh",   "TestInnerValue",      "Source",          "SourceReg",     "Doubled",        "Quadrupled",
+    "Cached",           "CachedReg",           "Bounded",         "BoundedReg",    "Selector",       "SelectorReg",
+    "Indexed",          "IndexedReg",          "Unrelated",       "UnrelatedReg",  "IntStep4",       "IntStep4Reg",
+    "IntMinusOneToU32", "IntMinusOneToU32Reg", "IntFull64",       "IntTo2Pow32",   "IntTo2Pow32Reg", "RawSpan"};
 
 class PlatformNodeMap : public ::testing::Test {
 protected:
-    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, platform_test::test_description()); }
+    static void SetUpTestSuite() { rig_ = new Rig(kSensorAddress, 160, 120, 50.0, orntest::test_features_xml()); }
     static void TearDownTestSuite() {
         delete rig_;
         rig_ = nullptr;
@@ -90,19 +93,15 @@ TEST_F(PlatformNodeMap, WalksTheFeaturesInDocumentOrderWithTheirKindsWithoutArav
     EXPECT_EQ(params_->Get("TestInteger"), params_->Get(4));
 
     // Kinds follow the nodes.
-    struct Case {
-        const char* name;
-        PvGenType type;
-    };
-    const Case cases[] = {{"TestSelector", PvGenTypeInteger},  {"TestIntegerReg", PvGenTypeInteger},
-                          {"TestFloat", PvGenTypeFloat},       {"TestFloatReg", PvGenTypeFloat},
-                          {"TestBoolean", PvGenTypeBoolean},   {"TestString", PvGenTypeString},
-                          {"TestEnum", PvGenTypeEnum},         {"TestCommand", PvGenTypeCommand},
-                          {"TestRegister", PvGenTypeRegister}, {"TestStructLow", PvGenTypeInteger}};
-    for (const Case& c : cases) {
-        PvGenParameter* parameter = params_->Get(c.name);
-        ASSERT_NE(parameter, nullptr) << c.name;
-        EXPECT_EQ(got<PvGenType>(parameter, &PvGenParameter::GetType, PvGenTypeUndefined), c.type) << c.name;
+    const std::pair<const char*, PvGenType> cases[] = {
+        {"TestSelector", PvGenTypeInteger}, {"TestIntegerReg", PvGenTypeInteger}, {"TestFloat", PvGenTypeFloat},
+        {"TestFloatReg", PvGenTypeFloat},   {"TestBoolean", PvGenTypeBoolean},    {"TestString", PvGenTypeString},
+        {"TestEnum", PvGenTypeEnum},        {"TestCommand", PvGenTypeCommand},    {"TestRegister", PvGenTypeRegister},
+        {"TestStructLow", PvGenTypeInteger}};
+    for (const auto& [name, type] : cases) {
+        PvGenParameter* parameter = params_->Get(name);
+        ASSERT_NE(parameter, nullptr) << name;
+        EXPECT_EQ(got<PvGenType>(parameter, &PvGenParameter::GetType, PvGenTypeUndefined), type) << name;
     }
     EXPECT_NE(dynamic_cast<PvGenEnum*>(params_->Get("TestEnum")), nullptr);
     EXPECT_EQ(dynamic_cast<PvGenInteger*>(params_->Get("TestEnum")), nullptr);
@@ -123,13 +122,13 @@ TEST_F(PlatformNodeMap, NameTextsFallBackToTheNameAndCategoriesGiveEachFeatureIt
     for (uint32_t i = 0; i < params_->GetCategoryCount(); ++i) {
         names.push_back(params_->GetCategory(i)->GetName().str());
     }
-    EXPECT_EQ(names, (std::vector<std::string>{"Root", "TestControl", "Nested", "Inner"}));
+    EXPECT_EQ(names, (std::vector<std::string>{"Root", "RangeTests", "Nested", "Inner"}));
     EXPECT_EQ(params_->GetCategory(params_->GetCategoryCount()), nullptr);
     EXPECT_EQ(params_->GetCategory("TestInteger"), nullptr);
 
-    EXPECT_EQ(got<PvString>(params_->GetCategory("TestControl"), &PvGenCategory::GetDisplayName), "Test Control");
+    EXPECT_EQ(got<PvString>(params_->GetCategory("RangeTests"), &PvGenCategory::GetDisplayName), "Range Tests");
     EXPECT_EQ(got<PvString>(params_->GetCategory("Nested"), &PvGenCategory::GetDisplayName), "Nested");
-    EXPECT_EQ(got<PvString>(integer, &PvGenParameter::GetCategory), "Root\\TestControl");
+    EXPECT_EQ(got<PvString>(integer, &PvGenParameter::GetCategory), "Root\\RangeTests");
     EXPECT_EQ(got<PvString>(params_->Get("TestInnerValue"), &PvGenParameter::GetCategory), "Root\\Nested\\Inner");
     EXPECT_EQ(got<PvString>(wide, &PvGenParameter::GetCategory), "") << "listed by no category";
 }
@@ -237,8 +236,7 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     // StructEntry features share one register.
     PvGenInteger* low = node<PvGenInteger>("TestStructLow");
     PvGenInteger* high = node<PvGenInteger>("TestStructHigh");
-    ASSERT_NE(low, nullptr);
-    ASSERT_NE(high, nullptr);
+    ASSERT_TRUE(low != nullptr && high != nullptr);
     ASSERT_TRUE(low->SetValue(0x12).IsOK());
     ASSERT_TRUE(high->SetValue(0x34).IsOK());
     EXPECT_EQ(device_register(kStruct) & 0xFFFFu, 0x3412u);
@@ -246,8 +244,7 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     // Floats report their increment, or zero without one.
     PvGenFloat* with_step = node<PvGenFloat>("TestFloat");
     PvGenFloat* without_step = node<PvGenFloat>("TestFloatReg");
-    ASSERT_NE(with_step, nullptr);
-    ASSERT_NE(without_step, nullptr);
+    ASSERT_TRUE(with_step != nullptr && without_step != nullptr);
     EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetIncrement), 0.5);
     EXPECT_DOUBLE_EQ(got<double>(without_step, &PvGenFloat::GetIncrement, -1.0), 0.0);
     EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetMin, -1.0), 0.0);
@@ -294,17 +291,13 @@ TEST_F(PlatformNodeMap, BooleansStringsRegistersAndCommands) {
 }
 
 TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisibleAndSelectorRelationsRunBothWays) {
-    struct Case {
-        const char* name;
-        PvGenVisibility visibility;
-    };
-    const Case cases[] = {{"TestInteger", PvGenVisibilityBeginner},
-                          {"TestSelector", PvGenVisibilityExpert},
-                          {"TestRegister", PvGenVisibilityGuru},
-                          {"TestInnerValue", PvGenVisibilityInvisible}};
-    for (const Case& c : cases) {
-        EXPECT_EQ(got(params_->Get(c.name), &PvGenParameter::GetVisibility, PvGenVisibilityUndefined), c.visibility)
-            << c.name;
+    const std::pair<const char*, PvGenVisibility> cases[] = {{"TestInteger", PvGenVisibilityBeginner},
+                                                             {"TestSelector", PvGenVisibilityExpert},
+                                                             {"TestRegister", PvGenVisibilityGuru},
+                                                             {"TestInnerValue", PvGenVisibilityInvisible}};
+    for (const auto& [name, visibility] : cases) {
+        EXPECT_EQ(got(params_->Get(name), &PvGenParameter::GetVisibility, PvGenVisibilityUndefined), visibility)
+            << name;
     }
     PvGenParameter* expert = params_->Get("TestSelector");
     EXPECT_FALSE(expert->IsVisible(PvGenVisibilityBeginner));
@@ -335,27 +328,24 @@ TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisibleAndSelectorRelati
 }
 
 TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
-    struct Case {
-        const char* name;
-        const char* text;
-    };
+    using Case = std::pair<const char*, const char*>;  // a feature and a text
     const Case round_trips[] = {{"TestInteger", "30"},     {"TestWide", "4000000000"},
                                 {"TestFloat", "2.5"},      {"TestBoolean", "true"},
                                 {"TestString", "abc"},     {"TestEnum", "Alpha"},
                                 {"TestIp", "192.168.7.9"}, {"TestRegister", "0102030405060708"}};
-    for (const Case& c : round_trips) {
-        PvGenParameter* parameter = params_->Get(c.name);
-        ASSERT_NE(parameter, nullptr) << c.name;
-        ASSERT_TRUE(parameter->FromString(c.text).IsOK()) << c.name;
-        EXPECT_EQ(got<PvString>(parameter, &PvGenParameter::ToString), c.text) << c.name;
+    for (const auto& [name, text] : round_trips) {
+        PvGenParameter* parameter = params_->Get(name);
+        ASSERT_NE(parameter, nullptr) << name;
+        ASSERT_TRUE(parameter->FromString(text).IsOK()) << name;
+        EXPECT_EQ(got<PvString>(parameter, &PvGenParameter::ToString), text) << name;
     }
     EXPECT_EQ(device_register(kIp), 0xC0A80709u);
     EXPECT_EQ(device_register(kEnum), 1u);
 
     const Case refused[] = {{"TestInteger", "12x"}, {"TestFloat", ""},         {"TestBoolean", "yes"},
                             {"TestEnum", "1"},      {"TestRegister", "01020"}, {"TestCommand", "1"}};
-    for (const Case& c : refused) {
-        EXPECT_TRUE(params_->Get(c.name)->FromString(c.text).IsFailure()) << c.name << " " << c.text;
+    for (const auto& [name, text] : refused) {
+        EXPECT_TRUE(params_->Get(name)->FromString(text).IsFailure()) << name << " " << text;
     }
     PvString text;
     EXPECT_EQ(params_->Get("TestCommand")->ToString(text).GetCode(), PvResult::NOT_SUPPORTED);

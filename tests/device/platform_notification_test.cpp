@@ -2,8 +2,8 @@
 // changes made through its own parameter and of those of every parameter
 // its value depends on (value references, formulas, selectors, index
 // registers, invalidators, bounds), transitively, and of nothing else.
-// Against the virtual sensor serving the platform suite's description
-// (platform_test::test_description) over real UDP on loopback, and against
+// Against the virtual sensor serving the tests' features as its description
+// (orntest::test_features_xml) over real UDP on loopback, and against
 // its built-in description (selectors).
 #include <gtest/gtest.h>
 
@@ -43,7 +43,7 @@ private:
 };
 
 TEST(PlatformNotification, DependentsHearOfAChangeAndUnrelatedFeaturesDoNot) {
-    Rig rig(kCustomSensorAddress, 160, 120, 50.0, platform_test::test_description());
+    Rig rig(kCustomSensorAddress, 160, 120, 50.0, orntest::test_features_xml());
     ASSERT_TRUE(rig.ready());
     PvGenParameterArray* parameters = rig.parameters();
     CountingSink sink;

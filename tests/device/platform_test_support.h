@@ -5,18 +5,11 @@
 
 #include <arv.h>
 #include <gtest/gtest.h>
-#include <unistd.h>
 
-#include <chrono>
-#include <cmath>
 #include <cstdint>
-#include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <memory>
-#include <sstream>
 #include <string>
-#include <thread>
 #include <type_traits>
 #include <vector>
 
@@ -34,6 +27,7 @@
 #include "scene_check.h"
 #include "sensor.h"
 #include "temp_dir.h"
+#include "test_genicam.h"
 #include "wire/gvcp_layout.h"
 
 namespace platform_test {
@@ -69,157 +63,6 @@ T got(const std::common_type_t<Node>* node, PvResult (Node::*get)(T&) const, T u
     const PvResult result = (node->*get)(unset);
     EXPECT_TRUE(result.IsOK()) << describe(result);
     return unset;
-}
-
-// The platform suite's description file (one for the node-map and the
-// notification tests): every feature lives in the sensor's plain memory at
-// kPlainMemory + offset, so that what a node writes can be read back behind
-// the node map. Node-map features (Test*) take 0x00..0x7F; the notification
-// chain (Source -> Doubled -> Quadrupled, Source invalidates Cached and
-// bounds Bounded, Selector indexes and selects Indexed, Unrelated) 0x80..0xA3.
-constexpr uint32_t kPlainMemory = 0x00100000;
-
-namespace plain {
-// Offsets into plain memory of the Test* features of the suite's file.
-constexpr uint32_t kSelector = 0x00;
-constexpr uint32_t kInteger = 0x08;
-constexpr uint32_t kWide = 0x10;
-constexpr uint32_t kReadOnly = 0x18;
-constexpr uint32_t kWriteOnly = 0x20;
-constexpr uint32_t kFloat = 0x28;
-constexpr uint32_t kBoolean = 0x38;
-constexpr uint32_t kString = 0x40;
-constexpr uint32_t kEnum = 0x50;
-constexpr uint32_t kCommand = 0x58;
-constexpr uint32_t kRegister = 0x60;
-constexpr uint32_t kIp = 0x70;
-constexpr uint32_t kStruct = 0x78;
-}  // namespace plain
-
-// A four-byte big-endian IntReg at `offset` into plain memory; `extra`
-// elements go first.
-inline std::string int_reg(const char* name, uint32_t offset, const char* access = "RW", const char* sign = "Unsigned",
-                           const char* extra = "") {
-    char address[16];
-    std::snprintf(address, sizeof address, "0x%08X", kPlainMemory + offset);
-    return std::string("  <IntReg Name=\"") + name + "\" NameSpace=\"Custom\">" + extra + "<Address>" + address +
-           "</Address>\n    <Length>4</Length><AccessMode>" + access + "</AccessMode><pPort>Device</pPort><Sign>" +
-           sign + "</Sign><Endianess>BigEndian</Endianess></IntReg>\n";
-}
-
-inline std::string test_description() {
-    using namespace plain;
-    return std::string(R"XML(<?xml version="1.0" encoding="utf-8"?>
-<RegisterDescription ModelName="PlatformTest" VendorName="ORNC" StandardNameSpace="None" SchemaMajorVersion="1"
-    SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0"
-    ToolTip="Features for the platform tests" ProductGuid="11111111-2222-3333-4444-555555555555"
-    VersionGuid="11111111-2222-3333-4444-555555555556" xmlns="http://www.genicam.org/GenApi/Version_1_1">
-  <Category Name="Root" NameSpace="Standard"><pFeature>TestControl</pFeature><pFeature>Nested</pFeature></Category>
-  <Category Name="TestControl" NameSpace="Custom">
-    <DisplayName>Test Control</DisplayName>
-    <pFeature>TestSelector</pFeature><pFeature>TestInteger</pFeature><pFeature>TestEnum</pFeature>
-    <pFeature>TestFloat</pFeature>
-  </Category>
-  <Category Name="Nested" NameSpace="Custom"><pFeature>Inner</pFeature></Category>
-  <Category Name="Inner" NameSpace="Custom"><pFeature>TestInnerValue</pFeature></Category>
-  <Integer Name="TestSelector" NameSpace="Custom">
-    <Visibility>Expert</Visibility>
-    <pValue>TestSelectorReg</pValue>
-    <Min>0</Min><Max>7</Max><Inc>1</Inc>
-    <pSelected>TestSelectedB</pSelected>
-    <pSelected>TestSelectedA</pSelected>
-  </Integer>
-)XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") +
-           R"XML(
-  <Integer Name="TestSelectedA" NameSpace="Custom"><Value>1</Value></Integer>
-  <Integer Name="TestSelectedB" NameSpace="Custom"><Value>2</Value></Integer>
-  <Integer Name="TestInteger" NameSpace="Custom">
-    <DisplayName>Test Integer</DisplayName>
-    <Description>An integer with a step</Description>
-    <ToolTip>Steps of ten</ToolTip>
-    <pValue>TestIntegerReg</pValue>
-    <Min>0</Min><Max>100</Max><Inc>10</Inc>
-  </Integer>
-)XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
-           int_reg("TestWide", kWide) +
-           int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", "<Cachable>NoCache</Cachable>") +
-           int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
-  <Float Name="TestFloat" NameSpace="Custom">
-    <pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
-  </Float>
-  <FloatReg Name="TestFloatReg" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100028</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-    <Endianess>BigEndian</Endianess>
-  </FloatReg>
-  <Boolean Name="TestBoolean" NameSpace="Custom">
-    <pValue>TestBooleanReg</pValue><OnValue>1</OnValue><OffValue>0</OffValue>
-  </Boolean>
-)XML" + int_reg("TestBooleanReg", kBoolean) +
-           R"XML(
-  <StringReg Name="TestString" NameSpace="Custom">
-    <Address>0x00100040</Address><Length>16</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </StringReg>
-  <Enumeration Name="TestEnum" NameSpace="Custom">
-    <EnumEntry Name="Zebra" NameSpace="Custom"><Value>5</Value></EnumEntry>
-    <EnumEntry Name="Alpha" NameSpace="Custom"><DisplayName>First Letter</DisplayName><Value>1</Value></EnumEntry>
-    <EnumEntry Name="Mid" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><Value>3</Value></EnumEntry>
-    <pValue>TestEnumReg</pValue>
-  </Enumeration>
-)XML" + int_reg("TestEnumReg", kEnum) +
-           R"XML(
-  <Command Name="TestCommand" NameSpace="Custom"><pValue>TestCommandReg</pValue><CommandValue>1</CommandValue></Command>
-)XML" + int_reg("TestCommandReg", kCommand) +
-           R"XML(
-  <Register Name="TestRegister" NameSpace="Custom">
-    <Visibility>Guru</Visibility>
-    <Address>0x00100060</Address><Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort>
-  </Register>
-  <Integer Name="TestLocked" NameSpace="Custom"><pIsLocked>TestBoolean</pIsLocked><pValue>TestWide</pValue></Integer>
-  <Integer Name="TestUnavailable" NameSpace="Custom">
-    <pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
-  </Integer>
-  <Integer Name="TestIp" NameSpace="Custom">
-    <pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
-  </Integer>
-)XML" + int_reg("TestIpReg", kIp) +
-           R"XML(
-  <StructReg Comment="two bytes of one register">
-    <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
-    <StructEntry Name="TestStructLow" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB>
-    </StructEntry>
-    <StructEntry Name="TestStructHigh" NameSpace="Custom">
-      <AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB>
-    </StructEntry>
-  </StructReg>
-  <Group Comment="grouped">
-    <Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility><Value>9</Value></Integer>
-  </Group>
-  <Integer Name="Source" NameSpace="Custom"><pValue>SourceReg</pValue><Min>0</Min><Max>1000</Max></Integer>
-)XML" + int_reg("SourceReg", 0x80) +
-           R"XML(
-  <IntSwissKnife Name="Doubled" NameSpace="Custom"><pVariable Name="S">Source</pVariable><Formula>S*2</Formula></IntSwissKnife>
-  <IntSwissKnife Name="Quadrupled" NameSpace="Custom"><pVariable Name="D">Doubled</pVariable><Formula>D*2</Formula></IntSwissKnife>
-  <Integer Name="Cached" NameSpace="Custom"><pValue>CachedReg</pValue></Integer>
-)XML" + int_reg("CachedReg", 0x84, "RO", "Unsigned", "<pInvalidator>Source</pInvalidator>") +
-           R"XML(
-  <Integer Name="Bounded" NameSpace="Custom"><pValue>BoundedReg</pValue><Min>0</Min><pMax>Source</pMax></Integer>
-)XML" + int_reg("BoundedReg", 0x88) +
-           R"XML(
-  <Integer Name="Selector" NameSpace="Custom"><pValue>SelectorReg</pValue><Min>0</Min><Max>3</Max>
-    <pSelected>Indexed</pSelected></Integer>
-)XML" + int_reg("SelectorReg", 0x8C) +
-           R"XML(
-  <Integer Name="Indexed" NameSpace="Custom"><pValue>IndexedReg</pValue></Integer>
-  <IntReg Name="IndexedReg" NameSpace="Custom"><Address>0x00100090</Address><pIndex Offset="4">SelectorReg</pIndex>
-    <Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Unrelated" NameSpace="Custom"><pValue>UnrelatedReg</pValue></Integer>
-)XML" + int_reg("UnrelatedReg", 0xA0) +
-           R"XML(
-  <Port Name="Device" NameSpace="Standard"/>
-</RegisterDescription>
-)XML";
 }
 
 // One sensor (with the built-in description, or with `description`), its

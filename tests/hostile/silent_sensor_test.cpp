@@ -5,7 +5,6 @@
 // working: for the same sensor once it answers again, and for the next one.
 #include <gtest/gtest.h>
 
-#include <memory>
 #include <string>
 
 #include "ORNC.h"
@@ -40,12 +39,7 @@ ornsim::FaultSwitches silent_after(double seconds, uint32_t ack_delay_ms = 0) {
 class SilentSensor : public ::testing::Test {
 protected:
     void SetUp() override {
-        for (int host : {11, 12}) {
-            auto sensor = std::make_unique<ornsim::VirtualSensor>(sensor_config(host));
-            std::string error;
-            ASSERT_TRUE(sensor->start(&error)) << error;
-            sensors_.push_back(std::move(sensor));
-        }
+        for (int host : {11, 12}) ASSERT_EQ(sensors_.add(sensor_config(host)), "");
         ASSERT_EQ(ORNCSysFindDevices(&system_.sys), ORNC_OK);
         first_ = ORNCSysGetDeviceBySerialNumber(&system_.sys, "SILENT011");
         second_ = ORNCSysGetDeviceBySerialNumber(&system_.sys, "SILENT012");
@@ -53,7 +47,7 @@ protected:
         ASSERT_NE(second_, nullptr);
     }
 
-    ornsim::VirtualSensor& first_sensor() { return *sensors_[0]; }
+    ornsim::VirtualSensor& first_sensor() { return sensors_[0]; }
 
     // Connects, writes and reads Width, disconnects: the device works.
     static void expect_works(const ornc_device_t* device) { hostile::expect_device_works(device, 256); }
@@ -75,7 +69,7 @@ protected:
 
     orntest::ScopedEnv hosts_{"ORNC_LOOPBACK_HOSTS", "127.0.70.11-127.0.70.12"};
     orntest::TempWorkDir workdir_;
-    std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors_;
+    orntest::SensorFleet sensors_;
     orntest::SystemScope system_;
     const ornc_device_t* first_ = nullptr;
     const ornc_device_t* second_ = nullptr;

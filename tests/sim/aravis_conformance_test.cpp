@@ -156,16 +156,16 @@ TEST_F(AravisConformance, AnotherGenicamFileDescribesFeaturesInPlainMemory) {
     const orntest::TempWorkDir dir;
     ASSERT_TRUE(orntest::write_file(dir.file("test.xml"), orntest::range_test_xml(config_)));
     CommandResult r = against_sensor("arv-tool-0.8 -n '" + kDeviceId +
-                                         "' control IntUnsigned32=4321 TextValue=left-bench && "
+                                         "' control TestWide=4321 TestString=left-bench && "
                                          "echo second-connection && arv-tool-0.8 -n '" +
-                                         kDeviceId + "' control IntUnsigned32 TextValue",
+                                         kDeviceId + "' control TestWide TestString",
                                      60, {"--genicam", dir.file("test.xml")});
     EXPECT_EQ(r.status, 0) << r.output;
     // The second connection reads back what the first one stored.
     size_t second = r.output.find("second-connection");
     ASSERT_NE(second, std::string::npos) << r.output;
-    EXPECT_NE(r.output.find("IntUnsigned32 = 4321", second), std::string::npos) << r.output;
-    EXPECT_NE(r.output.find("TextValue = left-bench", second), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("TestWide = 4321", second), std::string::npos) << r.output;
+    EXPECT_NE(r.output.find("TestString = left-bench", second), std::string::npos) << r.output;
 }
 
 // The GenICam schema 1.1 that arv-test bundles, cut out of its executable.

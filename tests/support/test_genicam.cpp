@@ -9,98 +9,126 @@ namespace orntest {
 
 namespace {
 
-// A node of `tag` named `name` around `body`.
-std::string node(const std::string& tag, const std::string& name, const std::string& body) {
-    return "  <" + tag + " Name=\"" + name + "\" NameSpace=\"Custom\">\n" + body + "  </" + tag + ">\n";
-}
+static_assert(kPlainMemory == ornsim::reg::kPlainMemoryBase, "the features live in the sensor's plain memory");
 
-// A register node over `length` bytes at `offset` into plain memory;
-// `index` and `tail` go after the address and after the port's elements.
-std::string reg(const std::string& tag, const std::string& name, uint32_t offset, int length,
-                const std::string& access = "RW", const std::string& tail = "", const std::string& index = "") {
+// A big-endian IntReg of `length` bytes at `offset` into plain memory;
+// `extra` elements go first.
+std::string int_reg(const char* name, uint32_t offset, const char* access = "RW", const char* sign = "Unsigned",
+                    const char* extra = "", int length = 4) {
     char address[16];
-    std::snprintf(address, sizeof address, "0x%X", ornsim::reg::kPlainMemoryBase + offset);
-    return node(tag, name,
-                "    <Address>" + std::string(address) + "</Address>\n" + index + "    <Length>" +
-                    std::to_string(length) + "</Length>\n    <AccessMode>" + access +
-                    "</AccessMode>\n    <pPort>Device</pPort>\n    <Cachable>NoCache</Cachable>\n" + tail);
+    std::snprintf(address, sizeof address, "0x%08X", kPlainMemory + offset);
+    return std::string("  <IntReg Name=\"") + name + "\" NameSpace=\"Custom\">" + extra + "<Address>" + address +
+           "</Address>\n    <Length>" + std::to_string(length) + "</Length><AccessMode>" + access +
+           "</AccessMode><pPort>Device</pPort><Sign>" + sign + "</Sign><Endianess>BigEndian</Endianess></IntReg>\n";
 }
+constexpr const char* kNoCache = "<Cachable>NoCache</Cachable>";
 
-const std::string kBigEndian = "    <Endianess>BigEndian</Endianess>\n";
-const std::string kUnsigned = "    <Sign>Unsigned</Sign>\n" + kBigEndian;
-
-// An integer feature over an IntReg of its own in plain memory.
-std::string integer_feature(const std::string& name, uint32_t offset, int length, bool is_signed,
-                            const std::string& min, const std::string& max, const std::string& inc,
-                            const std::string& access = "RW") {
-    std::string body = "    <DisplayName>" + name + " Display</DisplayName>\n";
-    if (access != "RW") body += "    <ImposedAccessMode>" + access + "</ImposedAccessMode>\n";
-    body += "    <pValue>" + name + "Reg</pValue>\n";
-    if (!min.empty()) body += "    <Min>" + min + "</Min>\n";
-    if (!max.empty()) body += "    <Max>" + max + "</Max>\n";
-    if (!inc.empty()) body += "    <Inc>" + inc + "</Inc>\n";
-    return node("Integer", name, body) +
-           reg("IntReg", name + "Reg", offset, length, access,
-               std::string("    <Sign>") + (is_signed ? "Signed" : "Unsigned") + "</Sign>\n" + kBigEndian);
-}
-
-// The features of the range tests. Offsets into plain memory:
-//   0x00 IntStep10 (0..100 step 10)      0x04 IntStep4 (1..100 step 4)
-//   0x08 IntUnsigned32 (0..2^32-1)       0x10 IntMinusOneToU32 (-1..2^32-1, 8 bytes)
-//   0x18 IntFull64 (whole int64 range)   0x20 IntTo2Pow32 (0..2^32, 8 bytes)
-//   0x10..0x27 RawSpan: the three 8-byte integers as one 24-byte register
-//   0x28 IntWriteOnly   0x2C IntReadOnly   0x30 FloatRange (0..100, f64)
-//   0x40 TextValue (16 bytes)   0x60 RawBlock (8 bytes)   0x70 FlagValue
-//   0x74 ModeChoice (Alpha 1, Continuous 2, Gamma 3)   0x78 PulseCommand
-//   0x7C IndexSelector (0..7)   0x80 + 4 * index: IndexedValue
-//   IntFormula: twice IntStep10, a formula without a declared range
-std::string range_test_features() {
-    std::string members = "    <DisplayName>Range Tests</DisplayName>\n";
-    for (const char* f : {"IntStep10", "IntStep4", "IntUnsigned32", "IntMinusOneToU32", "IntFull64", "IntTo2Pow32",
-                          "RawSpan", "IntWriteOnly", "IntReadOnly", "FloatRange", "TextValue", "RawBlock", "FlagValue",
-                          "ModeChoice", "PulseCommand", "IndexSelector", "IndexedValue", "IntFormula"}) {
-        members += std::string("    <pFeature>") + f + "</pFeature>\n";
-    }
-    std::string xml = node("Category", "RangeTests", members);
-    xml += integer_feature("IntStep10", 0x00, 4, false, "0", "100", "10");
-    xml += integer_feature("IntStep4", 0x04, 4, false, "1", "100", "4");
-    xml += integer_feature("IntUnsigned32", 0x08, 4, false, "0", "4294967295", "");
-    xml += integer_feature("IntMinusOneToU32", 0x10, 8, true, "-1", "4294967295", "");
-    xml += integer_feature("IntFull64", 0x18, 8, true, "-9223372036854775808", "9223372036854775807", "");
-    xml += integer_feature("IntTo2Pow32", 0x20, 8, true, "0", "4294967296", "");
-    xml += reg("Register", "RawSpan", 0x10, 24);
-    xml += integer_feature("IntWriteOnly", 0x28, 4, false, "0", "1000", "", "WO");
-    xml += integer_feature("IntReadOnly", 0x2C, 4, false, "0", "1000", "", "RO");
-    xml += node("Float", "FloatRange", "    <pValue>FloatRangeReg</pValue>\n    <Min>0</Min>\n    <Max>100</Max>\n");
-    xml += reg("FloatReg", "FloatRangeReg", 0x30, 8, "RW", kBigEndian);
-    xml += reg("StringReg", "TextValue", 0x40, 16);
-    xml += reg("Register", "RawBlock", 0x60, 8);
-    xml += node("Boolean", "FlagValue",
-                "    <pValue>FlagValueReg</pValue>\n    <OnValue>1</OnValue>\n    <OffValue>0</OffValue>\n");
-    xml += reg("IntReg", "FlagValueReg", 0x70, 4, "RW", kUnsigned);
-    std::string entries;
-    for (const auto& entry :
-         {std::make_pair("Alpha", 1), std::make_pair("Continuous", 2), std::make_pair("Gamma", 3)}) {
-        entries += std::string("    <EnumEntry Name=\"") + entry.first +
-                   "\" NameSpace=\"Custom\">\n      <DisplayName>" + entry.first +
-                   " Mode</DisplayName>\n      <Value>" + std::to_string(entry.second) + "</Value>\n    </EnumEntry>\n";
-    }
-    xml += node("Enumeration", "ModeChoice", entries + "    <pValue>ModeChoiceReg</pValue>\n");
-    xml += reg("IntReg", "ModeChoiceReg", 0x74, 4, "RW", kUnsigned);
-    xml +=
-        node("Command", "PulseCommand", "    <pValue>PulseCommandReg</pValue>\n    <CommandValue>1</CommandValue>\n");
-    xml += reg("IntReg", "PulseCommandReg", 0x78, 4, "RW", kUnsigned);
-    xml += node("Integer", "IndexSelector",
-                "    <pValue>IndexSelectorReg</pValue>\n    <Min>0</Min>\n    <Max>7</Max>\n    <Inc>1</Inc>\n"
-                "    <pSelected>IndexedValue</pSelected>\n");
-    xml += reg("IntReg", "IndexSelectorReg", 0x7C, 4, "RW", kUnsigned);
-    xml += node("Integer", "IndexedValue",
-                "    <pValue>IndexedValueReg</pValue>\n    <Min>0</Min>\n    <Max>1000000</Max>\n");
-    xml +=
-        reg("IntReg", "IndexedValueReg", 0x80, 4, "RW", kUnsigned, "    <pIndex Offset=\"4\">IndexSelector</pIndex>\n");
-    xml += node("IntSwissKnife", "IntFormula",
-                "    <pVariable Name=\"S\">IntStep10</pVariable>\n    <Formula>S*2</Formula>\n");
-    return xml;
+// The features, in document order. Categories: RangeTests (every feature
+// but TestWide and the grouped TestInnerValue) and Nested\Inner. Node-map
+// features Test* take 0x00..0x7F; the notification chain (Source -> Doubled
+// -> Quadrupled, Source invalidates Cached and bounds Bounded, Selector
+// indexes and selects Indexed, Unrelated) 0x80..0xA3; the range features
+// 0xA4..0xBF (RawSpan: the three 8-byte integers as one 24-byte register).
+std::string features() {
+    using namespace plain;
+    return std::string(R"XML(
+  <Category Name="RangeTests" NameSpace="Custom">
+    <DisplayName>Range Tests</DisplayName>
+    <pFeature>TestSelector</pFeature><pFeature>TestInteger</pFeature><pFeature>TestEnum</pFeature>
+    <pFeature>TestFloat</pFeature><pFeature>TestReadOnly</pFeature><pFeature>TestWriteOnly</pFeature>
+    <pFeature>TestBoolean</pFeature><pFeature>TestString</pFeature><pFeature>TestCommand</pFeature>
+    <pFeature>TestRegister</pFeature><pFeature>TestIp</pFeature><pFeature>Selector</pFeature>
+    <pFeature>Indexed</pFeature><pFeature>Doubled</pFeature><pFeature>IntStep4</pFeature>
+    <pFeature>IntMinusOneToU32</pFeature><pFeature>IntFull64</pFeature><pFeature>IntTo2Pow32</pFeature>
+    <pFeature>RawSpan</pFeature>
+  </Category>
+  <Category Name="Nested" NameSpace="Custom"><pFeature>Inner</pFeature></Category>
+  <Category Name="Inner" NameSpace="Custom"><pFeature>TestInnerValue</pFeature></Category>
+  <Integer Name="TestSelector" NameSpace="Custom"><Visibility>Expert</Visibility><pValue>TestSelectorReg</pValue>
+    <Min>0</Min><Max>7</Max><Inc>1</Inc><pSelected>TestSelectedB</pSelected><pSelected>TestSelectedA</pSelected>
+  </Integer>
+)XML") + int_reg("TestSelectorReg", kSelector, "RW", "Unsigned", "<Visibility>Invisible</Visibility>") +
+           R"XML(
+  <Integer Name="TestSelectedA" NameSpace="Custom"><Value>1</Value></Integer>
+  <Integer Name="TestSelectedB" NameSpace="Custom"><Value>2</Value></Integer>
+  <Integer Name="TestInteger" NameSpace="Custom"><DisplayName>Test Integer</DisplayName>
+    <Description>An integer with a step</Description><ToolTip>Steps of ten</ToolTip><pValue>TestIntegerReg</pValue>
+    <Min>0</Min><Max>100</Max><Inc>10</Inc></Integer>
+)XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
+           int_reg("TestWide", kWide) + int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", kNoCache) +
+           int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
+  <Float Name="TestFloat" NameSpace="Custom"><pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
+  </Float>
+  <FloatReg Name="TestFloatReg" NameSpace="Custom"><Visibility>Guru</Visibility><Address>0x00100028</Address>
+    <Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>
+  <Boolean Name="TestBoolean" NameSpace="Custom"><pValue>TestBooleanReg</pValue>
+    <OnValue>1</OnValue><OffValue>0</OffValue></Boolean>
+)XML" + int_reg("TestBooleanReg", kBoolean) +
+           R"XML(
+  <StringReg Name="TestString" NameSpace="Custom"><Address>0x00100040</Address><Length>16</Length>
+    <AccessMode>RW</AccessMode><pPort>Device</pPort></StringReg>
+  <Enumeration Name="TestEnum" NameSpace="Custom">
+    <EnumEntry Name="Zebra" NameSpace="Custom"><Value>5</Value></EnumEntry>
+    <EnumEntry Name="Alpha" NameSpace="Custom"><DisplayName>First Letter</DisplayName><Value>1</Value></EnumEntry>
+    <EnumEntry Name="Mid" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><Value>3</Value></EnumEntry>
+    <pValue>TestEnumReg</pValue>
+  </Enumeration>
+)XML" + int_reg("TestEnumReg", kEnum) +
+           R"XML(
+  <Command Name="TestCommand" NameSpace="Custom"><pValue>TestCommandReg</pValue><CommandValue>1</CommandValue></Command>
+)XML" + int_reg("TestCommandReg", kCommand) +
+           R"XML(
+  <Register Name="TestRegister" NameSpace="Custom"><Visibility>Guru</Visibility><Address>0x00100060</Address>
+    <Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort></Register>
+  <Integer Name="TestLocked" NameSpace="Custom"><pIsLocked>TestBoolean</pIsLocked><pValue>TestWide</pValue></Integer>
+  <Integer Name="TestUnavailable" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
+  </Integer>
+  <Integer Name="TestIp" NameSpace="Custom"><pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
+  </Integer>
+)XML" + int_reg("TestIpReg", kIp) +
+           R"XML(
+  <StructReg Comment="two bytes of one register">
+    <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
+    <StructEntry Name="TestStructLow" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>31</LSB><MSB>24</MSB>
+    </StructEntry>
+    <StructEntry Name="TestStructHigh" NameSpace="Custom"><AccessMode>RW</AccessMode><LSB>23</LSB><MSB>16</MSB>
+    </StructEntry>
+  </StructReg>
+  <Group Comment="grouped"><Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility>
+    <Value>9</Value></Integer></Group>
+  <Integer Name="Source" NameSpace="Custom"><pValue>SourceReg</pValue><Min>0</Min><Max>1000</Max></Integer>
+)XML" + int_reg("SourceReg", 0x80) +
+           R"XML(
+  <IntSwissKnife Name="Doubled" NameSpace="Custom"><pVariable Name="S">Source</pVariable><Formula>S*2</Formula></IntSwissKnife>
+  <IntSwissKnife Name="Quadrupled" NameSpace="Custom"><pVariable Name="D">Doubled</pVariable><Formula>D*2</Formula></IntSwissKnife>
+  <Integer Name="Cached" NameSpace="Custom"><pValue>CachedReg</pValue></Integer>
+)XML" + int_reg("CachedReg", 0x84, "RO", "Unsigned", "<pInvalidator>Source</pInvalidator>") +
+           R"XML(
+  <Integer Name="Bounded" NameSpace="Custom"><pValue>BoundedReg</pValue><Min>0</Min><pMax>Source</pMax></Integer>
+)XML" + int_reg("BoundedReg", 0x88) +
+           R"XML(
+  <Integer Name="Selector" NameSpace="Custom"><pValue>SelectorReg</pValue><Min>0</Min><Max>3</Max>
+    <pSelected>Indexed</pSelected></Integer>
+)XML" + int_reg("SelectorReg", 0x8C) +
+           R"XML(
+  <Integer Name="Indexed" NameSpace="Custom"><pValue>IndexedReg</pValue></Integer>
+  <IntReg Name="IndexedReg" NameSpace="Custom"><Address>0x00100090</Address><pIndex Offset="4">SelectorReg</pIndex>
+    <Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
+  <Integer Name="Unrelated" NameSpace="Custom"><pValue>UnrelatedReg</pValue></Integer>
+)XML" + int_reg("UnrelatedReg", 0xA0) +
+           R"XML(
+  <Integer Name="IntStep4" NameSpace="Custom"><pValue>IntStep4Reg</pValue><Min>1</Min><Max>100</Max><Inc>4</Inc></Integer>
+)XML" + int_reg("IntStep4Reg", 0xA4) +
+           R"XML(
+  <Integer Name="IntMinusOneToU32" NameSpace="Custom"><pValue>IntMinusOneToU32Reg</pValue><Min>-1</Min><Max>4294967295</Max></Integer>
+)XML" + int_reg("IntMinusOneToU32Reg", 0xA8, "RW", "Signed", kNoCache, 8) +
+           int_reg("IntFull64", 0xB0, "RW", "Signed", kNoCache, 8) + R"XML(
+  <Integer Name="IntTo2Pow32" NameSpace="Custom"><pValue>IntTo2Pow32Reg</pValue><Min>0</Min><Max>4294967296</Max></Integer>
+)XML" + int_reg("IntTo2Pow32Reg", 0xB8, "RW", "Signed", kNoCache, 8) +
+           R"XML(
+  <Register Name="RawSpan" NameSpace="Custom"><Address>0x001000A8</Address><Length>24</Length><AccessMode>RW</AccessMode>
+    <pPort>Device</pPort></Register>
+)XML";
 }
 
 void replace_all(std::string* text, const std::string& from, const std::string& to) {
@@ -120,13 +148,22 @@ std::string builtin_xml(const ornsim::SensorConfig& config) {
     return ornsim::builtin_genicam_xml(identity);
 }
 
+std::string test_features_xml() {
+    return R"XML(<?xml version="1.0" encoding="utf-8"?>
+<RegisterDescription ModelName="PlatformTest" VendorName="ORNC" StandardNameSpace="None" SchemaMajorVersion="1"
+    SchemaMinorVersion="1" SchemaSubMinorVersion="0" MajorVersion="1" MinorVersion="0" SubMinorVersion="0"
+    ToolTip="Features for the tests" ProductGuid="11111111-2222-3333-4444-555555555555"
+    VersionGuid="11111111-2222-3333-4444-555555555556" xmlns="http://www.genicam.org/GenApi/Version_1_1">
+  <Category Name="Root" NameSpace="Standard"><pFeature>RangeTests</pFeature><pFeature>Nested</pFeature></Category>)XML" +
+           features() + "  <Port Name=\"Device\" NameSpace=\"Standard\"/>\n</RegisterDescription>\n";
+}
+
 std::string range_test_xml(const ornsim::SensorConfig& config) {
     std::string xml = builtin_xml(config);
-    // List the new category under Root, then append its features.
+    // List the test categories under Root, then append the features.
     const size_t root = xml.find("<Category Name=\"Root\"");
-    const size_t root_end = xml.find("</Category>", root);
-    xml.insert(root_end, "  <pFeature>RangeTests</pFeature>\n  ");
-    xml.insert(xml.rfind("</RegisterDescription>"), range_test_features());
+    xml.insert(xml.find("</Category>", root), "  <pFeature>RangeTests</pFeature><pFeature>Nested</pFeature>\n  ");
+    xml.insert(xml.rfind("</RegisterDescription>"), features());
     return xml;
 }
 
