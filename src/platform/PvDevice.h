@@ -75,6 +75,18 @@ public:
     // --- platform side -------------------------------------------------
     ArvDevice* GetArvDevice() const { return device_; }
 
+    // While one lives on a thread, a disconnected device whose last other
+    // holder (a stream that outlived the connection) lets go on that thread
+    // is released right there, so control is free when that call returns;
+    // anywhere else the release runs on a short-lived thread (PvDevice.cpp).
+    class ReleaseHere {
+    public:
+        ReleaseHere();
+        ~ReleaseHere();
+        ReleaseHere(const ReleaseHere&) = delete;
+        ReleaseHere& operator=(const ReleaseHere&) = delete;
+    };
+
 protected:
     PvDevice();
     // Takes the reference on `device`, builds the node maps.
@@ -85,6 +97,7 @@ protected:
 private:
     class CommunicationHooks;
     class EventDispatch;
+    class Hold;
     // Defined with EventDispatch (PvDevice_events.cpp).
     struct EventDispatchDeleter {
         void operator()(EventDispatch* events) const;
@@ -98,6 +111,7 @@ private:
     PvResult SetTransportLock(bool locked);
 
     ArvDevice* device_ = nullptr;
+    Hold* hold_ = nullptr;  // our reference on device_; gives itself up
     std::unique_ptr<PvGenParameterArray> parameters_;
     std::unique_ptr<PvGenParameterArray> communication_;
     std::unique_ptr<CommunicationHooks> communication_hooks_;
