@@ -45,14 +45,16 @@ std::string zip_entry_name(const std::string& file_name) {
     return base;
 }
 
-// How many PvDevice::ReleaseHere scopes are open on this thread.
+// How many PvDevice::ReleaseHere calls are under way on this thread.
 thread_local int release_here_depth = 0;
 
 }  // namespace
 
-PvDevice::ReleaseHere::ReleaseHere() { ++release_here_depth; }
-
-PvDevice::ReleaseHere::~ReleaseHere() { --release_here_depth; }
+void PvDevice::ReleaseHere(const std::function<void()>& release) {
+    ++release_here_depth;
+    release();
+    --release_here_depth;
+}
 
 // Our reference on the ArvDevice, and how it is given up.
 //
@@ -68,7 +70,7 @@ PvDevice::ReleaseHere::~ReleaseHere() { --release_here_depth; }
 // one is gone. Disconnect marks it released and gives it up at once when
 // it is the only one left: the usual case, control is free when
 // Disconnect returns. Otherwise the toggle notification gives it up once
-// the others are gone: on the spot inside a ReleaseHere scope (closing a
+// the others are gone: on the spot inside ReleaseHere (closing a
 // stream that outlived the connection), on a short-lived thread anywhere
 // else (the end of an emission on the heartbeat thread, whose join then
 // works). The claim makes exactly one of the two do it. Disconnect and

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/PvDeviceEventSink.h"
@@ -75,17 +76,11 @@ public:
     // --- platform side -------------------------------------------------
     ArvDevice* GetArvDevice() const { return device_; }
 
-    // While one lives on a thread, a disconnected device whose last other
-    // holder (a stream that outlived the connection) lets go on that thread
-    // is released right there, so control is free when that call returns;
-    // anywhere else the release runs on a short-lived thread (PvDevice.cpp).
-    class ReleaseHere {
-    public:
-        ReleaseHere();
-        ~ReleaseHere();
-        ReleaseHere(const ReleaseHere&) = delete;
-        ReleaseHere& operator=(const ReleaseHere&) = delete;
-    };
+    // Runs `release`, which may let go of the last other hold on a
+    // disconnected device (a stream that outlived the connection): that
+    // device is then released right here, so control is free when this
+    // returns. Anywhere else such a release runs on a short-lived thread.
+    static void ReleaseHere(const std::function<void()>& release);
 
 protected:
     PvDevice();

@@ -148,13 +148,14 @@ PvResult PvStream::Close() {
         // the device to stop sending through the device's node map.
         std::lock_guard<std::mutex> queue_guard(queue_lock_);
         // The stream may be the last holder of a disconnected device.
-        PvDevice::ReleaseHere release_here;
-        if (device_lock_ != nullptr) {
-            std::lock_guard<std::mutex> device_guard(*device_lock_);
-            g_object_unref(stream_);
-        } else {
-            g_object_unref(stream_);
-        }
+        PvDevice::ReleaseHere([this] {
+            if (device_lock_ != nullptr) {
+                std::lock_guard<std::mutex> device_guard(*device_lock_);
+                g_object_unref(stream_);
+            } else {
+                g_object_unref(stream_);
+            }
+        });
         stream_ = nullptr;
         release_wrappers(queued_);
         release_wrappers(aborted_);
