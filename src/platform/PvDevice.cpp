@@ -2,11 +2,14 @@
 
 #include <arv.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <mutex>
 #include <string>
+#include <system_error>
+#include <thread>
 
 #include "platform/PvDeviceGEV.h"
 #include "platform/PvDeviceInfoGEV.h"
@@ -42,7 +45,95 @@ std::string zip_entry_name(const std::string& file_name) {
     return base;
 }
 
+// How many PvDevice::ReleaseHere calls are under way on this thread.
+thread_local int release_here_depth = 0;
+
 }  // namespace
+
+void PvDevice::ReleaseHere(const std::function<void()>& release) {
+    ++release_here_depth;
+    release();
+    --release_here_depth;
+}
+
+// Our reference on the ArvDevice, and how it is given up.
+//
+// The last release finalizes the device, and finalizing joins Aravis's
+// heartbeat thread. Aravis emits control-lost on that very thread, and
+// GLib holds a reference on the device for the whole emission: a
+// disconnect made while an emission is under way (from inside the
+// link-loss notification, or racing it) would leave the emission's
+// release as the last one, and the heartbeat thread would join itself,
+// which GLib aborts on.
+//
+// So the reference is a toggle reference, and GLib says when every other
+// one is gone. Disconnect marks it released and gives it up at once when
+// it is the only one left: the usual case, control is free when
+// Disconnect returns. Otherwise the toggle notification gives it up once
+// the others are gone: on the spot inside ReleaseHere (closing a
+// stream that outlived the connection), on a short-lived thread anywhere
+// else (the end of an emission on the heartbeat thread, whose join then
+// works). The claim makes exactly one of the two do it. Disconnect and
+// the close of a stream on the same device must not run at once (GLib
+// notifies after dropping the count, so a concurrent last release could
+// free the device under the notification).
+class PvDevice::Hold {
+public:
+    // Turns the caller's reference on `device` into ours.
+    static Hold* Take(ArvDevice* device) {
+        Hold* hold = new Hold(device);
+        g_object_add_toggle_ref(G_OBJECT(device), &Hold::OnToggle, hold);
+        g_object_unref(device);
+        return hold;
+    }
+
+    // Gives the reference up now or when the others are gone; the hold
+    // deletes itself then.
+    void Release() {
+        released_ = true;
+        if (g_atomic_int_get(reinterpret_cast<gint*>(&G_OBJECT(device_)->ref_count)) == 1) {
+            Claim();
+        }
+    }
+
+private:
+    explicit Hold(ArvDevice* device) : device_(device) {}
+
+    static void OnToggle(gpointer data, GObject*, gboolean is_last_ref) {
+        Hold* hold = static_cast<Hold*>(data);
+        if (!is_last_ref || !hold->released_) {
+            return;
+        }
+        if (release_here_depth > 0) {
+            hold->Claim();
+            return;
+        }
+        if (hold->claimed_.exchange(true)) {
+            return;
+        }
+        try {
+            std::thread([hold] { hold->Drop(); }).detach();
+        } catch (const std::system_error&) {
+            // Without a thread the device stays until the process ends:
+            // finalizing it here could be a self-join.
+        }
+    }
+
+    void Claim() {
+        if (!claimed_.exchange(true)) {
+            Drop();
+        }
+    }
+
+    void Drop() {
+        g_object_remove_toggle_ref(G_OBJECT(device_), &Hold::OnToggle, this);
+        delete this;
+    }
+
+    ArvDevice* device_;
+    std::atomic<bool> released_{false};
+    std::atomic<bool> claimed_{false};
+};
 
 // Keeps the communication node map current: the heartbeat time-out lives
 // in the device and is read at connect and written through.
@@ -106,6 +197,7 @@ PvDevice::~PvDevice() { platform::close_if_open(this, &PvDevice::IsConnected, &P
 
 PvResult PvDevice::Attach(ArvDevice* device) {
     device_ = device;
+    hold_ = Hold::Take(device);
     // Writes to read-only nodes must fail instead of reaching the device.
     arv_device_set_access_check_policy(device_, ARV_ACCESS_CHECK_POLICY_ENABLE);
 
@@ -142,9 +234,10 @@ PvResult PvDevice::Disconnect() {
     communication_.reset();
     communication_hooks_.reset();
     parameters_.reset();
-    // Releases control and stops the heartbeat (unless an open stream
-    // still holds the device; closing it finishes the job).
-    g_object_unref(device_);
+    // Releases control and stops the heartbeat, unless an open stream or
+    // a control-lost emission still holds the device (see Hold).
+    hold_->Release();
+    hold_ = nullptr;
     device_ = nullptr;
     return PvResult::OK;
 }

@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 
 #include "platform/PvDeviceEventSink.h"
@@ -75,6 +76,12 @@ public:
     // --- platform side -------------------------------------------------
     ArvDevice* GetArvDevice() const { return device_; }
 
+    // Runs `release`, which may let go of the last other hold on a
+    // disconnected device (a stream that outlived the connection): that
+    // device is then released right here, so control is free when this
+    // returns. Anywhere else such a release runs on a short-lived thread.
+    static void ReleaseHere(const std::function<void()>& release);
+
 protected:
     PvDevice();
     // Takes the reference on `device`, builds the node maps.
@@ -85,6 +92,7 @@ protected:
 private:
     class CommunicationHooks;
     class EventDispatch;
+    class Hold;
     // Defined with EventDispatch (PvDevice_events.cpp).
     struct EventDispatchDeleter {
         void operator()(EventDispatch* events) const;
@@ -98,6 +106,7 @@ private:
     PvResult SetTransportLock(bool locked);
 
     ArvDevice* device_ = nullptr;
+    Hold* hold_ = nullptr;  // our reference on device_; gives itself up
     std::unique_ptr<PvGenParameterArray> parameters_;
     std::unique_ptr<PvGenParameterArray> communication_;
     std::unique_ptr<CommunicationHooks> communication_hooks_;

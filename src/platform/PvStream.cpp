@@ -6,6 +6,7 @@
 #include <chrono>
 #include <thread>
 
+#include "platform/PvDevice.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
 #include "platform/close_on_end.h"
@@ -150,12 +151,15 @@ PvResult PvStream::Close() {
         // Stopping the receiver releases the wrappers it holds and tells
         // the device to stop sending through the device's node map.
         std::lock_guard<std::mutex> queue_guard(queue_lock_);
-        if (device_lock_ != nullptr) {
-            std::lock_guard<std::mutex> device_guard(*device_lock_);
-            g_object_unref(stream_);
-        } else {
-            g_object_unref(stream_);
-        }
+        // The stream may be the last holder of a disconnected device.
+        PvDevice::ReleaseHere([this] {
+            if (device_lock_ != nullptr) {
+                std::lock_guard<std::mutex> device_guard(*device_lock_);
+                g_object_unref(stream_);
+            } else {
+                g_object_unref(stream_);
+            }
+        });
         stream_ = nullptr;
         release_wrappers(queued_);
         release_wrappers(aborted_);

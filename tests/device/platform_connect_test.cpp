@@ -223,10 +223,13 @@ TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostAndClosesOverADel
     ASSERT_NE(data, nullptr);
     std::memset(data, 0xAB, 4096);
 
+    // A stream that outlives the connection holds control until it closes.
+    EXPECT_TRUE(device->Disconnect().IsOK());
     EXPECT_TRUE(stream->Close().IsOK());
     EXPECT_EQ(stream->GetParameters(), nullptr);
     EXPECT_EQ(stream->Close().GetCode(), PvResult::NOT_CONNECTED);
     g_object_unref(wrapper);
+    EXPECT_NE(connect(kSensorAddress), nullptr) << "closing the stream released control";
 }
 
 TEST(PlatformStream, QueueKeepsARecordOfEveryBuffer) {

@@ -256,6 +256,13 @@ TEST(PlatformEvents, LinkLossReachesEverySinkOnceAndADisconnectInsideTheNotifica
     RecordingSink disconnecting(true);
     ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK());
     ASSERT_TRUE(rig.device()->RegisterEventSink(&disconnecting).IsOK());
+    // A slow handler after ours keeps Aravis's emission, and the reference
+    // it holds, alive past the disconnect inside the notification: the
+    // emission's release is then the last one, on the heartbeat thread.
+    void (*slow)(ArvDevice*, gpointer) = [](ArvDevice*, gpointer) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    };
+    g_signal_connect(rig.device()->GetArvDevice(), "control-lost", G_CALLBACK(slow), nullptr);
     rig.sensor().set_faults({0.0, "", 0.0, 0});
     const auto silent_since = std::chrono::steady_clock::now();
     ASSERT_TRUE(disconnecting.wait_disconnect(std::chrono::seconds(15))) << "no link loss reported";
