@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "ORNCExt.h"
 #include "handles.h"
@@ -20,101 +21,91 @@ protected:
         ASSERT_EQ(ORNCConnectBySerialNumber(handle_.get(), nullptr, "EXT00001"), ORNC_OK);
     }
     ornc_param_t* param(const char* name) { return orntest::device_param(handle_.get(), name); }
-    std::string text(const char* name) {
+    // The strict read in a buffer of `size`, or "<status N>".
+    std::string text(const char* name, size_t size = 64) {
         char value[64] = "junk";
-        const ornc_status_t status = ORNCParamGetValueText(param(name), value, sizeof value);
-        return status == ORNC_OK ? value : "<status " + std::to_string(status) + ">";
+        const ornc_status_t status = ORNCParamGetValueText(param(name), value, size);
+        return status == ORNC_OK ? value : failed(status) + value;
+    }
+    static std::string failed(ornc_status_t status) { return "<status " + std::to_string(status) + ">"; }
+    int64_t int64(const char* name) {
+        int64_t value = 0;
+        EXPECT_EQ(ORNCParamGetInteger64Value(param(name), &value), ORNC_OK) << name;
+        return value;
     }
     orntest::Handle handle_;
 };
 
 TEST_F(ExtParams, Integer64ValuesRangesAndUnits) {
-    int64_t value = 0;
     const int64_t big = INT64_C(0x123456789A);
     ASSERT_EQ(ORNCParamSetInteger64Value(param("IntFull64"), -big), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetInteger64Value(param("IntFull64"), &value), ORNC_OK);
-    EXPECT_EQ(value, -big);
+    EXPECT_EQ(int64("IntFull64"), -big);
     ASSERT_EQ(ORNCParamSetInteger64Value(param("IntTo2Pow32"), big), ORNC_OK);
-    ASSERT_EQ(ORNCParamGetInteger64Value(param("IntTo2Pow32"), &value), ORNC_OK);
-    EXPECT_EQ(value, INT64_C(4294967296));
-    ASSERT_EQ(ORNCParamSetInteger64Value(param("TestInteger"), INT64_MIN), ORNC_OK);
-    EXPECT_EQ(text("TestInteger"), "0");
-    int64_t min = 1, max = 1, inc = 0;
-    ASSERT_EQ(ORNCParamGetInteger64Range(param("IntMinusOneToU32"), &min, &max, &inc), ORNC_OK);
-    EXPECT_EQ(min, -1);
-    EXPECT_EQ(max, INT64_C(4294967295));
-    EXPECT_EQ(inc, 1);
+    EXPECT_EQ(int64("IntTo2Pow32"), INT64_C(4294967296));
+    ASSERT_EQ(ORNCParamSetInteger64Value(param("IntStep4"), 50), ORNC_OK);
+    EXPECT_EQ(int64("IntStep4"), 49);
+    int64_t range[3] = {1, 1, 0};
+    ASSERT_EQ(ORNCParamGetInteger64Range(param("IntMinusOneToU32"), &range[0], &range[1], &range[2]), ORNC_OK);
+    EXPECT_EQ(std::vector<int64_t>(range, range + 3), (std::vector<int64_t>{-1, INT64_C(4294967295), 1}));
 
     char unit[8] = "junk";
     EXPECT_EQ(ORNCParamGetUnit(param("TestFloat"), unit, sizeof unit), 3);
     EXPECT_STREQ(unit, "mm");
     EXPECT_EQ(ORNCParamGetUnit(param("TestFloat"), unit, 2), 0);
-    EXPECT_STREQ(unit, "");
     EXPECT_EQ(ORNCParamGetUnit(param("TestInteger"), unit, sizeof unit), 1);
     EXPECT_EQ(ORNCParamGetUnit(nullptr, nullptr, 0), 0);
 }
 
-// Each text written in turn: the status, then the strict read of the node.
-TEST_F(ExtParams, StrictTextWritesWholeValuesOnly) {
+// Each accepted text in turn, then the strict read; every refused text
+// after it leaves that value.
+TEST_F(ExtParams, StrictTextTakesWholeValuesOnly) {
     const struct {
         const char* name;
         const char* written;
-        ornc_status_t status;
         const char* read;
+        std::vector<const char*> refused;
     } cases[] = {
-        {"IntFull64", " -9223372036854775808 ", ORNC_OK, "-9223372036854775808"},
-        {"IntFull64", "0x7fffffffffffffff", ORNC_OK, "9223372036854775807"},
-        {"IntFull64", "0xFFFFFFFFFFFFFFFF", ORNC_OK, "-1"},
-        {"IntFull64", "0x10000000000000000", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"IntFull64", "9223372036854775808", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"IntFull64", "300abc", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"IntFull64", "1e3", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"IntFull64", "", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"IntFull64", "0x", ORNC_ERR_PARAM_INVALID_VALUE, "-1"},
-        {"TestInteger", "64", ORNC_OK, "60"},
-        {"TestInteger", "5000000000", ORNC_OK, "100"},
-        {"TestInteger", "- 5", ORNC_ERR_PARAM_INVALID_VALUE, "100"},
-        {"TestFloat", "\t12.5\n", ORNC_OK, "12.5"},
-        {"TestFloat", "1e3", ORNC_OK, "100"},
-        {"TestFloat", "nan", ORNC_ERR_PARAM_INVALID_VALUE, "100"},
-        {"TestFloat", "-inf", ORNC_ERR_PARAM_INVALID_VALUE, "100"},
-        {"TestFloat", "1e400", ORNC_ERR_PARAM_INVALID_VALUE, "100"},
-        {"TestFloat", "2.5x", ORNC_ERR_PARAM_INVALID_VALUE, "100"},
-        {"TestEnum", "Alpha", ORNC_OK, "Alpha"},
-        {"TestEnum", " 5 ", ORNC_OK, "Zebra"},
-        {"TestEnum", "4", ORNC_ERR_PARAM_INVALID_VALUE, "Zebra"},
-        {"TestEnum", "Alphabet", ORNC_ERR_PARAM_INVALID_VALUE, "Zebra"},
-        {"TestBoolean", "1", ORNC_OK, "true"},
-        {"TestBoolean", "false", ORNC_OK, "false"},
-        {"TestBoolean", "10", ORNC_ERR_PARAM_INVALID_VALUE, "false"},
-        {"TestBoolean", "True", ORNC_ERR_PARAM_INVALID_VALUE, "false"},
-        {"TestString", " padded ", ORNC_OK, " padded "},
-        {"TestCommand", "1", ORNC_ERROR, "<status -1>"},
-        {"TestRegister", "1", ORNC_ERROR, "<status -1>"},
+        {"IntFull64", " -9223372036854775808 ", "-9223372036854775808", {}},
+        {"IntFull64", "0x7fffffffffffffff", "9223372036854775807", {}},
+        {"IntFull64",
+         "0xFFFFFFFFFFFFFFFF",
+         "-1",
+         {"0x10000000000000000", "9223372036854775808", "300abc", "1e3", "", "0x", "- 5", "-0x1"}},
+        {"TestInteger", "64", "60", {}},
+        {"TestInteger", "5000000000", "100", {}},
+        {"TestFloat", "\t12.5\n", "12.5", {}},
+        {"TestFloat", "1e3", "100", {"nan", "-inf", "1e400", "2.5x"}},
+        {"TestEnum", "Alpha", "Alpha", {}},
+        {"TestEnum", " 5 ", "Zebra", {"4", "Alphabet"}},
+        {"TestBoolean", "1", "true", {}},
+        {"TestBoolean", "false", "false", {"10", "True"}},
+        {"TestString", " padded ", " padded ", {}},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(ORNCParamSetValueText(param(c.name), c.written), c.status) << c.name << " '" << c.written << "'";
+        EXPECT_EQ(ORNCParamSetValueText(param(c.name), c.written), ORNC_OK) << c.name << " '" << c.written << "'";
         EXPECT_EQ(text(c.name), c.read) << c.name << " after '" << c.written << "'";
+        for (const char* refused : c.refused) {
+            EXPECT_EQ(ORNCParamSetValueText(param(c.name), refused), ORNC_ERR_PARAM_INVALID_VALUE) << refused;
+            EXPECT_EQ(text(c.name), c.read) << c.name << " after '" << refused << "'";
+        }
     }
 }
 
 TEST_F(ExtParams, BadInputGivesAStatusAndNoText) {
-    char value[8] = "junk";
     ASSERT_EQ(ORNCParamSetValueText(param("IntFull64"), "123456789"), ORNC_OK);
-    EXPECT_EQ(ORNCParamGetValueText(param("IntFull64"), value, 9), ORNC_ERR_STRING_TOO_LONG);
-    EXPECT_STREQ(value, "");
-    EXPECT_EQ(ORNCParamGetValueText(param("IntFull64"), value, 0), ORNC_ERR_STRING_TOO_LONG);
+    EXPECT_EQ(text("IntFull64", 9), failed(ORNC_ERR_STRING_TOO_LONG));
     EXPECT_EQ(ORNCParamGetValueText(param("IntFull64"), nullptr, 8), ORNC_ERR_STRING_TOO_LONG);
-    EXPECT_EQ(ORNCParamGetValueText(nullptr, value, sizeof value), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(ORNCParamGetValueText(param("TestWriteOnly"), value, sizeof value), ORNC_ERR_PARAM_NOT_READABLE);
+    EXPECT_EQ(text("TestWriteOnly"), failed(ORNC_ERR_PARAM_NOT_READABLE));
+    EXPECT_EQ(text("TestCommand"), failed(ORNC_ERROR));
+    EXPECT_EQ(text("TestRegister"), failed(ORNC_ERROR));
+    EXPECT_EQ(ORNCParamSetValueText(param("TestRegister"), "1"), ORNC_ERROR);
     EXPECT_EQ(ORNCParamSetValueText(nullptr, "1"), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamSetValueText(param("IntFull64"), nullptr), ORNC_ERR_PARAM_INVALID_VALUE);
     EXPECT_EQ(ORNCParamSetValueText(param("TestReadOnly"), "1"), ORNC_ERR_PARAM_NOT_WRITEABLE);
     EXPECT_EQ(ORNCParamGetInteger64Value(param("TestFloat"), nullptr), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamGetInteger64Value(param("IntFull64"), nullptr), ORNC_ERROR);
     EXPECT_EQ(ORNCParamGetInteger64Range(param("TestEnum"), nullptr, nullptr, nullptr), ORNC_ERR_PARAM_WRONG_TYPE);
-    EXPECT_EQ(ORNCParamSetInteger64Value(nullptr, 1), ORNC_ERR_PARAM_TYPE_MISMATCH);
-    EXPECT_EQ(text("IntFull64"), "123456789");
+    EXPECT_EQ(int64("IntFull64"), 123456789);
 }
 
 }  // namespace
