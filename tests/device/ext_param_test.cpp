@@ -2,7 +2,6 @@
 // tests' features (test_genicam.h) of a virtual sensor reached over GVCP.
 #include <gtest/gtest.h>
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -46,8 +45,7 @@ TEST_F(ExtParams, StrictTextTakesWholeValuesOnly) {
         {"TestInteger", "64", "60", {}},
         {"IntStep4", "50", "49", {}},
         {"IntTo2Pow32", "0x123456789A", "4294967296", {}},
-        {"TestFloat", "\t12.5\n", "12.5", {}},
-        {"TestFloat", "1e3", "100", {"nan", "-inf", "1e400", "2.5x"}},
+        {"TestFloat", "\t1.25e1\n", "12.5", {"nan", "-inf", "1e400", "2.5x"}},
         {"TestEnum", "Alpha", "Alpha", {}},
         {"TestEnum", " 5 ", "Zebra", {"4", "Alphabet"}},
         {"TestBoolean", "1", "true", {}},
@@ -84,7 +82,6 @@ TEST_F(ExtParams, TypedCallsAndBadInput) {
     EXPECT_EQ(ORNCParamSetValueText(param("TestRegister"), "1"), ORNC_ERROR);
     EXPECT_EQ(ORNCParamSetValueText(nullptr, "1"), ORNC_ERR_PARAM_TYPE_MISMATCH);
     EXPECT_EQ(ORNCParamSetValueText(param("IntFull64"), nullptr), ORNC_ERR_PARAM_INVALID_VALUE);
-    EXPECT_EQ(ORNCParamSetValueText(param("TestReadOnly"), "1"), ORNC_ERR_PARAM_NOT_WRITEABLE);
     EXPECT_EQ(ORNCParamGetInteger64Value(param("IntFull64"), nullptr), ORNC_ERROR);
     EXPECT_EQ(text("IntFull64"), "123456789");
 }
