@@ -1,7 +1,7 @@
 # Installation: `cmake --install <build> [--prefix DIR]` lays out
 #   lib/libORNC.so.<version> with its SONAME link libORNC.so.<major> and the
 #       development link libORNC.so
-#   include/ORNC.h, include/ORNBase.h
+#   include/ORNC.h, include/ORNCExt.h, include/ORNBase.h
 #   lib/pkgconfig/ornc.pc                      (pkg-config --cflags --libs ornc)
 #   lib/cmake/ORNC/ORNCConfig*.cmake, ORNCTargets*.cmake
 #                                              (find_package(ORNC) -> ORNC::ORNC)
@@ -18,7 +18,7 @@ set(ORNC_EXAMPLES_INSTALL_DIR ${CMAKE_INSTALL_DATADIR}/ornc/examples)
 install(TARGETS ORNC EXPORT ORNCTargets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
   INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/include/ORNC.h ${PROJECT_SOURCE_DIR}/include/ORNBase.h
+install(FILES ${PROJECT_SOURCE_DIR}/include/ORNC.h ${PROJECT_SOURCE_DIR}/include/ORNCExt.h ${PROJECT_SOURCE_DIR}/include/ORNBase.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 # CMake package.

@@ -57,9 +57,16 @@ ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, i
                                                     int64_t* incval64);
 // Rounds `value` to the node's step, clamps it into its range and writes it.
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value);
+// Clamps `value` into the float node's range and writes it.
+ornc_status_t ORNC_ParamSetFloat64Value(ornc_param_t* param, double value);
 // ORNC_OK for a write that succeeded; a failed one is logged and answers
 // ORNC_ERR_PARAM_WRITE_FAILED.
 ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result);
+
+// The checks before a text is written: ORNC_ERR_PARAM_NOT_WRITEABLE, then
+// ORNC_ERR_PARAM_TYPE_MISMATCH for a null handle, then
+// ORNC_ERR_PARAM_INVALID_VALUE for a null text; ORNC_OK to go on.
+ornc_status_t ORNC_TextWriteCheck(const ornc_param_t* param, const char* text);
 
 // Short word for a node kind in the parameter dump ("int", "enum", ...).
 const char* ORNC_PvGenType2String(PvGenType type);

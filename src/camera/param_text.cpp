@@ -100,17 +100,22 @@ ornc_status_t ORNC_IntegerText(const ornc_param_t* param, char* text, size_t siz
 
 }  // namespace
 
-extern "C" {
-
-ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str) {
+ornc_status_t ORNC_TextWriteCheck(const ornc_param_t* param, const char* text) {
     if (!ORNC_ParamWritable(param)) {
         return ORNC_ERR_PARAM_NOT_WRITEABLE;
     }
     if (param == nullptr) {
         return ORNC_ERR_PARAM_TYPE_MISMATCH;
     }
-    if (str == nullptr) {
-        return ORNC_ERR_PARAM_INVALID_VALUE;
+    return text != nullptr ? ORNC_OK : ORNC_ERR_PARAM_INVALID_VALUE;
+}
+
+extern "C" {
+
+ornc_status_t ORNCParamSetValue(ornc_param_t* param, const char* str) {
+    const ornc_status_t check = ORNC_TextWriteCheck(param, str);
+    if (check != ORNC_OK) {
+        return check;
     }
     switch (ORNC_ParamKind(param)) {
         case PvGenTypeInteger:

@@ -167,6 +167,24 @@ ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value) {
     });
 }
 
+// Clamped into [min, max] without step rounding. A NaN fails both
+// comparisons and reaches the node as it is.
+ornc_status_t ORNC_ParamSetFloat64Value(ornc_param_t* param, double value) {
+    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Write, true, [&](PvGenFloat* node) {
+        double min = 0.0;
+        double max = 0.0;
+        if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
+            return ORNC_ERR_INTERNAL;
+        }
+        if (value < min) {
+            value = min;
+        } else if (value > max) {
+            value = max;
+        }
+        return ORNC_ParamWriteStatus(param, node->SetValue(value));
+    });
+}
+
 extern "C" {
 
 ornc_status_t ORNCParamGetIntegerValue(const ornc_param_t* param, int* value) {
@@ -267,23 +285,8 @@ ornc_status_t ORNCParamSetUIntegerValue(ornc_param_t* param, unsigned int value)
     return ORNC_ParamSetInteger64Value(param, static_cast<int64_t>(value));
 }
 
-// Clamped into [min, max] without step rounding. A NaN fails both
-// comparisons and reaches the node as it is.
 ornc_status_t ORNCParamSetFloatValue(ornc_param_t* param, float value) {
-    return ORNC_WithParam<PvGenFloat>(param, ORNC_Access::Write, true, [&](PvGenFloat* node) {
-        double min = 0.0;
-        double max = 0.0;
-        if (node->GetMin(min).IsFailure() || node->GetMax(max).IsFailure() || min > max) {
-            return ORNC_ERR_INTERNAL;
-        }
-        double v = static_cast<double>(value);
-        if (v < min) {
-            v = min;
-        } else if (v > max) {
-            v = max;
-        }
-        return ORNC_ParamWriteStatus(param, node->SetValue(v));
-    });
+    return ORNC_ParamSetFloat64Value(param, static_cast<double>(value));
 }
 
 ornc_status_t ORNCParamSetBooleanValue(ornc_param_t* param, int value) {

@@ -42,3 +42,7 @@ PvResult PvGenFloat::GetIncrement(double& increment) const {
         },
         Read::Attribute);
 }
+
+PvResult PvGenFloat::GetUnit(PvString& unit) const {
+    return ReadLocked(Read::Attribute, [&](GError**) { unit = PvString(arv_gc_float_get_unit(as_float(node()))); });
+}

@@ -11,6 +11,8 @@ public:
     PvResult GetMax(double& max) const;
     // 0 when the node declares no increment.
     PvResult GetIncrement(double& increment) const;
+    // Empty when the node declares no unit.
+    PvResult GetUnit(PvString& unit) const;
 
 private:
     friend class PvGenParameterArray;

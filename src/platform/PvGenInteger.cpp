@@ -56,3 +56,7 @@ PvResult PvGenInteger::GetIncrement(int64_t& increment) const {
     }
     return result;
 }
+
+PvResult PvGenInteger::GetUnit(PvString& unit) const {
+    return ReadLocked(Read::Attribute, [&](GError**) { unit = PvString(arv_gc_integer_get_unit(as_integer(node()))); });
+}

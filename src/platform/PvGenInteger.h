@@ -15,6 +15,8 @@ public:
     PvResult GetMin(int64_t& min) const;
     PvResult GetMax(int64_t& max) const;
     PvResult GetIncrement(int64_t& increment) const;
+    // Empty when the node declares no unit.
+    PvResult GetUnit(PvString& unit) const;
 
 private:
     friend class PvGenParameterArray;

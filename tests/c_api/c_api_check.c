@@ -3,6 +3,7 @@
  * Built in the tree (c_api_check) and against the installed tree
  * (tests/packaging). */
 #include <ORNC.h>
+#include <ORNCExt.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -24,6 +25,7 @@ int main(void) {
     if (ORNImageInit(&image, 4, 3, ORN_PIX_MONO16) != ORN_OK || image.pixelsize != 2) return fail("image init");
     ORNImageDestroy(&image);
     if (ORN_FindEnumEntry(entries, "Auto", &value, &index) != ORN_OK || value != 2) return fail("enum entry");
+    if (ORNCParamGetUnit(NULL, NULL, 0) != 0) return fail("unit of no parameter");
     if (ORNCSysInit(&sys) != ORNC_OK) return fail("system init");
     ORNCSysDestroy(&sys);
     printf("libORNC %s: C API OK\n", version);

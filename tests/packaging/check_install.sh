@@ -32,7 +32,7 @@ soname="$(objdump -p "$libdir/$real" | awk '$1 == "SONAME" { print $2 }')"
 [ "$soname" = "libORNC.so.$major" ] || fail "SONAME is '$soname', expected libORNC.so.$major"
 [ "$(readlink "$libdir/libORNC.so.$major")" = "$real" ] || fail "libORNC.so.$major does not point at $real"
 [ "$(readlink "$libdir/libORNC.so")" = "libORNC.so.$major" ] || fail "libORNC.so does not point at libORNC.so.$major"
-for f in include/ORNC.h include/ORNBase.h bin/ornc-tool share/ornc/examples/CMakeLists.txt \
+for f in include/ORNC.h include/ORNCExt.h include/ORNBase.h bin/ornc-tool share/ornc/examples/CMakeLists.txt \
          share/ornc/examples/first_steps.c; do
   [ -f "$prefix/$f" ] || fail "$f not installed"
 done

@@ -57,7 +57,7 @@ std::string features() {
 )XML" + int_reg("TestIntegerReg", kInteger, "RW", "Signed") +
            int_reg("TestWide", kWide) + int_reg("TestReadOnly", kReadOnly, "RO", "Unsigned", kNoCache) +
            int_reg("TestWriteOnly", kWriteOnly, "WO") + R"XML(
-  <Float Name="TestFloat" NameSpace="Custom"><pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc>
+  <Float Name="TestFloat" NameSpace="Custom"><pValue>TestFloatReg</pValue><Min>0</Min><Max>100</Max><Inc>0.5</Inc><Unit>mm</Unit>
   </Float>
   <FloatReg Name="TestFloatReg" NameSpace="Custom"><Visibility>Guru</Visibility><Address>0x00100028</Address>
     <Length>8</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Endianess>BigEndian</Endianess></FloatReg>

@@ -26,15 +26,16 @@ const char kParamsUsage[] =
 
 const char kGetUsage[] =
     "Usage: ornc-tool get DEVICE NAME [--number] [--map M]\n"
-    "Prints the current value of one parameter in its text form. Enumerations\n"
-    "print their entry name, or with --number the entry's value.\n";
+    "Prints the current value of one parameter in its text form (integers in\n"
+    "64 bits). Enumerations print their entry name, or with --number the\n"
+    "entry's value.\n";
 
 const char kSetUsage[] =
     "Usage: ornc-tool set DEVICE NAME VALUE [--map M]\n"
     "Writes one parameter from its text form, then prints the value the device\n"
-    "holds (numbers are rounded to the step and clamped into the range, never\n"
-    "refused). Booleans take true/false or a number; enumerations take an entry\n"
-    "name or value.\n";
+    "holds. The whole text must be a value: integers in decimal or 0x hex\n"
+    "(rounded to the step and clamped into the range), finite floats, booleans\n"
+    "true/false/1/0, enumerations by entry name or value.\n";
 
 const char kExecUsage[] =
     "Usage: ornc-tool exec DEVICE COMMAND [--map M]\n"
@@ -133,9 +134,7 @@ int run_params(int argc, char** argv) {
             const std::string access = param_access(param);
             const orn_param_type_t type = ORNCParamGetType(param);
             std::string value;
-            // ORN_PARAM_NONE: an integer beyond 32 bits, which has no value
-            // in this API.
-            if ((access == "RW" || access == "RO") && type != ORN_PARAM_NONE) {
+            if (access == "RW" || access == "RO") {
                 const ornc_status_t status = param_value_text(param, false, &value);
                 if (status != ORNC_OK) value = "<" + status_text(status) + ">";
             }

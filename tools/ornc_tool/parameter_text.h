@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "ORNC.h"
+#include "ORNCExt.h"
 
 namespace ornctool {
 
@@ -17,10 +17,12 @@ const char* visibility_name(orn_param_visibility_t visibility);
 // "beginner", "expert", "guru" or "invisible"; false for anything else.
 bool parse_visibility(const std::string& text, orn_param_visibility_t* visibility);
 
-// The value as text. Enumerations give their entry name unless `numeric`.
-// Commands and registers have no text form; they give "" and ORNC_OK.
+// The value in the strict text form (integers in 64 bits, enumerations by
+// entry name unless `numeric`). Commands and registers have no text form;
+// they give "" and ORNC_OK.
 ornc_status_t param_value_text(const ornc_param_t* param, bool numeric, std::string* text);
-// Writes a value given as text; an enumeration takes an entry name too.
+// Writes a value given in the strict text form: a text that is not wholly
+// a value of the parameter's kind is refused.
 ornc_status_t param_set_text(ornc_param_t* param, const std::string& text);
 
 // The device, stream or communication parameters of a connected handle.

@@ -1,0 +1,61 @@
+/*
+ * ORNCExt.h - extensions of the camera API of libORNC.
+ *
+ * Includes ORNC.h and keeps its conventions: plain C, every function
+ * returns a status code, a count or a neutral value, nothing is thrown.
+ * Buffers and outputs belong to the caller; the library keeps no pointer
+ * to them after a call returns. Parameter functions may be called from
+ * any thread, as those of ORNC.h. An extension changes nothing of the
+ * base behaviour until the application calls it.
+ */
+#ifndef ORNCEXT_H
+#define ORNCEXT_H
+
+#include "ORNC.h"
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ------------------------------------------------------------------ */
+/* 64-bit integers, strict text form, units                             */
+/* ------------------------------------------------------------------ */
+
+/* The integer node's value in full 64 bits. ORNC_ERR_PARAM_TYPE_MISMATCH
+ * for a node of another kind, ORNC_ERROR for a null `value`. */
+ORN_API ornc_status_t ORNCParamGetInteger64Value(const ornc_param_t* param, int64_t* value);
+/* Writes `value` rounded to the node's step and clamped into its range,
+ * as ORNCParamSetIntegerValue does with a 32-bit value. */
+ORN_API ornc_status_t ORNCParamSetInteger64Value(ornc_param_t* param, int64_t value);
+/* The integer node's range and step; any output may be NULL, every
+ * non-NULL one starts at 0. ORNC_ERR_PARAM_WRONG_TYPE for a node that is
+ * not an integer, ORNC_ERR_PARAM_NOT_AVAILABLE when the device gives no
+ * bound. */
+ORN_API ornc_status_t ORNCParamGetInteger64Range(const ornc_param_t* param, int64_t* min, int64_t* max, int64_t* inc);
+
+/* Strict text form of a parameter.
+ * Read: enumerations by entry name, integers in full 64-bit decimal,
+ * floats with "%.10g", booleans "true"/"false", strings as they are;
+ * commands and registers give ORNC_ERROR. A text that does not fit `len`
+ * with its terminator gives ORNC_ERR_STRING_TOO_LONG and an empty text;
+ * every failure leaves an empty text (when `len` > 0).
+ * Write: the whole text must parse, blanks around it allowed: integers in
+ * decimal or 0x hexadecimal (up to 64 bits, taken as their two's
+ * complement), fitted into the range as ORNCParamSetInteger64Value does;
+ * floats, nan and inf refused, clamped as ORNCParamSetFloatValue does;
+ * enumerations by entry name or by an entry's number; booleans "true",
+ * "false", "1", "0"; strings are written as given. Any other text:
+ * ORNC_ERR_PARAM_INVALID_VALUE and nothing written. Commands and
+ * registers: ORNC_ERROR. */
+ORN_API ornc_status_t ORNCParamGetValueText(const ornc_param_t* param, char* text, size_t len);
+ORN_API ornc_status_t ORNCParamSetValueText(ornc_param_t* param, const char* text);
+/* The unit of an integer or float node ("ms", "Hz", ...), following
+ * ORN_StringCopy; an empty text for a node without one. A NULL handle
+ * has no text: 0. */
+ORN_API int ORNCParamGetUnit(const ornc_param_t* param, char* str, int len);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* ORNCEXT_H */
