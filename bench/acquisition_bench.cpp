@@ -10,7 +10,9 @@
 // Cases (one sensor each, on 127.0.48.x, a block no test uses): small
 // multipart frames at a rate the library's worker keeps up with, large
 // frames near a gigabit of payload, and small frames faster than the
-// worker's pace (it retrieves at most one buffer per 10 ms pass). Every
+// worker's base pace (at most one buffer per 10 ms pass). The library runs
+// each case twice: with the base pacing and with a pass every ms taking up
+// to 16 buffers (ORNCSetDeliveryPacing). Every
 // frame has three parts, Coord3D_ABC32f + Mono8 + Confidence8, plus a
 // chunk part with the device timestamp.
 //
@@ -73,7 +75,7 @@
 #include <thread>
 #include <vector>
 
-#include "ORNC.h"
+#include "ORNCExt.h"
 #include "ornsim/virtual_sensor.h"
 #include "sensor_link.h"
 #include "wire/gvcp_layout.h"
@@ -99,6 +101,9 @@ constexpr auto kDrainQuiet = std::chrono::milliseconds(1500);
 constexpr auto kDrainMaximum = std::chrono::seconds(6);
 constexpr auto kDrainPoll = std::chrono::milliseconds(20);
 constexpr double kMaxSeconds = 60.0;
+// The second ORNC mode: a worker pass every ms taking up to 16 buffers.
+constexpr int kFastPeriodMs = 1;
+constexpr int kFastBuffersPerPass = 16;
 
 struct Case {
     const char* name;
@@ -454,7 +459,7 @@ std::string ornc_receiver_counters(ornc_t* ornc) {
 // One acquisition of `seconds` through the library on `sensor`. Everything
 // it opens is closed before it returns.
 bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sensor_threads, const Case& c,
-              double seconds, RunResult* result) {
+              double seconds, bool fast_pacing, RunResult* result) {
     result->log = std::make_unique<DeliveryLog>(log_capacity(c, seconds));
     OrncContext context;
     context.log = result->log.get();
@@ -484,6 +489,12 @@ bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sen
         }
         if (status != ORNC_OK) {
             return ornc_failed("connect", status);
+        }
+        if (fast_pacing) {
+            status = ORNCSetDeliveryPacing(&ornc, kFastPeriodMs, kFastBuffersPerPass);
+            if (status != ORNC_OK) {
+                return ornc_failed("ORNCSetDeliveryPacing", status);
+            }
         }
         if (!ornc_enable_components(&ornc) || !ornc_timestamp_chunk_on(&ornc)) {
             return false;
@@ -876,8 +887,10 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     setenv("ORNC_LOOPBACK_HOSTS", config.address.c_str(), 1);
 
     RunResult ornc;
+    RunResult paced;
     RunResult aravis;
-    const bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, &ornc);
+    const bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, false, &ornc) &&
+                         run_ornc(sensor, sensor_threads, c, seconds, true, &paced);
     const bool aravis_ok =
         ornc_ok && run_aravis(sensor, sensor_threads, c, seconds,
                               link != nullptr ? kVethInterfaceAddress : kLoopbackInterfaceAddress, &aravis);
@@ -902,18 +915,22 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     }
     print_header();
     const Figures of = figures_of(ornc);
+    const Figures pf = figures_of(paced);
     const Figures af = figures_of(aravis);
     print_row("ORNC", ornc, of);
+    print_row("ORNC-16", paced, pf);
     print_row("Aravis", aravis, af);
-    if (af.client_cpu_per_gb > 0 && af.process_cpu_per_gb > 0) {
-        std::printf("ratio   ORNC / Aravis CPU per GB: client %.2f, whole process %.2f\n",
-                    of.client_cpu_per_gb / af.client_cpu_per_gb, of.process_cpu_per_gb / af.process_cpu_per_gb);
+    for (const auto& [client, f] : {std::pair<const char*, const Figures&>{"ORNC", of}, {"ORNC-16", pf}}) {
+        if (af.client_cpu_per_gb > 0 && af.process_cpu_per_gb > 0) {
+            std::printf("ratio   %s / Aravis CPU per GB: client %.2f, whole process %.2f\n", client,
+                        f.client_cpu_per_gb / af.client_cpu_per_gb, f.process_cpu_per_gb / af.process_cpu_per_gb);
+        }
+        if (f.latency_samples > 0 && af.latency_samples > 0) {
+            std::printf("latency %s - Aravis: p50 %+.2f ms, p99 %+.2f ms\n", client,
+                        f.latency_p50_ms - af.latency_p50_ms, f.latency_p99_ms - af.latency_p99_ms);
+        }
     }
-    if (of.latency_samples > 0 && af.latency_samples > 0) {
-        std::printf("latency ORNC - Aravis: p50 %+.2f ms, p99 %+.2f ms\n", of.latency_p50_ms - af.latency_p50_ms,
-                    of.latency_p99_ms - af.latency_p99_ms);
-    }
-    if (of.delivered == 0 || af.delivered == 0) {
+    if (of.delivered == 0 || pf.delivered == 0 || af.delivered == 0) {
         std::fprintf(stderr, "case %s: a client received nothing\n", c.name);
         return false;
     }
@@ -980,12 +997,12 @@ int main(int argc, char** argv) {
         }
     }
     std::signal(SIGALRM, on_watchdog);
-    alarm(static_cast<unsigned>(case_count * (2 * seconds + 60)));
+    alarm(static_cast<unsigned>(case_count * (3 * seconds + 90)));
 
     std::printf(
-        "acquisition through libORNC's C API and through plain Aravis, one after the other, "
-        "%zu cases%s\n",
-        case_count, veth ? " over a 1500-MTU veth pair" : "");
+        "acquisition through libORNC's C API (ORNC: base pacing, ORNC-16: ORNCSetDeliveryPacing(h, %d, %d)) "
+        "and through plain Aravis, one after the other, %zu cases%s\n",
+        kFastPeriodMs, kFastBuffersPerPass, case_count, veth ? " over a 1500-MTU veth pair" : "");
     bool ok = true;
     for (size_t i = 0; i < case_count && ok; ++i) {
         ok = run_case(static_cast<int>(i), cases[i], seconds, link.get());

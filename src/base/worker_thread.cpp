@@ -4,6 +4,8 @@
 // Owner and worker meet only through the flags below, each written by one
 // side and polled by the other; they are atomics so every poll sees the
 // other side's latest write.
+#include "base/worker_thread.h"
+
 #include <pthread.h>
 #include <unistd.h>
 
@@ -18,7 +20,7 @@
 struct orn_thread_priv_ {
     void* userdata = nullptr;
     orn_thread_func_t thread_func = nullptr;
-    int delay = 0;
+    std::atomic<int> delay{0};  // the owner may change it between passes
     std::atomic<int> thread_running{0};
     pthread_t thread_handle{};
     int thread_id = 0;
@@ -46,7 +48,7 @@ int* ORN_ThreadWrapper(void* arg) {
             priv->thread_func(priv->userdata);
             priv->thread_no_interrupt.store(0);
         }
-        Sleep(static_cast<unsigned>(priv->delay));
+        Sleep(static_cast<unsigned>(priv->delay.load()));
         if (priv->thread_stop.load() != 0) break;
     }
     priv->thread_running.store(0);
@@ -64,6 +66,11 @@ void reap_finished_thread(orn_thread_priv_* priv) {
 }
 
 }  // namespace
+
+void ORN_ThreadSetDelay(orn_thread_t* thread, int delay) {
+    if (thread == nullptr || thread->priv == nullptr) return;
+    thread->priv->delay.store(delay);
+}
 
 extern "C" {
 

@@ -20,8 +20,6 @@
 
 namespace {
 
-// The acquisition function runs every this many milliseconds.
-constexpr int kAcquisitionPeriodMs = 10;
 constexpr uint32_t kStreamChannel = 0;
 constexpr uint32_t kDrainTimeoutMs = 1;
 // The drain before requeueing ends when the stream reports no queued
@@ -250,7 +248,8 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
         ORNThreadDestroy(&priv->acquisition_thread);
         priv->acquisition_thread.priv = nullptr;
     }
-    orn_status_t status = ORNThreadInit(&priv->acquisition_thread, ORNC_AcquisitionFunc, priv, kAcquisitionPeriodMs);
+    orn_status_t status =
+        ORNThreadInit(&priv->acquisition_thread, ORNC_AcquisitionFunc, priv, ORNC_DeliveryPeriodMs(priv));
     if (status != ORN_OK) {
         return status;
     }

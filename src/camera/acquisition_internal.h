@@ -6,6 +6,15 @@
 
 class PvBuffer;
 
+// The base delivery pacing: a worker pass every this many milliseconds,
+// taking at most this many filled buffers.
+constexpr int kORNCDeliveryPeriodMs = 10;
+constexpr int kORNCDeliveryBuffersPerPass = 1;
+
+// The handle's pacing (ORNCSetDeliveryPacing), the base one until set.
+int ORNC_DeliveryPeriodMs(ornc_priv_t* priv);
+int ORNC_DeliveryBuffersPerPass(ornc_priv_t* priv);
+
 // The worker's periodic function; `userdata` is the handle's ornc_priv_t.
 void ORNC_AcquisitionFunc(void* userdata);
 

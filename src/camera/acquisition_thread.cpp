@@ -1,6 +1,7 @@
-// The acquisition worker's periodic function: at most one filled buffer
-// per pass, delivered to the application's image or image-vector callback
-// straight from the stream buffer (never copied), then requeued.
+// The acquisition worker's periodic function: up to the handle's number of
+// filled buffers per pass (one in the base pacing), each delivered to the
+// application's image or image-vector callback straight from the stream
+// buffer (never copied), then requeued.
 //
 // The records handed to a callback point into the stream buffer, which is
 // queued again as soon as the callback returns: the data is valid only
@@ -124,25 +125,24 @@ void ORNC_DeliverMultipart(ornc_priv_t* priv, PvBuffer* buffer) {
     ornc_state::ClearTriggered(&priv->acquistate);
 }
 
-}  // namespace
-
-void ORNC_AcquisitionFunc(void* userdata) {
-    ornc_priv_t* priv = static_cast<ornc_priv_t*>(userdata);
-    if (priv == nullptr || ornc_state::Load(&priv->acquistate).mode == ORNC_ACQUI_MODE_IDLE ||
-        priv->lStream == nullptr) {
-        return;
+// Takes one filled buffer (waiting up to `timeout_ms` for it), delivers it
+// and requeues it. False when there was none to take (or the acquisition
+// has stopped), so a pass goes no further.
+bool ORNC_DeliverOneBuffer(ornc_priv_t* priv, uint32_t timeout_ms) {
+    if (ornc_state::Load(&priv->acquistate).mode == ORNC_ACQUI_MODE_IDLE || priv->lStream == nullptr) {
+        return false;
     }
     PvBuffer* buffer = nullptr;
     PvResult operation;
-    const PvResult result = priv->lStream->RetrieveBuffer(&buffer, &operation, kRetrieveTimeoutMs);
+    const PvResult result = priv->lStream->RetrieveBuffer(&buffer, &operation, timeout_ms);
     if (result.GetCode() == PvResult::TIMEOUT) {
-        return;
+        return false;
     }
     if (!result.IsOK() || buffer == nullptr) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_QUEUE, "ORNC: RetrieveBuffer: %d %s %s",
                  static_cast<int>(result.GetCode()), result.GetCodeString().GetAscii(),
                  result.GetDescription().GetAscii());
-        return;
+        return false;
     }
     if (!operation.IsOK()) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: Retrievebuffer operation %s",
@@ -157,7 +157,7 @@ void ORNC_AcquisitionFunc(void* userdata) {
         }
         ornc_state::ClearTriggered(&priv->acquistate);
         priv->lStream->QueueBuffer(buffer);
-        return;
+        return true;
     }
 
     // The stream's frame rate and bandwidth are not read here: the platform
@@ -176,4 +176,22 @@ void ORNC_AcquisitionFunc(void* userdata) {
             break;
     }
     priv->lStream->QueueBuffer(buffer);
+    return true;
+}
+
+}  // namespace
+
+// The first buffer of a pass is waited for as in the base pacing, further
+// ones are taken only if already filled: a pass never waits longer.
+void ORNC_AcquisitionFunc(void* userdata) {
+    ornc_priv_t* priv = static_cast<ornc_priv_t*>(userdata);
+    if (priv == nullptr) {
+        return;
+    }
+    const int buffers = ORNC_DeliveryBuffersPerPass(priv);
+    for (int i = 0; i < buffers; ++i) {
+        if (!ORNC_DeliverOneBuffer(priv, i == 0 ? kRetrieveTimeoutMs : 0)) {
+            return;
+        }
+    }
 }

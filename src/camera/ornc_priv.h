@@ -73,4 +73,6 @@ struct ornc_priv_ {
     orn_int32_t regions;
     orn_int32_t components;
     orn_int32_t pixelformats;
+    orn_int32_t delivery_period_ms;         // 0: the base pacing
+    orn_int32_t delivery_buffers_per_pass;  // 0: the base pacing
 };

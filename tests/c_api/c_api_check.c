@@ -26,6 +26,7 @@ int main(void) {
     ORNImageDestroy(&image);
     if (ORN_FindEnumEntry(entries, "Auto", &value, &index) != ORN_OK || value != 2) return fail("enum entry");
     if (ORNCParamGetUnit(NULL, NULL, 0) != 0) return fail("unit of no parameter");
+    if (ORNCSetDeliveryPacing(NULL, 10, 1) != ORNC_ERR_UNINITIALIZED) return fail("pacing without a handle");
     if (ORNCSysInit(&sys) != ORNC_OK) return fail("system init");
     ORNCSysDestroy(&sys);
     printf("libORNC %s: C API OK\n", version);

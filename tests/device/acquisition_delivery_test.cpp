@@ -6,9 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <thread>
 #include <vector>
 
-#include "ORNC.h"
+#include "ORNCExt.h"
 #include "acquisition_test_support.h"
 
 namespace {
@@ -124,6 +125,43 @@ TEST_F(Delivery, ARestartAfterThePayloadGrewDeliversTheBiggerFrames) {
         EXPECT_EQ(vectors[i][0].type, static_cast<orn_pixel_t>(ORN_PIX_ABC32F));
         EXPECT_EQ(orntest::check_part(vectors[i][0], orntest::frame_from_intensity(vectors[i][1])), "");
     }
+}
+
+// At 250 frames/s the base pacing (one buffer per 10 ms pass) falls behind;
+// a pass every ms taking up to 16 buffers delivers every frame sent. The
+// refused settings come after the good one: they must leave it in place.
+TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecond) {
+    constexpr int kFastFrames = 250;
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(16, "AQ000016", 160, 120, 250.0)));
+    ornc_t* h = connection_->get();
+    const struct {
+        const ornc_t* handle;
+        int period_ms, buffers;
+        ornc_status_t status;
+    } pacing[] = {{h, 1, 16, ORNC_OK},
+                  {nullptr, 1, 16, ORNC_ERR_UNINITIALIZED},
+                  {h, 0, 16, ORNC_ERR_OUT_OF_RANGE},
+                  {h, 1001, 16, ORNC_ERR_OUT_OF_RANGE},
+                  {h, 1, 0, ORNC_ERR_OUT_OF_RANGE},
+                  {h, 1, 65, ORNC_ERR_OUT_OF_RANGE},
+                  {h, -5, -5, ORNC_ERR_OUT_OF_RANGE}};
+    for (const auto& c : pacing) {
+        EXPECT_EQ(ORNCSetDeliveryPacing(c.handle, c.period_ms, c.buffers), c.status) << c.period_ms << "," << c.buffers;
+    }
+    connection_->configure_component("Range", false);
+    connection_->configure_component("Confidence", false);
+    ASSERT_EQ(connection_->set_enum("AcquisitionMode", "MultiFrame"), ORNC_OK);
+    ASSERT_EQ(connection_->set_int("AcquisitionFrameCount", kFastFrames), ORNC_OK);
+    recorder_.attach(h);
+    ASSERT_EQ(ORNCStart(h), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStart(h), ORNC_OK);  // MultiFrame: the sensor sends exactly these
+    recorder_.wait_frames(kFastFrames, 5s);
+    std::this_thread::sleep_for(100ms);  // more passes: any frame still queued would arrive
+    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
+    EXPECT_EQ(ORNCStop(h), ORNC_OK);
+    EXPECT_EQ(sensor().counters().frames_sent, static_cast<uint64_t>(kFastFrames));
+    EXPECT_EQ(recorder_.frames(), kFastFrames);
+    EXPECT_EQ(recorder_.null_calls(), 0);
 }
 
 }  // namespace

@@ -171,7 +171,8 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     start_sensor(21, "TOOL-GRAB-R", kWidth, kHeight);
-    ProgramResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range"}, 120);
+    ProgramResult r =
+        tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range", "--pacing", "1,16"}, 120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     PlyFile ply;
     std::string error;
@@ -185,6 +186,7 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
 
     expect_failure({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Colour"}, 1, "");
     expect_failure({"grab", "TOOL-GRAB-R", "-n", "0"}, 2, "");
+    expect_failure({"grab", "TOOL-GRAB-R", "--out", dir_, "--pacing", "1,65"}, 2, "");
     expect_failure({"grab", "NO-SUCH-DEVICE", "--out", dir_}, 3, "");
 }
 

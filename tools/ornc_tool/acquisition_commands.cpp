@@ -4,9 +4,11 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -16,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "ORNCExt.h"
 #include "command_line.h"
 #include "commands.h"
 #include "device_session.h"
@@ -28,6 +31,7 @@ namespace {
 
 const char kGrabUsage[] =
     "Usage: ornc-tool grab DEVICE [-n N] [--out DIR] [--components LIST] [--timeout S]\n"
+    "                             [--pacing PERIOD,BUFFERS]\n"
     "Acquires N frames (default 5) and writes each frame's parts into DIR\n"
     "(default ./out):\n"
     "  frame_NNNN_range.ply        the point cloud (binary PLY, millimetres; invalid\n"
@@ -46,7 +50,9 @@ const char kGrabUsage[] =
     "  --components LIST  comma-separated components to enable, the others are\n"
     "                     disabled (e.g. Range,Intensity); default: as the device\n"
     "                     is set\n"
-    "  --timeout S        give up when no frame arrives for S seconds (default 10)\n";
+    "  --timeout S        give up when no frame arrives for S seconds (default 10)\n"
+    "  --pacing P,B       deliver up to B buffers (1..64) every P ms (1..1000);\n"
+    "                     default 10,1: faster frame rates need e.g. 1,16\n";
 
 const char kEventsUsage[] =
     "Usage: ornc-tool events DEVICE [--event NAME]... [--acquire] [--seconds S] [--count N]\n"
@@ -225,9 +231,15 @@ struct WrittenFrame {
 
 }  // namespace
 
+// Numbers beyond int stay beyond the bounds the library checks.
+int as_int(long long value) { return static_cast<int>(std::clamp<long long>(value, INT_MIN, INT_MAX)); }
+
+const char kPacingUsage[] = "--pacing takes PERIOD,BUFFERS: 1 to 1000 ms, 1 to 64 buffers";
+
 int run_grab(int argc, char** argv) {
     CommandLine cli("grab", kGrabUsage);
     cli.option("-n", true).option("--out", true).option("--components", true).option("--timeout", true);
+    cli.option("--pacing", true);
     cli.positionals(1, 1);
     if (!cli.parse(argc, argv)) return cli.exit_code();
     long long frames_wanted = 5;
@@ -237,6 +249,15 @@ int run_grab(int argc, char** argv) {
     double timeout_s = 10.0;
     if (cli.has("--timeout") && (!parse_double(cli.value("--timeout"), &timeout_s) || timeout_s <= 0)) {
         return cli.fail(kExitUsage, "--timeout takes a positive number of seconds");
+    }
+    long long pacing[2] = {0, 0};
+    if (cli.has("--pacing")) {
+        const std::string text = cli.value("--pacing");
+        const size_t comma = text.find(',');
+        if (comma == std::string::npos || !parse_int(text.substr(0, comma), &pacing[0]) ||
+            !parse_int(text.substr(comma + 1), &pacing[1]) || pacing[0] == 0) {
+            return cli.fail(kExitUsage, kPacingUsage);
+        }
     }
     const std::string out_dir = cli.value("--out", "out");
     if (mkdir(out_dir.c_str(), 0777) != 0 && errno != EEXIST) {
@@ -253,6 +274,12 @@ int run_grab(int argc, char** argv) {
     const std::string serial = text_of(ORNCDeviceGetSerialNumber, device);
     const std::string model = text_of(ORNCDeviceGetModelName, device);
     ornc_t* ornc = session.connection.handle();
+    if (pacing[0] != 0) {
+        const ornc_status_t paced = ORNCSetDeliveryPacing(ornc, as_int(pacing[0]), as_int(pacing[1]));
+        // The library holds the bounds; a value outside them is a bad argument.
+        if (paced == ORNC_ERR_OUT_OF_RANGE) return cli.fail(kExitUsage, kPacingUsage);
+        if (paced != ORNC_OK) return cli.fail_status("cannot set the delivery pacing", paced);
+    }
     if (cli.has("--components")) {
         exit_code = select_components(cli, ornc, cli.value("--components"));
         if (exit_code != kExitOk) return exit_code;
