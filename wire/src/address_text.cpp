@@ -3,6 +3,19 @@
 #include <cstdio>
 
 namespace wire {
+namespace {
+
+constexpr bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
+
+// The value of a hex digit of either case, or -1 for any other byte.
+constexpr int hex_digit_value(char c) {
+    if (c >= '0' && c <= '9') return c - '0';
+    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+    return -1;
+}
+
+}  // namespace
 
 std::string format_ipv4(uint32_t address) {
     char text[16];

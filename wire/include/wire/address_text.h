@@ -25,14 +25,4 @@ inline bool parse_ipv4(const std::string& text, uint32_t* address) { return pars
 bool parse_mac(const char* text, MacAddress* mac);
 inline bool parse_mac(const std::string& text, MacAddress* mac) { return parse_mac(text.c_str(), mac); }
 
-// The digits these parsers (and the library's other number texts) read.
-constexpr bool is_decimal_digit(char c) { return c >= '0' && c <= '9'; }
-// The value of a hex digit of either case, or -1 for any other byte.
-constexpr int hex_digit_value(char c) {
-    if (c >= '0' && c <= '9') return c - '0';
-    if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-    if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-    return -1;
-}
-
 }  // namespace wire
