@@ -167,6 +167,28 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
+    // Each frame's identity: rising block ids, none lost by the library,
+    // the device stamp in ticks and on the host's clock.
+    unsigned long long previous = 0;
+    for (int i = 0; i < 3; ++i) {
+        const size_t at = summary.find("{\"index\": " + std::to_string(i) + ",");
+        ASSERT_NE(at, std::string::npos) << summary;
+        unsigned long long block = 0, stamp = 0, frequency = 0;
+        long long host_ns = 0;
+        unsigned missing = 1;
+        ASSERT_EQ(std::sscanf(summary.c_str() + at,
+                              "{\"index\": %*d, \"block_id\": %llu, \"timestamp\": %llu, \"timestamp_frequency\": "
+                              "%llu, \"host_time_ns\": %lld, \"blocks_missing\": %u",
+                              &block, &stamp, &frequency, &host_ns, &missing),
+                  5)
+            << summary;
+        EXPECT_GT(block, previous);
+        EXPECT_GT(stamp, 0u);
+        EXPECT_GT(frequency, 0u);
+        EXPECT_GT(host_ns, 0);
+        EXPECT_EQ(missing, 0u);
+        previous = block;
+    }
 }
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
