@@ -33,6 +33,11 @@ typedef struct timing_ {
     long latencies;
 } timing_t;
 
+static int fail(const char* what, ornc_status_t status) {
+    fprintf(stderr, "frame_timing: %s: %s (%d)\n", what, ORNCGetErrorMessage(status), status);
+    return 1;
+}
+
 static double now_realtime_ns(void) {
     struct timespec now;
     clock_gettime(CLOCK_REALTIME, &now);
@@ -75,18 +80,25 @@ static int by_value(const void* a, const void* b) {
     return x < y ? -1 : x > y;
 }
 
-static int fail(const char* what, ornc_status_t status) {
-    fprintf(stderr, "frame_timing: %s: %s (%d)\n", what, ORNCGetErrorMessage(status), status);
-    return 1;
+static void print_summary(timing_t* t) {
+    printf("%ld frames, %ld lost (gaps in the block ids), %ld failed transfers, %ld packets resent\n", t->frames,
+           t->lost, t->failed, t->resent);
+    if (t->latencies > 0) {
+        qsort(t->latency_ms, (size_t)t->latencies, sizeof t->latency_ms[0], by_value);
+        printf("latency from the device timestamp: median %.2f ms, max %.2f ms\n", t->latency_ms[t->latencies / 2],
+               t->latency_ms[t->latencies - 1]);
+    }
+    if (t->unmapped > 0) printf("%ld frames without host time (the device clock could not be latched)\n", t->unmapped);
 }
 
 int main(int argc, char** argv) {
+    int seconds = argc > 1 ? atoi(argv[1]) : 3;
+    timing_t* t;
+    ornc_status_t status;
+    int exit_code;
     ornc_system_t sys;
     ornc_t ornc;
     const ornc_device_t* device;
-    timing_t* t;
-    int seconds = argc > 1 ? atoi(argv[1]) : 3;
-    ornc_status_t status;
 
     if (seconds < 1 || seconds > 3600) seconds = 3;
     t = (timing_t*)calloc(1, sizeof *t);
@@ -111,30 +123,18 @@ int main(int argc, char** argv) {
         status = ORNCStart(&ornc);
     }
     if (status == ORNC_OK) status = ORNCAcquisitionStartMode(&ornc, 0, 0);
-    if (status != ORNC_OK) {
-        ORNCDisconnect(&ornc);
-        ORNCDestroy(&ornc);
-        ORNCSysDestroy(&sys);
-        free(t);
-        return fail("connect and start", status);
+    if (status == ORNC_OK) {
+        ORNCSleep(seconds * 1000);
+        ORNCAcquisitionStop(&ornc);
+        ORNCStop(&ornc); /* waits for a callback in progress */
+        print_summary(t);
+        exit_code = t->frames > 0 ? 0 : 2;
+    } else {
+        exit_code = fail("connect and start", status);
     }
-    ORNCSleep(seconds * 1000);
-    ORNCAcquisitionStop(&ornc);
-    ORNCStop(&ornc); /* waits for a callback in progress */
-
-    printf("%ld frames, %ld lost (gaps in the block ids), %ld failed transfers, %ld packets resent\n", t->frames,
-           t->lost, t->failed, t->resent);
-    if (t->latencies > 0) {
-        qsort(t->latency_ms, (size_t)t->latencies, sizeof t->latency_ms[0], by_value);
-        printf("latency from the device timestamp: median %.2f ms, max %.2f ms\n", t->latency_ms[t->latencies / 2],
-               t->latency_ms[t->latencies - 1]);
-    }
-    if (t->unmapped > 0) printf("%ld frames without host time (the device clock could not be latched)\n", t->unmapped);
-
     ORNCDisconnect(&ornc);
     ORNCDestroy(&ornc);
     ORNCSysDestroy(&sys);
-    status = t->frames > 0 ? ORNC_OK : ORNC_ERROR;
     free(t);
-    return status == ORNC_OK ? 0 : 2;
+    return exit_code;
 }
