@@ -62,7 +62,8 @@ public:
     PvResult QueueBuffer(PvBuffer* buffer);
 
     // Takes back one buffer: the oldest aborted one first, else the next
-    // completed transfer, waiting up to `timeout_ms`. The call's result is
+    // completed transfer, waiting up to `timeout_ms` (woken as soon as a
+    // transfer completes or buffers are aborted). The call's result is
     // OK when a buffer comes back, TIMEOUT when none came in time,
     // NOT_CONNECTED when closed, INVALID_PARAMETER for a null `buffer`.
     // With a buffer, `*operation_result` (when non-null) says how its
@@ -85,9 +86,10 @@ public:
 
 protected:
     PvStream();
-    // Called between the slices of a blocked RetrieveBuffer (lock not
-    // held) with a reference on the open stream: the receiver's state can
-    // be looked at while somebody waits for a frame.
+    // Called when a blocked RetrieveBuffer has waited a slice without
+    // being woken (lock not held), with a reference on the open stream:
+    // the receiver's state can be looked at while somebody waits for a
+    // frame.
     virtual void WhileRetrieving(ArvStream* /*stream*/) {}
     // Takes the reference on `stream`; `device_lock` is the lock of the
     // device's node map, which Aravis touches when the stream closes.
@@ -104,6 +106,15 @@ protected:
     bool draining_ = false;
     std::condition_variable drained_;
 
+    // What ends a wait in RetrieveBuffer: a transfer completed (Aravis's
+    // "new-buffer" signal, emitted once the buffer is in its output
+    // queue), an abort, the close. Each bumps ready_events_ and wakes the
+    // waiters. ready_lock_ is taken last, after queue_lock_ when both are
+    // held.
+    std::mutex ready_lock_;
+    std::condition_variable ready_;
+    uint64_t ready_events_ = 0;
+
 private:
     class StatisticsHooks;
 
@@ -116,6 +127,10 @@ private:
     // Waits, without buffers in the receiver, until no datagram has arrived
     // for a short while (bounded). Lock not held.
     static void DrainReceiver(ArvStream* stream);
+    // Bumps ready_events_ and wakes every waiting retrieval.
+    void WakeRetrievals();
+    // Aravis's "new-buffer" handler, on its receiving thread.
+    static void OnNewBuffer(ArvStream* stream, void* self);
 
     ArvStream* stream_ = nullptr;
     std::shared_ptr<std::mutex> device_lock_;
