@@ -18,6 +18,55 @@ extern "C" {
 #endif
 
 /* ------------------------------------------------------------------ */
+/* Frame information                                                    */
+/* ------------------------------------------------------------------ */
+
+#define ORNC_FRAME_MAX_PARTS 16
+
+/* One part of a delivered buffer, as the frame's leader described it. */
+typedef struct ornc_part_info_ {
+    uint32_t pixel_format;    /* PFNC code as sent by the device; 0 for a part without pixels */
+    uint32_t width, height;   /* pixels; 0 for a part without pixels */
+    uint32_t data_type;       /* GVSP part data type (1 2D image, 5 3D image, 9 confidence
+                                 map, 10 chunk data, ...); 0 for a single image */
+    uint32_t source_id;       /* source and region of the part: the receiver this library is */
+    uint32_t region_id;       /* built on keeps neither, so both read 0 */
+    uint32_t data_purpose_id; /* the part's component id; 0 for a single image */
+} ornc_part_info_t;
+
+/* What the library knows about the frame being delivered. */
+typedef struct ornc_frame_info_ {
+    uint64_t block_id;            /* 64-bit with extended ids */
+    uint64_t timestamp;           /* device ticks, from the frame's leader; 0 when the device
+                                     gives no tick frequency */
+    uint64_t timestamp_frequency; /* ticks per second, 0 when unknown */
+    int64_t host_time_ns;         /* the device timestamp on the host's CLOCK_REALTIME, 0 when not
+                                     mapped (a device without a timestamp latch) */
+    uint32_t payload_type;        /* GVSP payload type: 1 image, 10 multipart, ... */
+    uint32_t blocks_missing;      /* blocks that never became a delivered frame since the previous
+                                     delivered one: lost on the network, failed, or dropped for
+                                     want of a buffer (from the gap in block ids; 0 for the first
+                                     frame of an acquisition) */
+    uint32_t packets_resent;      /* packets the receiver asked for again between the previous
+                                     frame's completion and this one's: for a delivered frame, its
+                                     packets recovered by resend */
+    uint32_t part_count;          /* parts of the buffer, the trailing chunk part included; 1 for a
+                                     single image; at most ORNC_FRAME_MAX_PARTS are described */
+    ornc_part_info_t part[ORNC_FRAME_MAX_PARTS];
+} ornc_frame_info_t;
+
+/* The frame being delivered: valid only inside an image or image-vector
+ * callback of this handle that received a frame (not NULL), on its
+ * acquisition thread; ORNC_ERR_ELEMENT_NOT_FOUND anywhere else (with
+ * `*info` zeroed), ORNC_ERR_UNINITIALIZED for a null handle, ORNC_ERROR
+ * for a null `info`.
+ * The host time maps the device clock through its timestamp latch: the
+ * first call of an acquisition, and one every 10 s after, latches the
+ * device clock over the control channel (a few round trips, on the
+ * acquisition thread). */
+ORN_API ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info);
+
+/* ------------------------------------------------------------------ */
 /* 64-bit integers, strict text form, units                             */
 /* ------------------------------------------------------------------ */
 

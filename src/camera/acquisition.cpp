@@ -9,6 +9,7 @@
 #include "base/log.h"
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
+#include "camera/frame_tracking.h"
 #include "camera/handle_casts.h"
 #include "camera/ornc_priv.h"
 #include "platform/PvBuffer.h"
@@ -181,6 +182,7 @@ ornc_status_t ORNC_AcquisitionStart(ornc_t* ornc, int acquimode, int triggermode
              static_cast<int>(priv->lStream->GetQueuedBufferMaximum()), payload);
 
     PvResult result = priv->lStream->AbortQueuedBuffers();
+    ORNC_NewAcquisitionForFrames(priv);
     if (result.IsFailure()) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: AcquisitionStart AbortQueuedBuffers Fail %d %s",
                  static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());

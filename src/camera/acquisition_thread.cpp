@@ -13,6 +13,7 @@
 #include "base/pixel_types.h"
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
+#include "camera/frame_tracking.h"
 #include "camera/ornc_priv.h"
 #include "platform/IPvImage.h"
 #include "platform/IPvMultiPartContainer.h"
@@ -175,12 +176,16 @@ bool ORNC_DeliverOneBuffer(ornc_priv_t* priv, uint32_t timeout_ms) {
     // keeps them current by itself, and a node-map read per pass would
     // only cost time on the delivery path.
     switch (buffer->GetPayloadType()) {
-        case PvPayloadTypeImage:
+        case PvPayloadTypeImage: {
+            const ORNC_FrameInDelivery delivering(priv, buffer);
             ORNC_DeliverSingleImage(priv, buffer);
             break;
-        case PvPayloadTypeMultiPart:
+        }
+        case PvPayloadTypeMultiPart: {
+            const ORNC_FrameInDelivery delivering(priv, buffer);
             ORNC_DeliverMultipart(priv, buffer);
             break;
+        }
         default:
             // A pending software trigger stays pending until an image comes.
             ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER, "ORNC: Buffer does not contain image");

@@ -8,6 +8,7 @@
 #include <list>
 
 #include "ORNC.h"
+#include "camera/frame_tracking.h"
 
 class PvDevice;
 class PvDeviceGEV;
@@ -75,4 +76,5 @@ struct ornc_priv_ {
     orn_int32_t pixelformats;
     orn_int32_t delivery_period_ms;         // 0: the base pacing
     orn_int32_t delivery_buffers_per_pass;  // 0: the base pacing
+    ornc_frame_tracking_t frames;
 };

@@ -123,6 +123,12 @@ IPvMultiPartContainer* PvBuffer::GetMultiPartContainer() { return received_.get(
 
 uint32_t PvBuffer::GetChunkCount() const { return received_->GetChunkCount(); }
 
+uint64_t PvBuffer::GetBlockId() const { return received_->GetBlockId(); }
+
+uint64_t PvBuffer::GetTimestampNs() const { return received_->GetTimestampNs(); }
+
+uint32_t PvBuffer::GetWirePayloadType() const { return received_->GetWirePayloadType(); }
+
 PvResult PvBuffer::Reset(PvPayloadType payload_type) {
     if (queued_) {
         return PvResult(PvResult::GENERIC_ERROR, "the buffer is queued in a stream");

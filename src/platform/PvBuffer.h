@@ -67,6 +67,13 @@ public:
     uint32_t GetChunkCount() const;
     bool HasChunks() const { return GetChunkCount() != 0; }
 
+    // The identity of the last transfer (see platform::ReceivedFrame): its
+    // block id, device timestamp in nanoseconds and GVSP payload type; 0
+    // before any transfer or after a failed one.
+    uint64_t GetBlockId() const;
+    uint64_t GetTimestampNs() const;
+    uint32_t GetWirePayloadType() const;
+
     // Forgets the last transfer and sets the payload type the buffer is
     // meant for. GENERIC_ERROR while queued.
     PvResult Reset(PvPayloadType payload_type = PvPayloadTypeImage);

@@ -9,6 +9,7 @@
 #include "platform/PvDevice.h"
 #include "platform/PvResult.h"
 #include "platform/PvString.h"
+#include "platform/device_clock.h"
 
 class PvDeviceGEV : public PvDevice {
 public:
@@ -31,6 +32,13 @@ public:
     PvResult NegotiatePacketSize(uint32_t channel = 0, uint32_t fallback = 0);
     // Points stream `channel` of the device at `ip`:`port`.
     PvResult SetStreamDestination(const PvString& ip, uint16_t port, uint32_t channel = 0);
+
+    // The device's tick frequency and, from a few latches of its timestamp
+    // (the shortest round trip kept), where its clock stands against the
+    // host's CLOCK_REALTIME. NOT_SUPPORTED when the device gives no
+    // frequency (nothing filled) or its latch does not move (the frequency
+    // filled, `mapped` false).
+    PvResult MapClock(platform::DeviceClockMap* map);
 
     // Dotted decimal addresses of both ends of the control connection.
     PvString GetIPAddress() const { return device_ip_; }

@@ -9,12 +9,11 @@
 #include "platform/PvDevice.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
+#include "platform/aravis_stream_info.h"
 #include "platform/close_on_end.h"
 #include "platform/own_node_maps.h"
 
 namespace {
-// Aravis's name for the payload byte counter of a stream.
-constexpr const char* kTransferredBytesInfo = "n_transferred_bytes";
 // Rates are measured over at least this long, so two reads in a row do
 // not report noise.
 constexpr std::chrono::milliseconds kRateWindow{200};
@@ -30,10 +29,6 @@ constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 constexpr std::chrono::milliseconds kDrainQuiet{10};
 constexpr std::chrono::milliseconds kDrainBound{250};
 constexpr std::chrono::milliseconds kDrainPoll{2};
-constexpr const char* kReceivedPacketsInfo = "n_received_packets";
-// Aravis's count of packets asked for again (its resent-packet count
-// leaves out multipart data packets).
-constexpr const char* kResendRequestsInfo = "n_resend_requests";
 
 // Gives back the wrappers of buffers the stream still held: their buffers
 // are no longer queued.
@@ -79,14 +74,15 @@ public:
             guint64 requested = 0;
             if (ARV_IS_GV_STREAM(stream)) {
                 arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), nullptr, &missing);
-                requested = arv_stream_get_info_uint64_by_name(stream, kResendRequestsInfo);
+                requested = arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRequests);
             }
             array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(requested));
             array.SetIntegerUnlocked(feature::kPacketsMissing, static_cast<int64_t>(missing));
         } else if (name == feature::kQueuedBufferCount) {
             array.SetIntegerUnlocked(feature::kQueuedBufferCount, stream_->GetQueuedBufferCount());
         } else if (name == feature::kAcquisitionRate || name == feature::kBandwidth) {
-            UpdateRates(array, completed, arv_stream_get_info_uint64_by_name(stream, kTransferredBytesInfo));
+            UpdateRates(array, completed,
+                        arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kTransferredBytes));
         }
     }
 
@@ -317,6 +313,7 @@ PvResult PvStream::AbortQueuedBuffers() {
             return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
         }
         if (queued_.empty()) {
+            AfterAbort();
             return PvResult::OK;
         }
         // Aravis hands nothing back on its own: stopping its receiver with
@@ -340,6 +337,7 @@ PvResult PvStream::AbortQueuedBuffers() {
         draining_ = false;
     }
     drained_.notify_all();
+    AfterAbort();
     return PvResult::OK;
 }
 
@@ -362,11 +360,12 @@ void PvStream::OnNewBuffer(ArvStream* /*stream*/, void* self) { static_cast<PvSt
 void PvStream::DrainReceiver(ArvStream* stream) {
     const auto start = std::chrono::steady_clock::now();
     auto quiet_since = start;
-    guint64 received = arv_stream_get_info_uint64_by_name(stream, kReceivedPacketsInfo);
+    guint64 received = arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kReceivedPackets);
     for (;;) {
         std::this_thread::sleep_for(kDrainPoll);
         const auto now = std::chrono::steady_clock::now();
-        const guint64 count = arv_stream_get_info_uint64_by_name(stream, kReceivedPacketsInfo);
+        const guint64 count =
+            arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kReceivedPackets);
         if (count != received) {
             received = count;
             quiet_since = now;

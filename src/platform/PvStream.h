@@ -80,6 +80,11 @@ public:
     // lands in a buffer queued afterwards.
     PvResult AbortQueuedBuffers();
 
+    // The packets the receiver asked for again for the completed frame
+    // `block_id` (see platform::ResentPacketLedger), waiting briefly for
+    // the receiving thread to account for it. False when not known.
+    virtual bool FindResentPackets(uint64_t /*block_id*/, uint32_t* /*packets*/) { return false; }
+
     // --- platform side -------------------------------------------------
     ArvStream* GetArvStream() const { return stream_; }
     static constexpr uint32_t kQueuedBufferMaximum = 64;
@@ -91,6 +96,9 @@ protected:
     // the receiver's state can be looked at while somebody waits for a
     // frame.
     virtual void WhileRetrieving(ArvStream* /*stream*/) {}
+    // Called once an abort has taken every buffer back (possibly with the
+    // queue lock held: it takes none of the stream's locks).
+    virtual void AfterAbort() {}
     // Takes the reference on `stream`; `device_lock` is the lock of the
     // device's node map, which Aravis touches when the stream closes.
     PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);

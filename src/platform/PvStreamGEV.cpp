@@ -6,14 +6,17 @@
 #include <sys/socket.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <mutex>
 
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
+#include "platform/aravis_stream_info.h"
 #include "platform/close_on_end.h"
 #include "platform/local_address.h"
 #include "platform/own_node_maps.h"
+#include "platform/resent_packet_ledger.h"
 #include "wire/address_text.h"
 
 namespace {
@@ -47,9 +50,9 @@ constexpr guint kShortFrameRetentionUs = 100000;
 // to split the run. No run is longer than the whole frame. Requests stay
 // bounded: one per run and packet time-out, within the frame retention.
 constexpr double kPacketRequestRatio = 1.0;
-// Aravis's count of frames whose resends the device refused
-// (PACKET_UNAVAILABLE and the like).
-constexpr const char* kResendRefusedInfo = "n_resend_disabled";
+// The receiving thread accounts for a frame just after handing it over; a
+// reader that comes first waits at most this long.
+constexpr std::chrono::milliseconds kResentAccountingWait{20};
 
 // Aravis reads the channel's packet size once, when the stream is
 // created, and places the data of single images by it (packet id times the
@@ -132,23 +135,20 @@ public:
     // starts before that.
     void Watch(ArvStream* stream) { stream_ = stream; }
 
-    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* buffer) {
-        RetentionGuard* guard = static_cast<RetentionGuard*>(data);
-        if (guard == nullptr) {
-            return;
-        }
+    void OnStreamEvent(ArvStreamCallbackType type, ArvBuffer* buffer) {
         if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr &&
             arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
-            guard->refused_pending_ = false;
+            refused_pending_ = false;
         }
         if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER || type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
-            guard->Choose();
+            Choose();
         }
     }
 
     // Looks for refusals the receiver met since the last look.
     void CheckRefusals(ArvStream* stream) {
-        const guint64 refused = arv_stream_get_info_uint64_by_name(stream, kResendRefusedInfo);
+        const guint64 refused =
+            arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRefused);
         if (refusals_seen_.exchange(refused) != refused) {
             refused_pending_ = true;
             Choose();
@@ -178,7 +178,40 @@ private:
     std::atomic<guint64> refusals_seen_{0};
 };
 
-void PvStreamGEV::WhileRetrieving(ArvStream* stream) { retention_->CheckRefusals(stream); }
+// What Aravis's receiving thread tells, from the stream's creation on.
+struct PvStreamGEV::ReceiverWatch {
+    RetentionGuard retention;
+    platform::ResentPacketLedger resent;
+
+    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* buffer) {
+        ReceiverWatch* watch = static_cast<ReceiverWatch*>(data);
+        if (watch == nullptr) {
+            return;
+        }
+        watch->retention.OnStreamEvent(type, buffer);
+        if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr) {
+            watch->resent.FrameClosed(arv_buffer_get_frame_id(buffer), watch->requested_packets());
+        }
+    }
+
+    // Set with the retention guard's stream.
+    ArvStream* stream = nullptr;
+
+private:
+    uint64_t requested_packets() const {
+        return stream != nullptr
+                   ? arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRequests)
+                   : 0;
+    }
+};
+
+void PvStreamGEV::WhileRetrieving(ArvStream* stream) { receiver_->retention.CheckRefusals(stream); }
+
+void PvStreamGEV::AfterAbort() { receiver_->resent.Forget(); }
+
+bool PvStreamGEV::FindResentPackets(uint64_t block_id, uint32_t* packets) {
+    return packets != nullptr && receiver_->resent.Find(block_id, kResentAccountingWait, packets);
+}
 
 PvStreamGEV::~PvStreamGEV() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
@@ -202,13 +235,13 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     GError* error = nullptr;
     // The receiving thread calls it from the stream's creation on: every
     // path below releases the stream before the guard.
-    std::unique_ptr<RetentionGuard> retention(new RetentionGuard);
+    std::unique_ptr<ReceiverWatch> receiver(new ReceiverWatch);
     {
         // Opening points the device's stream channel at the new socket
         // through the device's node map.
         std::lock_guard<std::mutex> guard(*device_lock);
-        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &RetentionGuard::OnStreamEvent,
-                                                  retention.get(), &error);
+        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &ReceiverWatch::OnStreamEvent, receiver.get(),
+                                                  &error);
     }
     if (stream == nullptr || error != nullptr) {
         if (stream != nullptr) {
@@ -218,9 +251,10 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
     tune_receiver(stream, device->GetLocalIPAddress());
-    retention->Watch(stream);
+    receiver->retention.Watch(stream);
+    receiver->stream = stream;
     PvStreamGEV* opened = new PvStreamGEV;
-    opened->retention_ = std::move(retention);
+    opened->receiver_ = std::move(receiver);
     opened->local_port_ = arv_gv_stream_get_port(ARV_GV_STREAM(stream));
     opened->local_ip_ = device->GetLocalIPAddress();
     PvResult attached = opened->Attach(stream, device_lock);

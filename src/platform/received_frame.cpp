@@ -108,6 +108,9 @@ void ReceivedFrame::Clear() {
     payload_type_ = PvPayloadTypeNone;
     payload_size_ = 0;
     chunk_count_ = 0;
+    block_id_ = 0;
+    timestamp_ns_ = 0;
+    wire_payload_type_ = 0;
     image_.Clear();
     parts_.clear();
 }
@@ -161,6 +164,9 @@ PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capac
         Clear();
         return taken;
     }
+    block_id_ = arv_buffer_get_frame_id(wrapper);
+    timestamp_ns_ = arv_buffer_get_timestamp(wrapper);
+    wire_payload_type_ = static_cast<uint32_t>(arv_buffer_get_payload_type(wrapper));
     valid_ = true;
     return PvResult::OK;
 }

@@ -82,6 +82,14 @@ public:
     uint32_t GetPayloadSize() const { return payload_size_; }
     uint32_t GetChunkCount() const { return chunk_count_; }
     ReceivedImage& GetImage() { return image_; }
+    // The frame's identity, as the receiver read it from the leader: the
+    // block id, the device timestamp in nanoseconds (Aravis converts the
+    // ticks with the device's tick frequency, or puts the host's arrival
+    // time there when the device gives none) and the GVSP payload type
+    // without its extended-chunk bit.
+    uint64_t GetBlockId() const { return block_id_; }
+    uint64_t GetTimestampNs() const { return timestamp_ns_; }
+    uint32_t GetWirePayloadType() const { return wire_payload_type_; }
 
 private:
     PvResult TakeImage(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity, bool with_chunks);
@@ -91,6 +99,9 @@ private:
     PvPayloadType payload_type_ = PvPayloadTypeNone;
     uint32_t payload_size_ = 0;
     uint32_t chunk_count_ = 0;
+    uint64_t block_id_ = 0;
+    uint64_t timestamp_ns_ = 0;
+    uint32_t wire_payload_type_ = 0;
     ReceivedImage image_;
     std::vector<ReceivedPart> parts_;
 };

@@ -18,7 +18,8 @@ foreach(line ${lines})
   endif()
 endforeach()
 foreach(required ORNCParamGetInteger64Value ORNCParamSetInteger64Value ORNCParamGetInteger64Range
-                 ORNCParamGetValueText ORNCParamSetValueText ORNCParamGetUnit ORNCSetDeliveryPacing)
+                 ORNCParamGetValueText ORNCParamSetValueText ORNCParamGetUnit ORNCSetDeliveryPacing
+                 ORNCGetFrameInfo)
   if(NOT symbols MATCHES " ${required}\n")
     message(FATAL_ERROR "${required} is not exported")
   endif()

@@ -115,6 +115,29 @@ protected:
     const std::string dir_ = work_.path();
 };
 
+// The identity a summary.json gives each of its first `count` frames.
+struct SummaryFrame {
+    unsigned long long block = 0, stamp = 0, frequency = 0;
+    long long host_ns = 0;
+    unsigned missing = 0;
+};
+std::vector<SummaryFrame> summary_frames(const std::string& summary, int count) {
+    std::vector<SummaryFrame> frames;
+    for (int i = 0; i < count; ++i) {
+        const size_t at = summary.find("{\"index\": " + std::to_string(i) + ",");
+        SummaryFrame f;
+        if (at == std::string::npos ||
+            std::sscanf(summary.c_str() + at,
+                        "{\"index\": %*d, \"block_id\": %llu, \"timestamp\": %llu, \"timestamp_frequency\": %llu, "
+                        "\"host_time_ns\": %lld, \"blocks_missing\": %u",
+                        &f.block, &f.stamp, &f.frequency, &f.host_ns, &f.missing) != 5) {
+            break;
+        }
+        frames.push_back(f);
+    }
+    return frames;
+}
+
 TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     start_sensor(20, "TOOL-GRAB", kWidth, kHeight);
     ProgramResult r = tool({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
@@ -167,6 +190,17 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
     EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
+    // Each frame's identity: rising block ids, none lost by the library,
+    // the device stamp in ticks and on the host's clock.
+    const std::vector<SummaryFrame> frames = summary_frames(summary, 3);
+    ASSERT_EQ(frames.size(), 3u) << summary;
+    for (size_t i = 0; i < frames.size(); ++i) {
+        EXPECT_GT(frames[i].block, i == 0 ? 0 : frames[i - 1].block);
+        EXPECT_GT(frames[i].stamp, 0u);
+        EXPECT_GT(frames[i].frequency, 0u);
+        EXPECT_GT(frames[i].host_ns, 0);
+        EXPECT_EQ(frames[i].missing, 0u);
+    }
 }
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
@@ -243,6 +277,11 @@ TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
     }
     const std::string summary = orntest::read_file(workdir_.file("summary.json"));
     EXPECT_NE(summary.find("\"frames_written\": 2"), std::string::npos) << summary;
+    // Its clock runs at 1 GHz.
+    const std::vector<SummaryFrame> frames = summary_frames(summary, 2);
+    ASSERT_EQ(frames.size(), 2u) << summary;
+    EXPECT_GT(frames[1].block, frames[0].block);
+    EXPECT_EQ(frames[0].frequency, 1000000000u);
 
     // The other formats: PNG bit depth and colour type (IHDR bytes 24 and 25).
     for (const auto& format : {std::make_pair("Mono16", "\x10\x00"), {"BayerRG8", "\x08\x00"}, {"RGB8", "\x08\x02"}}) {

@@ -42,7 +42,10 @@ const char kGrabUsage[] =
     "  frame_NNNN.png              a device sending single images: Mono8 and Mono16\n"
     "                              as grey, RGB8 as colour, Bayer forms as the raw\n"
     "                              grey mosaic; another format ends the grab (exit 1)\n"
-    "  summary.json                device, frames, rate, files\n"
+    "  summary.json                device, frames, rate, files; per frame its block\n"
+    "                              id, device timestamp (ticks and on the host's\n"
+    "                              clock), blocks missing before it and packets\n"
+    "                              recovered by resend\n"
     "A progress bar with the live rate is shown on a terminal.\n"
     "\n"
     "  -n N               number of frames\n"
@@ -91,17 +94,25 @@ using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
 
+// One delivered frame: its parts (a single image: one part marked single)
+// and what the library told about it.
+struct QueuedFrame {
+    std::vector<FramePart> parts;
+    ornc_frame_info_t info{};
+};
+
 // Frames handed over from the acquisition thread to the tool's thread.
 struct FrameQueue {
     std::mutex mutex;
     std::condition_variable ready;
-    std::deque<std::vector<FramePart>> frames;  // a single image: one part marked single
-    size_t limit = 4;                           // frames beyond this are dropped rather than piling up
+    std::deque<QueuedFrame> frames;
+    size_t limit = 4;  // frames beyond this are dropped rather than piling up
     long failed = 0;
     long dropped = 0;
     // The device's PixelFormat, for a single image whose format the library
     // has no size for (Bayer forms).
     orn_pixel_t device_format = ORN_PIX_GENERIC;
+    ornc_t* ornc = nullptr;  // the handle whose callbacks fill the queue
 
     void push_image(const orn_image_t* image) {
         std::vector<FramePart> parts;
@@ -139,13 +150,16 @@ private:
         return part;
     }
     void push(bool failure, std::vector<FramePart> parts) {
+        QueuedFrame frame;
+        frame.parts = std::move(parts);
+        if (!failure) ORNCGetFrameInfo(ornc, &frame.info);  // inside the callback: the frame being delivered
         std::lock_guard<std::mutex> lock(mutex);
         if (failure) {
             ++failed;
         } else if (frames.size() >= limit) {
             ++dropped;
         } else {
-            frames.push_back(std::move(parts));
+            frames.push_back(std::move(frame));
         }
         ready.notify_one();
     }
@@ -224,6 +238,7 @@ int select_components(const CommandLine& cli, ornc_t* ornc, const std::string& l
 
 struct WrittenFrame {
     long index;
+    ornc_frame_info_t info;
     std::vector<std::string> files;
     std::vector<std::string> parts;  // "Coord3D_ABC32f 160x120"
     long points = -1;
@@ -291,6 +306,7 @@ int run_grab(int argc, char** argv) {
     }
 
     InterruptScope interrupt_scope;
+    queue.ornc = ornc;
     ORNCSetImageCallback(ornc, on_image, &queue);
     ORNCSetImageVecCallback(ornc, on_image_vector, &queue);
     ornc_status_t status = ORNCStart(ornc);
@@ -311,15 +327,16 @@ int run_grab(int argc, char** argv) {
     double bytes = 0;
     std::string write_error;
     while (static_cast<long long>(written.size()) < frames_wanted && !interrupted && write_error.empty()) {
-        std::vector<FramePart> parts;
+        QueuedFrame queued;
         {
             std::unique_lock<std::mutex> lock(queue.mutex);
             queue.ready.wait_for(lock, std::chrono::milliseconds(100), [&queue] { return !queue.frames.empty(); });
             if (!queue.frames.empty()) {
-                parts = std::move(queue.frames.front());
+                queued = std::move(queue.frames.front());
                 queue.frames.pop_front();
             }
         }
+        const std::vector<FramePart>& parts = queued.parts;
         if (parts.empty()) {
             if (std::chrono::duration<double>(Clock::now() - last_frame).count() > timeout_s) break;
             draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start),
@@ -329,6 +346,7 @@ int run_grab(int argc, char** argv) {
         last_frame = Clock::now();
         WrittenFrame frame;
         frame.index = static_cast<long>(written.size());
+        frame.info = queued.info;
         char stem[64];
         std::snprintf(stem, sizeof stem, "frame_%04ld", frame.index);
         const FramePart* range = nullptr;
@@ -378,19 +396,32 @@ int run_grab(int argc, char** argv) {
         dropped = queue.dropped;
     }
     const double fps = elapsed > 0 ? static_cast<double>(written.size()) / elapsed : 0.0;
+    // Blocks the library never delivered, after the first written frame (those
+    // the tool itself dropped are frames_dropped).
+    unsigned long long blocks_missing = 0;
+    for (size_t i = 1; i < written.size(); ++i) blocks_missing += written[i].info.blocks_missing;
     const std::string summary_path = out_dir + "/summary.json";
     FILE* summary = std::fopen(summary_path.c_str(), "w");
     if (summary != nullptr) {
         std::fprintf(summary,
                      "{\n  \"device\": {\"model\": \"%s\", \"serial\": \"%s\"},\n  \"frames_requested\": %lld,\n"
                      "  \"frames_written\": %zu,\n  \"failed_transfers\": %ld,\n  \"frames_dropped\": %ld,\n"
-                     "  \"seconds\": %.3f,\n  \"frames_per_second\": %.2f,\n  \"frames\": [",
+                     "  \"blocks_missing\": %llu,\n  \"seconds\": %.3f,\n  \"frames_per_second\": %.2f,\n"
+                     "  \"frames\": [",
                      json_escape(model).c_str(), json_escape(serial).c_str(), frames_wanted, written.size(), failed,
-                     dropped, elapsed, fps);
+                     dropped, blocks_missing, elapsed, fps);
         for (size_t i = 0; i < written.size(); ++i) {
             const WrittenFrame& frame = written[i];
-            std::fprintf(summary, "%s\n    {\"index\": %ld, \"points\": %ld, \"parts\": [", i == 0 ? "" : ",",
-                         frame.index, frame.points);
+            const ornc_frame_info_t& info = frame.info;
+            std::fprintf(summary,
+                         "%s\n    {\"index\": %ld, \"block_id\": %llu, \"timestamp\": %llu, "
+                         "\"timestamp_frequency\": %llu, \"host_time_ns\": %lld, \"blocks_missing\": %u, "
+                         "\"packets_resent\": %u, \"points\": %ld, \"parts\": [",
+                         i == 0 ? "" : ",", frame.index, static_cast<unsigned long long>(info.block_id),
+                         static_cast<unsigned long long>(info.timestamp),
+                         static_cast<unsigned long long>(info.timestamp_frequency),
+                         static_cast<long long>(info.host_time_ns), info.blocks_missing, info.packets_resent,
+                         frame.points);
             for (size_t p = 0; p < frame.parts.size(); ++p) {
                 std::fprintf(summary, "%s\"%s\"", p == 0 ? "" : ", ", json_escape(frame.parts[p]).c_str());
             }

@@ -1,0 +1,144 @@
+// Each delivered frame's identity through ORNCGetFrameInfo: what the
+// sensor put in the leader (block id, timestamp, parts), the device clock
+// placed on the host's, the blocks that never became a frame and the
+// packets that came by resend; and nothing outside a callback.
+#include <gtest/gtest.h>
+#include <time.h>
+
+#include <cstring>
+#include <mutex>
+#include <vector>
+
+#include "ORNCExt.h"
+#include "acquisition_test_support.h"
+#include "ornsim/components.h"
+#include "wire/pixel_formats.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+
+struct Seen {
+    ornc_status_t status;
+    ornc_frame_info_t info;
+    int64_t host_ns;  // CLOCK_REALTIME inside the callback
+};
+
+class FrameInfo : public acqtest::SensorTest {
+protected:
+    // Records every delivery's frame information until `frames` came.
+    std::vector<Seen> acquire(int frames, int* failed = nullptr) {
+        ornc_t* h = connection_->get();
+        acqtest::Recorder recorder;
+        std::vector<Seen> seen;
+        std::mutex lock;
+        recorder.on_delivery = [&] {
+            Seen s{};
+            s.status = ORNCGetFrameInfo(h, &s.info);
+            timespec now{};
+            clock_gettime(CLOCK_REALTIME, &now);
+            s.host_ns = static_cast<int64_t>(now.tv_sec) * 1000000000LL + now.tv_nsec;
+            std::lock_guard<std::mutex> guard(lock);
+            seen.push_back(s);
+        };
+        recorder.attach(h);
+        EXPECT_EQ(ORNCStart(h), ORNC_OK);
+        EXPECT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+        EXPECT_TRUE(recorder.wait_frames(frames, 20s)) << recorder.frames() << " frames";
+        EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
+        EXPECT_EQ(ORNCStop(h), ORNC_OK);
+        if (failed != nullptr) {
+            *failed = recorder.null_calls();
+        }
+        std::lock_guard<std::mutex> guard(lock);
+        return seen;
+    }
+};
+
+TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(18, "AQ000018")));
+    ornc_t* h = connection_->get();
+    connection_->configure_component("Range", true, "Coord3D_ABC32f");
+    connection_->configure_component("Intensity", true);
+    connection_->configure_component("Confidence", true);
+    ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
+    int64_t frequency = 0;
+    ASSERT_EQ(ORNCParamGetInteger64Value(orntest::device_param(h, "GevTimestampTickFrequency"), &frequency), ORNC_OK);
+
+    const std::vector<Seen> seen = acquire(6);
+    ASSERT_GE(seen.size(), 6u);
+    const uint32_t formats[] = {wire::kPixelFormatCoord3D_ABC32f, wire::kPixelFormatMono8,
+                                wire::kPixelFormatConfidence8};
+    const uint32_t purposes[] = {ornsim::kRangeComponentId, ornsim::kIntensityComponentId,
+                                 ornsim::kConfidenceComponentId};
+    for (size_t i = 0; i < seen.size(); ++i) {
+        SCOPED_TRACE(i);
+        const ornc_frame_info_t& f = seen[i].info;
+        ASSERT_EQ(seen[i].status, ORNC_OK);
+        EXPECT_EQ(f.payload_type, 10u);
+        ASSERT_EQ(f.part_count, 4u) << "three images and the chunk part";
+        for (int p = 0; p < 3; ++p) {
+            EXPECT_EQ(f.part[p].pixel_format, formats[p]);
+            EXPECT_EQ(f.part[p].width, 128u);
+            EXPECT_EQ(f.part[p].height, 96u);
+            EXPECT_EQ(f.part[p].data_purpose_id, purposes[p]);
+        }
+        EXPECT_EQ(f.part[3].data_type, 0x0Au) << "chunk data";
+        EXPECT_EQ(f.timestamp_frequency, static_cast<uint64_t>(frequency));
+        // The sensor stamps a frame as it starts building it: on the host's
+        // clock that is before the callback, and not long before.
+        EXPECT_GT(f.host_time_ns, 0);
+        EXPECT_LE(f.host_time_ns, seen[i].host_ns);
+        EXPECT_LT(seen[i].host_ns - f.host_time_ns, 2000000000LL);
+        if (i > 0) {
+            const ornc_frame_info_t& before = seen[i - 1].info;
+            EXPECT_EQ(f.block_id, before.block_id + 1);
+            EXPECT_EQ(f.blocks_missing, 0u);
+            EXPECT_GT(f.timestamp, before.timestamp);
+            // 20 frames/s: the stamps are about 50 ms apart in ticks.
+            EXPECT_NEAR(static_cast<double>(f.timestamp - before.timestamp) / static_cast<double>(frequency), 0.05,
+                        0.04);
+        }
+    }
+
+    ornc_frame_info_t outside;
+    std::memset(&outside, 0xA5, sizeof outside);
+    EXPECT_EQ(ORNCGetFrameInfo(h, &outside), ORNC_ERR_ELEMENT_NOT_FOUND);
+    EXPECT_EQ(outside.block_id, 0u) << "a refused call leaves a zeroed record";
+    EXPECT_EQ(ORNCGetFrameInfo(nullptr, &outside), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetFrameInfo(h, nullptr), ORNC_ERROR);
+}
+
+// Every 4th frame is cut (never completes: the next delivered frame counts
+// it missing), every 3rd loses its tail on the first send (the receiver
+// asks for it again: the frame counts the packets).
+TEST_F(FrameInfo, CountsBlocksThatNeverCameAndPacketsThatCameByResend) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(19, "AQ000019")));
+    connection_->configure_component("Range", true, "Coord3D_ABC32f");
+    ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(false));
+    ornsim::FaultSwitches faults;
+    faults.cut_frame_every = 4;
+    faults.hold_tail_every = 3;
+    sensor().set_faults(faults);
+
+    int failed = 0;
+    const std::vector<Seen> seen = acquire(14, &failed);
+    ASSERT_GE(seen.size(), 14u);
+    uint32_t missing = 0;
+    int resent_frames = 0;
+    for (size_t i = 0; i < seen.size(); ++i) {
+        const ornc_frame_info_t& f = seen[i].info;
+        ASSERT_EQ(seen[i].status, ORNC_OK);
+        if (i > 0) {
+            EXPECT_EQ(f.blocks_missing, f.block_id - seen[i - 1].info.block_id - 1) << "frame " << i;
+        }
+        missing += i > 0 ? f.blocks_missing : 0;
+        resent_frames += f.packets_resent > 0 ? 1 : 0;
+    }
+    EXPECT_GE(missing, 2u);
+    EXPECT_LE(static_cast<int>(missing), failed) << "each missing block is a transfer that failed";
+    EXPECT_GE(resent_frames, 2);
+    EXPECT_LE(resent_frames, static_cast<int>(seen.size()) / 2 + 1) << "only the held frames need resends";
+}
+
+}  // namespace
