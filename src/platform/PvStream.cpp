@@ -18,8 +18,8 @@ namespace {
 // not report noise.
 constexpr std::chrono::milliseconds kRateWindow{200};
 // Aravis's pop cannot be woken by an abort, so a blocked retrieval waits
-// on a condition of its own, which completed transfers, aborts and the
-// close signal; it looks at the receiver (WhileRetrieving) after each
+// on a condition of its own, which completed transfers (through the
+// subclass), aborts and the close signal; it looks at the receiver (WhileRetrieving) after each
 // slice (this long at most) that passed without a wake-up.
 constexpr std::chrono::milliseconds kRetrieveSlice{20};
 constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
@@ -129,8 +129,6 @@ PvStream::~PvStream() { platform::close_if_open(this, &PvStream::IsOpen, &PvStre
 
 PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
     stream_ = stream;
-    g_signal_connect(stream, "new-buffer", G_CALLBACK(&PvStream::OnNewBuffer), this);
-    arv_stream_set_emit_signals(stream, TRUE);
     device_lock_ = std::move(device_lock);
     statistics_hooks_.reset(new StatisticsHooks(this));
     PvResult result;
@@ -151,11 +149,6 @@ PvResult PvStream::Close() {
         // Stopping the receiver releases the wrappers it holds and tells
         // the device to stop sending through the device's node map.
         std::lock_guard<std::mutex> queue_guard(queue_lock_);
-        // Once this returns no signal is being emitted or will be: a
-        // receiving thread kept alive by a retrieval's reference no
-        // longer reaches this object.
-        arv_stream_set_emit_signals(stream_, FALSE);
-        g_signal_handlers_disconnect_by_data(stream_, this);
         // The stream may be the last holder of a disconnected device.
         PvDevice::ReleaseHere([this] {
             if (device_lock_ != nullptr) {
@@ -348,8 +341,6 @@ void PvStream::WakeRetrievals() {
     }
     ready_.notify_all();
 }
-
-void PvStream::OnNewBuffer(ArvStream* /*stream*/, void* self) { static_cast<PvStream*>(self)->WakeRetrievals(); }
 
 // The restarted receiver forgets the frames it knew, while its socket
 // still holds the rest of the frame that was on the wire when the device

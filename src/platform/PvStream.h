@@ -114,11 +114,14 @@ protected:
     bool draining_ = false;
     std::condition_variable drained_;
 
-    // What ends a wait in RetrieveBuffer: a transfer completed (Aravis's
-    // "new-buffer" signal, emitted once the buffer is in its output
-    // queue), an abort, the close. Each bumps ready_events_ and wakes the
-    // waiters. ready_lock_ is taken last, after queue_lock_ when both are
-    // held.
+    // Bumps ready_events_ and wakes every waiting retrieval: the subclass
+    // calls it once the receiver has handed a completed transfer over
+    // (any thread; takes only ready_lock_).
+    void WakeRetrievals();
+
+    // What ends a wait in RetrieveBuffer: a transfer completed, an abort,
+    // the close. Each bumps ready_events_. ready_lock_ is taken last, after
+    // queue_lock_ when both are held.
     std::mutex ready_lock_;
     std::condition_variable ready_;
     uint64_t ready_events_ = 0;
@@ -135,10 +138,6 @@ private:
     // Waits, without buffers in the receiver, until no datagram has arrived
     // for a short while (bounded). Lock not held.
     static void DrainReceiver(ArvStream* stream);
-    // Bumps ready_events_ and wakes every waiting retrieval.
-    void WakeRetrievals();
-    // Aravis's "new-buffer" handler, on its receiving thread.
-    static void OnNewBuffer(ArvStream* stream, void* self);
 
     ArvStream* stream_ = nullptr;
     std::shared_ptr<std::mutex> device_lock_;
