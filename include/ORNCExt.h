@@ -109,10 +109,13 @@ ORN_API int ORNCParamGetUnit(const ornc_param_t* param, char* str, int len);
 
 /* Delivery pacing of this handle's acquisition worker: a pass every period_ms (1..1000), taking up to
    max_buffers_per_pass (1..64) filled buffers, each delivered and requeued as the base API does. The
-   defaults, 10 and 1, are the base behaviour. ORNC_ERR_OUT_OF_RANGE outside those bounds (nothing
-   changed), ORNC_ERR_UNINITIALIZED for a null handle; takes effect at the next pass, also during an
-   acquisition, and lasts for the handle's life. In a pass the first buffer is waited for as long as a
-   base pass does (1 ms), further ones are taken only if already filled. */
+   defaults, 10 and 1, are the base behaviour (setting them restores it). ORNC_ERR_OUT_OF_RANGE outside
+   those bounds (nothing changed), ORNC_ERR_UNINITIALIZED for a null handle; takes effect at the next
+   pass, also during an acquisition, and lasts for the handle's life. With any other setting a pass starts
+   every period_ms (at once when the previous one took longer) and waits for its first buffer until one
+   is filled, at most 20 ms (a base pass waits 1 ms and the base worker sleeps 10 ms after each pass):
+   the wait ends as soon as a buffer is filled or the acquisition stops. Further buffers are taken only if
+   already filled. */
 ORN_API ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, int max_buffers_per_pass);
 
 #ifdef __cplusplus
