@@ -77,27 +77,19 @@ std::string xyz_text(const PointCloud& cloud) {
 
 }  // namespace
 
+// In the order of CloudFormat.
+constexpr const char* kCloudExtensions[] = {"ply", "pcd", "xyz"};
+
 bool parse_cloud_format(const std::string& name, CloudFormat* format) {
-    for (CloudFormat f : {CloudFormat::ply, CloudFormat::pcd, CloudFormat::xyz}) {
-        if (name == cloud_extension(f)) {
-            *format = f;
-            return true;
-        }
+    for (int i = 0; i < 3; ++i) {
+        if (name != kCloudExtensions[i]) continue;
+        *format = static_cast<CloudFormat>(i);
+        return true;
     }
     return false;
 }
 
-const char* cloud_extension(CloudFormat format) {
-    switch (format) {
-        case CloudFormat::ply:
-            return "ply";
-        case CloudFormat::pcd:
-            return "pcd";
-        case CloudFormat::xyz:
-            return "xyz";
-    }
-    return "ply";
-}
+const char* cloud_extension(CloudFormat format) { return kCloudExtensions[static_cast<int>(format)]; }
 
 int range_pixel_bytes(uint32_t pixel_format) {
     if (pixel_format == ORN_PIX_ABC32F) return 12;
