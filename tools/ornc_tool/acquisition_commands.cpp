@@ -453,8 +453,9 @@ int run_grab(int argc, char** argv) {
         for (const std::string& file : frame.files) std::printf("%s/%s\n", out_dir.c_str(), file.c_str());
     }
     if (summary != nullptr) std::printf("%s\n", summary_path.c_str());
-    std::printf("%zu frame%s in %.2f s (%s frames/s after the first), %ld failed transfer%s.\n", written.size(),
-                written.size() == 1 ? "" : "s", elapsed, rate, failed, failed == 1 ? "" : "s");
+    const std::string rate_text = fps > 0 ? std::string(" (") + rate + " frames/s after the first)" : "";
+    std::printf("%zu frame%s in %.2f s%s, %ld failed transfer%s.\n", written.size(), written.size() == 1 ? "" : "s",
+                elapsed, rate_text.c_str(), failed, failed == 1 ? "" : "s");
     if (summary == nullptr) return cli.fail(kExitFailed, "cannot write " + summary_path);
     if (!write_error.empty()) return cli.fail(kExitFailed, write_error);
     if (interrupted) return cli.fail(kExitInterrupted, "interrupted");
