@@ -348,14 +348,13 @@ TEST_F(GrabTest, Open3dAndPclReadEveryPointCloudForm) {
             r = orntest::run_program(std::string("/usr/bin/") + form.converter, {ours, theirs});
             ASSERT_EQ(r.exit_code, 0) << report(r);
         }
-        // What the scene says: x and y of Coord3D_C16 are the pixel's column and row.
+        // What the scene says; Coord3D_C16 through the sensor's Scan3d coordinates A, B and C.
         const bool c16 = std::string(form.components).find("C16") != std::string::npos;
         double want[11] = {form.organized ? kWidth * kHeight : 0.0, 0, 1e9, 1e9, 1e9, -1e9, -1e9, -1e9, NAN, NAN, NAN};
         for (int v = 0; v < kHeight; ++v) {
             for (int u = 0; u < kWidth; ++u) {
                 const ornsim::ScenePixel px = pixel(frames[0].block, u, v);
-                const double xyz[3] = {c16 ? u : double(px.x_mm), c16 ? v : double(px.y_mm),
-                                       c16 ? px.c16 * 0.05 : double(px.z_mm)};
+                const double xyz[3] = {px.x_mm, px.y_mm, c16 ? px.c16 * 0.05 : double(px.z_mm)};
                 for (int i = 0; i < 3 && px.valid; ++i) {
                     want[2 + i] = std::min(want[2 + i], xyz[i]);
                     want[5 + i] = std::max(want[5 + i], xyz[i]);

@@ -220,7 +220,7 @@ RangeCalibration read_range_calibration(ornc_t* ornc) {
                   number("Scan3dCoordinateScale", &calibration.scale[axis]) &&
                   number("Scan3dCoordinateOffset", &calibration.offset[axis]) && all;
         }
-        calibration.ab_calibrated = calibration.float_calibrated = all;
+        calibration.ab_calibrated = all;
         write_text(ornc, "Scan3dCoordinateSelector", "CoordinateC");
     } else {
         number("Scan3dCoordinateScale", &calibration.scale[2]);

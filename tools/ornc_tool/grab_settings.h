@@ -68,8 +68,8 @@ private:
 };
 
 // The device's Scan3d calibration: with Scan3dCoordinateSelector, the
-// scale and offset of CoordinateA, B and C (which then also apply to float
-// coordinates); without it, Scan3dCoordinateScale and Offset for C only.
+// scale and offset of CoordinateA, B and C; without it,
+// Scan3dCoordinateScale and Offset for C only.
 // Scan3dInvalidDataValue marks invalid C values unless
 // Scan3dInvalidDataFlag says it is not used.
 RangeCalibration read_range_calibration(ornc_t* ornc);

@@ -129,7 +129,6 @@ bool make_point_cloud(const FramePart& range, const RangeCalibration& calibratio
     const bool with_grey = matches(intensity, range);
     const bool with_confidence = matches(confidence, range);
     const bool c_only = range.type == kPixelCoord3D_C16;
-    const bool scaled = c_only || calibration.float_calibrated;
     *cloud = PointCloud();
     cloud->xy_in_pixels = c_only && !calibration.ab_calibrated;
     const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -143,11 +142,11 @@ bool make_point_cloud(const FramePart& range, const RangeCalibration& calibratio
             std::memcpy(abc, &range.data[i * 12], sizeof abc);
             for (int axis = 0; axis < 3; ++axis) value[axis] = abc[axis];
         }
-        bool valid = !std::isnan(value[0]) && !std::isnan(value[1]) && !std::isnan(value[2]) &&
-                     !(calibration.has_invalid && value[2] == calibration.invalid);
+        const bool valid = c_only ? !(calibration.has_invalid && value[2] == calibration.invalid)
+                                  : !std::isnan(value[0]) && !std::isnan(value[1]) && !std::isnan(value[2]);
         if (!valid && !organized) continue;
         for (int axis = 0; axis < 3; ++axis) {
-            const bool apply = scaled && (axis == 2 || !c_only || calibration.ab_calibrated);
+            const bool apply = c_only && (axis == 2 || calibration.ab_calibrated);
             const double mm = apply ? value[axis] * calibration.scale[axis] + calibration.offset[axis] : value[axis];
             cloud->xyz.push_back(valid ? static_cast<float>(mm) : nan);
         }

@@ -17,17 +17,16 @@ enum class CloudFormat { ply, pcd, xyz };
 bool parse_cloud_format(const std::string& name, CloudFormat* format);
 const char* cloud_extension(CloudFormat format);
 
-// How a range part's values become millimetres: coordinate = value *
-// scale + offset for A (x), B (y) and C (z). A part that carries only C
-// takes A and B from the pixel's column and row through their scale and
-// offset; `ab_calibrated` false means the device gave none, so x and y
-// stay the column and row. A C value equal to `invalid` (when
-// `has_invalid`) or NaN marks a pixel without a measurement.
+// How an integer range part (Coord3D_C16) becomes millimetres: coordinate
+// = value * scale + offset for A (x), B (y) and C (z), where A and B come
+// from the pixel's column and row; `ab_calibrated` false means the device
+// gave no scale for them, so x and y stay the column and row. A C value
+// equal to `invalid` (when `has_invalid`) marks a pixel without a
+// measurement. Float coordinates are millimetres as they come, NaN invalid.
 struct RangeCalibration {
     double scale[3] = {1.0, 1.0, 1.0};
     double offset[3] = {0.0, 0.0, 0.0};
     bool ab_calibrated = false;
-    bool float_calibrated = false;  // the scale and offset also apply to float coordinates
     bool has_invalid = false;
     double invalid = 0.0;
 };
