@@ -66,6 +66,15 @@ typedef struct ornc_frame_info_ {
  * acquisition thread). */
 ORN_API ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info);
 
+/* The bytes of part `index` of the frame being delivered, as they arrived
+ * (a single image is part 0): also for a pixel format the image records
+ * leave empty, such as Coord3D_C16. `*data` points into the library's
+ * buffer and is valid only until the callback returns. Valid where
+ * ORNCGetFrameInfo is; ORNC_ERR_ELEMENT_NOT_FOUND anywhere else and for an
+ * index beyond the parts or a part without data (outputs NULL and 0),
+ * ORNC_ERR_UNINITIALIZED for a null handle, ORNC_ERROR for a null output. */
+ORN_API ornc_status_t ORNCGetFramePartData(const ornc_t* ornc, uint32_t index, const void** data, size_t* size);
+
 /* ------------------------------------------------------------------ */
 /* 64-bit integers, strict text form, units                             */
 /* ------------------------------------------------------------------ */

@@ -66,6 +66,9 @@ Access device_access(uint32_t a) {
     using namespace reg;
     if (is_f64_register(a)) return Access::ReadWrite;
     if (a == Scan3dInvalidDataValue || a == Scan3dInvalidDataValue + 4) return Access::ReadOnly;
+    if (a == Scan3dCoordinateSelector) return Access::ReadWrite;
+    if (in_range(a, Scan3dCoordinateScale + kScan3dCoordinateA * kScan3dCoordinateStride, 2 * kScan3dCoordinateStride))
+        return Access::ReadOnly;
     if (in_range(a, ComponentEnable, kComponentCount * kComponentStride) ||
         in_range(a, ComponentPixelFormat, kComponentCount * kComponentStride) ||
         in_range(a, ChunkEnable, kChunkCount * 4) || in_range(a, EventNotification, kEventCount * 4))
@@ -225,8 +228,20 @@ void DeviceModel::initialize_locked() {
     store_f64(reg::Scan3dCoordinateScale, static_cast<double>(kSceneDefaultC16ScaleMm));
     store_f64(reg::Scan3dCoordinateOffset, static_cast<double>(kSceneDefaultC16OffsetMm));
     store_f64(reg::Scan3dInvalidDataValue, 0.0);
+    update_lateral_scale_locked();
     for (uint32_t k = 0; k < reg::kChunkCount; ++k) store32(reg::ChunkEnable + 4 * k, 1);
     update_payload_size_locked();
+}
+
+// X = (u - (W - 1) / 2) * pitch, Y likewise with v and H (stream/README.md).
+void DeviceModel::update_lateral_scale_locked() {
+    using namespace reg;
+    const uint32_t sides[2][2] = {{kScan3dCoordinateA, Width}, {kScan3dCoordinateB, Height}};
+    for (const auto& side : sides) {
+        const uint32_t at = side[0] * kScan3dCoordinateStride;
+        store_f64(Scan3dCoordinateScale + at, kScenePixelPitchMm);
+        store_f64(Scan3dCoordinateOffset + at, -(load32(side[1]) - 1.0) / 2.0 * kScenePixelPitchMm);
+    }
 }
 
 uint8_t* DeviceModel::locate(uint32_t address, size_t size) {
@@ -365,6 +380,7 @@ uint16_t DeviceModel::write(uint32_t address, const uint8_t* data, size_t size, 
         if (status != gvcp::STATUS_SUCCESS) return status;
     }
     update_payload_size_locked();
+    update_lateral_scale_locked();
     return gvcp::STATUS_SUCCESS;
 }
 
@@ -438,6 +454,10 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
             break;
         case reg::AcquisitionFrameCount:
             if (v < 1) return STATUS_INVALID_PARAMETER;
+            break;
+        case reg::Scan3dCoordinateSelector:
+            if (v != reg::kScan3dCoordinateC && v != reg::kScan3dCoordinateA && v != reg::kScan3dCoordinateB)
+                return STATUS_INVALID_PARAMETER;
             break;
         case reg::TriggerSelector:
         case reg::TriggerSource:

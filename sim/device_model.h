@@ -127,6 +127,7 @@ private:
     uint16_t write_register_locked(uint32_t address, uint32_t value, WriteEffects* effects);
     uint16_t write_f64_locked(uint32_t address, const uint8_t* data);
     void update_payload_size_locked();
+    void update_lateral_scale_locked();
     uint32_t payload_size_locked() const;
     bool acquisition_locked_register(uint32_t address) const;
 
