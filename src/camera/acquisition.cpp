@@ -156,6 +156,9 @@ ornc_status_t ORNC_AcquisitionStart(ornc_t* ornc, int acquimode, int triggermode
         return ORNC_ERR_UNINITIALIZED;
     }
     ornc_priv_t* priv = ornc->priv;
+    if (priv->monitor != 0) {
+        return ORNC_ERR_DEVICE_OPEN_FAILED;  // a monitor acquires nothing
+    }
     if (ornc_state::Load(&priv->acquistate).mode != ORNC_ACQUI_MODE_IDLE) {
         return ORNC_ERR_ACQUI_ALREADY_STARTED;
     }
@@ -241,6 +244,9 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
         return ORNC_ERR_UNINITIALIZED;
     }
     ornc_priv_t* priv = ornc->priv;
+    if (priv->monitor != 0) {
+        return ORNC_ERR_DEVICE_OPEN_FAILED;
+    }
     // A worker left by an earlier server may still be ending (ORNCStop
     // only asks it to end): starting it again in that instant would be
     // lost, leaving no worker at all. So it is retired first (after any
@@ -282,6 +288,9 @@ ornc_status_t ORNCStop(ornc_t* ornc) {
         return ORNC_OK;
     }
     ornc_priv_t* priv = ornc->priv;
+    if (priv->monitor != 0) {
+        return ORNC_ERR_DEVICE_OPEN_FAILED;
+    }
     ORNThreadStop(&priv->acquisition_thread);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Sending AcquisitionStop command to the device");
     if (priv->lAcquisitionStop != nullptr) {
@@ -309,6 +318,9 @@ ornc_status_t ORNCAcquisitionStop(ornc_t* ornc) {
         return ORNC_ERR_UNINITIALIZED;
     }
     ornc_priv_t* priv = ornc->priv;
+    if (priv->monitor != 0) {
+        return ORNC_ERR_DEVICE_OPEN_FAILED;
+    }
     if (ornc_state::Load(&priv->acquistate).mode == ORNC_ACQUI_MODE_IDLE) {
         return ORNC_ERR_ACQUI_NOT_STARTED;
     }

@@ -15,6 +15,10 @@ constexpr int kORNCDeliveryBuffersPerPass = 1;
 int ORNC_DeliveryPeriodMs(ornc_priv_t* priv);
 int ORNC_DeliveryBuffersPerPass(ornc_priv_t* priv);
 
+// The acquisition and trigger nodes of the connected device (null for
+// those it lacks).
+void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv);
+
 // The worker's periodic function; `userdata` is the handle's ornc_priv_t.
 void ORNC_AcquisitionFunc(void* userdata);
 
