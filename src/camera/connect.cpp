@@ -125,21 +125,30 @@ void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv) {
     priv->lTriggerSelector = ORNC_Lookup<PvGenEnum>(params, "TriggerSelector");
 }
 
-extern "C" {
-
-ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* device) {
+ornc_status_t ORNC_CheckConnectTarget(const ornc_t* ornc, const ornc_device_t* device, const PvDeviceInfo** info) {
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
     if (device == nullptr) {
         return ORNC_ERR_DEVICE_NOT_FOUND;
     }
-    ornc_priv_t* priv = ornc->priv;
-    const PvDeviceInfo* info = ORNC_ToDeviceInfo(device);
-    if (!ORNC_IsAllowedDevice(info, nullptr, 0, 0)) {
-        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "Device %s not supported", info->GetModelName().GetAscii());
+    *info = ORNC_ToDeviceInfo(device);
+    if (!ORNC_IsAllowedDevice(*info, nullptr, 0, 0)) {
+        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "Device %s not supported", (*info)->GetModelName().GetAscii());
         return ORNC_ERR_DEVICE_UNSUPPORTED;
     }
+    return ORNC_OK;
+}
+
+extern "C" {
+
+ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* device) {
+    const PvDeviceInfo* info = nullptr;
+    const ornc_status_t checked = ORNC_CheckConnectTarget(ornc, device, &info);
+    if (checked != ORNC_OK) {
+        return checked;
+    }
+    ornc_priv_t* priv = ornc->priv;
 
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Connecting to device");
     PvResult result;

@@ -8,7 +8,6 @@
 #include "base/log.h"
 #include "camera/acquisition_internal.h"
 #include "camera/device_search.h"
-#include "camera/handle_casts.h"
 #include "camera/ornc_priv.h"
 #include "platform/PvDevice.h"
 #include "platform/PvDeviceGEV.h"
@@ -16,22 +15,15 @@
 extern "C" {
 
 ornc_status_t ORNCConnectByDeviceMonitor(const ornc_t* ornc, const ornc_device_t* device) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return ORNC_ERR_UNINITIALIZED;
+    const PvDeviceInfo* info = nullptr;
+    ornc_status_t status = ORNC_CheckConnectTarget(ornc, device, &info);
+    if (status == ORNC_OK && ornc->priv->lDevice != nullptr) {
+        status = ORNC_ERR_DEVICE_CONNECT_FAILED;  // a connected handle disconnects first
     }
-    if (device == nullptr) {
-        return ORNC_ERR_DEVICE_NOT_FOUND;
+    if (status != ORNC_OK) {
+        return status;
     }
     ornc_priv_t* priv = ornc->priv;
-    if (priv->lDevice != nullptr) {
-        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: Monitor connect on a connected handle");
-        return ORNC_ERR_DEVICE_CONNECT_FAILED;
-    }
-    const PvDeviceInfo* info = ORNC_ToDeviceInfo(device);
-    if (!ORNC_IsAllowedDevice(info, nullptr, 0, 0)) {
-        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "Device %s not supported", info->GetModelName().GetAscii());
-        return ORNC_ERR_DEVICE_UNSUPPORTED;
-    }
     PvResult result;
     priv->lDevice = PvDevice::CreateAndConnectMonitor(info, &result);
     if (priv->lDevice == nullptr) {
