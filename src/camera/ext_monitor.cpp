@@ -7,6 +7,7 @@
 #include "ORNCExt.h"
 #include "base/log.h"
 #include "camera/acquisition_internal.h"
+#include "camera/components.h"
 #include "camera/device_search.h"
 #include "camera/ornc_priv.h"
 #include "platform/PvDevice.h"
@@ -36,6 +37,7 @@ ornc_status_t ORNCConnectByDeviceMonitor(const ornc_t* ornc, const ornc_device_t
     priv->lDeviceParams = priv->lDevice->GetParameters();
     priv->lCommunicationParams = priv->lDevice->GetCommunicationParameters();
     ORNC_LookupAcquisitionNodes(priv);
+    ORNC_LookupComponentNodes(ornc);  // a device without them still reads
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Connected as a monitor");
     return ORNC_OK;
 }

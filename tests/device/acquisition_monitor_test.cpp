@@ -68,6 +68,7 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
         [&] { return ORNCParamSetValueText(device_param(m, "AcquisitionFrameCount"), "7"); },
         [&] { return ORNCParamSendCommand(device_param(m, "AcquisitionStop")); },
         [&] { return ORNCSetTriggerMode(m, 1); },
+        [&] { return ORNCSetComponentSelector(m, 1); },
         [&] { return ORNCTriggerSoftware(m); },
         [&] { return ORNCIPMakePersistent(m, "10.0.0.5", "255.0.0.0", "0.0.0.0", 1); }};
     for (size_t i = 0; i < std::size(writes); ++i) EXPECT_EQ(writes[i](), ORNC_ERR_PARAM_NOT_WRITEABLE) << i;
