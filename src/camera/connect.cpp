@@ -81,6 +81,21 @@ void ORNC_CreateStreamBuffers(ornc_priv_t* priv) {
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Streaming buffers created");
 }
 
+}  // namespace
+
+void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv) {
+    PvGenParameterArray* params = priv->lDeviceParams;
+    priv->lAcquisitionStart = ORNC_Lookup<PvGenCommand>(params, "AcquisitionStart");
+    priv->lAcquisitionStop = ORNC_Lookup<PvGenCommand>(params, "AcquisitionStop");
+    priv->lAcquisitionMode = ORNC_Lookup<PvGenEnum>(params, "AcquisitionMode");
+    priv->lTriggerMode = ORNC_Lookup<PvGenEnum>(params, "TriggerMode");
+    priv->lTriggerSoftware = ORNC_Lookup<PvGenCommand>(params, "TriggerSoftware");
+    priv->lTriggerSource = ORNC_Lookup<PvGenEnum>(params, "TriggerSource");
+    priv->lTriggerSelector = ORNC_Lookup<PvGenEnum>(params, "TriggerSelector");
+}
+
+namespace {
+
 void ORNC_DumpParameters(PvGenParameterArray* params, const char* title) {
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: --- %s PARAMS -----------------", title);
     const uint32_t count = params != nullptr ? params->GetCount() : 0;
@@ -113,17 +128,6 @@ void ORNC_EnableMultipart(ornc_priv_t* priv) {
 }
 
 }  // namespace
-
-void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv) {
-    PvGenParameterArray* params = priv->lDeviceParams;
-    priv->lAcquisitionStart = ORNC_Lookup<PvGenCommand>(params, "AcquisitionStart");
-    priv->lAcquisitionStop = ORNC_Lookup<PvGenCommand>(params, "AcquisitionStop");
-    priv->lAcquisitionMode = ORNC_Lookup<PvGenEnum>(params, "AcquisitionMode");
-    priv->lTriggerMode = ORNC_Lookup<PvGenEnum>(params, "TriggerMode");
-    priv->lTriggerSoftware = ORNC_Lookup<PvGenCommand>(params, "TriggerSoftware");
-    priv->lTriggerSource = ORNC_Lookup<PvGenEnum>(params, "TriggerSource");
-    priv->lTriggerSelector = ORNC_Lookup<PvGenEnum>(params, "TriggerSelector");
-}
 
 ornc_status_t ORNC_CheckConnectTarget(const ornc_t* ornc, const ornc_device_t* device, const PvDeviceInfo** info) {
     if (ornc == nullptr || ornc->priv == nullptr) {
