@@ -127,6 +127,23 @@ ORN_API int ORNCParamGetUnit(const ornc_param_t* param, char* str, int len);
    already filled. */
 ORN_API ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, int max_buffers_per_pass);
 
+/* ------------------------------------------------------------------ */
+/* Monitor connection                                                   */
+/* ------------------------------------------------------------------ */
+
+/* Connects without taking control: reads, parameter lists, attributes, ranges, categories, ORNCDumpXML and
+   the text forms work; every write and command returns ORNC_ERR_PARAM_NOT_WRITEABLE and sends nothing;
+   ORNCStart and the acquisition calls return ORNC_ERR_DEVICE_OPEN_FAILED. Other handles (and other programs)
+   may control the device meanwhile. ORNCDisconnect ends it as usual.
+   ORNCParamIsWritable answers 0 for every parameter of a monitor. A monitor opens no stream (it has no
+   stream parameters) and no message channel (no device events, no link-loss report), and keeps no
+   heartbeat. Its component table stays empty: building one moves the device's selectors, which only the
+   controller may do (the selectors themselves read as usual). A device that nobody controls is taken and
+   given back at once while the monitor connects. ORNC_ERR_DEVICE_CONNECT_FAILED when the device does not
+   answer or the handle is connected already, ORNC_ERR_UNINITIALIZED for a null handle,
+   ORNC_ERR_DEVICE_NOT_FOUND for a null device. */
+ORN_API ornc_status_t ORNCConnectByDeviceMonitor(const ornc_t* ornc, const ornc_device_t* device);
+
 #ifdef __cplusplus
 }
 #endif

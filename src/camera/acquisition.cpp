@@ -21,6 +21,18 @@
 
 namespace {
 
+// The state of a handle that may acquire; null with `*status` saying why
+// not: `unset` for a null handle, ORNC_ERR_DEVICE_OPEN_FAILED for a
+// monitor (it acquires nothing).
+ornc_priv_t* ORNC_AcquiringState(const ornc_t* ornc, ornc_status_t unset, ornc_status_t* status) {
+    if (ornc == nullptr || ornc->priv == nullptr) {
+        *status = unset;
+        return nullptr;
+    }
+    *status = ornc->priv->monitor != 0 ? ORNC_ERR_DEVICE_OPEN_FAILED : ORNC_OK;
+    return *status == ORNC_OK ? ornc->priv : nullptr;
+}
+
 constexpr uint32_t kStreamChannel = 0;
 constexpr uint32_t kDrainTimeoutMs = 1;
 // The drain before requeueing ends when the stream reports no queued
@@ -152,10 +164,11 @@ void ORNC_RequeueBuffers(ornc_priv_t* priv, int payload) {
 // acquimode: 0 continuous, 1 single frame, negative keeps the device's;
 // triggermode: 0 off, 1 on, negative keeps the device's.
 ornc_status_t ORNC_AcquisitionStart(ornc_t* ornc, int acquimode, int triggermode) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return ORNC_ERR_UNINITIALIZED;
+    ornc_status_t status = ORNC_OK;
+    ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &status);
+    if (priv == nullptr) {
+        return status;
     }
-    ornc_priv_t* priv = ornc->priv;
     if (ornc_state::Load(&priv->acquistate).mode != ORNC_ACQUI_MODE_IDLE) {
         return ORNC_ERR_ACQUI_ALREADY_STARTED;
     }
@@ -166,7 +179,7 @@ ornc_status_t ORNC_AcquisitionStart(ornc_t* ornc, int acquimode, int triggermode
         return ORNC_ERR_UNINITIALIZED;
     }
 
-    ornc_status_t status = ORNC_ApplyTriggerMode(ornc, &triggermode);
+    status = ORNC_ApplyTriggerMode(ornc, &triggermode);
     if (status != ORNC_OK) {
         return status;
     }
@@ -237,10 +250,11 @@ extern "C" {
 
 ornc_status_t ORNCStart(ornc_t* ornc) {
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_DATATRANSFER, "ORNC: Starting server");
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return ORNC_ERR_UNINITIALIZED;
+    ornc_status_t refused = ORNC_OK;
+    ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &refused);
+    if (priv == nullptr) {
+        return refused;
     }
-    ornc_priv_t* priv = ornc->priv;
     // A worker left by an earlier server may still be ending (ORNCStop
     // only asks it to end): starting it again in that instant would be
     // lost, leaving no worker at all. So it is retired first (after any
@@ -279,10 +293,11 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
 // Waits for a running delivery to return before the device is stopped.
 // `mode` stays as it was: a running acquisition still counts as started.
 ornc_status_t ORNCStop(ornc_t* ornc) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return ORNC_OK;
+    ornc_status_t status = ORNC_OK;
+    ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_OK, &status);
+    if (priv == nullptr) {
+        return status;
     }
-    ornc_priv_t* priv = ornc->priv;
     ORNThreadStop(&priv->acquisition_thread);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Sending AcquisitionStop command to the device");
     if (priv->lAcquisitionStop != nullptr) {
@@ -306,10 +321,11 @@ ornc_status_t ORNCAcquisitionStartMode(ornc_t* ornc, int mode, int triggered) {
 // Only deactivates the worker: a delivery in progress finishes on its own
 // while the device is stopped.
 ornc_status_t ORNCAcquisitionStop(ornc_t* ornc) {
-    if (ornc == nullptr || ornc->priv == nullptr) {
-        return ORNC_ERR_UNINITIALIZED;
+    ornc_status_t status = ORNC_OK;
+    ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &status);
+    if (priv == nullptr) {
+        return status;
     }
-    ornc_priv_t* priv = ornc->priv;
     if (ornc_state::Load(&priv->acquistate).mode == ORNC_ACQUI_MODE_IDLE) {
         return ORNC_ERR_ACQUI_NOT_STARTED;
     }

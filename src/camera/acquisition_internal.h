@@ -19,6 +19,10 @@ int ORNC_DeliveryBuffersPerPass(ornc_priv_t* priv);
 bool ORNC_DeliveryPaced(ornc_priv_t* priv);
 void ORNC_ApplyDeliveryPacing(ornc_priv_t* priv);
 
+// The acquisition and trigger nodes of the connected device (null for
+// those it lacks).
+void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv);
+
 // The worker's periodic function; `userdata` is the handle's ornc_priv_t.
 void ORNC_AcquisitionFunc(void* userdata);
 

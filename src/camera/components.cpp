@@ -124,24 +124,31 @@ ornc_status_t ORNC_WalkComponents(const ornc_t* ornc) {
 
 }  // namespace
 
-ornc_status_t ORNC_InitComponents(const ornc_t* ornc) {
+ornc_status_t ORNC_LookupComponentNodes(const ornc_t* ornc) {
     if (!ORNC_HasState(ornc)) {
         return ORNC_ERR_UNINITIALIZED;
     }
-    ornc_priv_t* priv = ornc->priv;
     ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
     for (const SelectorNode& node : kComponentNodes) {
-        priv->*node.field = ORNCParamsGetParamByName(params, node.name);
-        if (priv->*node.field == nullptr) {
+        ornc->priv->*node.field = ORNCParamsGetParamByName(params, node.name);
+        if (ornc->priv->*node.field == nullptr) {
             ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "Could not find parameter %s\n", node.name);
             return ORNC_ERR_PARAM_UNDEFINED;
         }
     }
+    return ORNC_OK;
+}
 
+ornc_status_t ORNC_InitComponents(const ornc_t* ornc) {
+    ornc_status_t status = ORNC_LookupComponentNodes(ornc);
+    if (status != ORNC_OK) {
+        return status;
+    }
+    ornc_priv_t* priv = ornc->priv;
     int saved_source = 0;
     int saved_region = 0;
     int saved_component = 0;
-    ornc_status_t status = ORNCGetSourceSelector(ornc, &saved_source);
+    status = ORNCGetSourceSelector(ornc, &saved_source);
     if (status == ORNC_OK) status = ORNCGetRegionSelector(ornc, &saved_region);
     if (status == ORNC_OK) status = ORNCGetComponentSelector(ornc, &saved_component);
     if (status == ORNC_OK) status = ORNCParamGetEnumEntryCount(priv->param_source, &priv->sources);

@@ -8,3 +8,6 @@
 // what is there) and restores the selectors. Runs as the last step of
 // connect; its status is the connect's result.
 ornc_status_t ORNC_InitComponents(const ornc_t* ornc);
+// Only looks up the selector nodes (a monitor's connect: the walk moves
+// the selectors). ORNC_ERR_PARAM_UNDEFINED (logged) for a missing one.
+ornc_status_t ORNC_LookupComponentNodes(const ornc_t* ornc);

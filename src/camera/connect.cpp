@@ -81,6 +81,8 @@ void ORNC_CreateStreamBuffers(ornc_priv_t* priv) {
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Streaming buffers created");
 }
 
+}  // namespace
+
 void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv) {
     PvGenParameterArray* params = priv->lDeviceParams;
     priv->lAcquisitionStart = ORNC_Lookup<PvGenCommand>(params, "AcquisitionStart");
@@ -91,6 +93,8 @@ void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv) {
     priv->lTriggerSource = ORNC_Lookup<PvGenEnum>(params, "TriggerSource");
     priv->lTriggerSelector = ORNC_Lookup<PvGenEnum>(params, "TriggerSelector");
 }
+
+namespace {
 
 void ORNC_DumpParameters(PvGenParameterArray* params, const char* title) {
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: --- %s PARAMS -----------------", title);
@@ -125,21 +129,30 @@ void ORNC_EnableMultipart(ornc_priv_t* priv) {
 
 }  // namespace
 
-extern "C" {
-
-ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* device) {
+ornc_status_t ORNC_CheckConnectTarget(const ornc_t* ornc, const ornc_device_t* device, const PvDeviceInfo** info) {
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
     if (device == nullptr) {
         return ORNC_ERR_DEVICE_NOT_FOUND;
     }
-    ornc_priv_t* priv = ornc->priv;
-    const PvDeviceInfo* info = ORNC_ToDeviceInfo(device);
-    if (!ORNC_IsAllowedDevice(info, nullptr, 0, 0)) {
-        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "Device %s not supported", info->GetModelName().GetAscii());
+    *info = ORNC_ToDeviceInfo(device);
+    if (!ORNC_IsAllowedDevice(*info, nullptr, 0, 0)) {
+        ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "Device %s not supported", (*info)->GetModelName().GetAscii());
         return ORNC_ERR_DEVICE_UNSUPPORTED;
     }
+    return ORNC_OK;
+}
+
+extern "C" {
+
+ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* device) {
+    const PvDeviceInfo* info = nullptr;
+    const ornc_status_t checked = ORNC_CheckConnectTarget(ornc, device, &info);
+    if (checked != ORNC_OK) {
+        return checked;
+    }
+    ornc_priv_t* priv = ornc->priv;
 
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Connecting to device");
     PvResult result;
@@ -242,6 +255,7 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
     }
     // Again, for a notification that raced with the teardown above.
     ORNC_DisableDisconnectNotification(priv);
+    priv->monitor = 0;
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Disconnected");
     return ORNC_OK;
 }

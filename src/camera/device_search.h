@@ -19,6 +19,12 @@ bool ORNC_SelectSerial(const PvDeviceInfo* device, const char* sn);
 // `devcount` devices of `interf`.
 bool ORNC_IsAllowedDevice(const PvDeviceInfo* pvdevice, const PvInterface* interf, int devcount, int devnr);
 
+// The checks every connect starts with: ORNC_ERR_UNINITIALIZED for a null
+// handle, ORNC_ERR_DEVICE_NOT_FOUND for a null device,
+// ORNC_ERR_DEVICE_UNSUPPORTED (logged) for a model not offered; else
+// ORNC_OK with the device's record in `*info`.
+ornc_status_t ORNC_CheckConnectTarget(const ornc_t* ornc, const ornc_device_t* device, const PvDeviceInfo** info);
+
 // Visits the adapters (or only `onlyinterf`) and their devices in order.
 // Without `count`: returns the match number `nth` (any match when `nth`
 // is negative). With `count`: stores the number of matches and returns

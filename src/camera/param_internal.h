@@ -59,8 +59,14 @@ ornc_status_t ORNC_ParamGetIntegerMinMaxInc64Values(const ornc_param_t* param, i
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value);
 // Clamps `value` into the float node's range and writes it.
 ornc_status_t ORNC_ParamSetFloat64Value(ornc_param_t* param, double value);
+// A write the platform refused because the connection only reads (a
+// monitor's: nothing was sent) is ORNC_ERR_PARAM_NOT_WRITEABLE; any other
+// failure answers `otherwise`.
+inline ornc_status_t ORNC_WriteFailure(const PvResult& result, ornc_status_t otherwise) {
+    return result.GetCode() == PvResult::NOT_CONTROLLER ? ORNC_ERR_PARAM_NOT_WRITEABLE : otherwise;
+}
 // ORNC_OK for a write that succeeded; a failed one is logged and answers
-// ORNC_ERR_PARAM_WRITE_FAILED.
+// ORNC_ERR_PARAM_WRITE_FAILED (or as ORNC_WriteFailure says).
 ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result);
 
 // The checks before a text is written: ORNC_ERR_PARAM_NOT_WRITEABLE, then

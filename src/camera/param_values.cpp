@@ -144,7 +144,7 @@ ornc_status_t ORNC_ParamWriteStatus(ornc_param_t* param, const PvResult& result)
                       result.GetDescription().GetAscii());
         ORNLogMsg(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, text);
     }
-    return ORNC_ERR_PARAM_WRITE_FAILED;
+    return ORNC_WriteFailure(result, ORNC_ERR_PARAM_WRITE_FAILED);
 }
 
 ornc_status_t ORNC_ParamSetInteger64Value(ornc_param_t* param, int64_t value) {
@@ -269,12 +269,10 @@ ornc_status_t ORNCParamGetStringMaxSize(const ornc_param_t* param, int* maxsize)
 }
 
 // The device's answer to the command is not examined: a refused command
-// still counts as sent.
+// still counts as sent (a command a monitor may not send is not).
 ornc_status_t ORNCParamSendCommand(ornc_param_t* param) {
-    return ORNC_WithParam<PvGenCommand>(param, ORNC_Access::None, true, [](PvGenCommand* node) {
-        node->Execute();
-        return ORNC_OK;
-    });
+    return ORNC_WithParam<PvGenCommand>(param, ORNC_Access::None, true,
+                                        [](PvGenCommand* node) { return ORNC_WriteFailure(node->Execute(), ORNC_OK); });
 }
 
 ornc_status_t ORNCParamSetIntegerValue(ornc_param_t* param, int value) {

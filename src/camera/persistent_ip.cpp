@@ -11,8 +11,8 @@ namespace {
 
 // The address texts go to the device in GenICam's own text form of an
 // IPv4 integer (dotted decimal).
-bool ORNC_WriteAddress(PvGenInteger* node, const char* text) {
-    return text != nullptr && node->FromString(PvString(text)).IsOK();
+PvResult ORNC_WriteAddress(PvGenInteger* node, const char* text) {
+    return text != nullptr ? node->FromString(PvString(text)) : PvResult(PvResult::INVALID_PARAMETER);
 }
 
 }  // namespace
@@ -39,8 +39,11 @@ ornc_status_t ORNCIPMakePersistent(const ornc_t* ornc, const char* ip, const cha
     }
 
     // A failed write keeps the ones before it.
-    if (!ORNC_WriteAddress(address, ip) || !ORNC_WriteAddress(subnet, mask) || !ORNC_WriteAddress(router, gateway)) {
-        return ORNC_ERR_PARAM_WRITE_FAILED;
+    PvResult written = ORNC_WriteAddress(address, ip);
+    if (written.IsOK()) written = ORNC_WriteAddress(subnet, mask);
+    if (written.IsOK()) written = ORNC_WriteAddress(router, gateway);
+    if (written.IsFailure()) {
+        return ORNC_WriteFailure(written, ORNC_ERR_PARAM_WRITE_FAILED);
     }
     // The outcome of the switch is not examined: the addresses are stored,
     // which is what the call reports.

@@ -8,6 +8,7 @@
 #include "base/log.h"
 #include "camera/acquisition_state.h"
 #include "camera/ornc_priv.h"
+#include "camera/param_internal.h"
 #include "platform/PvGenCommand.h"
 #include "platform/PvGenEnum.h"
 #include "platform/PvGenEnumEntry.h"
@@ -24,7 +25,7 @@ ornc_status_t ORNC_SetOptionalEnum(PvGenEnum* node, int value, const char* name)
         if (result.IsFailure()) {
             ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Failed to set %s %d %s", name,
                      static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
-            return ORNC_ERR_PARAM_WRITE_FAILED;
+            return ORNC_WriteFailure(result, ORNC_ERR_PARAM_WRITE_FAILED);
         }
     } else if (value != 0) {
         return ORNC_ERR_PARAM_UNDEFINED;
@@ -101,7 +102,7 @@ ornc_status_t ORNCSetAcquisitionMode(ornc_t* ornc, int acquimode) {
             ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_PARAM, "ORNC: Failed to set AcquisitionMode %d (%s) %d %s",
                      static_cast<int>(i), wanted, static_cast<int>(result.GetCode()),
                      result.GetDescription().GetAscii());
-            return ORNC_ERR_PARAM_WRITE_FAILED;
+            return ORNC_WriteFailure(result, ORNC_ERR_PARAM_WRITE_FAILED);
         }
         ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: AcquisitionMode set to %d (%s)", acquimode, wanted);
         return ORNC_OK;
@@ -126,7 +127,7 @@ ornc_status_t ORNCTriggerSoftware(ornc_t* ornc) {
     if (result.IsFailure()) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: TriggerSoftware execute failed %d %s",
                  static_cast<int>(result.GetCode()), result.GetDescription().GetAscii());
-        return ORNC_ERR_COMMAND_FAILED;
+        return ORNC_WriteFailure(result, ORNC_ERR_COMMAND_FAILED);
     }
     const ornc_acqui_state_t state = ornc_state::Load(&priv->acquistate);
     if (state.mode == ORNC_ACQUI_MODE_IDLE) {

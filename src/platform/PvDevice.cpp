@@ -169,6 +169,14 @@ PvDevice* PvDevice::CreateAndConnect(const PvDeviceInfo* device_info, PvResult* 
     return PvDeviceGEV::Connect(gev->GetLocalIPAddress(), gev->GetIPAddress(), result);
 }
 
+PvDevice* PvDevice::CreateAndConnectMonitor(const PvDeviceInfo* device_info, PvResult* result) {
+    const PvDeviceInfoGEV* gev = PvDeviceInfoGEV::From(device_info, result);
+    if (gev == nullptr) {
+        return nullptr;
+    }
+    return PvDeviceGEV::Connect(gev->GetLocalIPAddress(), gev->GetIPAddress(), result, PvDeviceGEV::Role::Monitor);
+}
+
 PvDevice* PvDevice::CreateAndConnect(const PvString& ip, PvResult* result) {
     uint32_t device_address = 0;
     uint32_t local = 0;

@@ -30,6 +30,12 @@ public:
     // Connects to the GigE Vision device at `ip` (dotted decimal) without
     // discovery; the host end is the local address that routes to it.
     static PvDevice* CreateAndConnect(const PvString& ip, PvResult* result);
+    // Connects without taking control, as a monitor: reads work, every
+    // write through the node maps is refused before it is sent (see
+    // PvGenParameterArray::SetReadOnly), no heartbeat keeps control, no
+    // stream or message channel can be opened. Another application may
+    // control the device meanwhile.
+    static PvDevice* CreateAndConnectMonitor(const PvDeviceInfo* device_info, PvResult* result);
     // Disconnects (when connected) and deletes. Null is accepted.
     static void Free(PvDevice* device);
 

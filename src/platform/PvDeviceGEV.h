@@ -47,8 +47,13 @@ public:
     // --- platform side -------------------------------------------------
     // The connected device at `ip`, or null. Streams open through it.
     static PvDeviceGEV* FindConnected(const PvString& ip);
+    // A controller holds the device's control privilege; a monitor only
+    // reads (PvDevice::CreateAndConnectMonitor), is not found by
+    // FindConnected and may share the device with a controller.
+    enum class Role { Controller, Monitor };
     // Connects to `device_ip` from the local address `interface_ip`.
-    static PvDeviceGEV* Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result);
+    static PvDeviceGEV* Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result,
+                                Role role = Role::Controller);
 
 private:
     PvDeviceGEV() = default;

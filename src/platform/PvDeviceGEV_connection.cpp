@@ -97,7 +97,8 @@ PvDeviceGEV* PvDeviceGEV::FindConnected(const PvString& ip) {
     return found != devices.by_address.end() ? found->second : nullptr;
 }
 
-PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result) {
+PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& device_ip, PvResult* result,
+                                  Role role) {
     auto fail = [result](PvResult failure) -> PvDeviceGEV* {
         if (result != nullptr) {
             *result = failure;
@@ -115,7 +116,8 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
         return fail(PvResult(PvResult::INVALID_PARAMETER, interface_ip.str() + " is not an address of this host"));
     }
     const std::string canonical_device = wire::format_ipv4(device_address);
-    if (FindConnected(canonical_device) != nullptr) {
+    const bool monitor = role == Role::Monitor;
+    if (!monitor && FindConnected(canonical_device) != nullptr) {
         return fail(PvResult(PvResult::ACCESS_DENIED, canonical_device + " is already connected"));
     }
 
@@ -136,9 +138,18 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
         return fail(error != nullptr ? platform::take_error(error)
                                      : PvResult(PvResult::GENERIC_ERROR, "connection failed"));
     }
-    // Aravis connects even when another application holds control; this
-    // platform only hands out devices it controls.
-    if (!arv_gv_device_is_controller(gv(device))) {
+    // Aravis (0.8) always asks for control while it connects, and its
+    // heartbeat thread sends nothing while it is not the controller. A
+    // monitor gives back at once the control it got from a device nobody
+    // controlled; a controller must have got it.
+    if (monitor && arv_gv_device_is_controller(gv(device))) {
+        arv_gv_device_leave_control(gv(device), &error);
+        if (error != nullptr) {
+            g_object_unref(device);
+            return fail(platform::take_error(error));
+        }
+    }
+    if (!monitor && !arv_gv_device_is_controller(gv(device))) {
         g_object_unref(device);
         return fail(PvResult(PvResult::ACCESS_DENIED, "another application controls " + canonical_device));
     }
@@ -160,7 +171,10 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
         communication->SetIntegerUnlocked(platform::communication_feature::kDeviceIPAddress, device_address);
         communication->SetIntegerUnlocked(platform::communication_feature::kInterfaceIPAddress, interface_address);
     }
-    {
+    if (monitor) {
+        connected->GetParameters()->SetReadOnly();
+        communication->SetReadOnly();
+    } else {
         ConnectedDevices& devices = connected_devices();
         std::lock_guard<std::mutex> guard(devices.lock);
         devices.by_address[canonical_device] = connected;

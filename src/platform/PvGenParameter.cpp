@@ -126,7 +126,7 @@ PvResult PvGenParameter::IsReadable(bool& readable) const {
 }
 
 PvResult PvGenParameter::IsWritable(bool& writable) const {
-    if (read_only_for_application_) {
+    if (read_only_for_application_ || owner_->IsReadOnly()) {
         writable = false;
         return PvResult::OK;
     }
@@ -341,6 +341,9 @@ PvResult PvGenParameter::UnregisterEventSink(PvGenEventSink* sink) {
 }
 
 PvResult PvGenParameter::CheckWritable() const {
+    if (owner_->IsReadOnly()) {
+        return PvResult(PvResult::NOT_CONTROLLER, GetName().str() + ": the connection does not control the device");
+    }
     if (read_only_for_application_) {
         return PvResult(PvResult::ACCESS_DENIED, GetName().str() + " is read-only");
     }

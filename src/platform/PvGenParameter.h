@@ -73,7 +73,8 @@ protected:
     PvGenParameter(PvGenParameterArray* owner, ArvGcFeatureNode* node, PvGenType type);
 
     // Validates a write made through the platform: the owning array may
-    // declare features read-only for the application (its own node maps).
+    // declare features read-only for the application (its own node maps),
+    // or be read-only as a whole (a connection without control).
     PvResult CheckWritable() const;
     // Tells the sinks of this parameter that its value changed. Called
     // without the array lock held, after a successful change.

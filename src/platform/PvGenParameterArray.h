@@ -75,6 +75,11 @@ public:
     // Writes through the PvGen* classes are refused (ACCESS_DENIED) for
     // this feature; the platform still changes it with the helpers below.
     void SetReadOnlyForApplication(const PvString& name);
+    // Every write through the PvGen* classes is refused (NOT_CONTROLLER)
+    // before anything is sent, and no feature reads as writable: the node
+    // map of a connection that does not control its device.
+    void SetReadOnly() { read_only_ = true; }
+    bool IsReadOnly() const { return read_only_; }
     // Parameters whose value may change when `parameter`'s does (they read
     // it, are selected, bounded, addressed or invalidated by it, directly
     // or through other nodes), in document order, itself excluded. Lock
@@ -93,7 +98,8 @@ private:
 
     ArvGc* genicam_;
     std::shared_ptr<std::mutex> lock_;
-    bool chunks_attached_ = false;  // a buffer is bound to the chunk ports
+    bool chunks_attached_ = false;
+    bool read_only_ = false;  // a buffer is bound to the chunk ports
     ValueHooks* hooks_ = nullptr;
     std::vector<std::unique_ptr<PvGenParameter>> parameters_;
     std::unordered_map<std::string, PvGenParameter*> by_name_;

@@ -20,6 +20,7 @@
     X(NOT_SUPPORTED, 7, "not supported")                   \
     X(ACCESS_DENIED, 8, "access denied by the device")     \
     X(INVALID_ANSWER, 9, "invalid answer from the device") \
+    X(NOT_CONTROLLER, 10, "the connection only reads")     \
     X(TIMEOUT, 30, "time-out")
 
 class PvResult {

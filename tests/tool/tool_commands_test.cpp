@@ -11,6 +11,8 @@
 #include <sstream>
 #include <thread>
 
+#include "environment.h"
+#include "handles.h"
 #include "temp_dir.h"
 #include "tool_test_fixture.h"
 
@@ -162,6 +164,22 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
     }
     // The refused writes changed nothing.
     expect_output({"get", "TOOL-SET", "Width"}, "160\n");
+}
+
+TEST_F(ToolTest, ReadingCommandsFallBackToAMonitorWhileAnotherHandleControls) {
+    start_sensor(14, "TOOL-MON");
+    orntest::ScopedEnv hosts("ORNC_LOOPBACK_HOSTS", block_address(14).c_str());
+    orntest::Handle controller;
+    ASSERT_EQ(ORNCConnectBySerialNumber(controller.get(), nullptr, "TOOL-MON"), ORNC_OK);
+    ProgramResult r = tool({"get", "TOOL-MON", "Width"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_EQ(r.out, "160\n");
+    EXPECT_EQ(lines_of(r.err),
+              std::vector<std::string>{
+                  "ornc-tool: another application controls TOOL-MON; connected as a monitor (read only)"});
+    r = tool({"components", "TOOL-MON"});
+    EXPECT_NE(r.out.find("The selected component only"), std::string::npos) << report(r);
+    expect_failure({"set", "TOOL-MON", "Width", "96"}, 1, "Connect to device failed (-201)");
 }
 
 TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {

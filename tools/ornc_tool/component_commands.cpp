@@ -7,6 +7,7 @@
 #include "command_line.h"
 #include "commands.h"
 #include "device_session.h"
+#include "parameter_text.h"
 #include "text_table.h"
 
 namespace ornctool {
@@ -72,6 +73,24 @@ void print_table(ornc_t* ornc) {
     std::printf("%d component entr%s.\n", count, count == 1 ? "y" : "ies");
 }
 
+// A monitor cannot walk the table (the walk moves the device's selectors,
+// which only the controller may do): what the selectors point at now.
+void print_selected(ornc_t* ornc) {
+    ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
+    TextTable table({"SOURCE", "REGION", "COMPONENT", "ENABLED", "PIXEL FORMAT"});
+    std::vector<std::string> row;
+    for (const char* name :
+         {"SourceSelector", "RegionSelector", "ComponentSelector", "ComponentEnable", "PixelFormat"}) {
+        ornc_param_t* param = params == nullptr ? nullptr : ORNCParamsGetParamByName(params, name);
+        std::string value;
+        if (param == nullptr || param_value_text(param, false, &value) != ORNC_OK) value = "-";
+        row.push_back(value);
+    }
+    table.add(row);
+    table.print(stdout);
+    std::printf("The selected component only: a monitor cannot move the selectors to list the others.\n");
+}
+
 }  // namespace
 
 int run_components(int argc, char** argv) {
@@ -90,8 +109,12 @@ int run_components(int argc, char** argv) {
 
     DeviceSession session;
     int exit_code = kExitOk;
-    if (!session.open(cli, args[0], &exit_code)) return exit_code;
+    if (!session.open(cli, args[0], &exit_code, action.empty() ? Need::Reading : Need::Control)) return exit_code;
     ornc_t* ornc = session.connection.handle();
+    if (session.connection.monitor()) {
+        print_selected(ornc);
+        return kExitOk;
+    }
     if (ORNCGetComponentCount(ornc) <= 0) {
         std::printf("The device offers no multipart components.\n");
         return action.empty() ? kExitOk : cli.fail_status("cannot " + action, ORNC_ERR_ELEMENT_NOT_FOUND);

@@ -23,7 +23,7 @@ int run_dump_xml(int argc, char** argv) {
     if (!cli.parse(argc, argv)) return cli.exit_code();
     DeviceSession session;
     int exit_code = kExitOk;
-    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    if (!session.open(cli, cli.positional()[0], &exit_code, Need::Reading)) return exit_code;
     const std::string& file = cli.positional()[1];
     const ornc_status_t status = ORNCDumpXML(session.connection.handle(), file.c_str());
     if (status != ORNC_OK) return cli.fail_status("cannot write " + file, status);

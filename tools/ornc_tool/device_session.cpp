@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "ORNCExt.h"
+
 namespace ornctool {
 
 Discovery::Discovery() { initialised_ = ORNCSysInit(&system_) == ORNC_OK; }
@@ -56,6 +58,12 @@ ornc_status_t Connection::open(const ornc_device_t* device) {
     return ORNCConnectByDevice(&ornc_, device);
 }
 
+ornc_status_t Connection::open_monitor(const ornc_device_t* device) {
+    if (connected_) ORNCDisconnect(&ornc_);
+    monitor_ = true;
+    return ORNCConnectByDeviceMonitor(&ornc_, device);
+}
+
 const ornc_device_t* find_device(const CommandLine& cli, const std::string& key, Discovery* discovery, int* exit_code) {
     const ornc_status_t status = discovery->run();
     if (status != ORNC_OK) {
@@ -74,10 +82,19 @@ const ornc_device_t* find_device(const CommandLine& cli, const std::string& key,
 }
 
 bool connect_device(const CommandLine& cli, const std::string& key, Discovery* discovery, Connection* connection,
-                    int* exit_code) {
+                    int* exit_code, Need need) {
     const ornc_device_t* device = find_device(cli, key, discovery, exit_code);
     if (device == nullptr) return false;
-    const ornc_status_t status = connection->open(device);
+    ornc_status_t status = connection->open(device);
+    const std::string ip = text_of(ORNCDeviceGetIPAddress, device);
+    if (status == ORNC_ERR_DEVICE_CONNECT_FAILED && need == Need::Reading &&
+        ORNCGetAccessTypeByIPAddress(ip.c_str()) == ORNC_ACCESS_TYPE_CONTROL) {
+        status = connection->open_monitor(device);
+        if (status == ORNC_OK) {
+            std::fprintf(stderr, "ornc-tool: another application controls %s; connected as a monitor (read only)\n",
+                         text_of(ORNCDeviceGetSerialNumber, device).c_str());
+        }
+    }
     if (status == ORNC_ERR_PARAM_UNDEFINED) {
         // A camera without multipart selectors: the connection stays usable,
         // only the component table is empty.
@@ -86,9 +103,8 @@ bool connect_device(const CommandLine& cli, const std::string& key, Discovery* d
         return true;
     }
     if (status != ORNC_OK) {
-        *exit_code = cli.fail_status("cannot connect to " + text_of(ORNCDeviceGetSerialNumber, device) + " at " +
-                                         text_of(ORNCDeviceGetIPAddress, device),
-                                     status);
+        *exit_code =
+            cli.fail_status("cannot connect to " + text_of(ORNCDeviceGetSerialNumber, device) + " at " + ip, status);
         return false;
     }
     return true;

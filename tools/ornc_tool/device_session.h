@@ -44,19 +44,27 @@ public:
     Connection& operator=(const Connection&) = delete;
 
     ornc_status_t open(const ornc_device_t* device);
+    // Connects again as a monitor (reads only), after a failed open.
+    ornc_status_t open_monitor(const ornc_device_t* device);
+    bool monitor() const { return monitor_; }
     ornc_t* handle() { return &ornc_; }
     const ornc_t* handle() const { return &ornc_; }
 
 private:
     ornc_t ornc_{nullptr};
     bool connected_ = false;
+    bool monitor_ = false;
 };
+
+// What a subcommand needs of the device: control, or reading only (then a
+// device that another application controls is opened as a monitor).
+enum class Need { Control, Reading };
 
 // Discovers, finds DEVICE and connects: the usual start of a subcommand
 // that talks to one device. On failure the message is printed and
 // `exit_code` says how the tool ends.
 bool connect_device(const CommandLine& cli, const std::string& key, Discovery* discovery, Connection* connection,
-                    int* exit_code);
+                    int* exit_code, Need need = Need::Control);
 // A discovery and a connection made from it, for a subcommand that talks to
 // one device; the connection ends before the discovery's handles do.
 struct DeviceSession {
@@ -64,8 +72,8 @@ struct DeviceSession {
     Connection connection;
 
     // connect_device for DEVICE `key`.
-    bool open(const CommandLine& cli, const std::string& key, int* exit_code) {
-        return connect_device(cli, key, &discovery, &connection, exit_code);
+    bool open(const CommandLine& cli, const std::string& key, int* exit_code, Need need = Need::Control) {
+        return connect_device(cli, key, &discovery, &connection, exit_code, need);
     }
 };
 

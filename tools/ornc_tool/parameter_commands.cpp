@@ -79,14 +79,14 @@ bool valid_map(const CommandLine& cli, int* exit_code) {
 // DEVICE, finds the parameter NAME (the second positional) in the chosen
 // map and answers what `command(name, param)` answers, the device still
 // connected; on any failure before, the message is printed and the tool's
-// exit code answered.
+// exit code answered. A command that only reads may get a monitor.
 template <typename Command>
-int with_parameter(CommandLine& cli, int argc, char** argv, Command command) {
+int with_parameter(CommandLine& cli, Need need, int argc, char** argv, Command command) {
     if (!cli.parse(argc, argv)) return cli.exit_code();
     int exit_code = kExitOk;
     if (!valid_map(cli, &exit_code)) return exit_code;
     DeviceSession session;
-    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    if (!session.open(cli, cli.positional()[0], &exit_code, need)) return exit_code;
     const std::string& name = cli.positional()[1];
     ornc_param_t* param = lookup(cli, session.connection.handle(), name, &exit_code);
     if (param == nullptr) return exit_code;
@@ -107,7 +107,7 @@ int run_params(int argc, char** argv) {
     }
 
     DeviceSession session;
-    if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
+    if (!session.open(cli, cli.positional()[0], &exit_code, Need::Reading)) return exit_code;
     ornc_parameters_t* params = parameter_map(session.connection.handle(), cli.value("--map", "device"));
     if (params == nullptr) return cli.fail_status("no parameters", ORNC_ERR_DEVICE_NOT_CONNECTED);
 
@@ -154,7 +154,7 @@ int run_params(int argc, char** argv) {
 int run_get(int argc, char** argv) {
     CommandLine cli = parameter_command_line("get", kGetUsage, 2);
     cli.option("--number", false);
-    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+    return with_parameter(cli, Need::Reading, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         const orn_param_type_t type = ORNCParamGetType(param);
         if (type == ORN_PARAM_COMMAND || type == ORN_PARAM_REGISTER) {
             return cli.fail(kExitFailed, name + " has no text form (type " + param_type_name(type) +
@@ -171,7 +171,7 @@ int run_get(int argc, char** argv) {
 
 int run_set(int argc, char** argv) {
     CommandLine cli = parameter_command_line("set", kSetUsage, 3);
-    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+    return with_parameter(cli, Need::Control, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         const std::string& text = cli.positional()[2];
         const ornc_status_t status = param_set_text(param, text);
         if (status != ORNC_OK) return cli.fail_status("cannot set " + name + " to '" + text + "'", status);
@@ -187,7 +187,7 @@ int run_set(int argc, char** argv) {
 
 int run_exec(int argc, char** argv) {
     CommandLine cli = parameter_command_line("exec", kExecUsage, 2);
-    return with_parameter(cli, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
+    return with_parameter(cli, Need::Control, argc, argv, [&](const std::string& name, ornc_param_t* param) -> int {
         if (ORNCParamGetType(param) != ORN_PARAM_COMMAND) {
             return cli.fail(kExitFailed, name + " is not a command (type " + param_type_name(ORNCParamGetType(param)) +
                                              "): " + status_text(ORNC_ERR_PARAM_TYPE_MISMATCH));
