@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "device_choice.h"
+
 namespace ornctool {
 
 Discovery::Discovery() { initialised_ = ORNCSysInit(&system_) == ORNC_OK; }
@@ -66,10 +68,11 @@ const ornc_device_t* find_device(const CommandLine& cli, const std::string& key,
     if (device == nullptr) {
         const int count = ORNCSysGetDeviceCount(discovery->system());
         std::string text = "no supported device matches '" + key + "' (" + std::to_string(count) + " supported device" +
-                           (count == 1 ? "" : "s") + " found; see ornc-tool list)";
+                           (count == 1 ? "" : "s") + " found; see ornc-tool list; " + hidden_device_hint() + ")";
         *exit_code = cli.fail(kExitNotFound, text);
         return nullptr;
     }
+    note_other_matches(cli.command().c_str(), *discovery, key, device);
     return device;
 }
 
