@@ -18,6 +18,7 @@ int run_params(int argc, char** argv);
 int run_get(int argc, char** argv);
 int run_set(int argc, char** argv);
 int run_exec(int argc, char** argv);
+int run_describe(int argc, char** argv);
 // component_commands.cpp
 int run_components(int argc, char** argv);
 // network_commands.cpp
