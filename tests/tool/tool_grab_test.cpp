@@ -233,7 +233,8 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     std::smatch m;
     // Each event line carries its data features, read back from the event.
     ASSERT_TRUE(std::regex_search(
-        r.out, m, std::regex("event  timestamp (\\d+)  EventFrameEndTimestamp=(\\d+)  EventFrameEndFrameID=(\\d+)")))
+        r.out, m,
+        std::regex("event  FrameEnd  timestamp (\\d+)  EventFrameEndTimestamp=(\\d+)  EventFrameEndFrameID=(\\d+)")))
         << r.out;
     EXPECT_EQ(m[1], m[2]) << "the data feature holds the event's own timestamp";
     EXPECT_GE(std::stol(m[3]), 1);
