@@ -30,6 +30,7 @@ const Subcommand kSubcommands[] = {
     {"components", "multipart components; enable and disable them", ornctool::run_components},
     {"ipconfig", "change a device's IP configuration", ornctool::run_ipconfig},
     {"dump-xml", "save the device's GenICam description", ornctool::run_dump_xml},
+    {"doctor", "what stands between this host and a clean stream, with fixes", ornctool::run_doctor},
 #ifdef ORNC_TOOL_HAS_ACQUISITION
     {"grab", "acquire frames into PLY point clouds and PNG images", ornctool::run_grab},
     {"events", "print device events and parameter changes as they arrive", ornctool::run_events},
