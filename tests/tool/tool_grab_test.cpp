@@ -260,6 +260,8 @@ TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
     EXPECT_NE(tool({"list"}).out.find(kSerial), std::string::npos);
     EXPECT_NE(tool({"info", kSerial}).out.find("Aravis"), std::string::npos);
     EXPECT_NE(tool({"params", kSerial}).out.find("PixelFormat"), std::string::npos);
+    EXPECT_NE(tool({"describe", kSerial, "PixelFormat"}).out.find(" Mono8 = 17301505\n"), std::string::npos);
+    EXPECT_NE(tool({"doctor", kSerial}).out.find("\n0 problems found."), std::string::npos);
     tool({"set", kSerial, "Width", "320"});
     EXPECT_EQ(tool({"get", kSerial, "Width"}).out, "320\n");
     const std::string height = tool({"get", kSerial, "Height"}).out;

@@ -45,7 +45,7 @@ const char kDoctorUsage[] =
 
 struct Finding {
     std::string check;     // "mtu", ...
-    std::string severity;  // "problem", "hint" or "ok"
+    std::string severity;  // "problem", "hint", "ok" or "skipped" (not checkable)
     std::string subject;   // the adapter or the sensor
     std::string text;
     std::string fix;  // "" when there is nothing to do
@@ -243,7 +243,12 @@ public:
         sensor->frame_rate = float_of(params, "AcquisitionFrameRate");
         sensor->tick_frequency = integer_of(params, "GevTimestampTickFrequency");
         const long long mtu = system_.mtu(sensor->adapter);
-        if (mtu > 0 && sensor->packet_size > 0) {
+        if (mtu <= 0 || sensor->packet_size <= 0) {
+            add({"mtu", "skipped", sensor->serial,
+                 mtu <= 0 ? "the MTU of " + sensor->adapter + " cannot be read"
+                          : "the device shows no GevSCPSPacketSize",
+                 ""});
+        } else {
             const std::string sizes = "stream packets of " + std::to_string(sensor->packet_size) + " bytes, MTU " +
                                       std::to_string(mtu) + " on " + sensor->adapter;
             if (sensor->packet_size > mtu) {
@@ -272,9 +277,12 @@ public:
             }
         }
         const int arrived = test_packets_arriving(ornc, 3);
-        if (arrived == 3) {
+        if (arrived < 0) {
+            add({"firewall", "skipped", sensor->serial,
+                 "the device fires no stream test packet (GevSCPSFireTestPacket)", ""});
+        } else if (arrived == 3) {
             add({"firewall", "ok", sensor->serial, "3 of 3 stream test packets arrived", ""});
-        } else if (arrived >= 0) {
+        } else {
             add({"firewall", "problem", sensor->serial,
                  std::to_string(arrived) + " of 3 stream test packets from " + sensor->ip + " arrived" +
                      (arrived == 0 ? ": a firewall drops the stream" : ": the path loses packets"),
