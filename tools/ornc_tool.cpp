@@ -1,6 +1,7 @@
 // ornc-tool: the command line of libORNC. Finds, inspects and configures
 // GigE Vision 3D sensors through the public C API only; one file per
 // family of subcommands lives in ornc_tool/.
+#include <arpa/inet.h>
 #include <dlfcn.h>
 #include <net/if.h>
 
@@ -100,16 +101,18 @@ std::string unknown_adapter(const std::string& names) {
     return "";
 }
 
-// ADDRESS or FIRST-LAST, comma-separated.
+// ADDRESS or FIRST-LAST (FIRST not above LAST), comma-separated.
 bool valid_loopback_hosts(const std::string& list) {
     size_t start = 0;
     while (start <= list.size()) {
         const size_t end = std::min(list.find(',', start), list.size());
         const std::string entry = list.substr(start, end - start);
         const size_t dash = entry.find('-');
-        if (dash == std::string::npos ? !ornctool::is_ipv4_address(entry)
-                                      : !ornctool::is_ipv4_address(entry.substr(0, dash)) ||
-                                            !ornctool::is_ipv4_address(entry.substr(dash + 1))) {
+        in_addr first{};
+        in_addr last{};
+        if (inet_pton(AF_INET, entry.substr(0, dash).c_str(), &first) != 1) return false;
+        if (dash != std::string::npos && (inet_pton(AF_INET, entry.substr(dash + 1).c_str(), &last) != 1 ||
+                                          ntohl(last.s_addr) < ntohl(first.s_addr))) {
             return false;
         }
         start = end + 1;

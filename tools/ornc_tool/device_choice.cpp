@@ -9,7 +9,7 @@ namespace ornctool {
 
 void note_other_matches(const char* command, const Discovery& discovery, const std::string& key,
                         const ornc_device_t* chosen) {
-    if (key.empty() || is_ipv4_address(key) || text_of(ORNCDeviceGetSerialNumber, chosen) == key) return;
+    if (is_ipv4_address(key) || text_of(ORNCDeviceGetSerialNumber, chosen) == key) return;
     std::string others;
     const int count = ORNCSysGetDeviceCount(discovery.system());
     for (int i = 0; i < count; ++i) {

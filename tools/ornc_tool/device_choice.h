@@ -10,8 +10,9 @@ namespace ornctool {
 
 class Discovery;
 
-// When `key` is a pattern that also matches other devices than `chosen`,
-// says on stderr which one was taken and which others matched.
+// When `key` is a pattern (or "", the first device) that also matches
+// other devices than `chosen`, says on stderr which one was taken and
+// which others matched.
 void note_other_matches(const char* command, const Discovery& discovery, const std::string& key,
                         const ornc_device_t* chosen);
 
