@@ -80,10 +80,8 @@ std::string loaded_library_version() {
 // SONAME, pkg-config and find_package carry it too).
 int print_version() {
     const std::string library = loaded_library_version();
-    std::printf("ornc-tool %s\n", ORNC_TOOL_VERSION);
-    if (!library.empty() && library != ORNC_TOOL_VERSION) {
-        std::fprintf(stderr, "ornc-tool: runs on libORNC %s, built for %s\n", library.c_str(), ORNC_TOOL_VERSION);
-    }
+    std::printf("ornc-tool %s, libORNC %s\n", ORNC_TOOL_VERSION,
+                library.empty() ? "(version unknown)" : library.c_str());
     return ornctool::kExitOk;
 }
 

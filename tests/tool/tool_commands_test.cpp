@@ -333,7 +333,8 @@ TEST_F(ToolTest, HelpUsageErrorsExitCodesAndAnEmptyList) {
     expect_failure({"get", "SERIAL"}, 2, "missing argument");
     expect_failure({"get", "NO-DEVICE", "Width"}, 3, "");
     // One version, the package's: that of the SONAME, pkg-config and find_package.
-    expect_output({"--version"}, std::string("ornc-tool ") + ORNC_PROJECT_VERSION + "\n");
+    expect_output({"--version"},
+                  std::string("ornc-tool ") + ORNC_PROJECT_VERSION + ", libORNC " + ORNC_PROJECT_VERSION + "\n");
     expect_failure({"--interface", "nosuchif0", "list"}, 2, "no adapter 'nosuchif0'");
     expect_failure({"--loopback-hosts", "garbage", "list"}, 2, "--loopback-hosts takes");
 
