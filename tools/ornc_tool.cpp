@@ -61,7 +61,8 @@ void usage(FILE* out) {
         "  --help              this help; COMMAND --help for a command's own\n"
         "\n"
         "Exit codes: 0 success, 1 the library or the device refused (the message\n"
-        "says why), 2 bad arguments, 3 no supported device matched DEVICE.\n",
+        "says why) or doctor found a problem, 2 bad arguments (found before the\n"
+        "device is touched), 3 no supported device matched DEVICE.\n",
         out);
 }
 

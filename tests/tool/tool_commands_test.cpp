@@ -320,7 +320,8 @@ TEST_F(ToolTest, SensorsOwnTheirMacAndAnAmbiguousPatternIsNamed) {
 TEST_F(ToolTest, HelpUsageErrorsExitCodesAndAnEmptyList) {
     ProgramResult r = tool({"--help"});
     EXPECT_EQ(r.exit_code, 0);
-    for (const char* command : {"list", "info", "params", "get", "set", "exec", "components", "ipconfig", "dump-xml"}) {
+    for (const char* command :
+         {"list", "info", "params", "describe", "get", "set", "exec", "components", "ipconfig", "dump-xml", "doctor"}) {
         EXPECT_NE(r.out.find(std::string("  ") + command + " "), std::string::npos) << command;
         ProgramResult help = tool({command, "--help"});
         EXPECT_EQ(help.exit_code, 0) << command;
