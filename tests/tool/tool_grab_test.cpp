@@ -242,6 +242,9 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     EXPECT_GE(std::stol(m[1]), 3);
     // The notification was switched off again at the end.
     expect_output({"get", "TOOL-EVENTS", "EventNotification"}, "Off\n");
+    const std::string help = tool({"events", "--help"}).out;
+    EXPECT_NE(help.find("--seconds S    stop after S seconds"), std::string::npos) << help;
+    EXPECT_NE(help.find("--count N      stop after N events"), std::string::npos) << help;
 }
 
 // A camera unlike ours (Aravis's fake camera: no multipart selectors, no
