@@ -69,7 +69,8 @@ TEST(DoctorOverALink, SeesTheMtuAndTestPacketsThatNeverArrive) {
     EXPECT_GT(std::stoi(size[1]), 1500) << "the packet size negotiated anew takes the larger MTU";
 
     // The sensor's packets other than its control answers (UDP port 3956)
-    // and ARP are starved to 8 bit/s: the stream test packets never arrive.
+    // and ARP are starved to 8 bit/s (and lost, with netem): the stream test
+    // packets never arrive.
     const std::string tc = "tc -n " + peer.launcher().back() + " ";
     for (const char* rule :
          {"qdisc add dev ornc-dev root handle 1: htb default 20",
@@ -79,6 +80,7 @@ TEST(DoctorOverALink, SeesTheMtuAndTestPacketsThatNeverArrive) {
           "filter add dev ornc-dev parent 1: protocol arp prio 2 u32 match u32 0 0 flowid 1:10"}) {
         ASSERT_TRUE(orntest::run_command(tc + rule)) << rule;
     }
+    orntest::run_command(tc + "qdisc add dev ornc-dev parent 1:20 netem loss 100%");  // where the kernel has netem
     r = doctor();
     EXPECT_EQ(r.exit_code, 1) << report(r);
     EXPECT_TRUE(has(r.out, "[problem] firewall   DOCTOR-VETH: 0 of 3 stream test packets from 169.254.31.2 arrived"))
