@@ -88,5 +88,35 @@ TEST(DoctorOverALink, SeesTheMtuAndTestPacketsThatNeverArrive) {
     EXPECT_TRUE(has(r.out, "fix: nft add rule inet filter input ip saddr 169.254.31.2 udp accept")) << r.out;
 }
 
+// The sensor keeps its link-local address while the adapter moves to
+// another subnet: strict reverse-path filtering hides it; without, it shows
+// outside the subnet.
+TEST(DoctorOverALink, NamesTheSubnetAndTheReversePathFilter) {
+    std::string why;
+    if (!orntest::enter_private_network(&why)) GTEST_SKIP() << why;
+    const orntest::PeerNamespace peer("ornc-doc", "10.66.0.1", "169.254.32.2");
+    ASSERT_TRUE(peer.ok());
+    ASSERT_TRUE(peer.ip("route add 10.66.0.0/16 dev ornc-dev"));
+    ornsim::SensorConfig config;
+    config.address = "169.254.32.2";
+    config.serial = "DOCTOR-SUBNET";
+    const orntest::SensorProcess sensor(ORNSIM_SENSOR_BINARY, config, {}, peer.launcher());
+    auto doctor = [](const char* rp_filter) {
+        EXPECT_TRUE(orntest::run_command(std::string("sysctl -qw net.ipv4.conf.all.rp_filter=") + rp_filter +
+                                         " net.ipv4.conf.ornc-doc.rp_filter=" + rp_filter));
+        return orntest::run_program(ORNC_TOOL_PATH, {"doctor"}, {{"ORNC_INTERFACES", "ornc-doc"}});
+    };
+    ProgramResult r = doctor("1");
+    EXPECT_TRUE(has(r.out, "[hint]    rp_filter  ornc-doc: strict reverse-path filtering drops the answers"))
+        << report(r);
+    EXPECT_TRUE(has(r.out, "fix: sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf.ornc-doc.rp_filter=2"));
+    r = doctor("0");  // no route leads to the sensor: loose filtering would drop it too
+    EXPECT_TRUE(has(r.out,
+                    "[problem] subnet     DOCTOR-SUBNET: 169.254.32.2 (link-local) is outside the subnets of "
+                    "ornc-doc (10.66.0.1/16)"))
+        << report(r);
+    EXPECT_TRUE(has(r.out, "fix: give ornc-doc an address there: ip addr add 169.254.0.1/16 dev ornc-doc")) << r.out;
+}
+
 }  // namespace
 }  // namespace tooltest

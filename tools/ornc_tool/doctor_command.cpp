@@ -215,10 +215,32 @@ public:
              fix});
     }
 
+    // 0 off, 1 strict, 2 loose; -1 unknown. The stricter of the two rules.
+    long long rp_filter_mode(const std::string& adapter) const {
+        return std::max(system_.number("/proc/sys/net/ipv4/conf/all/rp_filter"),
+                        system_.number("/proc/sys/net/ipv4/conf/" + adapter + "/rp_filter"));
+    }
+
+    static std::string rp_filter_fix(const std::string& adapter) {
+        return "sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf." + adapter +
+               ".rp_filter=2 (loose: enough with a default route; 0 where no route leads to the sensor)";
+    }
+
+    // Nothing answered: strict filtering hides a sensor outside the subnets.
+    void check_silent_adapters() {
+        for (int i = 0; i < ORNCSysGetInterfaceCount(discovery_.system()); ++i) {
+            const std::string adapter =
+                text_of(ORNCInterfaceGetDescription, ORNCSysGetInterface(discovery_.system(), i));
+            if (rp_filter_mode(adapter) != 1) continue;
+            add({"rp_filter", "hint", adapter,
+                 "strict reverse-path filtering drops the answers of a sensor outside the subnets of " + adapter +
+                     ": such a sensor stays invisible",
+                 rp_filter_fix(adapter)});
+        }
+    }
+
     void check_rp_filter(const Sensor& sensor) {
-        const long long all = system_.number("/proc/sys/net/ipv4/conf/all/rp_filter");
-        const long long own = system_.number("/proc/sys/net/ipv4/conf/" + sensor.adapter + "/rp_filter");
-        const long long mode = std::max(all, own);
+        const long long mode = rp_filter_mode(sensor.adapter);
         if (mode < 0) return;
         if (mode != 1 || sensor.in_subnet) {
             add({"rp_filter", "ok", sensor.adapter,
@@ -233,7 +255,7 @@ public:
         add({"rp_filter", "problem", sensor.adapter,
              "strict reverse-path filtering drops the packets of " + sensor.serial + " at " + sensor.ip +
                  ", which has no route through " + sensor.adapter,
-             "sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf." + sensor.adapter + ".rp_filter=2"});
+             rp_filter_fix(sensor.adapter)});
     }
 
     void check_stream(ornc_t* ornc, Sensor* sensor) {
@@ -392,6 +414,7 @@ int run_doctor(int argc, char** argv) {
         doctor.add({"discovery", "problem", "-", "no supported sensor answered",
                     "check the cable and the adapter (ornc-tool list), allow UDP from port 3956 in the firewall, and "
                     "add the model to genicam_devices.ini if the library does not support it"});
+        doctor.check_silent_adapters();
     }
     std::vector<std::unique_ptr<Connection>> connections;
     for (Sensor& sensor : sensors) {
