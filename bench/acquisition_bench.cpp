@@ -13,8 +13,10 @@
 // worker's base pace (at most one buffer per 10 ms pass). The library runs
 // each case twice: with the base pacing and with a pass every ms taking up
 // to 16 buffers (ORNCSetDeliveryPacing). Every
-// frame has three parts, Coord3D_ABC32f + Mono8 + Confidence8, plus a
-// chunk part with the device timestamp.
+// frame has three parts, Coord3D_ABC32f + Mono8 + Confidence8, and no
+// chunk data: the library would bind each frame's chunks to its node map,
+// work plain Aravis does not do, and both clients read the timestamp from
+// the frame's leader.
 //
 // With --veth (root) the program moves into a network namespace of its own
 // and runs its cases over a veth pair with a 1500-byte MTU into a second
@@ -46,10 +48,7 @@
 //   latch round trip and is printed. The sensor stamps a frame when it
 //   starts building it, so the delay includes rendering and the paced
 //   transfer at the emulated link rate, the same for both clients.
-//   The library reads the stamp from the frame's chunk through the C API,
-//   whose integer functions are 32-bit: the device clock is reset before
-//   the acquisition starts, and frames stamped after 4.29 s of device
-//   time cannot be read there (the sample count is printed).
+//   The library reads the stamp with ORNCGetFrameInfo in its callback.
 // - The Aravis client sets up the device and its receiver the way the
 //   library's platform layer does (multipart and 64-bit block ids on
 //   stream channel 0, negotiated packet size, a fixed 8 MiB socket buffer,
@@ -331,13 +330,13 @@ void count_sent(const ornsim::VirtualSensor& sensor, uint64_t sent_before, RunRe
 
 struct OrncContext {
     DeliveryLog* log = nullptr;
-    ornc_param_t* chunk_timestamp = nullptr;
+    const ornc_t* ornc = nullptr;
 };
 
 void record_ornc_frame(OrncContext* context, int64_t now, uint64_t bytes) {
-    unsigned int value = 0;
+    ornc_frame_info_t info;
     const int64_t device_ns =
-        ORNCParamGetUIntegerValue(context->chunk_timestamp, &value) == ORNC_OK ? static_cast<int64_t>(value) : -1;
+        ORNCGetFrameInfo(context->ornc, &info) == ORNC_OK ? static_cast<int64_t>(info.timestamp) : -1;
     context->log->add({now, bytes, device_ns});
 }
 
@@ -379,19 +378,9 @@ ornc_param_t* ornc_param(ornc_t* ornc, const char* name) {
     return ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), name);
 }
 
-bool ornc_set_enum(ornc_t* ornc, const char* name, const char* entry) {
-    const ornc_status_t status = ORNCParamSetEnumValueByName(ornc_param(ornc, name), entry);
-    return status == ORNC_OK || ornc_failed(name, status);
-}
-
 bool ornc_set_bool(ornc_t* ornc, const char* name, bool value) {
     const ornc_status_t status = ORNCParamSetBooleanValue(ornc_param(ornc, name), value ? 1 : 0);
     return status == ORNC_OK || ornc_failed(name, status);
-}
-
-bool ornc_timestamp_chunk_on(ornc_t* ornc) {
-    return ornc_set_bool(ornc, "ChunkModeActive", true) && ornc_set_enum(ornc, "ChunkSelector", "Timestamp") &&
-           ornc_set_bool(ornc, "ChunkEnable", true);
 }
 
 // Every component of kComponents enabled in its pixel format, through the
@@ -427,18 +416,17 @@ bool ornc_map_clock(ornc_t* ornc, ClockMap* map) {
         std::fprintf(stderr, "ORNC: the sensor has no timestamp reset, latch or value\n");
         return false;
     }
-    // The stamps must stay inside the C API's 32-bit integers for as long
-    // as possible: the device clock starts at 0 here.
+    // The device clock starts at 0 here, as for the Aravis client.
     if (ORNCParamSendCommand(reset) != ORNC_OK) {
         return ornc_failed("GevTimestampControlReset", ORNC_ERROR);
     }
     return map_device_clock([latch] { return ORNCParamSendCommand(latch) == ORNC_OK; },
                             [value](uint64_t* out) {
-                                unsigned int v = 0;
-                                if (ORNCParamGetUIntegerValue(value, &v) != ORNC_OK) {
+                                int64_t v = 0;
+                                if (ORNCParamGetInteger64Value(value, &v) != ORNC_OK) {
                                     return false;
                                 }
-                                *out = v;
+                                *out = static_cast<uint64_t>(v);
                                 return true;
                             },
                             map);
@@ -496,13 +484,13 @@ bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sen
                 return ornc_failed("ORNCSetDeliveryPacing", status);
             }
         }
-        if (!ornc_enable_components(&ornc) || !ornc_timestamp_chunk_on(&ornc)) {
+        if (!ornc_enable_components(&ornc) || !ornc_set_bool(&ornc, "ChunkModeActive", false)) {
             return false;
         }
-        context.chunk_timestamp = ornc_param(&ornc, "ChunkTimestamp");
+        context.ornc = &ornc;
         ornc_param_t* device_stop = ornc_param(&ornc, "AcquisitionStop");
-        if (context.chunk_timestamp == nullptr || device_stop == nullptr) {
-            std::fprintf(stderr, "ORNC: the sensor has no ChunkTimestamp or AcquisitionStop\n");
+        if (device_stop == nullptr) {
+            std::fprintf(stderr, "ORNC: the sensor has no AcquisitionStop\n");
             return false;
         }
         int payload = 0;
@@ -612,7 +600,7 @@ bool aravis_set_bool(ArvDevice* device, const char* name, bool value) {
 }
 
 // The device set up as the library sets it up: multipart on channel 0
-// (connect), the same components and chunks, continuous without trigger
+// (connect), the same components, no chunks, continuous without trigger
 // (acquisition start).
 bool aravis_configure(ArvDevice* device) {
     GError* error = nullptr;
@@ -630,8 +618,7 @@ bool aravis_configure(ArvDevice* device) {
             return false;
         }
     }
-    if (!aravis_set_bool(device, "ChunkModeActive", true) || !aravis_set_string(device, "ChunkSelector", "Timestamp") ||
-        !aravis_set_bool(device, "ChunkEnable", true)) {
+    if (!aravis_set_bool(device, "ChunkModeActive", false)) {
         return false;
     }
     return aravis_set_string(device, "TriggerMode", "Off") &&
@@ -901,7 +888,7 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     }
 
     std::printf(
-        "\n%s: %ux%u Coord3D_ABC32f + Mono8 + Confidence8 + timestamp chunk, %.1f kB per frame, sensor at "
+        "\n%s: %ux%u Coord3D_ABC32f + Mono8 + Confidence8, %.1f kB per frame, sensor at "
         "%.0f/s (%s, %u Mbit/s link, %zu threads), %.1f s window\n",
         c.name, c.width, c.height, static_cast<double>(ornc.frame_bytes) / 1e3, c.fps, config.address.c_str(),
         config.link_speed_mbps, sensor_threads.size(), seconds);

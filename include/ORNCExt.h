@@ -66,6 +66,15 @@ typedef struct ornc_frame_info_ {
  * acquisition thread). */
 ORN_API ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info);
 
+/* The bytes of part `index` of the frame being delivered, as they arrived
+ * (a single image is part 0): also for a pixel format the image records
+ * leave empty, such as Coord3D_C16. `*data` points into the library's
+ * buffer and is valid only until the callback returns. Valid where
+ * ORNCGetFrameInfo is; ORNC_ERR_ELEMENT_NOT_FOUND anywhere else and for an
+ * index beyond the parts or a part without data (outputs NULL and 0),
+ * ORNC_ERR_UNINITIALIZED for a null handle, ORNC_ERROR for a null output. */
+ORN_API ornc_status_t ORNCGetFramePartData(const ornc_t* ornc, uint32_t index, const void** data, size_t* size);
+
 /* ------------------------------------------------------------------ */
 /* 64-bit integers, strict text form, units                             */
 /* ------------------------------------------------------------------ */
@@ -109,10 +118,13 @@ ORN_API int ORNCParamGetUnit(const ornc_param_t* param, char* str, int len);
 
 /* Delivery pacing of this handle's acquisition worker: a pass every period_ms (1..1000), taking up to
    max_buffers_per_pass (1..64) filled buffers, each delivered and requeued as the base API does. The
-   defaults, 10 and 1, are the base behaviour. ORNC_ERR_OUT_OF_RANGE outside those bounds (nothing
-   changed), ORNC_ERR_UNINITIALIZED for a null handle; takes effect at the next pass, also during an
-   acquisition, and lasts for the handle's life. In a pass the first buffer is waited for as long as a
-   base pass does (1 ms), further ones are taken only if already filled. */
+   defaults, 10 and 1, are the base behaviour (setting them restores it). ORNC_ERR_OUT_OF_RANGE outside
+   those bounds (nothing changed), ORNC_ERR_UNINITIALIZED for a null handle; takes effect at the next
+   pass, also during an acquisition, and lasts for the handle's life. With any other setting a pass starts
+   every period_ms (at once when the previous one took longer) and waits for its first buffer until one
+   is filled, at most 20 ms (a base pass waits 1 ms and the base worker sleeps 10 ms after each pass):
+   the wait ends as soon as a buffer is filled or the acquisition stops. Further buffers are taken only if
+   already filled. */
 ORN_API ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, int max_buffers_per_pass);
 
 #ifdef __cplusplus

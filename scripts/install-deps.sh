@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs what the build, the tests and the demo need on a Debian machine.
+# Installs what the build, the tests and the demo need on a Debian machine
+# (Open3D and PCL's tools read the point clouds of the grab tests).
 # Safe to run again: packages already present are not fetched again.
 set -euo pipefail
 
@@ -13,6 +14,7 @@ packages=(
   libglib2.0-dev libxml2-dev zlib1g-dev libpng-dev
   libclang-rt-dev
   iproute2 util-linux procps tshark
+  python3-open3d pcl-tools
 )
 
 as_root() {

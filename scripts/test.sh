@@ -46,8 +46,9 @@ if [ "${ORNC_SKIP_SANITIZERS:-0}" != "1" ]; then
   #    silent under a connection (hostile), and all of them at once (soak).
   tsan_dir="$build_dir-tsan"
   tsan_targets=(worker_thread_test logging_test sim_device_acquisition_test platform_stream_test
-    acquisition_delivery_test acquisition_events_test acquisition_faults_test silent_sensor_test ornc_soak)
-  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults)_test\.|^silent_sensor_test\.|^soak\.'
+    acquisition_delivery_test acquisition_events_test acquisition_faults_test acquisition_frame_info_test
+    silent_sensor_test ornc_soak)
+  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults|frame_info)_test\.|^silent_sensor_test\.|^soak\.'
   cmake -S "$repo_dir" -B "$tsan_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNC_BUILD_TESTS=ON "$@" \
     -DORNC_SANITIZE=thread >/dev/null
   # The target list is read once and whole: grep -q on a pipe would close

@@ -1,5 +1,6 @@
 #include "device_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -65,6 +66,9 @@ Access device_access(uint32_t a) {
     using namespace reg;
     if (is_f64_register(a)) return Access::ReadWrite;
     if (a == Scan3dInvalidDataValue || a == Scan3dInvalidDataValue + 4) return Access::ReadOnly;
+    if (a == Scan3dCoordinateSelector) return Access::ReadWrite;
+    if (in_range(a, Scan3dCoordinateScale + kScan3dCoordinateA * kScan3dCoordinateStride, 2 * kScan3dCoordinateStride))
+        return Access::ReadOnly;
     if (in_range(a, ComponentEnable, kComponentCount * kComponentStride) ||
         in_range(a, ComponentPixelFormat, kComponentCount * kComponentStride) ||
         in_range(a, ChunkEnable, kChunkCount * 4) || in_range(a, EventNotification, kEventCount * 4))
@@ -125,14 +129,40 @@ bool format_allowed(uint32_t component, uint32_t format) {
 
 }  // namespace
 
-DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file, const std::string& xml_name)
-    : bootstrap_(reg::kBootstrapEnd, 0),
+DeviceModel::DeviceModel(const DeviceIdentity& identity, std::vector<uint8_t> xml_file, const std::string& xml_name)
+    : identity_(identity),
+      xml_name_(xml_name),
+      bootstrap_(reg::kBootstrapEnd, 0),
       device_(reg::kDeviceEnd - reg::kDeviceBase, 0),
       plain_(reg::kPlainMemorySize, 0),
       xml_(std::move(xml_file)),
       clock_origin_(std::chrono::steady_clock::now()) {
-    using namespace gvcp;
     if (xml_.size() > reg::kXmlMaxSize) xml_.resize(reg::kXmlMaxSize);
+    initialize_locked();
+}
+
+void DeviceModel::power_up() {
+    using namespace gvcp;
+    std::lock_guard<std::mutex> lock(mutex_);
+    const std::vector<uint8_t> before = bootstrap_;
+    std::fill(bootstrap_.begin(), bootstrap_.end(), 0);
+    std::fill(device_.begin(), device_.end(), 0);
+    std::fill(plain_.begin(), plain_.end(), 0);
+    initialize_locked();
+    for (uint32_t a : {REG_CURRENT_IP_CONFIG, REG_CURRENT_IP_ADDRESS, REG_CURRENT_SUBNET_MASK, REG_CURRENT_GATEWAY,
+                       REG_PERSISTENT_IP_ADDRESS, REG_PERSISTENT_SUBNET_MASK, REG_PERSISTENT_GATEWAY})
+        std::memcpy(bootstrap_.data() + a, before.data() + a, 4);
+    std::memcpy(bootstrap_.data() + REG_USER_DEFINED_NAME, before.data() + REG_USER_DEFINED_NAME,
+                USER_DEFINED_NAME_SIZE);
+    acquiring_ = false;
+    clock_origin_ = std::chrono::steady_clock::now();
+}
+
+// The power-up contents of every register (the caller holds the lock or
+// constructs).
+void DeviceModel::initialize_locked() {
+    using namespace gvcp;
+    const DeviceIdentity& id = identity_;
     store32(REG_VERSION, (2u << 16) | 1u);
     store32(REG_DEVICE_MODE, DEVICE_MODE_BIG_ENDIAN | DEVICE_MODE_CHARSET_UTF8);
     store32(REG_MAC_HIGH, (uint32_t{id.mac[0]} << 8) | id.mac[1]);
@@ -150,7 +180,7 @@ DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file
     store_string(REG_SERIAL_NUMBER, id.serial, SERIAL_NUMBER_SIZE);
     store_string(REG_USER_DEFINED_NAME, id.user_name, USER_DEFINED_NAME_SIZE);
     char url[128];
-    std::snprintf(url, sizeof url, "Local:%s;%x;%zx", xml_name.c_str(), reg::kXmlBase, xml_.size());
+    std::snprintf(url, sizeof url, "Local:%s;%x;%zx", xml_name_.c_str(), reg::kXmlBase, xml_.size());
     store_string(REG_FIRST_URL, url, URL_SIZE);
     store_string(REG_SECOND_URL, url, URL_SIZE);
     store32(REG_NUMBER_OF_INTERFACES, 1);
@@ -198,8 +228,20 @@ DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file
     store_f64(reg::Scan3dCoordinateScale, static_cast<double>(kSceneDefaultC16ScaleMm));
     store_f64(reg::Scan3dCoordinateOffset, static_cast<double>(kSceneDefaultC16OffsetMm));
     store_f64(reg::Scan3dInvalidDataValue, 0.0);
+    update_lateral_scale_locked();
     for (uint32_t k = 0; k < reg::kChunkCount; ++k) store32(reg::ChunkEnable + 4 * k, 1);
     update_payload_size_locked();
+}
+
+// X = (u - (W - 1) / 2) * pitch, Y likewise with v and H (stream/README.md).
+void DeviceModel::update_lateral_scale_locked() {
+    using namespace reg;
+    const uint32_t sides[2][2] = {{kScan3dCoordinateA, Width}, {kScan3dCoordinateB, Height}};
+    for (const auto& side : sides) {
+        const uint32_t at = side[0] * kScan3dCoordinateStride;
+        store_f64(Scan3dCoordinateScale + at, kScenePixelPitchMm);
+        store_f64(Scan3dCoordinateOffset + at, -(load32(side[1]) - 1.0) / 2.0 * kScenePixelPitchMm);
+    }
 }
 
 uint8_t* DeviceModel::locate(uint32_t address, size_t size) {
@@ -338,6 +380,7 @@ uint16_t DeviceModel::write(uint32_t address, const uint8_t* data, size_t size, 
         if (status != gvcp::STATUS_SUCCESS) return status;
     }
     update_payload_size_locked();
+    update_lateral_scale_locked();
     return gvcp::STATUS_SUCCESS;
 }
 
@@ -411,6 +454,10 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
             break;
         case reg::AcquisitionFrameCount:
             if (v < 1) return STATUS_INVALID_PARAMETER;
+            break;
+        case reg::Scan3dCoordinateSelector:
+            if (v != reg::kScan3dCoordinateC && v != reg::kScan3dCoordinateA && v != reg::kScan3dCoordinateB)
+                return STATUS_INVALID_PARAMETER;
             break;
         case reg::TriggerSelector:
         case reg::TriggerSource:

@@ -42,6 +42,14 @@ constexpr uint32_t ComponentIDValue = 0x000100B0;        // + 4 * component inde
 constexpr uint32_t Scan3dCoordinateScale = 0x000100C0;   // f64, mm per C16 unit
 constexpr uint32_t Scan3dCoordinateOffset = 0x000100C8;  // f64, mm
 constexpr uint32_t Scan3dInvalidDataValue = 0x000100D0;  // f64, RO
+// Which coordinate's scale and offset the two registers above show: they
+// sit at + kScan3dCoordinateStride * the selector's value. C (0) is Z of a
+// Coord3D_C16 pixel; A and B (RO) take the pixel's column and row to X and Y.
+constexpr uint32_t Scan3dCoordinateSelector = 0x000100D8;
+constexpr uint32_t kScan3dCoordinateC = 0;
+constexpr uint32_t kScan3dCoordinateA = 2;
+constexpr uint32_t kScan3dCoordinateB = 3;
+constexpr uint32_t kScan3dCoordinateStride = 0x10;
 constexpr uint32_t ChunkModeActive = 0x00010100;
 constexpr uint32_t ChunkSelector = 0x00010104;      // 0 Timestamp, 1 FrameID
 constexpr uint32_t ChunkEnable = 0x00010108;        // + 4 * chunk index

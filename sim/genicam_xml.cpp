@@ -332,17 +332,30 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
           reg::kComponentStride);
 
     // 3D
-    w.category("Scan3dControl", {"Scan 3D Control", "Calibration of the range data.", "Expert"},
-               {"Scan3dCoordinateScale", "Scan3dCoordinateOffset", "Scan3dInvalidDataValue"});
+    w.category(
+        "Scan3dControl", {"Scan 3D Control", "Calibration of the range data.", "Expert"},
+        {"Scan3dCoordinateSelector", "Scan3dCoordinateScale", "Scan3dCoordinateOffset", "Scan3dInvalidDataValue"});
+    w.enumeration("Scan3dCoordinateSelector",
+                  {"Coordinate Selector", "Selects the coordinate whose scale and offset are shown.", "Expert"},
+                  "Scan3dCoordinateSelectorReg",
+                  {{"CoordinateA", reg::kScan3dCoordinateA, "Coordinate A (X from the pixel column)", nullptr},
+                   {"CoordinateB", reg::kScan3dCoordinateB, "Coordinate B (Y from the pixel row)", nullptr},
+                   {"CoordinateC", reg::kScan3dCoordinateC, "Coordinate C (Z of Coord3D_C16)", nullptr}},
+                  {"Scan3dCoordinateScale", "Scan3dCoordinateOffset"});
+    w.reg("IntReg", "Scan3dCoordinateSelectorReg", reg::Scan3dCoordinateSelector, 4, "RW");
     w.floating("Scan3dCoordinateScale",
-               {"Coordinate Scale", "Millimetres per unit of a Coord3D_C16 range value (Z = value * scale + offset).",
+               {"Coordinate Scale",
+                "Millimetres per unit of the selected coordinate (Z = C16 value * scale + offset; X = column * "
+                "scale + offset, Y = row * scale + offset).",
                 "Expert"},
                "Scan3dCoordinateScaleReg", "0.001", "10", "mm");
-    w.reg("FloatReg", "Scan3dCoordinateScaleReg", reg::Scan3dCoordinateScale, 8, "RW");
+    w.reg("FloatReg", "Scan3dCoordinateScaleReg", reg::Scan3dCoordinateScale, 8, "RW", "Scan3dCoordinateSelectorReg",
+          reg::kScan3dCoordinateStride);
     w.floating("Scan3dCoordinateOffset",
-               {"Coordinate Offset", "Offset added to a scaled Coord3D_C16 range value.", "Expert"},
+               {"Coordinate Offset", "Offset added to the scaled selected coordinate.", "Expert"},
                "Scan3dCoordinateOffsetReg", "-10000", "10000", "mm");
-    w.reg("FloatReg", "Scan3dCoordinateOffsetReg", reg::Scan3dCoordinateOffset, 8, "RW");
+    w.reg("FloatReg", "Scan3dCoordinateOffsetReg", reg::Scan3dCoordinateOffset, 8, "RW", "Scan3dCoordinateSelectorReg",
+          reg::kScan3dCoordinateStride);
     w.floating("Scan3dInvalidDataValue",
                {"Invalid Data Value", "Coord3D_C16 value of a pixel without a measurement.", "Expert"},
                "Scan3dInvalidDataValueReg", nullptr, nullptr, nullptr, "RO");

@@ -62,7 +62,8 @@ void usage(FILE* out) {
         "\n"
         "Exit codes: 0 success, 1 the library or the device refused (the message\n"
         "says why) or doctor found a problem, 2 bad arguments (found before the\n"
-        "device is touched), 3 no supported device matched DEVICE.\n",
+        "device is touched), 3 no supported device matched DEVICE, 130 interrupted\n"
+        "(grab, events).\n",
         out);
 }
 

@@ -1,5 +1,6 @@
-// The periodic worker: one thread that calls a function, sleeps `delay` ms,
-// and repeats, switchable between active and inactive without ending.
+// The periodic worker: one thread that calls a function, sleeps `delay` ms
+// (or what is left of a period, ORN_ThreadSetDelay), and repeats,
+// switchable between active and inactive without ending.
 //
 // Owner and worker meet only through the flags below, each written by one
 // side and polled by the other; they are atomics so every poll sees the
@@ -10,8 +11,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <new>
+#include <thread>
 
 #include "ORNBase.h"
 #include "base/log.h"
@@ -20,7 +23,8 @@
 struct orn_thread_priv_ {
     void* userdata = nullptr;
     orn_thread_func_t thread_func = nullptr;
-    std::atomic<int> delay{0};  // the owner may change it between passes
+    std::atomic<int> delay{0};                 // the owner may change it between passes
+    std::atomic<bool> delay_is_period{false};  // counted from the start of a call
     std::atomic<int> thread_running{0};
     pthread_t thread_handle{};
     int thread_id = 0;
@@ -43,12 +47,21 @@ int* ORN_ThreadWrapper(void* arg) {
     // scheduled is honoured instead of being wiped out here (which would
     // leave a destroy no choice but to signal the process).
     for (;;) {
+        const auto began = std::chrono::steady_clock::now();
+        bool called = false;
         if (priv->thread_inactive.load() == 0 && priv->thread_func != nullptr) {
             priv->thread_no_interrupt.store(1);
             priv->thread_func(priv->userdata);
             priv->thread_no_interrupt.store(0);
+            called = true;
         }
-        Sleep(static_cast<unsigned>(priv->delay.load()));
+        const int delay = priv->delay.load();
+        if (called && priv->delay_is_period.load()) {
+            const auto rest = began + std::chrono::milliseconds(delay) - std::chrono::steady_clock::now();
+            if (rest.count() > 0) std::this_thread::sleep_for(rest);
+        } else {
+            Sleep(static_cast<unsigned>(delay));
+        }
         if (priv->thread_stop.load() != 0) break;
     }
     priv->thread_running.store(0);
@@ -67,9 +80,10 @@ void reap_finished_thread(orn_thread_priv_* priv) {
 
 }  // namespace
 
-void ORN_ThreadSetDelay(orn_thread_t* thread, int delay) {
+void ORN_ThreadSetDelay(orn_thread_t* thread, int delay, bool is_period) {
     if (thread == nullptr || thread->priv == nullptr) return;
     thread->priv->delay.store(delay);
+    thread->priv->delay_is_period.store(is_period);
 }
 
 extern "C" {

@@ -4,7 +4,9 @@
 
 #include "ORNBase.h"
 
-// Sets the sleep between two calls of the worker's function, in ms; used
-// from the next sleep on, also while the worker runs. Nothing for a worker
-// that was never initialised.
-void ORN_ThreadSetDelay(orn_thread_t* thread, int delay);
+// Sets the sleep after each call of the worker's function, in ms, used
+// from the next sleep on, also while the worker runs: `delay` itself, or
+// with `is_period` what is left of it once the call returned (none when
+// the call took longer), so that a call starts every `delay` ms. Nothing
+// for a worker never initialised.
+void ORN_ThreadSetDelay(orn_thread_t* thread, int delay, bool is_period);

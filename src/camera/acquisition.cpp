@@ -255,6 +255,7 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
     if (status != ORN_OK) {
         return status;
     }
+    ORNC_ApplyDeliveryPacing(priv);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "ORNC: Acquisition thread initialized");
     status = ORNThreadStart(&priv->acquisition_thread);
     if (status != ORN_OK) {

@@ -14,6 +14,10 @@ constexpr int kORNCDeliveryBuffersPerPass = 1;
 // The handle's pacing (ORNCSetDeliveryPacing), the base one until set.
 int ORNC_DeliveryPeriodMs(ornc_priv_t* priv);
 int ORNC_DeliveryBuffersPerPass(ornc_priv_t* priv);
+// Whether the handle left the base pacing, and the handle's pacing handed
+// to its worker.
+bool ORNC_DeliveryPaced(ornc_priv_t* priv);
+void ORNC_ApplyDeliveryPacing(ornc_priv_t* priv);
 
 // The worker's periodic function; `userdata` is the handle's ornc_priv_t.
 void ORNC_AcquisitionFunc(void* userdata);

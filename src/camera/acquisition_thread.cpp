@@ -25,6 +25,11 @@
 namespace {
 
 constexpr uint32_t kRetrieveTimeoutMs = 1;
+// How long a pass of a handle that set its pacing waits for its first
+// buffer: the wait ends as soon as one is filled (or buffers are aborted),
+// so the worker sleeps instead of polling, yet a pass stays well inside
+// the 50 ms poll of a stopping worker.
+constexpr uint32_t kPacedRetrieveTimeoutMs = 20;
 
 // Binds the device's chunk features to this buffer's chunk data.
 void ORNC_AttachChunks(ornc_priv_t* priv, PvBuffer* buffer, const char* failure_text) {
@@ -145,6 +150,12 @@ bool ORNC_DeliverOneBuffer(ornc_priv_t* priv, uint32_t timeout_ms) {
                  result.GetDescription().GetAscii());
         return false;
     }
+    if (operation.GetCode() == PvResult::ABORTED && ornc_state::Load(&priv->acquistate).mode == ORNC_ACQUI_MODE_IDLE) {
+        // The acquisition stopped while this pass waited, and the abort
+        // woke it: no transfer failed, the buffer just goes back.
+        priv->lStream->QueueBuffer(buffer);
+        return false;
+    }
     if (!operation.IsOK()) {
         ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_DATATRANSFER, "ORNC: Retrievebuffer operation %s",
                  operation.GetCodeString().GetAscii());
@@ -186,16 +197,18 @@ bool ORNC_DeliverOneBuffer(ornc_priv_t* priv, uint32_t timeout_ms) {
 
 }  // namespace
 
-// The first buffer of a pass is waited for as in the base pacing, further
-// ones are taken only if already filled: a pass never waits longer.
+// The first buffer of a pass is waited for (1 ms in the base pacing, up to
+// kPacedRetrieveTimeoutMs once the handle set its pacing), further ones
+// are taken only if already filled.
 void ORNC_AcquisitionFunc(void* userdata) {
     ornc_priv_t* priv = static_cast<ornc_priv_t*>(userdata);
     if (priv == nullptr) {
         return;
     }
     const int buffers = ORNC_DeliveryBuffersPerPass(priv);
+    const uint32_t first_wait_ms = ORNC_DeliveryPaced(priv) ? kPacedRetrieveTimeoutMs : kRetrieveTimeoutMs;
     for (int i = 0; i < buffers; ++i) {
-        if (!ORNC_DeliverOneBuffer(priv, i == 0 ? kRetrieveTimeoutMs : 0)) {
+        if (!ORNC_DeliverOneBuffer(priv, i == 0 ? first_wait_ms : 0)) {
             return;
         }
     }

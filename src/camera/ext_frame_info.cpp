@@ -1,4 +1,5 @@
-// The identity of the frame being delivered (ORNCGetFrameInfo): what the
+// The identity of the frame being delivered (ORNCGetFrameInfo) and its
+// parts' bytes as they arrived (ORNCGetFramePartData): what the
 // receiver read from the frame's leader, the gap in block ids since the
 // previous delivered frame, the packets that came by resend, and the
 // device timestamp placed on the host's clock.
@@ -158,6 +159,42 @@ ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info) {
         }
     }
     describe_parts(buffer, info);
+    return ORNC_OK;
+}
+
+ornc_status_t ORNCGetFramePartData(const ornc_t* ornc, uint32_t index, const void** data, size_t* size) {
+    if (ornc == nullptr || ornc->priv == nullptr) {
+        return ORNC_ERR_UNINITIALIZED;
+    }
+    if (data == nullptr || size == nullptr) {
+        return ORNC_ERROR;
+    }
+    *data = nullptr;
+    *size = 0;
+    const ORNC_FrameInDelivery* frame = ORNC_FrameInDelivery::Current();
+    if (frame == nullptr || frame->priv() != ornc->priv) {
+        return ORNC_ERR_ELEMENT_NOT_FOUND;
+    }
+    PvBuffer* buffer = frame->buffer();
+    if (buffer->GetPayloadType() != PvPayloadTypeMultiPart) {
+        IPvImage* image = buffer->GetImage();
+        if (index == 0 && image != nullptr) {
+            *data = image->GetDataPointer();
+            *size = image->GetImageSize();
+        }
+    } else {
+        IPvMultiPartContainer* container = buffer->GetMultiPartContainer();
+        IPvMultiPartSection* section =
+            container != nullptr && index < container->GetPartCount() ? container->GetPart(index) : nullptr;
+        if (section != nullptr) {
+            *data = section->GetDataPointer();
+            *size = section->GetSize();
+        }
+    }
+    if (*data == nullptr) {
+        *size = 0;
+        return ORNC_ERR_ELEMENT_NOT_FOUND;
+    }
     return ORNC_OK;
 }
 

@@ -17,9 +17,11 @@ namespace {
 // Rates are measured over at least this long, so two reads in a row do
 // not report noise.
 constexpr std::chrono::milliseconds kRateWindow{200};
-// Aravis's pop cannot be woken by an abort: a blocked retrieval waits in
-// slices this long and looks for aborted buffers between them.
-constexpr std::chrono::milliseconds kRetrieveSlice{5};
+// Aravis's pop cannot be woken by an abort, so a blocked retrieval waits
+// on a condition of its own, which completed transfers (through the
+// subclass), aborts and the close signal; it looks at the receiver (WhileRetrieving) after each
+// slice (this long at most) that passed without a wake-up.
+constexpr std::chrono::milliseconds kRetrieveSlice{20};
 constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
 // After an abort the receiver is drained until the link has been quiet
 // this long (far more than the gap between two packets of a frame), but
@@ -159,6 +161,7 @@ PvResult PvStream::Close() {
         stream_ = nullptr;
         release_wrappers(queued_);
         release_wrappers(aborted_);
+        WakeRetrievals();
     }
     device_lock_.reset();
     return PvResult::OK;
@@ -238,6 +241,7 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
     const auto limit = std::chrono::milliseconds(timeout_ms);
     for (;;) {
         ArvStream* stream = nullptr;
+        uint64_t seen = 0;
         {
             std::lock_guard<std::mutex> guard(queue_lock_);
             if (stream_ == nullptr) {
@@ -253,18 +257,26 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
             }
             // Kept alive across the wait even if another thread closes.
             stream = ARV_STREAM(g_object_ref(stream_));
+            // Read before the pop: a transfer completed after it is seen
+            // as a change.
+            std::lock_guard<std::mutex> ready_guard(ready_lock_);
+            seen = ready_events_;
         }
-        const auto elapsed = std::chrono::steady_clock::now() - start;
-        auto slice = std::chrono::duration_cast<std::chrono::microseconds>(kRetrieveSlice);
-        if (timeout_ms != kWaitForever) {
-            const auto remaining = std::chrono::duration_cast<std::chrono::microseconds>(limit - elapsed);
-            slice = std::max(std::chrono::microseconds(0), std::min(slice, remaining));
-        }
-        ArvBuffer* wrapper = slice.count() > 0
-                                 ? arv_stream_timeout_pop_buffer(stream, static_cast<guint64>(slice.count()))
-                                 : arv_stream_try_pop_buffer(stream);
+        ArvBuffer* wrapper = arv_stream_try_pop_buffer(stream);
         if (wrapper == nullptr) {
-            WhileRetrieving(stream);
+            auto slice = std::chrono::duration_cast<std::chrono::microseconds>(kRetrieveSlice);
+            if (timeout_ms != kWaitForever) {
+                const auto elapsed = std::chrono::steady_clock::now() - start;
+                const auto remaining = std::chrono::duration_cast<std::chrono::microseconds>(limit - elapsed);
+                slice = std::max(std::chrono::microseconds(0), std::min(slice, remaining));
+            }
+            if (slice.count() > 0) {
+                std::unique_lock<std::mutex> ready_guard(ready_lock_);
+                if (!ready_.wait_for(ready_guard, slice, [&] { return ready_events_ != seen; })) {
+                    ready_guard.unlock();
+                    WhileRetrieving(stream);
+                }
+            }
         }
         g_object_unref(stream);
         if (wrapper != nullptr) {
@@ -306,6 +318,7 @@ PvResult PvStream::AbortQueuedBuffers() {
             aborted_.push_back(wrapper);
         }
         queued_.clear();
+        WakeRetrievals();
         arv_stream_start_thread(stream_);
         draining_ = true;
         stream = ARV_STREAM(g_object_ref(stream_));
@@ -319,6 +332,14 @@ PvResult PvStream::AbortQueuedBuffers() {
     drained_.notify_all();
     AfterAbort();
     return PvResult::OK;
+}
+
+void PvStream::WakeRetrievals() {
+    {
+        std::lock_guard<std::mutex> guard(ready_lock_);
+        ++ready_events_;
+    }
+    ready_.notify_all();
 }
 
 // The restarted receiver forgets the frames it knew, while its socket

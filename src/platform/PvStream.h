@@ -62,7 +62,8 @@ public:
     PvResult QueueBuffer(PvBuffer* buffer);
 
     // Takes back one buffer: the oldest aborted one first, else the next
-    // completed transfer, waiting up to `timeout_ms`. The call's result is
+    // completed transfer, waiting up to `timeout_ms` (woken as soon as a
+    // transfer completes or buffers are aborted). The call's result is
     // OK when a buffer comes back, TIMEOUT when none came in time,
     // NOT_CONNECTED when closed, INVALID_PARAMETER for a null `buffer`.
     // With a buffer, `*operation_result` (when non-null) says how its
@@ -90,9 +91,10 @@ public:
 
 protected:
     PvStream();
-    // Called between the slices of a blocked RetrieveBuffer (lock not
-    // held) with a reference on the open stream: the receiver's state can
-    // be looked at while somebody waits for a frame.
+    // Called when a blocked RetrieveBuffer has waited a slice without
+    // being woken (lock not held), with a reference on the open stream:
+    // the receiver's state can be looked at while somebody waits for a
+    // frame.
     virtual void WhileRetrieving(ArvStream* /*stream*/) {}
     // Called once an abort has taken every buffer back (possibly with the
     // queue lock held: it takes none of the stream's locks).
@@ -111,6 +113,18 @@ protected:
     // While an abort drains the receiver, QueueBuffer waits on this.
     bool draining_ = false;
     std::condition_variable drained_;
+
+    // Bumps ready_events_ and wakes every waiting retrieval: the subclass
+    // calls it once the receiver has handed a completed transfer over
+    // (any thread; takes only ready_lock_).
+    void WakeRetrievals();
+
+    // What ends a wait in RetrieveBuffer: a transfer completed, an abort,
+    // the close. Each bumps ready_events_. ready_lock_ is taken last, after
+    // queue_lock_ when both are held.
+    std::mutex ready_lock_;
+    std::condition_variable ready_;
+    uint64_t ready_events_ = 0;
 
 private:
     class StatisticsHooks;

@@ -191,11 +191,19 @@ struct PvStreamGEV::ReceiverWatch {
         watch->retention.OnStreamEvent(type, buffer);
         if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr) {
             watch->resent.FrameClosed(arv_buffer_get_frame_id(buffer), watch->requested_packets());
+            // Aravis has handed the buffer over by now, and the ledger
+            // knows the frame: a retrieval woken here finds both.
+            PvStreamGEV* owner = watch->owner.load();
+            if (owner != nullptr) {
+                owner->WakeRetrievals();
+            }
         }
     }
 
     // Set with the retention guard's stream.
     ArvStream* stream = nullptr;
+    // Set once the stream object exists, before any buffer is queued.
+    std::atomic<PvStreamGEV*> owner{nullptr};
 
 private:
     uint64_t requested_packets() const {
@@ -255,6 +263,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     receiver->stream = stream;
     PvStreamGEV* opened = new PvStreamGEV;
     opened->receiver_ = std::move(receiver);
+    opened->receiver_->owner = opened;
     opened->local_port_ = arv_gv_stream_get_port(ARV_GV_STREAM(stream));
     opened->local_ip_ = device->GetLocalIPAddress();
     PvResult attached = opened->Attach(stream, device_lock);

@@ -19,7 +19,7 @@ foreach(line ${lines})
 endforeach()
 foreach(required ORNCParamGetInteger64Value ORNCParamSetInteger64Value ORNCParamGetInteger64Range
                  ORNCParamGetValueText ORNCParamSetValueText ORNCParamGetUnit ORNCSetDeliveryPacing
-                 ORNCGetFrameInfo)
+                 ORNCGetFrameInfo ORNCGetFramePartData)
   if(NOT symbols MATCHES " ${required}\n")
     message(FATAL_ERROR "${required} is not exported")
   endif()

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <mutex>
 #include <thread>
 #include <vector>
 
@@ -162,6 +163,58 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecond) {
     EXPECT_EQ(sensor().counters().frames_sent, static_cast<uint64_t>(kFastFrames));
     EXPECT_EQ(recorder_.frames(), kFastFrames);
     EXPECT_EQ(recorder_.null_calls(), 0);
+}
+
+// The pacing changes during an acquisition at 250 frames/s: the base
+// pacing loses blocks, 1 ms with 16 buffers loses none once its backlog is
+// delivered (frames the receiver began without their start while short of
+// buffers fail there), and 10 ms with 1 buffer is the base pacing again.
+TEST_F(Delivery, PacingChangedDuringAnAcquisitionTakesEffectAtOnce) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(17, "AQ000017", 160, 120, 250.0)));
+    ornc_t* h = connection_->get();
+    connection_->configure_component("Range", false);
+    connection_->configure_component("Confidence", false);
+    std::mutex lock;
+    int phase = 0;  // 3: a switch settling, not counted
+    int frames[4] = {};
+    uint32_t missing[4] = {};
+    recorder_.on_delivery = [&] {
+        ornc_frame_info_t info;
+        std::lock_guard<std::mutex> guard(lock);
+        frames[phase] += 1;
+        missing[phase] += ORNCGetFrameInfo(h, &info) == ORNC_OK ? info.blocks_missing : 1000;
+    };
+    const auto enter = [&](int next) {
+        std::lock_guard<std::mutex> guard(lock);
+        phase = next;
+    };
+    const auto losing = [&](int which) {
+        return orntest::wait_until(
+            [&] {
+                std::lock_guard<std::mutex> guard(lock);
+                return missing[which] > 0;
+            },
+            5s);
+    };
+    recorder_.attach(h);
+    ASSERT_EQ(ORNCStart(h), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+    EXPECT_TRUE(losing(0)) << frames[0] << " frames with the base pacing, none missing";
+    enter(3);
+    ASSERT_EQ(ORNCSetDeliveryPacing(h, 1, 16), ORNC_OK);
+    std::this_thread::sleep_for(200ms);  // the backlog, and the gap it ends, come first
+    enter(1);
+    const int failed_before = recorder_.null_calls();
+    std::this_thread::sleep_for(1s);
+    EXPECT_EQ(recorder_.null_calls(), failed_before);
+    ASSERT_EQ(ORNCSetDeliveryPacing(h, 10, 1), ORNC_OK);
+    enter(2);
+    EXPECT_TRUE(losing(2)) << frames[2] << " frames with the base pacing again, none missing";
+    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
+    EXPECT_EQ(ORNCStop(h), ORNC_OK);
+    std::lock_guard<std::mutex> guard(lock);
+    EXPECT_GT(frames[1], 0);
+    EXPECT_EQ(missing[1], 0u) << "over " << frames[1] << " frames with a pass every ms";
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "platform/IPvMultiPartContainer.h"
+#include "platform/device_clock.h"
 #include "platform_test_support.h"
 
 namespace {
@@ -299,4 +300,20 @@ TEST(PlatformStream, ChunksOfTheRetrievedBufferAreReadThroughTheNodeMap) {
         }
     }
 }
+// A frame's stamp in ticks comes back from the nanoseconds the receiver
+// made of it, at the clock rates devices use (1 GHz to 1 kHz): whole
+// seconds, their last tick, and a clock that has run for 11 days.
+TEST(DeviceClock, TicksComeBackFromTheReceiversNanoseconds) {
+    for (uint64_t frequency :
+         {uint64_t{1000000000}, uint64_t{125000000}, uint64_t{100000000}, uint64_t{33333333}, uint64_t{1000}}) {
+        for (uint64_t ticks : {uint64_t{0}, uint64_t{1}, frequency - 1, frequency, 3 * frequency + 7,
+                               frequency * 1000000 + frequency / 3}) {
+            EXPECT_EQ(platform::ns_to_ticks(platform::ticks_to_ns(ticks, frequency), frequency), ticks)
+                << ticks << " at " << frequency;
+        }
+    }
+    EXPECT_EQ(platform::ticks_to_ns(187500000, 125000000), 1500000000u);
+    EXPECT_EQ(platform::ticks_to_ns(5, 0), 0u);
+}
+
 }  // namespace

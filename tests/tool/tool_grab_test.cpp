@@ -2,11 +2,14 @@
 // back and compared with the virtual sensor's documented scene.
 #include <gtest/gtest.h>
 #include <png.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
 #include <regex>
+#include <sstream>
 
 #include "aravis_fake_camera.h"
 #include "scene.h"
@@ -205,8 +208,9 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
 
 TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     start_sensor(21, "TOOL-GRAB-R", kWidth, kHeight);
-    ProgramResult r =
-        tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range", "--pacing", "1,16"}, 120);
+    ProgramResult r = tool({"grab", "TOOL-GRAB-R", "-n", "1", "--out", dir_, "--components", "Range", "--pacing",
+                            "1,16", "--keep-settings"},
+                           120);
     ASSERT_EQ(r.exit_code, 0) << report(r);
     PlyFile ply;
     std::string error;
@@ -245,6 +249,139 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     const std::string help = tool({"events", "--help"}).out;
     EXPECT_NE(help.find("--seconds S    stop after S seconds"), std::string::npos) << help;
     EXPECT_NE(help.find("--count N      stop after N events"), std::string::npos) << help;
+}
+
+// What grab changes it puts back, or names when asked to keep it; a refusal
+// comes before any change and any directory; summary paths are relative to
+// the summary, and a single frame has no rate.
+TEST_F(GrabTest, PutsBackWhatItChangedAndRefusesBeforeChanging) {
+    start_sensor(23, "TOOL-GRAB-S", kWidth, kHeight);
+    tool({"set", "TOOL-GRAB-S", "TriggerMode", "On"});
+    tool({"set", "TOOL-GRAB-S", "AcquisitionMode", "SingleFrame"});
+    const std::string components = tool({"components", "TOOL-GRAB-S"}).out;
+    struct Run {
+        std::vector<std::string> args;
+        int code;
+        const char* message;
+    };
+    for (const Run& run :
+         {Run{{"--components", "Range:Coord3D_C16,Bogus"}, 1, "offers Range (Coord3D_ABC32f, Coord3D_C16)"},
+          Run{{"--format", "obj"}, 2, "--format takes ply, pcd or xyz"},
+          Run{{"-n", "1", "--components", "Range:Coord3D_C16"}, 0, ""}}) {
+        const std::string out = dir_ + "/run" + std::to_string(run.code);
+        std::vector<std::string> args{"grab", "TOOL-GRAB-S", "--out", out};
+        args.insert(args.end(), run.args.begin(), run.args.end());
+        expect_failure(args, run.code, run.message);
+        EXPECT_EQ(access(out.c_str(), F_OK) == 0, run.code == 0) << out;
+        EXPECT_EQ(tool({"components", "TOOL-GRAB-S"}).out, components);
+        expect_output({"get", "TOOL-GRAB-S", "TriggerMode"}, "On\n");
+        expect_output({"get", "TOOL-GRAB-S", "AcquisitionMode"}, "SingleFrame\n");
+    }
+    expect_failure({"grab", "NO-SUCH-DEVICE", "--out", dir_ + "/none"}, 3, "");
+    EXPECT_NE(access((dir_ + "/none").c_str(), F_OK), 0);
+    const std::string summary = orntest::read_file(dir_ + "/run0/summary.json");
+    EXPECT_NE(summary.find("\"files\": [\"frame_0000_range.ply\"]"), std::string::npos) << summary;
+    EXPECT_NE(summary.find("\"frames_per_second\": null"), std::string::npos) << summary;
+
+    const ProgramResult r =
+        tool({"grab", "TOOL-GRAB-S", "-n", "1", "--out", dir_, "--components", "Range", "--keep-settings"});
+    EXPECT_NE(r.err.find("left changed (--keep-settings): component Intensity: on Mono8, now off"), std::string::npos)
+        << report(r);
+    EXPECT_NE(r.err.find("left changed (--keep-settings): TriggerMode: On, now Off"), std::string::npos) << report(r);
+    expect_output({"get", "TOOL-GRAB-S", "AcquisitionMode"}, "Continuous\n");
+}
+
+// Ctrl-C ends grab and events with 130; a disk that fills leaves no file
+// under a final name that is not whole.
+TEST_F(GrabTest, InterruptAndFullDiskEndCleanly) {
+    if (geteuid() != 0) GTEST_SKIP() << "mounting a small file system needs root";
+    start_sensor(19, "TOOL-GRAB-I", kWidth, kHeight);
+    const std::string script =
+        "wait_for() { i=0; while ! grep -qs \"$1\" \"$2\" && [ $i -lt 400 ]; do sleep 0.05; i=$((i+1)); done; }\n"
+        "\"$0\" grab TOOL-GRAB-I -n 100000 --out \"$1\" > \"$1.grab\" & p=$!\n"
+        "wait_for . \"$1/frame_0001_range.ply\"; kill -INT $p; wait $p; echo grab $?\n"
+        "\"$0\" events TOOL-GRAB-I --seconds 60 > \"$1.events\" & p=$!\n"
+        "wait_for Watching \"$1.events\"; kill -INT $p; wait $p; echo events $?\n"
+        "mkdir \"$1/full\"; unshare -m sh -c 'mount -t tmpfs -o size=40k none \"$1\" && "
+        "\"$0\" grab TOOL-GRAB-I -n 1 --out \"$1\" >/dev/null 2>&1; echo full $?; ls \"$1\"' \"$0\" \"$1/full\"\n";
+    const ProgramResult r =
+        orntest::run_program("/bin/sh", {"-c", script, ORNC_TOOL_PATH, dir_}, tool_environment(), 120);
+    EXPECT_EQ(r.out, "grab 130\nevents 130\nfull 1\nsummary.json\n") << report(r);
+}
+
+// Every form grab writes, read by readers we did not write: Open3D reads
+// each file, PCL converts PCD to PLY and PLY to PCD, and Open3D reads PCL's
+// files too; point counts, bounds and a pixel against the scene.
+TEST_F(GrabTest, Open3dAndPclReadEveryPointCloudForm) {
+    const std::string python = "/usr/bin/python3";
+    if (orntest::run_program(python, {"-c", "import open3d"}).exit_code != 0 ||
+        access("/usr/bin/pcl_pcd2ply", X_OK) != 0) {
+        GTEST_SKIP() << "needs python3-open3d and pcl-tools";
+    }
+    start_sensor(24, "TOOL-GRAB-F", kWidth, kHeight);
+    const char* read =
+        "import sys, numpy as np, open3d as o3d\n"
+        "for f in sys.argv[1:]:\n"
+        "    p = np.asarray(o3d.io.read_point_cloud(f, remove_nan_points=False).points)\n"
+        "    v = p[~np.isnan(p).any(axis=1)]\n"
+        "    print(len(p), len(v), *v.min(0), *v.max(0), *p[60 * 160 + 100])\n";
+    struct Form {
+        const char* components;
+        const char* format;
+        bool organized;
+        const char* converter;  // PCL's, to the other form
+    };
+    for (const Form& form : {Form{"Range:Coord3D_C16", "pcd", true, "pcl_pcd2ply"},
+                             Form{"Range:Coord3D_ABC32f,Intensity,Confidence", "pcd", false, "pcl_pcd2ply"},
+                             Form{"Range:Coord3D_ABC32f,Confidence", "ply", true, "pcl_ply2pcd"},
+                             Form{"Range:Coord3D_ABC32f", "xyz", true, nullptr}}) {
+        SCOPED_TRACE(std::string(form.components) + " " + form.format);
+        const std::string out = dir_ + "/" + form.format + (form.organized ? "o" : "");
+        std::vector<std::string> args{"grab",         "TOOL-GRAB-F",   "-n",       "1",        "--out", out,
+                                      "--components", form.components, "--format", form.format};
+        if (form.organized) args.push_back("--organized");
+        ProgramResult r = tool(args, 120);
+        ASSERT_EQ(r.exit_code, 0) << report(r);
+        const std::vector<SummaryFrame> frames = summary_frames(orntest::read_file(out + "/summary.json"), 1);
+        ASSERT_EQ(frames.size(), 1u);
+        // Ours, and PCL's conversion of it to the other form (XYZ: ours twice).
+        const std::string ours = out + "/frame_0000_range." + form.format;
+        std::string theirs = ours;
+        if (form.converter != nullptr) {
+            theirs += form.format == std::string("pcd") ? ".ply" : ".pcd";
+            r = orntest::run_program(std::string("/usr/bin/") + form.converter, {ours, theirs});
+            ASSERT_EQ(r.exit_code, 0) << report(r);
+        }
+        // What the scene says; Coord3D_C16 through the sensor's Scan3d coordinates A, B and C.
+        const bool c16 = std::string(form.components).find("C16") != std::string::npos;
+        double want[11] = {form.organized ? kWidth * kHeight : 0.0, 0, 1e9, 1e9, 1e9, -1e9, -1e9, -1e9, NAN, NAN, NAN};
+        for (int v = 0; v < kHeight; ++v) {
+            for (int u = 0; u < kWidth; ++u) {
+                const ornsim::ScenePixel px = pixel(frames[0].block, u, v);
+                const double xyz[3] = {px.x_mm, px.y_mm, c16 ? px.c16 * 0.05 : double(px.z_mm)};
+                for (int i = 0; i < 3 && px.valid; ++i) {
+                    want[2 + i] = std::min(want[2 + i], xyz[i]);
+                    want[5 + i] = std::max(want[5 + i], xyz[i]);
+                    if (u == 100 && v == 60 && form.organized) want[8 + i] = xyz[i];
+                }
+                want[0] += px.valid && !form.organized ? 1 : 0;
+                want[1] += px.valid ? 1 : 0;
+            }
+        }
+        r = orntest::run_program(python, {"-c", read, ours, theirs});
+        const std::vector<std::string> lines = lines_of(r.out);
+        ASSERT_EQ(lines.size(), 2u) << report(r);
+        for (const std::string& line : lines) {
+            std::istringstream in(line);
+            for (double expected : want) {
+                double got = NAN;
+                in >> got;
+                if (!std::isnan(expected)) {
+                    EXPECT_NEAR(got, expected, 1e-3) << line;
+                }
+            }
+        }
+    }
 }
 
 // A camera unlike ours (Aravis's fake camera: no multipart selectors, no

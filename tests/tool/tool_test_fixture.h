@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -35,11 +36,12 @@ protected:
     // Discovery asks every host of the block that a test in this folder
     // starts a sensor on (1 to 24).
     ProgramResult tool(const std::vector<std::string>& args, double timeout_s = 60.0) {
-        return orntest::run_program(ORNC_TOOL_PATH, args,
-                                    {{"ORNC_INTERFACES", "lo"},
-                                     {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(24)},
-                                     {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}},
-                                    timeout_s);
+        return orntest::run_program(ORNC_TOOL_PATH, args, tool_environment(), timeout_s);
+    }
+    std::map<std::string, std::string> tool_environment() const {
+        return {{"ORNC_INTERFACES", "lo"},
+                {"ORNC_LOOPBACK_HOSTS", block_address(1) + "-" + block_address(24)},
+                {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}};
     }
 
     // Runs the tool; it must succeed and print exactly `out`.

@@ -15,6 +15,7 @@
 #include <deque>
 #include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,7 +24,9 @@
 #include "commands.h"
 #include "device_session.h"
 #include "frame_files.h"
+#include "grab_settings.h"
 #include "parameter_text.h"
+#include "point_clouds.h"
 
 namespace ornctool {
 
@@ -31,18 +34,25 @@ namespace {
 
 const char kGrabUsage[] =
     "Usage: ornc-tool grab DEVICE [-n N] [--out DIR] [--components LIST] [--timeout S]\n"
-    "                             [--pacing PERIOD,BUFFERS]\n"
+    "                             [--pacing PERIOD,BUFFERS] [--format ply|pcd|xyz]\n"
+    "                             [--organized] [--keep-settings]\n"
     "Acquires N frames (default 5) and writes each frame's parts into DIR\n"
-    "(default ./out):\n"
-    "  frame_NNNN_range.ply        the point cloud (binary PLY, millimetres; invalid\n"
-    "                              points left out; intensity as grey colour,\n"
-    "                              confidence as a property)\n"
+    "(default ./out), each file under a temporary name until it is whole:\n"
+    "  frame_NNNN_range.ply        the point cloud in millimetres (Coord3D_ABC32f, or\n"
+    "                              Coord3D_C16 through the Scan3d scale, offset and\n"
+    "                              invalid value); invalid points left out\n"
+    "                              --format ply: binary PLY, intensity as grey\n"
+    "                              colour, confidence as a property\n"
+    "                              --format pcd: binary PCD as PCL writes it, with\n"
+    "                              intensity and confidence fields\n"
+    "                              --format xyz: one \"x y z\" text line per point\n"
     "  frame_NNNN_intensity.png    the intensity image\n"
     "  frame_NNNN_confidence.png   the confidence map\n"
     "  frame_NNNN.png              a device sending single images: Mono8 and Mono16\n"
     "                              as grey, RGB8 as colour, Bayer forms as the raw\n"
     "                              grey mosaic; another format ends the grab (exit 1)\n"
-    "  summary.json                device, frames, rate, files; per frame its block\n"
+    "  summary.json                device, frames, rate (after the first frame),\n"
+    "                              files (relative to it); per frame its block\n"
     "                              id, device timestamp (ticks and on the host's\n"
     "                              clock), blocks missing before it and packets\n"
     "                              recovered by resend\n"
@@ -55,7 +65,15 @@ const char kGrabUsage[] =
     "                     is set\n"
     "  --timeout S        give up when no frame arrives for S seconds (default 10)\n"
     "  --pacing P,B       deliver up to B buffers (1..64) every P ms (1..1000);\n"
-    "                     default 10,1: faster frame rates need e.g. 1,16\n";
+    "                     default 10,1: faster frame rates need e.g. 1,16\n"
+    "  --format F         point cloud file form: ply (default), pcd or xyz\n"
+    "  --organized        keep the sensor's grid: every pixel a point, NaN for\n"
+    "                     invalid ones\n"
+    "  --keep-settings    leave the components, trigger and acquisition modes as\n"
+    "                     grab set them (and say which); by default they are put\n"
+    "                     back as they were\n"
+    "Exit codes: 0 all frames written, 1 a failure (library, files, no frame in\n"
+    "time), 2 bad arguments, 3 no such device, 130 interrupted (Ctrl-C).\n";
 
 const char kEventsUsage[] =
     "Usage: ornc-tool events DEVICE [--event NAME]... [--acquire] [--seconds S] [--count N]\n"
@@ -71,7 +89,9 @@ const char kEventsUsage[] =
     "  --count N      stop after N events (default: no limit)\n"
     "\n"
     "Each event line names the event (its EventSelector entry), its timestamp and\n"
-    "its data features; parameter lines name the parameter and its new value.\n";
+    "its data features; parameter lines name the parameter and its new value.\n"
+    "Exit codes: 0 done, 1 a failure, 2 bad arguments, 3 no such device,\n"
+    "130 interrupted (Ctrl-C).\n";
 
 std::atomic<bool> interrupted{false};
 
@@ -130,7 +150,10 @@ struct FrameQueue {
     void push_vector(const orn_image_vec_t* vec) {
         std::vector<FramePart> parts;
         if (vec != nullptr) {
-            for (int i = 0; i < vec->used && vec->image != nullptr; ++i) parts.push_back(copy(vec->image[i]));
+            for (int i = 0; i < vec->used && vec->image != nullptr; ++i) {
+                parts.push_back(copy(vec->image[i]));
+                if (parts.back().data.empty()) copy_raw_part(ornc, static_cast<uint32_t>(i), &parts.back());
+            }
         }
         push(vec == nullptr, std::move(parts));
     }
@@ -201,50 +224,10 @@ std::string json_escape(const std::string& text) {
     return out;
 }
 
-// Switches the listed components on and every other one off.
-int select_components(const CommandLine& cli, ornc_t* ornc, const std::string& list) {
-    std::vector<std::string> wanted;
-    for (size_t start = 0; start <= list.size();) {
-        const size_t comma = list.find(',', start);
-        const std::string item = list.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
-        if (!item.empty()) wanted.push_back(item);
-        if (comma == std::string::npos) break;
-        start = comma + 1;
-    }
-    if (wanted.empty()) return cli.fail(kExitUsage, "--components needs at least one component name");
-    const int count = ORNCGetComponentCount(ornc);
-    std::map<std::string, bool> is_wanted;
-    for (const std::string& item : wanted) is_wanted[item.substr(0, item.find(':'))] = true;
-    for (const std::string& item : wanted) {
-        const std::string name = item.substr(0, item.find(':'));
-        const std::string pixel = item.find(':') == std::string::npos ? "" : item.substr(item.find(':') + 1);
-        const ornc_component_t* found = nullptr;
-        for (int i = 0; i < count && found == nullptr; ++i) {
-            const ornc_component_t* comp = ORNCGetComponent(ornc, i);
-            if (comp != nullptr && name == comp->compname && (pixel.empty() || pixel == comp->pixelname)) found = comp;
-        }
-        if (found == nullptr) {
-            return cli.fail(kExitFailed, "no component '" + item + "': " + status_text(ORNC_ERR_ELEMENT_NOT_FOUND) +
-                                             " (see ornc-tool components DEVICE)");
-        }
-        const ornc_status_t status = ORNCComponentEnable(ornc, found, 1);
-        if (status != ORNC_OK) return cli.fail_status("cannot enable " + item, status);
-    }
-    std::map<std::string, bool> disabled;
-    for (int i = 0; i < count; ++i) {
-        const ornc_component_t* comp = ORNCGetComponent(ornc, i);
-        if (comp == nullptr || is_wanted.count(comp->compname) != 0 || disabled.count(comp->compname) != 0) continue;
-        const ornc_status_t status = ORNCComponentEnable(ornc, comp, 0);
-        if (status != ORNC_OK) return cli.fail_status(std::string("cannot disable ") + comp->compname, status);
-        disabled[comp->compname] = true;
-    }
-    return kExitOk;
-}
-
 struct WrittenFrame {
     long index;
     ornc_frame_info_t info;
-    std::vector<std::string> files;
+    std::vector<std::string> files;  // names inside the output directory
     std::vector<std::string> parts;  // "Coord3D_ABC32f 160x120"
     long points = -1;
 };
@@ -259,7 +242,7 @@ const char kPacingUsage[] = "--pacing takes PERIOD,BUFFERS: 1 to 1000 ms, 1 to 6
 int run_grab(int argc, char** argv) {
     CommandLine cli("grab", kGrabUsage);
     cli.option("-n", true).option("--out", true).option("--components", true).option("--timeout", true);
-    cli.option("--pacing", true);
+    cli.option("--pacing", true).option("--format", true).option("--organized", false).option("--keep-settings", false);
     cli.positionals(1, 1);
     if (!cli.parse(argc, argv)) return cli.exit_code();
     long long frames_wanted = 5;
@@ -279,10 +262,12 @@ int run_grab(int argc, char** argv) {
             return cli.fail(kExitUsage, kPacingUsage);
         }
     }
-    const std::string out_dir = cli.value("--out", "out");
-    if (mkdir(out_dir.c_str(), 0777) != 0 && errno != EEXIST) {
-        return cli.fail(kExitFailed, "cannot create " + out_dir + ": " + std::strerror(errno));
+    CloudFormat cloud_format = CloudFormat::ply;
+    if (!parse_cloud_format(cli.value("--format", "ply"), &cloud_format)) {
+        return cli.fail(kExitUsage, "--format takes ply, pcd or xyz, not '" + cli.value("--format") + "'");
     }
+    const bool organized = cli.has("--organized");
+    const std::string out_dir = cli.value("--out", "out");
 
     // Declared before the connection: the library's threads may still call
     // into the queue until the connection is closed.
@@ -300,10 +285,21 @@ int run_grab(int argc, char** argv) {
         if (paced == ORNC_ERR_OUT_OF_RANGE) return cli.fail(kExitUsage, kPacingUsage);
         if (paced != ORNC_OK) return cli.fail_status("cannot set the delivery pacing", paced);
     }
+    std::vector<const ornc_component_t*> components;
     if (cli.has("--components")) {
-        exit_code = select_components(cli, ornc, cli.value("--components"));
+        exit_code = find_components(cli, ornc, cli.value("--components"), &components);
         if (exit_code != kExitOk) return exit_code;
     }
+    if (mkdir(out_dir.c_str(), 0777) != 0 && errno != EEXIST) {
+        return cli.fail(kExitFailed, "cannot create " + out_dir + ": " + std::strerror(errno));
+    }
+    const DeviceSettings settings(ornc);
+    const SettingsRestorer restorer(cli, settings, cli.has("--keep-settings"));
+    if (!components.empty()) {
+        exit_code = select_components(cli, ornc, components);
+        if (exit_code != kExitOk) return exit_code;
+    }
+    const RangeCalibration calibration = read_range_calibration(ornc);
 
     int format = 0;
     if (ORNCParamGetEnumValue(ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), "PixelFormat"), &format) == ORNC_OK) {
@@ -328,9 +324,11 @@ int run_grab(int argc, char** argv) {
 
     const Clock::time_point start = Clock::now();
     Clock::time_point last_frame = start;
+    Clock::time_point first_frame = start;
     std::vector<WrittenFrame> written;
     double bytes = 0;
     std::string write_error;
+    std::set<std::string> unwritten_warned;
     while (static_cast<long long>(written.size()) < frames_wanted && !interrupted && write_error.empty()) {
         QueuedFrame queued;
         {
@@ -349,6 +347,7 @@ int run_grab(int argc, char** argv) {
             continue;
         }
         last_frame = Clock::now();
+        if (written.empty()) first_frame = last_frame;
         WrittenFrame frame;
         frame.index = static_cast<long>(written.size());
         frame.info = queued.info;
@@ -362,26 +361,34 @@ int run_grab(int argc, char** argv) {
             frame.parts.push_back(std::string(pixel_format_name(part.type)) + " " + std::to_string(part.width) + "x" +
                                   std::to_string(part.height));
             const std::string role = part_role(part.type);
+            if (part.data.empty() && !part.single && unwritten_warned.insert(frame.parts.back()).second) {
+                std::fprintf(stderr, "ornc-tool grab: a part in %s is not written: no file form for its format\n",
+                             frame.parts.back().c_str());
+            }
             if (part.data.empty() || part.single) continue;  // a format the library could not size
             if (role == "range" && range == nullptr) range = &part;
             if (role == "intensity" && intensity == nullptr) intensity = &part;
             if (role == "confidence" && confidence == nullptr) confidence = &part;
         }
         if (range != nullptr) {
-            const std::string path = out_dir + "/" + stem + "_range.ply";
-            frame.points = write_point_cloud_ply(
-                path, *range, intensity, confidence,
-                "ornc-tool grab: " + model + " " + serial + ", frame " + std::to_string(frame.index), &write_error);
-            if (frame.points >= 0) frame.files.push_back(path);
+            const std::string name = std::string(stem) + "_range." + cloud_extension(cloud_format);
+            PointCloud cloud;
+            if (make_point_cloud(*range, calibration, intensity, confidence, organized, &cloud, &write_error) &&
+                write_point_cloud(out_dir + "/" + name, cloud_format, cloud,
+                                  "ornc-tool grab: " + model + " " + serial + ", frame " + std::to_string(frame.index),
+                                  &write_error)) {
+                frame.points = cloud.valid;
+                frame.files.push_back(name);
+            }
         }
         for (const FramePart* image : {intensity, confidence}) {
             if (image == nullptr || !write_error.empty()) continue;
-            const std::string path = out_dir + "/" + stem + "_" + part_role(image->type) + ".png";
-            if (write_png(path, *image, &write_error)) frame.files.push_back(path);
+            const std::string name = std::string(stem) + "_" + part_role(image->type) + ".png";
+            if (write_png(out_dir + "/" + name, *image, &write_error)) frame.files.push_back(name);
         }
         if (parts.size() == 1 && parts[0].single) {
-            const std::string path = out_dir + "/" + stem + ".png";
-            if (write_png(path, parts[0], &write_error)) frame.files.push_back(path);
+            const std::string name = std::string(stem) + ".png";
+            if (write_png(out_dir + "/" + name, parts[0], &write_error)) frame.files.push_back(name);
         }
         written.push_back(frame);
         draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start), bytes);
@@ -400,21 +407,25 @@ int run_grab(int argc, char** argv) {
         failed = queue.failed;
         dropped = queue.dropped;
     }
-    const double fps = elapsed > 0 ? static_cast<double>(written.size()) / elapsed : 0.0;
+    // The rate from the first frame on: the wait for it is not a frame's time.
+    const double span = std::chrono::duration<double>(last_frame - first_frame).count();
+    const double fps = written.size() > 1 && span > 0 ? static_cast<double>(written.size() - 1) / span : 0.0;
     // Blocks the library never delivered, after the first written frame (those
     // the tool itself dropped are frames_dropped).
     unsigned long long blocks_missing = 0;
     for (size_t i = 1; i < written.size(); ++i) blocks_missing += written[i].info.blocks_missing;
     const std::string summary_path = out_dir + "/summary.json";
-    FILE* summary = std::fopen(summary_path.c_str(), "w");
+    char rate[32] = "null";  // no rate from a single frame
+    if (fps > 0) std::snprintf(rate, sizeof rate, "%.2f", fps);
+    FILE* summary = std::fopen(temporary_name(summary_path).c_str(), "w");
     if (summary != nullptr) {
         std::fprintf(summary,
                      "{\n  \"device\": {\"model\": \"%s\", \"serial\": \"%s\"},\n  \"frames_requested\": %lld,\n"
                      "  \"frames_written\": %zu,\n  \"failed_transfers\": %ld,\n  \"frames_dropped\": %ld,\n"
-                     "  \"blocks_missing\": %llu,\n  \"seconds\": %.3f,\n  \"frames_per_second\": %.2f,\n"
+                     "  \"blocks_missing\": %llu,\n  \"seconds\": %.3f,\n  \"frames_per_second\": %s,\n"
                      "  \"frames\": [",
                      json_escape(model).c_str(), json_escape(serial).c_str(), frames_wanted, written.size(), failed,
-                     dropped, blocks_missing, elapsed, fps);
+                     dropped, blocks_missing, elapsed, rate);
         for (size_t i = 0; i < written.size(); ++i) {
             const WrittenFrame& frame = written[i];
             const ornc_frame_info_t& info = frame.info;
@@ -437,18 +448,22 @@ int run_grab(int argc, char** argv) {
             std::fprintf(summary, "]}");
         }
         std::fprintf(summary, "\n  ]\n}\n");
-        std::fclose(summary);
+        std::string error;
+        if (!finish_file(temporary_name(summary_path), summary_path, std::fclose(summary) == 0, &error)) {
+            summary = nullptr;
+        }
     }
 
     for (const WrittenFrame& frame : written) {
-        for (const std::string& file : frame.files) std::printf("%s\n", file.c_str());
+        for (const std::string& file : frame.files) std::printf("%s/%s\n", out_dir.c_str(), file.c_str());
     }
     if (summary != nullptr) std::printf("%s\n", summary_path.c_str());
-    std::printf("%zu frame%s in %.2f s (%.1f frames/s), %ld failed transfer%s.\n", written.size(),
-                written.size() == 1 ? "" : "s", elapsed, fps, failed, failed == 1 ? "" : "s");
+    const std::string rate_text = fps > 0 ? std::string(" (") + rate + " frames/s after the first)" : "";
+    std::printf("%zu frame%s in %.2f s%s, %ld failed transfer%s.\n", written.size(), written.size() == 1 ? "" : "s",
+                elapsed, rate_text.c_str(), failed, failed == 1 ? "" : "s");
     if (summary == nullptr) return cli.fail(kExitFailed, "cannot write " + summary_path);
     if (!write_error.empty()) return cli.fail(kExitFailed, write_error);
-    if (interrupted) return cli.fail(kExitFailed, "interrupted");
+    if (interrupted) return cli.fail(kExitInterrupted, "interrupted");
     if (static_cast<long long>(written.size()) < frames_wanted) {
         return cli.fail(kExitFailed,
                         "no frame for " + std::to_string(timeout_s) + " s: " + status_text(ORNC_ERR_ACQUI_NOT_STARTED));
@@ -608,7 +623,7 @@ int run_events(int argc, char** argv) {
     for (const std::string& event : events) set_event_notification(ornc, event, "Off");
     ORNCSetEventCallback(ornc, nullptr, nullptr);
     std::printf("%ld event%s in %.1f s.\n", events_seen, events_seen == 1 ? "" : "s", seconds_since(start));
-    return kExitOk;
+    return interrupted ? cli.fail(kExitInterrupted, "interrupted") : kExitOk;
 }
 
 }  // namespace ornctool

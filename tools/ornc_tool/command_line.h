@@ -15,9 +15,10 @@ namespace ornctool {
 // Exit codes of ornc-tool, the same for every subcommand.
 enum ExitCode {
     kExitOk = 0,
-    kExitFailed = 1,    // the library reported a failure (its status text is printed)
-    kExitUsage = 2,     // bad arguments
-    kExitNotFound = 3,  // no supported device matched DEVICE
+    kExitFailed = 1,         // the library reported a failure (its status text is printed)
+    kExitUsage = 2,          // bad arguments
+    kExitNotFound = 3,       // no supported device matched DEVICE
+    kExitInterrupted = 130,  // ended by Ctrl-C or SIGTERM (128 + SIGINT, as a shell reports it)
 };
 
 struct OptionRule {

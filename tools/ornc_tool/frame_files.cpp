@@ -13,25 +13,10 @@ namespace ornctool {
 
 namespace {
 
-bool is_gray8(const FramePart& part) {
-    return part.width > 0 && part.height > 0 &&
-           part.data.size() >= static_cast<size_t>(part.width) * static_cast<size_t>(part.height);
-}
-
-bool same_size(const FramePart* part, const FramePart& range) {
-    return part != nullptr && part->width == range.width && part->height == range.height && is_gray8(*part);
-}
-
 struct FileCloser {
     void operator()(FILE* file) const { std::fclose(file); }
 };
 using File = std::unique_ptr<FILE, FileCloser>;
-
-void put_float_le(std::vector<uint8_t>* out, float value) {
-    uint32_t bits = 0;
-    std::memcpy(&bits, &value, sizeof bits);
-    for (int i = 0; i < 4; ++i) out->push_back(static_cast<uint8_t>(bits >> (8 * i)));
-}
 
 // The formats grab names, with the role a part in that format plays.
 struct KnownFormat {
@@ -41,13 +26,10 @@ struct KnownFormat {
 };
 
 constexpr KnownFormat kKnownFormats[] = {
-    {ORN_PIX_ABC32F, "Coord3D_ABC32f", "range"},
-    {ORN_PIX_MONO8, "Mono8", "intensity"},
-    {ORN_PIX_CONF8, "Confidence8", "confidence"},
-    {ORN_PIX_MONO16, "Mono16", "part"},
-    {ORN_PIX_MONO32F, "Coord3D_C32f", "part"},
-    {ORN_PIX_AC32F, "Coord3D_AC32f", "part"},
-    {ORN_PIX_RGB8, "RGB8", "part"},
+    {ORN_PIX_ABC32F, "Coord3D_ABC32f", "range"}, {kPixelCoord3D_C16, "Coord3D_C16", "range"},
+    {ORN_PIX_MONO8, "Mono8", "intensity"},       {ORN_PIX_CONF8, "Confidence8", "confidence"},
+    {ORN_PIX_MONO16, "Mono16", "part"},          {ORN_PIX_MONO32F, "Coord3D_C32f", "part"},
+    {ORN_PIX_AC32F, "Coord3D_AC32f", "part"},    {ORN_PIX_RGB8, "RGB8", "part"},
     {ORN_PIX_GENERIC, "unknown", "part"},
 };
 
@@ -68,54 +50,6 @@ const char* part_role(orn_pixel_t type) {
 const char* pixel_format_name(orn_pixel_t type) {
     const KnownFormat* format = known_format(type);
     return format != nullptr ? format->name : "other";
-}
-
-long write_point_cloud_ply(const std::string& path, const FramePart& range, const FramePart* intensity,
-                           const FramePart* confidence, const std::string& comment, std::string* error) {
-    const size_t pixels = static_cast<size_t>(range.width) * static_cast<size_t>(range.height);
-    if (range.type != ORN_PIX_ABC32F || range.width <= 0 || range.height <= 0 || range.data.size() < pixels * 12) {
-        *error = "the range part is not a complete Coord3D_ABC32f image";
-        return -1;
-    }
-    const bool with_colour = same_size(intensity, range);
-    const bool with_confidence = same_size(confidence, range);
-
-    std::vector<uint8_t> body;
-    body.reserve(pixels * 16);
-    long points = 0;
-    for (size_t i = 0; i < pixels; ++i) {
-        float xyz[3];
-        std::memcpy(xyz, &range.data[i * 12], sizeof xyz);
-        if (std::isnan(xyz[0]) || std::isnan(xyz[1]) || std::isnan(xyz[2])) continue;
-        for (float v : xyz) put_float_le(&body, v);
-        if (with_colour) {
-            const uint8_t grey = intensity->data[i];
-            body.insert(body.end(), {grey, grey, grey});
-        }
-        if (with_confidence) body.push_back(confidence->data[i]);
-        ++points;
-    }
-
-    std::string header = "ply\nformat binary_little_endian 1.0\n";
-    if (!comment.empty()) header += "comment " + comment + "\n";
-    header += "comment coordinates in millimetres; pixels without a valid point are left out\n";
-    header += "element vertex " + std::to_string(points) + "\n";
-    header += "property float x\nproperty float y\nproperty float z\n";
-    if (with_colour) header += "property uchar red\nproperty uchar green\nproperty uchar blue\n";
-    if (with_confidence) header += "property uchar confidence\n";
-    header += "end_header\n";
-
-    File file(std::fopen(path.c_str(), "wb"));
-    if (!file) {
-        *error = "cannot create " + path + ": " + std::strerror(errno);
-        return -1;
-    }
-    if (std::fwrite(header.data(), 1, header.size(), file.get()) != header.size() ||
-        std::fwrite(body.data(), 1, body.size(), file.get()) != body.size()) {
-        *error = "cannot write " + path + ": " + std::strerror(errno);
-        return -1;
-    }
-    return points;
 }
 
 int png_pixel_bytes(orn_pixel_t type) {
@@ -141,7 +75,9 @@ int png_pixel_bytes(orn_pixel_t type) {
     return 0;
 }
 
-bool write_png(const std::string& path, const FramePart& part, std::string* error) {
+namespace {
+
+bool write_png_file(const std::string& path, const FramePart& part, std::string* error) {
     const int bytes = png_pixel_bytes(part.type);
     const size_t row_bytes = static_cast<size_t>(part.width) * static_cast<size_t>(bytes);
     if (bytes == 0) {
@@ -190,6 +126,24 @@ bool write_png(const std::string& path, const FramePart& part, std::string* erro
     png_write_end(png, nullptr);
     png_destroy_write_struct(&png, &info);
     return true;
+}
+
+}  // namespace
+
+bool write_png(const std::string& path, const FramePart& part, std::string* error) {
+    const std::string temporary = temporary_name(path);
+    return finish_file(temporary, path, write_png_file(temporary, part, error), error);
+}
+
+std::string temporary_name(const std::string& path) { return path + ".partial"; }
+
+bool finish_file(const std::string& temporary, const std::string& path, bool written, std::string* error) {
+    if (written && std::rename(temporary.c_str(), path.c_str()) != 0) {
+        *error = "cannot rename " + temporary + " to " + path + ": " + std::strerror(errno);
+        written = false;
+    }
+    if (!written) std::remove(temporary.c_str());
+    return written;
 }
 
 }  // namespace ornctool

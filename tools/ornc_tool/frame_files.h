@@ -1,5 +1,6 @@
-// Files a 3D user opens at once: a frame's range part as a binary PLY point
-// cloud, its image parts and single images as PNG images.
+// Files a 3D user opens at once: a frame's image parts and single images as
+// PNG images (point clouds: point_clouds.h), each written whole under a
+// temporary name and then renamed.
 #pragma once
 
 #include <cstdint>
@@ -20,19 +21,12 @@ struct FramePart {
     bool single = false;        // the whole payload of a single-image frame
 };
 
+constexpr orn_pixel_t kPixelCoord3D_C16 = 0x011000B8u;  // no image record size: its bytes come raw
+
 // "range", "intensity", "confidence", or "part" for a format grab does not
 // know how to show.
 const char* part_role(orn_pixel_t type);
 const char* pixel_format_name(orn_pixel_t type);
-
-// Writes `range` (Coord3D_ABC32f, millimetres) as a binary little-endian
-// PLY: one vertex per valid pixel (pixels with a NaN coordinate are left
-// out), coloured by `intensity` (Mono8, grey) and carrying `confidence`
-// (Confidence8) as a uchar property when those parts are given and match
-// the range part's size. Returns the number of points written, or -1 with
-// `error` set.
-long write_point_cloud_ply(const std::string& path, const FramePart& range, const FramePart* intensity,
-                           const FramePart* confidence, const std::string& comment, std::string* error);
 
 // Bytes per pixel of the formats write_png takes (Mono8, Confidence8,
 // 8-bit Bayer: 1; Mono16, 16-bit Bayer: 2; RGB8: 3), 0 for any other.
@@ -42,5 +36,11 @@ int png_pixel_bytes(orn_pixel_t type);
 // grey mosaic for Bayer (no demosaicing), colour for RGB8. False with
 // `error` set for another format or an incomplete part.
 bool write_png(const std::string& path, const FramePart& part, std::string* error);
+
+// The name a file is written under before it is whole.
+std::string temporary_name(const std::string& path);
+// Renames `temporary` to `path` when `written`; removes it otherwise (or
+// when the rename fails, with `error` set). Returns whether `path` is whole.
+bool finish_file(const std::string& temporary, const std::string& path, bool written, std::string* error);
 
 }  // namespace ornctool
