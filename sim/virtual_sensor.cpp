@@ -1,5 +1,6 @@
 #include "ornsim/virtual_sensor.h"
 
+#include <array>
 #include <atomic>
 #include <cstdio>
 #include <mutex>
@@ -24,6 +25,16 @@ namespace {
 
 constexpr int kControlPollMs = 20;
 constexpr size_t kMaxDatagram = 1500;
+
+// 02 (locally administered, unicast) and five bytes of the serial's FNV-1a
+// hash: stable for a serial, different for two sensors.
+std::array<uint8_t, 6> mac_for_serial(const std::string& serial) {
+    uint64_t hash = 14695981039346656037ULL;
+    for (const unsigned char c : serial) hash = (hash ^ c) * 1099511628211ULL;
+    std::array<uint8_t, 6> mac{0x02, 0, 0, 0, 0, 0};
+    for (size_t i = 1; i < mac.size(); ++i) mac[i] = static_cast<uint8_t>(hash >> (8 * (i - 1)));
+    return mac;
+}
 
 }  // namespace
 
@@ -102,7 +113,11 @@ bool VirtualSensor::Impl::start(std::string* error) {
     uint32_t ip = 0;
     if (!wire::parse_ipv4(config_.address, &ip)) return fail(error, "invalid IPv4 address: '" + config_.address + "'");
     DeviceIdentity identity;
-    if (!wire::parse_mac(config_.mac, &identity.mac)) return fail(error, "invalid MAC address: '" + config_.mac + "'");
+    if (config_.mac.empty()) {
+        identity.mac = mac_for_serial(config_.serial);
+    } else if (!wire::parse_mac(config_.mac, &identity.mac)) {
+        return fail(error, "invalid MAC address: '" + config_.mac + "'");
+    }
     if (config_.width < 16 || config_.height < 16 || config_.width > 8192 || config_.height > 8192)
         return fail(error, "image size must be between 16 and 8192 pixels per side");
     if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");

@@ -41,7 +41,9 @@ done
 [ -f "$libdir/cmake/ORNC/ORNCConfigVersion.cmake" ] || fail "ORNCConfigVersion.cmake not installed"
 
 step "the installed tool finds the installed library"
-env -u LD_LIBRARY_PATH "$prefix/bin/ornc-tool" --version | grep -q "libORNC" || fail "ornc-tool --version"
+# One version: that of the SONAME's file, for the tool and the library.
+env -u LD_LIBRARY_PATH "$prefix/bin/ornc-tool" --version | grep -qx "ornc-tool ${real#libORNC.so.}, libORNC ${real#libORNC.so.}" ||
+  fail "ornc-tool --version: $("$prefix/bin/ornc-tool" --version)"
 loads_installed_library "$prefix/bin/ornc-tool" || fail "ornc-tool does not load the installed library"
 
 step "pkg-config"

@@ -93,6 +93,7 @@ TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
     const ProgramResult r = tool({"info", "NO-SUCH-SERIAL"});
     EXPECT_EQ(r.exit_code, 3) << report(r);
     EXPECT_NE(r.err.find("no supported device matches 'NO-SUCH-SERIAL'"), std::string::npos) << r.err;
+    EXPECT_NE(r.err.find("genicam_devices.ini"), std::string::npos) << "a hidden model is mentioned\n" << r.err;
     EXPECT_EQ(r.out, "");
 }
 
@@ -115,7 +116,7 @@ TEST_F(ToolTest, ParamsPrintsTheTreeWithTypesAccessAndValues) {
     EXPECT_EQ(param_row(r.out, "Gain").size(), 4u) << r.out;
     EXPECT_TRUE(param_row(r.out, "Width").empty()) << "another category leaked in\n" << r.out;
 
-    r = tool({"params", "TOOL-PARAMS", "--visibility", "beginner"});
+    r = tool({"params", "TOOL-PARAMS", "--visibility", "Beginner"});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     ASSERT_TRUE(std::regex_search(r.out, count, std::regex("(\\d+) parameters shown")));
     EXPECT_LT(std::stoi(count[1]), all);
@@ -141,7 +142,7 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
     expect_output({"set", "TOOL-SET", "AcquisitionMode", "SingleFrame"}, "AcquisitionMode = SingleFrame\n");
     expect_output({"get", "TOOL-SET", "AcquisitionMode", "--number"}, "1\n");
     expect_output({"set", "TOOL-SET", "AcquisitionMode", "0"}, "AcquisitionMode = Continuous\n");
-    expect_output({"set", "TOOL-SET", "ChunkModeActive", "true"}, "ChunkModeActive = true\n");
+    expect_output({"set", "TOOL-SET", "ChunkModeActive", "True"}, "ChunkModeActive = true\n");
     ProgramResult r = tool({"set", "TOOL-SET", "ExposureTime", "2500.5"});
     EXPECT_EQ(r.exit_code, 0) << report(r);
     r = tool({"get", "TOOL-SET", "ExposureTime"});
@@ -154,7 +155,14 @@ TEST_F(ToolTest, GetAndSetGoThroughTheTextFormAndReportRefusals) {
     for (const Refusal& refusal :
          {Refusal{{"set", "TOOL-SET", "Width", "96abc"}, "Parameter has invalid value (-209)"},
           Refusal{{"set", "TOOL-SET", "SensorWidth", "100"}, "Parameter is not writeable (-205)"},
-          Refusal{{"set", "TOOL-SET", "AcquisitionMode", "Sometimes"}, "Parameter has invalid value (-209)"},
+          Refusal{{"set", "TOOL-SET", "AcquisitionMode", "Sometimes"},
+                  "Parameter has invalid value (-209); AcquisitionMode takes one of Continuous (0), SingleFrame (1), "
+                  "MultiFrame (2)"},
+          Refusal{{"set", "TOOL-SET", "Width", "x"}, "Width takes a number in 16..160 px"},
+          Refusal{{"set", "TOOL-SET", "DeviceUserID", "a-name-longer-than-sixteen"}, "at most 16 characters"},
+          Refusal{{"set", "TOOL-SET", "AcquisitionStart", "1"},
+                  "AcquisitionStart is a command, it has no value: run "
+                  "ornc-tool exec"},
           Refusal{{"get", "TOOL-SET", "NoSuchFeature"}, "Parameter is undefined (-219)"},
           Refusal{{"get", "TOOL-SET", "AcquisitionStart"}, "Wrong type of parameter (-210)"}}) {
         r = tool(refusal.args);
@@ -235,7 +243,11 @@ TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
     expect_output({"get", "TOOL-COMP", "PixelFormat"}, "Coord3D_C16\n");
 
     expect_failure({"components", "TOOL-COMP", "enable", "Colour"}, 1,
-                   "no component 'Colour': Element not found (-16)");
+                   "no component 'Colour': Element not found (-16); the device offers Range:Coord3D_ABC32f, "
+                   "Range:Coord3D_C16, Intensity:Mono8, Confidence:Confidence8 (or an index 0..3)");
+    // A bad COMPONENT anywhere in the list switches nothing.
+    expect_failure({"components", "TOOL-COMP", "disable", "Intensity", "Range:Mono8"}, 1, "no component 'Range:Mono8'");
+    EXPECT_EQ(param_row(tool({"components", "TOOL-COMP"}).out, "2").back(), "yes");
     expect_failure({"components", "TOOL-COMP", "toggle", "0"}, 2, "");
     expect_failure({"components", "TOOL-COMP", "enable"}, 2, "");
 }
@@ -253,12 +265,15 @@ TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_NE(r.out.find("persistent IP " + block_address(11) + " mask 255.255.0.0"), std::string::npos) << r.out;
     EXPECT_EQ(sensor.current_address(), block_address(11));
-    expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask"}, std::to_string(0xFFFF0000u) + "\n");
+    expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask"}, "255.255.0.0\n");
+    expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask", "--number"}, std::to_string(0xFFFF0000u) + "\n");
     expect_output({"get", "TOOL-IP", "GevCurrentIPConfigurationPersistentIP"}, "true\n");
 
     expect_failure({"ipconfig", "TOOL-IP", "--ip", "127.300.0.1", "--mask", "255.0.0.0"}, 2,
                    "IP address invalid (-217)");
     expect_failure({"ipconfig", "TOOL-IP", "--ip", block_address(12)}, 2, "");
+    expect_failure({"ipconfig", "TOOL-IP", "--ip", block_address(12), "--mask", "255.0.255.0"}, 2,
+                   "'255.0.255.0' is not a subnet mask");
     EXPECT_EQ(sensor.current_address(), block_address(11)) << "refused calls move nothing";
 }
 
@@ -274,13 +289,57 @@ TEST_F(ToolTest, DumpXmlWritesThePlainFileOrAZipArchive) {
     r = tool({"dump-xml", "TOOL-XML", dir.file("device.zip")});
     ASSERT_EQ(r.exit_code, 0) << report(r);
     EXPECT_EQ(orntest::read_file(dir.file("device.zip")).substr(0, 4), std::string("PK\x03\x04", 4));
-    expect_failure({"dump-xml", "TOOL-XML", dir.file("missing-folder/device.xml")}, 1, "cannot write");
+    expect_failure({"dump-xml", "TOOL-XML", dir.file("missing-folder/device.xml")}, 2,
+                   "missing-folder/device.xml: No such file or directory");
+}
+
+TEST_F(ToolTest, DescribeAndLongParamsShowWhatAValueMayBe) {
+    start_sensor(13, "TOOL-DESCRIBE");
+    ProgramResult r = tool({"describe", "TOOL-DESCRIBE", "AcquisitionMode"});
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    for (const char* line : {"Kind          Enumeration", "Access        RW", "Value         Continuous (0)",
+                             "Entries       Continuous = 0", "              MultiFrame = 2  \"Multi Frame\"",
+                             "Category      AcquisitionControl", "Tooltip       Number of frames sent"}) {
+        EXPECT_NE(r.out.find(std::string("\n") + line), std::string::npos) << line << "\n" << r.out;
+    }
+    r = tool({"describe", "TOOL-DESCRIBE", "PixelFormat"});
+    EXPECT_NE(line_with(r.out, "Selected by").find("ComponentSelector (now Range)"), std::string::npos) << r.out;
+    r = tool({"describe", "TOOL-DESCRIBE", "ComponentSelector"});
+    EXPECT_NE(r.out.find("\nSelects       ComponentEnable, ComponentIDValue, PixelFormat\n"), std::string::npos)
+        << r.out;
+    r = tool({"describe", "TOOL-DESCRIBE", "GevCurrentSubnetMask", "--map", "device"});
+    EXPECT_NE(r.out.find("Value         255.0.0.0 (4278190080)"), std::string::npos) << r.out;
+    r = tool({"params", "TOOL-DESCRIBE", "--long", "--category", "ImageFormatControl"});
+    EXPECT_EQ(param_row(r.out, "Width"), (std::vector<std::string>{"Width", "Integer", "RW", "160", "16..160", "px"}))
+        << r.out;
+    expect_failure({"describe", "TOOL-DESCRIBE", "NoSuchFeature"}, 1, "Parameter is undefined (-219)");
+}
+
+TEST_F(ToolTest, SensorsOwnTheirMacAndAnAmbiguousPatternIsNamed) {
+    for (int host : {14, 15}) {
+        ornsim::SensorConfig config =
+            orntest::sensor_config(orntest::Block::tool, host, "TOOL-MAC-" + std::to_string(host));
+        config.mac = "";
+        ASSERT_EQ(sensors_.add(config), "");
+    }
+    const std::string mac_a = line_with(tool({"info", "TOOL-MAC-14"}).out, "MAC address");
+    const std::string mac_b = line_with(tool({"info", "TOOL-MAC-15"}).out, "MAC address");
+    EXPECT_NE(mac_a.find(" 02:"), std::string::npos) << "locally administered: " << mac_a;
+    EXPECT_NE(mac_a, mac_b);
+    const ProgramResult r = tool({"info", "TOOL-MAC"});
+    EXPECT_EQ(r.exit_code, 0) << report(r);
+    EXPECT_NE(r.err.find("'TOOL-MAC' also matches TOOL-MAC-1"), std::string::npos) << report(r);
+    // The library's log goes to stderr: stdout keeps only the answer.
+    const ProgramResult verbose = tool({"--verbose", "get", "TOOL-MAC-14", "DeviceSerialNumber"});
+    EXPECT_EQ(verbose.out, "TOOL-MAC-14\n") << report(verbose);
+    EXPECT_NE(verbose.err.find("INFO"), std::string::npos) << report(verbose);
 }
 
 TEST_F(ToolTest, HelpUsageErrorsExitCodesAndAnEmptyList) {
     ProgramResult r = tool({"--help"});
     EXPECT_EQ(r.exit_code, 0);
-    for (const char* command : {"list", "info", "params", "get", "set", "exec", "components", "ipconfig", "dump-xml"}) {
+    for (const char* command :
+         {"list", "info", "params", "describe", "get", "set", "exec", "components", "ipconfig", "dump-xml", "doctor"}) {
         EXPECT_NE(r.out.find(std::string("  ") + command + " "), std::string::npos) << command;
         ProgramResult help = tool({command, "--help"});
         EXPECT_EQ(help.exit_code, 0) << command;
@@ -292,9 +351,11 @@ TEST_F(ToolTest, HelpUsageErrorsExitCodesAndAnEmptyList) {
     expect_failure({"list", "--colour"}, 2, "unknown option --colour");
     expect_failure({"get", "SERIAL"}, 2, "missing argument");
     expect_failure({"get", "NO-DEVICE", "Width"}, 3, "");
-    r = tool({"--version"});
-    EXPECT_EQ(r.exit_code, 0);
-    EXPECT_NE(r.out.find("libORNC"), std::string::npos);
+    // One version, the package's: that of the SONAME, pkg-config and find_package.
+    expect_output({"--version"},
+                  std::string("ornc-tool ") + ORNC_PROJECT_VERSION + ", libORNC " + ORNC_PROJECT_VERSION + "\n");
+    expect_failure({"--interface", "nosuchif0", "list"}, 2, "no adapter 'nosuchif0'");
+    expect_failure({"--loopback-hosts", "garbage", "list"}, 2, "--loopback-hosts takes");
 
     // No sensor runs in this case: list says so and succeeds.
     r = tool({"list"});

@@ -237,7 +237,8 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     std::smatch m;
     // Each event line carries its data features, read back from the event.
     ASSERT_TRUE(std::regex_search(
-        r.out, m, std::regex("event  timestamp (\\d+)  EventFrameEndTimestamp=(\\d+)  EventFrameEndFrameID=(\\d+)")))
+        r.out, m,
+        std::regex("event  FrameEnd  timestamp (\\d+)  EventFrameEndTimestamp=(\\d+)  EventFrameEndFrameID=(\\d+)")))
         << r.out;
     EXPECT_EQ(m[1], m[2]) << "the data feature holds the event's own timestamp";
     EXPECT_GE(std::stol(m[3]), 1);
@@ -245,6 +246,9 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     EXPECT_GE(std::stol(m[1]), 3);
     // The notification was switched off again at the end.
     expect_output({"get", "TOOL-EVENTS", "EventNotification"}, "Off\n");
+    const std::string help = tool({"events", "--help"}).out;
+    EXPECT_NE(help.find("--seconds S    stop after S seconds"), std::string::npos) << help;
+    EXPECT_NE(help.find("--count N      stop after N events"), std::string::npos) << help;
 }
 
 // What grab changes it puts back, or names when asked to keep it; a refusal
@@ -396,6 +400,8 @@ TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
     EXPECT_NE(tool({"list"}).out.find(kSerial), std::string::npos);
     EXPECT_NE(tool({"info", kSerial}).out.find("Aravis"), std::string::npos);
     EXPECT_NE(tool({"params", kSerial}).out.find("PixelFormat"), std::string::npos);
+    EXPECT_NE(tool({"describe", kSerial, "PixelFormat"}).out.find(" Mono8 = 17301505\n"), std::string::npos);
+    EXPECT_NE(tool({"doctor", kSerial}).out.find("\n0 problems found."), std::string::npos);
     tool({"set", kSerial, "Width", "320"});
     EXPECT_EQ(tool({"get", kSerial, "Width"}).out, "320\n");
     const std::string height = tool({"get", kSerial, "Height"}).out;

@@ -85,6 +85,11 @@ const char kEventsUsage[] =
     "                 e.g. FrameEnd) for the run\n"
     "  --acquire      run a continuous acquisition meanwhile (frames are dropped),\n"
     "                 so that frame events flow\n"
+    "  --seconds S    stop after S seconds (default 10)\n"
+    "  --count N      stop after N events (default: no limit)\n"
+    "\n"
+    "Each event line names the event (its EventSelector entry), its timestamp and\n"
+    "its data features; parameter lines name the parameter and its new value.\n"
     "Exit codes: 0 done, 1 a failure, 2 bad arguments, 3 no such device,\n"
     "130 interrupted (Ctrl-C).\n";
 
@@ -474,11 +479,37 @@ struct EventLog {
     std::deque<std::string> lines;
     std::deque<ornc_param_t*> changed;
     long events = 0;
+    std::vector<std::string> event_names;  // EventSelector's entries
 };
+
+// The event whose data features the list holds ("Event<name>..."), or "?".
+std::string event_name(const EventLog& log, ornc_param_list_t* list) {
+    std::string best = "?";
+    for (int i = 0; i < ORNCGetParameterListCount(list); ++i) {
+        const std::string feature = param_name(ORNCGetParameterListIndex(list, i));
+        for (const std::string& name : log.event_names) {
+            if (feature.rfind("Event" + name, 0) == 0 && (best == "?" || name.size() > best.size())) best = name;
+        }
+    }
+    return best;
+}
+
+std::vector<std::string> event_selector_entries(ornc_t* ornc) {
+    std::vector<std::string> names;
+    ornc_param_t* selector = ORNCParamsGetParamByName(ORNCGetDeviceParams(ornc), "EventSelector");
+    int count = 0;
+    if (selector == nullptr || ORNCParamGetEnumEntryCount(selector, &count) != ORNC_OK) return names;
+    for (int i = 0; i < count; ++i) {
+        char name[128] = "";
+        if (ORNCParamGetEnumEntryName(selector, i, name, static_cast<int>(sizeof name)) == ORNC_OK)
+            names.push_back(name);
+    }
+    return names;
+}
 
 void on_event(orn_uint64_t timestamp, ornc_param_list_t* list, void* userdata) {
     EventLog* log = static_cast<EventLog*>(userdata);
-    std::string line = "event  timestamp " + std::to_string(timestamp);
+    std::string line = "event  " + event_name(*log, list) + "  timestamp " + std::to_string(timestamp);
     const int count = ORNCGetParameterListCount(list);
     for (int i = 0; i < count; ++i) {
         ornc_param_t* param = ORNCGetParameterListIndex(list, i);
@@ -533,6 +564,7 @@ int run_events(int argc, char** argv) {
     if (!session.open(cli, cli.positional()[0], &exit_code)) return exit_code;
     ornc_t* ornc = session.connection.handle();
     ornc_parameters_t* params = ORNCGetDeviceParams(ornc);
+    log.event_names = event_selector_entries(ornc);
     for (int i = 0;; ++i) {
         ornc_param_t* param = ORNCParamsGetParam(params, i);
         if (param == nullptr || i >= ORNCGetDeviceParamsCount(ornc)) break;

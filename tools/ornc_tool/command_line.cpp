@@ -1,10 +1,13 @@
 #include "command_line.h"
 
 #include <arpa/inet.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace ornctool {
 
@@ -151,6 +154,28 @@ bool parse_double(const std::string& text, double* value) {
 bool is_ipv4_address(const std::string& text) {
     in_addr address{};
     return inet_pton(AF_INET, text.c_str(), &address) == 1;
+}
+
+}  // namespace ornctool
+
+namespace ornctool {
+
+bool is_subnet_mask(const std::string& text) {
+    in_addr address{};
+    if (inet_pton(AF_INET, text.c_str(), &address) != 1) return false;
+    const uint32_t mask = ntohl(address.s_addr);
+    return (mask & (~mask >> 1)) == 0;  // no zero bit above a one bit
+}
+
+std::string file_write_problem(const std::string& path) {
+    const size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode)) return std::strerror(EISDIR);
+    if (stat(folder.c_str(), &info) != 0) return std::strerror(errno);
+    if (!S_ISDIR(info.st_mode)) return std::strerror(ENOTDIR);
+    if (access(folder.c_str(), W_OK) != 0) return std::strerror(errno);
+    return "";
 }
 
 }  // namespace ornctool

@@ -75,5 +75,10 @@ bool parse_int(const std::string& text, long long* value);
 bool parse_double(const std::string& text, double* value);
 // Dotted-decimal IPv4 address.
 bool is_ipv4_address(const std::string& text);
+// A dotted-decimal subnet mask: ones, then zeros (255.255.0.0, not 255.0.255.0).
+bool is_subnet_mask(const std::string& text);
+// Why `path` cannot be written ("No such file or directory" for a missing
+// folder, ...), or "" when its folder takes a new file.
+std::string file_write_problem(const std::string& path);
 
 }  // namespace ornctool

@@ -18,10 +18,13 @@ int run_params(int argc, char** argv);
 int run_get(int argc, char** argv);
 int run_set(int argc, char** argv);
 int run_exec(int argc, char** argv);
+int run_describe(int argc, char** argv);
 // component_commands.cpp
 int run_components(int argc, char** argv);
 // network_commands.cpp
 int run_ipconfig(int argc, char** argv);
+// doctor_command.cpp
+int run_doctor(int argc, char** argv);
 // description_commands.cpp
 int run_dump_xml(int argc, char** argv);
 // acquisition_commands.cpp (built once the library offers acquisition)

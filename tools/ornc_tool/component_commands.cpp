@@ -45,6 +45,17 @@ const ornc_component_t* resolve(ornc_t* ornc, const std::string& key) {
     return nullptr;
 }
 
+// What COMPONENT may be: NAME:PIXELFORMAT of each entry, or its index.
+std::string offered(ornc_t* ornc) {
+    const int count = ORNCGetComponentCount(ornc);
+    std::string text;
+    for (int i = 0; i < count; ++i) {
+        const ornc_component_t* comp = ORNCGetComponent(ornc, i);
+        if (comp != nullptr) text += std::string(text.empty() ? "" : ", ") + comp->compname + ":" + comp->pixelname;
+    }
+    return text + " (or an index 0.." + std::to_string(count - 1) + ")";
+}
+
 // "yes" when the component is on with this entry's pixel format, "other
 // format" when it is on with another, "no" when it is off.
 std::string enabled_text(ornc_t* ornc, const ornc_component_t* comp) {
@@ -119,13 +130,17 @@ int run_components(int argc, char** argv) {
         std::printf("The device offers no multipart components.\n");
         return action.empty() ? kExitOk : cli.fail_status("cannot " + action, ORNC_ERR_ELEMENT_NOT_FOUND);
     }
+    // Every COMPONENT is checked before the first is switched.
+    std::vector<const ornc_component_t*> chosen;
     for (size_t i = 2; i < args.size(); ++i) {
-        const ornc_component_t* comp = resolve(ornc, args[i]);
-        if (comp == nullptr) {
+        chosen.push_back(resolve(ornc, args[i]));
+        if (chosen.back() == nullptr) {
             return cli.fail(kExitFailed, "no component '" + args[i] + "': " + status_text(ORNC_ERR_ELEMENT_NOT_FOUND) +
-                                             " (see ornc-tool components DEVICE)");
+                                             "; the device offers " + offered(ornc));
         }
-        const ornc_status_t status = ORNCComponentEnable(ornc, comp, action == "enable" ? 1 : 0);
+    }
+    for (size_t i = 2; i < args.size(); ++i) {
+        const ornc_status_t status = ORNCComponentEnable(ornc, chosen[i - 2], action == "enable" ? 1 : 0);
         if (status != ORNC_OK) return cli.fail_status("cannot " + action + " " + args[i], status);
         std::printf("%s %sd\n", args[i].c_str(), action.c_str());
     }

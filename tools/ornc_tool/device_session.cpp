@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "ORNCExt.h"
+#include "device_choice.h"
 
 namespace ornctool {
 
@@ -74,10 +75,11 @@ const ornc_device_t* find_device(const CommandLine& cli, const std::string& key,
     if (device == nullptr) {
         const int count = ORNCSysGetDeviceCount(discovery->system());
         std::string text = "no supported device matches '" + key + "' (" + std::to_string(count) + " supported device" +
-                           (count == 1 ? "" : "s") + " found; see ornc-tool list)";
+                           (count == 1 ? "" : "s") + " found; see ornc-tool list; " + hidden_device_hint() + ")";
         *exit_code = cli.fail(kExitNotFound, text);
         return nullptr;
     }
+    note_other_matches(cli.command().c_str(), *discovery, key, device);
     return device;
 }
 

@@ -104,7 +104,9 @@ int run_list(int argc, char** argv) {
     std::printf("Adapters (%d):\n", adapters);
     adapter_table.print(stdout, "  ");
     if (device_table.size() == 0) {
-        std::printf("\nNo supported device found.\n");
+        std::printf(
+            "\nNo supported device found. (Models the library does not support are not listed:\n"
+            "add part of the model name to genicam_devices.ini in the working directory.)\n");
         return kExitOk;
     }
     std::printf("\nSupported devices (%zu):\n", device_table.size());

@@ -43,6 +43,11 @@ int run_ipconfig(int argc, char** argv) {
                                             status_text(ORNC_ERR_IP_INVALID));
         }
     }
+    if (!is_subnet_mask(mask)) {
+        return cli.fail(kExitUsage, "'" + mask +
+                                        "' is not a subnet mask: its ones must come first (e.g. 255.255.0.0): " +
+                                        status_text(ORNC_ERR_IP_INVALID));
+    }
 
     Discovery discovery;
     int exit_code = kExitOk;

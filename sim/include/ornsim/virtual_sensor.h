@@ -19,7 +19,7 @@ struct SensorConfig {
     std::string serial = "VS000001";
     std::string model = "lumenGAUGE Virtual 3D";  // contains a substring the library admits by default
     std::string vendor = "ORNC Virtual Sensors";
-    std::string mac = "02:00:00:00:00:01";  // locally administered
+    std::string mac;  // empty: derived from the serial number (locally administered, stable)
     std::string user_name;
     std::string genicam_file;  // empty: the built-in XML
     uint32_t width = 640, height = 480;
