@@ -3,7 +3,7 @@
 # process on 127.0.60.61, discovery limited to that loopback address, and
 # checks what it prints:
 #   multipart: examples/acquire_multipart, every part as rendered;
-#   timing:    examples/frame_timing against a sensor that cuts every 5th
+#   timing:    examples/frame_timing against a sensor that cuts every 3rd
 #              frame, each cut frame counted lost and a latency per frame.
 #   acquisition_example_test.sh SENSOR_BINARY EXAMPLE_BINARY multipart|timing
 set -u
@@ -11,7 +11,7 @@ sensor_bin=$1
 example_bin=$2
 kind=$3
 faults=""
-[ "$kind" = timing ] && faults="--cut-frame-every 5"
+[ "$kind" = timing ] && faults="--cut-frame-every 3"
 address=127.0.60.61
 out=$(mktemp)
 log=$(mktemp)
@@ -48,7 +48,8 @@ must_print() {
 }
 if [ "$kind" = timing ]; then
     must_print "^block [0-9]*: latency [0-9.]* ms" "latency from the device timestamp: median"
-    # Every cut frame fails and leaves a gap: as many lost as failed, at least one in 2 s.
+    # Every cut frame fails and leaves a gap: as many lost as failed, at least one in 2 s (the
+    # fourth frame, sent 0.2 s after the start, follows the first cut one).
     summary=$(grep "frames, .* lost" "$out")
     lost=$(echo "$summary" | sed -n 's/.*, \([0-9]*\) lost.*/\1/p')
     failed=$(echo "$summary" | sed -n 's/.*, \([0-9]*\) failed transfers.*/\1/p')
