@@ -75,8 +75,9 @@ protected:
     // Validates a write made through the platform: the owning array may
     // declare features read-only for the application (its own node maps).
     PvResult CheckWritable() const;
-    // Tells the sinks of this parameter that its value changed. Called
-    // without the array lock held, after a successful change.
+    // Tells the sinks of this parameter that its value changed, then the
+    // array's write observer. Called without the array lock held, after a
+    // successful change.
     void NotifyUpdate();
     // With the array lock held: lets the platform refresh a value of its
     // own node maps before a read, and carry a written one to where it
