@@ -6,7 +6,9 @@
 // themselves may end a recovery at any moment.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <atomic>
+#include <cstdio>
 #include <functional>
 #include <thread>
 
@@ -21,17 +23,39 @@ using namespace std::chrono_literals;
 using acqtest::wait_until;
 constexpr const char* kSerial = "RECOV080";
 
+using Clock = std::chrono::steady_clock;
+
 struct LinkLog {
     std::atomic<int> down{0}, up{0}, events{0}, frames{0};
     std::function<void(int)> inside;  // also run inside the link callback
+    // For the figures: per outage, (0) to (1), and the last frame before it to the first after it.
+    std::mutex lock;
+    Clock::time_point last_frame, lost_at;
+    bool gap_open = false;
+    std::vector<double> recover_s, gap_s;
+
     static void OnLink(int up, void* self) {
         LinkLog* log = static_cast<LinkLog*>(self);
+        {
+            std::lock_guard<std::mutex> guard(log->lock);
+            if (up != 0) log->recover_s.push_back(std::chrono::duration<double>(Clock::now() - log->lost_at).count());
+            if (up == 0) log->lost_at = Clock::now();
+            log->gap_open = log->gap_open || up == 0;
+        }
         ++(up != 0 ? log->up : log->down);
         if (log->inside) log->inside(up);
     }
     static void OnEvent(orn_uint64_t, ornc_param_list_t*, void* self) { ++static_cast<LinkLog*>(self)->events; }
-    static void OnImage(orn_image_t* image, void* self) { static_cast<LinkLog*>(self)->frames += image != nullptr; }
-    static void OnVector(orn_image_vec_t* vec, void* self) { static_cast<LinkLog*>(self)->frames += vec != nullptr; }
+    static void OnImage(orn_image_t* image, void* self) { static_cast<LinkLog*>(self)->frame(image != nullptr); }
+    static void OnVector(orn_image_vec_t* vec, void* self) { static_cast<LinkLog*>(self)->frame(vec != nullptr); }
+    void frame(bool delivered) {
+        std::lock_guard<std::mutex> guard(lock);
+        if (!delivered) return;
+        if (gap_open) gap_s.push_back(std::chrono::duration<double>(Clock::now() - last_frame).count());
+        gap_open = false;
+        last_frame = Clock::now();
+        ++frames;
+    }
 };
 
 class Recovery : public ::testing::Test {
@@ -127,6 +151,13 @@ TEST_F(Recovery, AOneSecondSilencePassesUnnoticedAndOutagesLeaveNoThreadOrDescri
     ASSERT_NO_FATAL_FAILURE(expect_recovered(kOutages));
     EXPECT_LE(orntest::settled_thread_count(threads, 5s), threads);
     EXPECT_LE(orntest::descriptor_count(), descriptors);
+    std::lock_guard<std::mutex> guard(log_.lock);
+    double recover_max = 0, gap_sum = 0;
+    for (double s : log_.recover_s) recover_max = std::max(recover_max, s);
+    for (double s : log_.gap_s) gap_sum += s;
+    std::printf(
+        "recovery: %d outages of 4 s survived; (0) to (1) at most %.2f s; %.1f frames lost per outage at 10/s\n",
+        log_.up.load(), recover_max, gap_sum / log_.gap_s.size() * 10.0 - 1.0);
 }
 
 TEST_F(Recovery, CallbacksMayToggleRecoveryAndADisconnectEndsARecoveryAtOnce) {
