@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <cstring>
 #include <regex>
+#include <thread>
 
 #include "aravis_fake_camera.h"
 #include "scene.h"
@@ -222,6 +223,31 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     expect_failure({"grab", "TOOL-GRAB-R", "-n", "0"}, 2, "");
     expect_failure({"grab", "TOOL-GRAB-R", "--out", dir_, "--pacing", "1,65"}, 2, "");
     expect_failure({"grab", "NO-SUCH-DEVICE", "--out", dir_}, 3, "");
+}
+
+TEST_F(GrabTest, ReconnectGrabsOnAcrossALinkLossAndListsTheOutage) {
+    ornsim::VirtualSensor& sensor = start_sensor(23, "TOOL-GRAB-L", 32, 24);
+    std::thread outage([&sensor] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
+        ornsim::FaultSwitches silent;
+        silent.silent_after_s = 0.0;
+        sensor.set_faults(silent);
+        std::this_thread::sleep_for(std::chrono::seconds(7));
+        sensor.set_faults(ornsim::FaultSwitches{});
+    });
+    const ProgramResult r = tool({"grab", "TOOL-GRAB-L", "-n", "300", "--out", dir_, "--reconnect"}, 120);
+    outage.join();
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    const std::string summary = orntest::read_file(dir_ + "/summary.json");
+    EXPECT_NE(summary.find("\"frames_written\": 300"), std::string::npos) << summary;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(summary, m,
+                                  std::regex("\"outages\": \\[\n +\\{\"start_s\": ([0-9.]+), \"end_s\": ([0-9.]+), "
+                                             "\"frames_lost\": ([0-9]+)\\}\n  \\]")))
+        << summary;
+    EXPECT_GT(std::stod(m[1]), 1.5);
+    EXPECT_GT(std::stod(m[2]), std::stod(m[1]));
+    EXPECT_GT(std::stol(m[3]), 50) << "seven seconds at 50 frames a second";
 }
 
 TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
