@@ -128,7 +128,8 @@ ORN_API ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, i
    callback(1, data). Device events and link loss are reported again after a recovery. A disconnect, destroy,
    or enable = 0 stops any recovery in progress within 100 ms.
    Details: both callbacks run on the library's recovery thread, which belongs to this handle while recovery
-   is enabled; they may call any function of the handle, ORNCSetAutoReconnect and ORNCDisconnect included.
+   is enabled; they may call any function of the handle, ORNCSetAutoReconnect, ORNCDisconnect and ORNCDestroy
+   included. The writes are recorded from the connect on, also before recovery is enabled.
    `callback` may be NULL. Calling again with enable = 1 only replaces the callback and its data. A value
    written under selectors comes back under the same selector values (ComponentEnable under each
    ComponentSelector value). Between callback(0) and callback(1) the handle answers as a disconnected one;
