@@ -219,8 +219,8 @@ bool ORNC_TakeOut(ORNCRecoveryWorker& worker, ornc_t* scratch, Running* running)
 // `scratch` and given the writes again.
 bool ORNC_ConnectScratch(ornc_t* scratch, const Running& running) {
     ornc_system_t sys{nullptr};
-    if (ORNCSysInit(&sys) != ORNC_OK) {
-        return false;
+    if (running.serial.empty() || ORNCSysInit(&sys) != ORNC_OK) {
+        return false;  // a device without a serial number cannot be told from another
     }
     const ornc_device_t* device = ORNCSysGetDeviceBySerialNumber(&sys, running.serial.c_str());
     if (device != nullptr) {
