@@ -60,6 +60,15 @@ void AcquisitionEngine::stop() {
     wake_.notify_all();
 }
 
+void AcquisitionEngine::power_up() {
+    {
+        std::lock_guard<std::mutex> lock(mutex_);
+        finish_locked();
+        next_block_id_ = 1;
+    }
+    wake_.notify_all();
+}
+
 void AcquisitionEngine::trigger() {
     {
         std::lock_guard<std::mutex> lock(mutex_);

@@ -35,9 +35,10 @@ public:
     void start_thread();
     void stop_thread();
 
-    void start();    // AcquisitionStart; ignored while acquiring
-    void stop();     // AcquisitionStop
-    void trigger();  // TriggerSoftware; ignored unless acquiring with TriggerMode On
+    void start();     // AcquisitionStart; ignored while acquiring
+    void stop();      // AcquisitionStop
+    void trigger();   // TriggerSoftware; ignored unless acquiring with TriggerMode On
+    void power_up();  // stops; block ids start at 1 again
     void set_silenced(bool silenced) { silenced_ = silenced; }
     uint64_t frames_built() const { return frames_built_; }
 

@@ -1,5 +1,6 @@
 #include "device_model.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -125,14 +126,40 @@ bool format_allowed(uint32_t component, uint32_t format) {
 
 }  // namespace
 
-DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file, const std::string& xml_name)
-    : bootstrap_(reg::kBootstrapEnd, 0),
+DeviceModel::DeviceModel(const DeviceIdentity& identity, std::vector<uint8_t> xml_file, const std::string& xml_name)
+    : identity_(identity),
+      xml_name_(xml_name),
+      bootstrap_(reg::kBootstrapEnd, 0),
       device_(reg::kDeviceEnd - reg::kDeviceBase, 0),
       plain_(reg::kPlainMemorySize, 0),
       xml_(std::move(xml_file)),
       clock_origin_(std::chrono::steady_clock::now()) {
-    using namespace gvcp;
     if (xml_.size() > reg::kXmlMaxSize) xml_.resize(reg::kXmlMaxSize);
+    initialize_locked();
+}
+
+void DeviceModel::power_up() {
+    using namespace gvcp;
+    std::lock_guard<std::mutex> lock(mutex_);
+    const std::vector<uint8_t> before = bootstrap_;
+    std::fill(bootstrap_.begin(), bootstrap_.end(), 0);
+    std::fill(device_.begin(), device_.end(), 0);
+    std::fill(plain_.begin(), plain_.end(), 0);
+    initialize_locked();
+    for (uint32_t a : {REG_CURRENT_IP_CONFIG, REG_CURRENT_IP_ADDRESS, REG_CURRENT_SUBNET_MASK, REG_CURRENT_GATEWAY,
+                       REG_PERSISTENT_IP_ADDRESS, REG_PERSISTENT_SUBNET_MASK, REG_PERSISTENT_GATEWAY})
+        std::memcpy(bootstrap_.data() + a, before.data() + a, 4);
+    std::memcpy(bootstrap_.data() + REG_USER_DEFINED_NAME, before.data() + REG_USER_DEFINED_NAME,
+                USER_DEFINED_NAME_SIZE);
+    acquiring_ = false;
+    clock_origin_ = std::chrono::steady_clock::now();
+}
+
+// The power-up contents of every register (the caller holds the lock or
+// constructs).
+void DeviceModel::initialize_locked() {
+    using namespace gvcp;
+    const DeviceIdentity& id = identity_;
     store32(REG_VERSION, (2u << 16) | 1u);
     store32(REG_DEVICE_MODE, DEVICE_MODE_BIG_ENDIAN | DEVICE_MODE_CHARSET_UTF8);
     store32(REG_MAC_HIGH, (uint32_t{id.mac[0]} << 8) | id.mac[1]);
@@ -150,7 +177,7 @@ DeviceModel::DeviceModel(const DeviceIdentity& id, std::vector<uint8_t> xml_file
     store_string(REG_SERIAL_NUMBER, id.serial, SERIAL_NUMBER_SIZE);
     store_string(REG_USER_DEFINED_NAME, id.user_name, USER_DEFINED_NAME_SIZE);
     char url[128];
-    std::snprintf(url, sizeof url, "Local:%s;%x;%zx", xml_name.c_str(), reg::kXmlBase, xml_.size());
+    std::snprintf(url, sizeof url, "Local:%s;%x;%zx", xml_name_.c_str(), reg::kXmlBase, xml_.size());
     store_string(REG_FIRST_URL, url, URL_SIZE);
     store_string(REG_SECOND_URL, url, URL_SIZE);
     store32(REG_NUMBER_OF_INTERFACES, 1);

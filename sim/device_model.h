@@ -103,6 +103,11 @@ public:
     void reset_channels();
     // FORCEIP: new static address.
     void set_current_ip(uint32_t ip, uint32_t mask, uint32_t gateway);
+    // A power cycle: every register back at its power-up value, the device
+    // clock from 0. What a device keeps without power stays: the current IP
+    // configuration and address, the persistent IP settings and the
+    // user-defined name.
+    void power_up();
     std::array<uint8_t, 6> mac() const;
     uint32_t current_ip() const;
     // Bootstrap bytes 0..kDiscoveryAckPayloadSize for a DISCOVERY_ACK.
@@ -111,6 +116,7 @@ public:
     uint64_t timestamp_now() const;
 
 private:
+    void initialize_locked();
     uint32_t load32(uint32_t address) const;
     void store32(uint32_t address, uint32_t value);
     double load_f64(uint32_t address) const;
@@ -125,6 +131,8 @@ private:
     bool acquisition_locked_register(uint32_t address) const;
 
     mutable std::mutex mutex_;
+    const DeviceIdentity identity_;
+    const std::string xml_name_;
     std::vector<uint8_t> bootstrap_;
     std::vector<uint8_t> device_;
     std::vector<uint8_t> plain_;

@@ -48,6 +48,8 @@ public:
     std::vector<uint8_t> handle(const uint8_t* data, size_t size, const PeerAddress& peer, Clock::time_point now);
     // Releases the privilege of a controller whose heartbeat expired.
     void check_heartbeat(Clock::time_point now);
+    // Forgets the controller without touching the device (a power cycle resets it).
+    void forget_controller() { privilege_.release(); }
 
     const HandlerCounters& counters() const { return counters_; }
     const ControlPrivilege& privilege() const { return privilege_; }

@@ -34,7 +34,7 @@ public:
 
     bool start(std::string* error);
     void stop();
-    void set_faults(const FaultSwitches& faults);
+    bool set_faults(const FaultSwitches& faults);
     SensorCounters counters() const;
     std::string current_address() const { return wire::format_ipv4(ip_.load()); }
     const SensorConfig& config() const { return config_; }
@@ -52,9 +52,18 @@ private:
         return false;
     }
     bool open_control_sockets(uint32_t ip, std::string* error);
+    void open_channels(uint32_t ip);
+    bool move_to(uint32_t ip, bool end_acquisition);
     void configure_stream();
+    std::vector<wire::UdpSocket*> listening_sockets() {
+        std::vector<wire::UdpSocket*> sockets{&control_};
+        for (wire::UdpSocket& s : broadcast_) sockets.push_back(&s);
+        return sockets;
+    }
     void control_loop();
     bool silent_now();
+    void end_silence_when_due(std::chrono::steady_clock::time_point now);
+    void power_cycle();
 
     SensorConfig config_;
     std::string xml_text_;
@@ -80,9 +89,12 @@ private:
     FaultSwitches faults_;
     bool silent_armed_ = false;
     std::chrono::steady_clock::time_point silent_at_{};
+    bool silence_ends_ = false;  // the silence is timed: it ends at silent_until_
+    std::chrono::steady_clock::time_point silent_until_{};
+    uint32_t return_ip_ = 0;  // where the sensor answers after the silence; 0: where it was
     std::atomic<bool> silent_{false};
 
-    std::atomic<uint64_t> gvcp_commands_{0}, gvcp_errors_{0};
+    std::atomic<uint64_t> gvcp_commands_{0}, gvcp_errors_{0}, outages_begun_{0}, outages_ended_{0};
 };
 
 bool VirtualSensor::Impl::start(std::string* error) {
@@ -210,24 +222,70 @@ void VirtualSensor::Impl::stop() {
     broadcast_.clear();
 }
 
+// Begins the silence when it is due.
 bool VirtualSensor::Impl::silent_now() {
     if (silent_) return true;
     std::lock_guard<std::mutex> lock(faults_mutex_);
     if (silent_armed_ && std::chrono::steady_clock::now() >= silent_at_) {
         silent_ = true;
+        ++outages_begun_;
         if (engine_) engine_->set_silenced(true);
         if (message_) message_->set_silenced(true);
     }
     return silent_;
 }
 
+// Ends a timed silence once it is over: at the return address when one is
+// set (tried again on every turn until it can be bound), after a power cycle
+// when one is asked for. On the control thread only: it replaces sockets.
+void VirtualSensor::Impl::end_silence_when_due(std::chrono::steady_clock::time_point now) {
+    uint32_t return_ip = 0;
+    bool cycle = false;
+    {
+        std::lock_guard<std::mutex> lock(faults_mutex_);
+        if (!silent_ || !silence_ends_ || now < silent_until_) return;
+        return_ip = return_ip_;
+        cycle = faults_.power_cycle;
+    }
+    if (return_ip != 0 && return_ip != ip_.load()) {
+        if (!move_to(return_ip, false)) return;
+        uint32_t broadcast = 0, mask = 0xFF000000;
+        wire::interface_broadcast_address(return_ip, &broadcast, &mask);
+        model_->set_current_ip(return_ip, mask, 0);
+    }
+    if (cycle) power_cycle();
+    // What was sent to the sensor while it was away never reached it.
+    std::vector<uint8_t> scratch(kMaxDatagram);
+    for (wire::UdpSocket* socket : listening_sockets()) {
+        while (socket->receive(scratch.data(), scratch.size(), nullptr, nullptr) >= 0) {
+        }
+    }
+    std::lock_guard<std::mutex> lock(faults_mutex_);
+    if (!silent_) return;  // set_faults ended it meanwhile
+    silent_armed_ = false;
+    silent_ = false;
+    ++outages_ended_;
+    engine_->set_silenced(false);
+    message_->set_silenced(false);
+}
+
+// Back to power-up: no controller, no acquisition, channels closed and
+// nothing kept for resend, registers at their first values, clock from 0.
+void VirtualSensor::Impl::power_cycle() {
+    engine_->power_up();
+    handler_->forget_controller();
+    model_->power_up();
+    open_channels(ip_.load());
+}
+
 void VirtualSensor::Impl::control_loop() {
     std::vector<uint8_t> buffer(kMaxDatagram);
     while (running_) {
         auto now = std::chrono::steady_clock::now();
+        // The heartbeat clock runs during a silence too.
         handler_->check_heartbeat(now);
-        std::vector<wire::UdpSocket*> sockets{&control_};
-        for (wire::UdpSocket& s : broadcast_) sockets.push_back(&s);
+        if (silent_now()) end_silence_when_due(now);
+        const std::vector<wire::UdpSocket*> sockets = listening_sockets();
         const uint64_t generation = sockets_generation_;
         // Wait on the unicast socket; the broadcast listeners are drained without waiting.
         for (size_t i = 0; i < sockets.size() && generation == sockets_generation_; ++i) {
@@ -293,13 +351,26 @@ void VirtualSensor::Impl::packet_resend(uint64_t block_id, uint32_t first, uint3
 }
 
 bool VirtualSensor::Impl::force_ip(uint32_t ip, uint32_t /*mask*/, uint32_t /*gateway*/) {
-    if (ip == ip_.load()) return true;
+    return ip == ip_.load() || move_to(ip, true);
+}
+
+// Rebinds every socket on `ip`: control and discovery, stream, message
+// channel. False, with nothing changed, when `ip` cannot be bound.
+bool VirtualSensor::Impl::move_to(uint32_t ip, bool end_acquisition) {
     std::string why;
     wire::UdpSocket probe;
     if (!probe.open(ip, gvcp::kPort, &why)) return false;
     probe.close();
-    engine_->stop();
+    if (end_acquisition) engine_->stop();
     if (!open_control_sockets(ip, &why)) return false;
+    open_channels(ip);
+    ip_ = ip;
+    return true;
+}
+
+// A new stream sender (nothing kept for resend) and message channel on `ip`.
+void VirtualSensor::Impl::open_channels(uint32_t ip) {
+    std::string why;
     {
         std::unique_lock<std::shared_mutex> lock(stream_mutex_);
         auto sender = std::make_unique<GvspSender>(ip);
@@ -310,14 +381,16 @@ bool VirtualSensor::Impl::force_ip(uint32_t ip, uint32_t /*mask*/, uint32_t /*ga
         }
     }
     message_->open(ip, &why);
-    ip_ = ip;
     configure_stream();
-    return true;
 }
 
 void VirtualSensor::Impl::control_lost() { engine_->stop(); }
 
-void VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
+bool VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
+    uint32_t return_ip = 0;
+    if (!faults.return_address.empty() && (!wire::parse_ipv4(faults.return_address, &return_ip) || return_ip == 0 ||
+                                           return_ip == 0xFFFFFFFFu || (return_ip >> 28) == 0xE))
+        return false;
     uint32_t address = 0, length = 0;
     bool refuse = !faults.refuse_writes_feature.empty() &&
                   find_feature_register(xml_text_, faults.refuse_writes_feature, &address, &length);
@@ -325,11 +398,17 @@ void VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
         std::lock_guard<std::mutex> lock(faults_mutex_);
         faults_ = faults;
         silent_armed_ = faults.silent_after_s >= 0.0;
+        const auto seconds = [](double s) {
+            return std::chrono::duration_cast<std::chrono::steady_clock::duration>(
+                std::chrono::duration<double>(std::min(s, 1e6)));
+        };
+        silence_ends_ = faults.silent_for_s > 0.0;
+        return_ip_ = return_ip;
         if (silent_armed_) {
-            silent_at_ = std::chrono::steady_clock::now() +
-                         std::chrono::duration_cast<std::chrono::steady_clock::duration>(
-                             std::chrono::duration<double>(std::min(faults.silent_after_s, 1e6)));
+            silent_at_ = std::chrono::steady_clock::now() + seconds(faults.silent_after_s);
+            if (silence_ends_) silent_until_ = silent_at_ + seconds(faults.silent_for_s);
         } else {
+            if (silent_) ++outages_ended_;
             silent_ = false;
             if (engine_) engine_->set_silenced(false);
             if (message_) message_->set_silenced(false);
@@ -340,12 +419,15 @@ void VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
         configure_stream();
     }
     if (message_) message_->set_flood_rate(faults.event_flood_per_s);
+    return true;
 }
 
 SensorCounters VirtualSensor::Impl::counters() const {
     SensorCounters c;
     c.gvcp_commands = gvcp_commands_;
     c.gvcp_errors = gvcp_errors_;
+    c.outages_begun = outages_begun_;
+    c.outages_ended = outages_ended_;
     {
         std::shared_lock<std::shared_mutex> lock(stream_mutex_);
         if (sender_) {
@@ -370,7 +452,7 @@ VirtualSensor::VirtualSensor(SensorConfig config) : impl_(std::make_unique<Impl>
 VirtualSensor::~VirtualSensor() { impl_->stop(); }
 bool VirtualSensor::start(std::string* error) { return impl_->start(error); }
 void VirtualSensor::stop() { impl_->stop(); }
-void VirtualSensor::set_faults(const FaultSwitches& faults) { impl_->set_faults(faults); }
+bool VirtualSensor::set_faults(const FaultSwitches& faults) { return impl_->set_faults(faults); }
 SensorCounters VirtualSensor::counters() const { return impl_->counters(); }
 const SensorConfig& VirtualSensor::config() const { return impl_->config(); }
 std::string VirtualSensor::current_address() const { return impl_->current_address(); }

@@ -37,6 +37,11 @@ void usage(FILE* out) {
         "  --loss RATIO          drop this share of stream data packets on first send (0..1)\n"
         "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
         "  --silent-after SEC    stop answering anything after SEC seconds\n"
+        "  --silent-for SEC      with --silent-after: answer again after SEC seconds of silence\n"
+        "                        (0 = silent for good, the default)\n"
+        "  --return-address IP   with --silent-for: answer at this IPv4 address after the silence\n"
+        "  --power-cycle         with --silent-for: come back with every register at its power-up value\n"
+        "                        (no controller, channels closed, device clock from 0)\n"
         "  --ack-delay MS        delay every control acknowledge by MS milliseconds\n"
         "  --cut-frame-every N   send only the leader and first half of every Nth frame (no trailer,\n"
         "                        resends for it get PACKET_UNAVAILABLE); 0 = off\n"
@@ -125,6 +130,8 @@ int main(int argc, char** argv) {
         {"--loss", ranged_into(0.0, 1.0, &faults.stream_loss_ratio)},
         {"--refuse-writes", text_into(&faults.refuse_writes_feature)},
         {"--silent-after", ranged_into(0.0, HUGE_VAL, &faults.silent_after_s)},
+        {"--silent-for", ranged_into(0.0, HUGE_VAL, &faults.silent_for_s)},
+        {"--return-address", text_into(&faults.return_address)},
         {"--ack-delay", bounded_into(60000, &faults.ack_delay_ms)},
         {"--cut-frame-every", bounded_into(1000000, &faults.cut_frame_every)},
         {"--hold-tail-every", bounded_into(1000000, &faults.hold_tail_every)},
@@ -138,6 +145,10 @@ int main(int argc, char** argv) {
         }
         if (arg == "--zip-genicam") {
             config.zipped_xml = true;
+            continue;
+        }
+        if (arg == "--power-cycle") {
+            faults.power_cycle = true;
             continue;
         }
         if (i + 1 >= argc) {
@@ -157,6 +168,16 @@ int main(int argc, char** argv) {
         }
     }
 
+    const char* outage_problem = nullptr;
+    if (faults.silent_for_s > 0.0 && faults.silent_after_s < 0.0)
+        outage_problem = "--silent-for needs --silent-after";
+    else if ((!faults.return_address.empty() || faults.power_cycle) && !(faults.silent_for_s > 0.0))
+        outage_problem = "--return-address and --power-cycle need --silent-for";
+    if (outage_problem != nullptr) {
+        std::fprintf(stderr, "ornc-virtual-sensor: %s (see --help)\n", outage_problem);
+        return 2;
+    }
+
     // Signals are taken synchronously by this thread; the sensor's threads
     // inherit the blocked mask.
     sigset_t signals;
@@ -166,7 +187,11 @@ int main(int argc, char** argv) {
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 
     ornsim::VirtualSensor sensor(config);
-    sensor.set_faults(faults);
+    if (!sensor.set_faults(faults)) {
+        std::fprintf(stderr, "ornc-virtual-sensor: invalid value '%s' for --return-address\n",
+                     faults.return_address.c_str());
+        return 2;
+    }
     std::string error;
     if (!sensor.start(&error)) {
         std::fprintf(stderr, "ornc-virtual-sensor: %s\n", error.c_str());
@@ -186,6 +211,10 @@ int main(int argc, char** argv) {
     if (faults.cut_frame_every > 0 || faults.event_flood_per_s > 0.0)
         std::printf("ornc-virtual-sensor: %llu frames cut, %llu flood events\n",
                     static_cast<unsigned long long>(c.frames_cut), static_cast<unsigned long long>(c.events_flooded));
+    if (faults.silent_after_s >= 0.0)
+        std::printf("ornc-virtual-sensor: %llu outages begun, %llu ended; last at %s\n",
+                    static_cast<unsigned long long>(c.outages_begun), static_cast<unsigned long long>(c.outages_ended),
+                    sensor.current_address().c_str());
     if (c.stream_too_big > 0)
         std::printf("ornc-virtual-sensor: %llu stream packets larger than the path not sent (don't-fragment)\n",
                     static_cast<unsigned long long>(c.stream_too_big));

@@ -49,7 +49,8 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
     EXPECT_EQ(help.status, 0);
     for (const char* option :
          {"--address", "--serial", "--model", "--vendor", "--mac", "--genicam", "--width", "--height", "--fps",
-          "--loss", "--refuse-writes", "--silent-after", "--ack-delay", "--cut-frame-every", "--event-flood"})
+          "--loss", "--refuse-writes", "--silent-after", "--silent-for", "--return-address", "--power-cycle",
+          "--ack-delay", "--cut-frame-every", "--event-flood"})
         EXPECT_NE(help.output.find(option), std::string::npos) << option;
 
     // Usage errors exit with 2, a configuration the sensor cannot use with 1.
@@ -64,6 +65,9 @@ TEST(SensorTool, HelpListsTheOptionsAndBadOptionsAreRefused) {
                              {" --cut-frame-every -1", 2, "invalid value"},
                              {" --cut-frame-every x", 2, "invalid value"},
                              {" --event-flood -5", 2, "invalid value"},
+                             {" --silent-for 1", 2, "needs --silent-after"},
+                             {" --silent-after 0 --power-cycle", 2, "need --silent-for"},
+                             {" --silent-after 0 --silent-for 1 --return-address 10.1", 2, "invalid value"},
                              {" --address 300.1.1.1", 1, "invalid IPv4 address"},
                              {" --address 127.0.31.9 --mac 02:00:zz:00:00:01", 1, "invalid MAC address"},
                              {" --address 127.0.31.9 --genicam /nonexistent/sensor.xml", 1, "GenICam file"}}) {

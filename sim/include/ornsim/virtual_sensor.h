@@ -38,6 +38,15 @@ struct FaultSwitches {
     uint32_t hold_tail_every = 0;    // N > 0: every Nth frame from now on goes out without its tail (last third of
                                      // its payload and the trailer) on its first send; resends serve them
     double event_flood_per_s = 0.0;  // > 0: that many extra FrameEnd-shaped events (block id 0) per second
+    // An outage: with silent_after_s >= 0, the silence ends after silent_for_s
+    // seconds (0: silent for good) and the sensor answers again, at
+    // return_address when given (its sockets move there; the old address
+    // stays silent), with every register back at its power-up value when
+    // power_cycle is set. Its heartbeat clock runs on meanwhile: a controller
+    // unheard for longer than the heartbeat time-out has lost control.
+    double silent_for_s = 0.0;
+    std::string return_address{};  // IPv4; empty: the address it had
+    bool power_cycle = false;
 };
 
 struct SensorCounters {
@@ -46,6 +55,7 @@ struct SensorCounters {
     uint64_t frames_cut = 0;      // frames that stopped halfway (counted in frames_sent too)
     uint64_t events_flooded = 0;  // flood events that went out at least once (their sends are in events_sent)
     uint64_t stream_too_big = 0;  // stream and test packets not sent: larger than the path with don't-fragment on
+    uint64_t outages_begun = 0, outages_ended = 0;  // silences that began, silences that ended (sensor answers again)
 };
 
 class VirtualSensor {
@@ -57,10 +67,11 @@ public:
 
     bool start(std::string* error);  // binds sockets, starts threads; false + message on failure
     void stop();                     // joins every thread, closes every socket; idempotent
-    void set_faults(const FaultSwitches& faults);
+    // False (and nothing changed) when faults.return_address is not a unicast IPv4 address.
+    bool set_faults(const FaultSwitches& faults);
     SensorCounters counters() const;
     const SensorConfig& config() const;
-    std::string current_address() const;  // changes after FORCEIP
+    std::string current_address() const;  // changes after FORCEIP and an outage with a return address
 
 private:
     class Impl;
