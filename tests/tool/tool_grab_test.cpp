@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <regex>
-#include <thread>
 
 #include "aravis_fake_camera.h"
 #include "scene.h"
@@ -226,17 +225,11 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
 }
 
 TEST_F(GrabTest, ReconnectGrabsOnAcrossALinkLossAndListsTheOutage) {
-    ornsim::VirtualSensor& sensor = start_sensor(23, "TOOL-GRAB-L", 32, 24);
-    std::thread outage([&sensor] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(1500));
-        ornsim::FaultSwitches silent;
-        silent.silent_after_s = 0.0;
-        sensor.set_faults(silent);
-        std::this_thread::sleep_for(std::chrono::seconds(7));
-        sensor.set_faults(ornsim::FaultSwitches{});
-    });
+    ornsim::FaultSwitches outage;
+    outage.silent_after_s = 1.5;
+    outage.silent_for_s = 7.0;
+    ASSERT_TRUE(start_sensor(23, "TOOL-GRAB-L", 32, 24).set_faults(outage));
     const ProgramResult r = tool({"grab", "TOOL-GRAB-L", "-n", "300", "--out", dir_, "--reconnect"}, 120);
-    outage.join();
     ASSERT_EQ(r.exit_code, 0) << report(r);
     const std::string summary = orntest::read_file(dir_ + "/summary.json");
     EXPECT_NE(summary.find("\"frames_written\": 300"), std::string::npos) << summary;
