@@ -37,14 +37,16 @@ struct LinkLog {
 
     static void OnLink(int up, void* self) {
         LinkLog* log = static_cast<LinkLog*>(self);
+        std::function<void(int)> inside;
         {
             std::lock_guard<std::mutex> guard(log->lock);
             if (up != 0) log->recover_s.push_back(std::chrono::duration<double>(Clock::now() - log->lost_at).count());
             if (up == 0) log->lost_at = Clock::now();
             log->gap_open = log->gap_open || up == 0;
+            inside = log->inside;
         }
         ++(up != 0 ? log->up : log->down);
-        if (log->inside) log->inside(up);
+        if (inside) inside(up);
     }
     static void OnEvent(orn_uint64_t, ornc_param_list_t*, void* self) { ++static_cast<LinkLog*>(self)->events; }
     static void OnImage(orn_image_t* image, void* self) { static_cast<LinkLog*>(self)->frame(image != nullptr); }
@@ -164,16 +166,20 @@ TEST_F(Recovery, AOneSecondSilencePassesUnnoticedAndOutagesLeaveNoThreadOrDescri
 
 TEST_F(Recovery, CallbacksMayToggleRecoveryAndADisconnectEndsARecoveryAtOnce) {
     ornc_t* ornc = connection_->get();
+    std::unique_lock<std::mutex> guard(log_.lock);
     log_.inside = [&](int up) {
         // Enabling again only replaces the callback; disabling from (1) ends the thread it runs on.
         EXPECT_EQ(ORNCSetAutoReconnect(ornc, up != 0 ? 0 : 1, &LinkLog::OnLink, &log_), ORNC_OK);
     };
+    guard.unlock();
     const int threads = orntest::thread_count();
     silence(fleet_[0], 5.0);
     ASSERT_NO_FATAL_FAILURE(expect_recovered(1));
     EXPECT_LE(orntest::settled_thread_count(threads - 1, 5s), threads - 1) << "the recovery thread ended";
 
+    guard.lock();
     log_.inside = nullptr;
+    guard.unlock();
     ASSERT_EQ(ORNCSetAutoReconnect(ornc, 1, &LinkLog::OnLink, &log_), ORNC_OK);
     silence(fleet_[0], 0.0);
     ASSERT_TRUE(wait_until([&] { return log_.down >= 2; }, 30s));
