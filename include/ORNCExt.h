@@ -144,6 +144,30 @@ ORN_API ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, i
    ORNC_ERR_DEVICE_NOT_FOUND for a null device. */
 ORN_API ornc_status_t ORNCConnectByDeviceMonitor(const ornc_t* ornc, const ornc_device_t* device);
 
+/* ------------------------------------------------------------------ */
+/* Automatic recovery after link loss                                   */
+/* ------------------------------------------------------------------ */
+
+/* Automatic recovery after link loss, off by default. With enable = 1: when the link is lost (the disconnect
+   callback still comes, once, as in the base API), callback(0, data) follows; the library then looks for a
+   device with the same serial number on every adapter it asks, at most once a second, reconnects this handle
+   to it (its IP address may have changed), writes again the parameter values this handle wrote since its
+   connect (the last value of each, in the order first written, selectors before what they select; component
+   enables included), starts the acquisition worker and the device's acquisition again if they ran, and calls
+   callback(1, data). Device events and link loss are reported again after a recovery. A disconnect, destroy,
+   or enable = 0 stops any recovery in progress within 100 ms.
+   Details: both callbacks run on the library's recovery thread, which belongs to this handle while recovery
+   is enabled; they may call any function of the handle, ORNCSetAutoReconnect, ORNCDisconnect and ORNCDestroy
+   included. The writes are recorded from the connect on, also before recovery is enabled.
+   `callback` may be NULL. Calling again with enable = 1 only replaces the callback and its data. A value
+   written under selectors comes back under the same selector values (ComponentEnable under each
+   ComponentSelector value). Between callback(0) and callback(1) the handle answers as a disconnected one;
+   the parameter, list and category handles taken before the loss are invalid from callback(0) on and must be
+   looked up again after callback(1); the component table and its entries stay. enable = 0 during a recovery
+   leaves the handle disconnected. ORNC_ERR_UNINITIALIZED for a null handle. */
+typedef void (*ornc_link_callback_t)(int up, void* data);
+ORN_API ornc_status_t ORNCSetAutoReconnect(const ornc_t* ornc, int enable, ornc_link_callback_t callback, void* data);
+
 #ifdef __cplusplus
 }
 #endif

@@ -30,6 +30,10 @@ void ORNC_AcquisitionFunc(void* userdata);
 // copies the current disconnect and event callbacks into it.
 void ORNC_AttachEventSink(ornc_priv_t* priv);
 
+// Automatic recovery: the handle's event sink (made if needed) registered
+// with its current device, and link loss reported again.
+void ORNC_RearmEventSink(ornc_priv_t* priv);
+
 // Silences the disconnect notification of the handle's event sink (if it
 // has one): the link loss that a disconnect itself causes is not news.
 void ORNC_DisableDisconnectNotification(ornc_priv_t* priv);

@@ -15,6 +15,7 @@
 #include "camera/handle_casts.h"
 #include "camera/ornc_priv.h"
 #include "camera/param_internal.h"
+#include "camera/recovery.h"
 #include "platform/PvBuffer.h"
 #include "platform/PvDevice.h"
 #include "platform/PvDeviceGEV.h"
@@ -189,7 +190,9 @@ ornc_status_t ORNCConnectByDevice(const ornc_t* ornc, const ornc_device_t* devic
     priv->lBandwidth = ORNC_Lookup<PvGenFloat>(priv->lStreamParams, "Bandwidth");
 
     ORNC_EnableMultipart(priv);
-    return ORNC_InitComponents(ornc);
+    const ornc_status_t status = ORNC_InitComponents(ornc);
+    ORNC_RecoveryConnected(priv, info);
+    return status;
 }
 
 ornc_status_t ORNCConnectBySerialNumber(const ornc_t* ornc, const ornc_system_t* sys, const char* sn) {
@@ -225,6 +228,7 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
     }
     ornc_priv_t* priv = ornc->priv;
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Disconnecting");
+    ORNC_RecoveryCancel(priv);
     // The link loss this disconnect causes is not news to the application.
     ORNC_DisableDisconnectNotification(priv);
 

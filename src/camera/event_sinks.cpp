@@ -39,11 +39,17 @@ ORNCDeviceEventSink* ORNCDeviceEventSink::Create() {
 }
 
 void ORNCDeviceEventSink::OnLinkDisconnected(PvDevice* /*aDevice*/) {
-    void (*callback)(void*) = ornc_state::LoadField(&m_disconnect_callback);
-    if (callback == nullptr || ornc_state::LoadField(&m_disconnect_disable) != 0) {
+    if (ornc_state::LoadField(&m_disconnect_disable) != 0) {
         return;
     }
-    callback(ornc_state::LoadField(&m_disconnect_data));
+    void (*callback)(void*) = ornc_state::LoadField(&m_disconnect_callback);
+    if (callback != nullptr) {
+        callback(ornc_state::LoadField(&m_disconnect_data));
+    }
+    void (*hook)(void*) = ornc_state::LoadField(&m_link_lost_hook);
+    if (hook != nullptr) {
+        hook(ornc_state::LoadField(&m_link_lost_data));
+    }
 }
 
 void ORNCDeviceEventSink::OnEventGenICam(PvDevice* /*aDevice*/, uint16_t aEventID, uint16_t aChannel, uint64_t aBlockID,

@@ -48,7 +48,11 @@ public:
     int32_t m_events_size = 0;           // reserved
     void (*m_event_callback)(orn_uint64_t, ornc_param_list_t*, void*) = nullptr;
     void* m_event_data = nullptr;
-    bool m_registered = false;  // with a device, at most once per handle
+    bool m_registered = false;  // with a device, at most once per handle (automatic recovery: once per device)
+    // Automatic recovery: told after the disconnect callback (also without
+    // one), unless disabled as that callback is.
+    void (*m_link_lost_hook)(void*) = nullptr;
+    void* m_link_lost_data = nullptr;
 };
 
 class ORNCEventSink : public PvGenEventSink {

@@ -66,6 +66,17 @@ void ORNC_AttachEventSink(ornc_priv_t* priv) {
     ornc_state::StoreField(&priv->lEventSink->m_event_data, ornc_state::LoadField(&priv->event_callback_data));
 }
 
+void ORNC_RearmEventSink(ornc_priv_t* priv) {
+    ORNC_AttachEventSink(priv);
+    ORNCDeviceEventSink* sink = priv->lEventSink;
+    if (sink == nullptr || priv->lDevice == nullptr) {
+        return;
+    }
+    // A device the sink is registered with already answers INVALID_PARAMETER and keeps it.
+    priv->lDevice->RegisterEventSink(sink);
+    ornc_state::StoreField(&sink->m_disconnect_disable, 0);
+}
+
 void ORNC_DisableDisconnectNotification(ornc_priv_t* priv) {
     if (priv->lEventSink != nullptr) {
         ornc_state::StoreField(&priv->lEventSink->m_disconnect_disable, 1);

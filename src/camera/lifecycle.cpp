@@ -7,6 +7,7 @@
 #include "base/log.h"
 #include "camera/config_reader.h"
 #include "camera/ornc_priv.h"
+#include "camera/recovery.h"
 #include "camera/system_priv.h"
 #include "platform/PvSystem.h"
 
@@ -76,6 +77,7 @@ void ORNCDestroy(ornc_t* ornc) {
     if (ornc == nullptr || ornc->priv == nullptr) {
         return;
     }
+    ORNC_RecoveryRelease(ornc->priv);
     delete ornc->priv->lSystem;
     std::free(ornc->priv);
     ornc->priv = nullptr;

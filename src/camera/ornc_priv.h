@@ -22,6 +22,7 @@ class PvGenFloat;
 class PvGenParameterArray;
 class PvGenCategory;
 class ORNCDeviceEventSink;
+struct ORNCRecovery;
 
 // The stream buffers of a connected handle, in allocation order.
 typedef std::list<PvBuffer*> BufferList;
@@ -78,4 +79,5 @@ struct ornc_priv_ {
     orn_int32_t delivery_buffers_per_pass;  // 0: the base pacing
     ornc_frame_tracking_t frames;
     orn_int32_t monitor;  // connected without control (ORNCConnectByDeviceMonitor)
+    ORNCRecovery* recovery;  // write journal and automatic recovery; made at the first connect
 };

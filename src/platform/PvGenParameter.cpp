@@ -368,6 +368,7 @@ void PvGenParameter::NotifyUpdate() {
     for (const auto& call : calls) {
         call.second->OnParameterUpdate(call.first);
     }
+    owner_->NotifyWritten(*this);
 }
 
 std::mutex& PvGenParameter::Lock() const { return owner_->GetLock(); }

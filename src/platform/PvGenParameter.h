@@ -76,8 +76,9 @@ protected:
     // declare features read-only for the application (its own node maps),
     // or be read-only as a whole (a connection without control).
     PvResult CheckWritable() const;
-    // Tells the sinks of this parameter that its value changed. Called
-    // without the array lock held, after a successful change.
+    // Tells the sinks of this parameter that its value changed, then the
+    // array's write observer. Called without the array lock held, after a
+    // successful change.
     void NotifyUpdate();
     // With the array lock held: lets the platform refresh a value of its
     // own node maps before a read, and carry a written one to where it

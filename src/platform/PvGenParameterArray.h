@@ -72,6 +72,17 @@ public:
     // Borrowed; must outlive the array or be reset to null first.
     void SetValueHooks(ValueHooks* hooks) { hooks_ = hooks; }
     ValueHooks* GetValueHooks() const { return hooks_; }
+    // Told of every successful write through the PvGen* classes (commands
+    // included), after the parameter's sinks, without the lock held. Set
+    // before the array is handed out; `context` is borrowed.
+    using WriteObserver = void (*)(void* context, PvGenParameter& parameter);
+    void SetWriteObserver(WriteObserver observer, void* context) {
+        observer_ = observer;
+        observer_context_ = context;
+    }
+    void NotifyWritten(PvGenParameter& parameter) const {
+        if (observer_ != nullptr) observer_(observer_context_, parameter);
+    }
     // Writes through the PvGen* classes are refused (ACCESS_DENIED) for
     // this feature; the platform still changes it with the helpers below.
     void SetReadOnlyForApplication(const PvString& name);
@@ -101,6 +112,8 @@ private:
     bool chunks_attached_ = false;
     bool read_only_ = false;  // a buffer is bound to the chunk ports
     ValueHooks* hooks_ = nullptr;
+    WriteObserver observer_ = nullptr;
+    void* observer_context_ = nullptr;
     std::vector<std::unique_ptr<PvGenParameter>> parameters_;
     std::unordered_map<std::string, PvGenParameter*> by_name_;
     std::vector<std::unique_ptr<PvGenCategory>> categories_;

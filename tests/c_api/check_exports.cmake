@@ -19,7 +19,8 @@ foreach(line ${lines})
 endforeach()
 foreach(required ORNCParamGetInteger64Value ORNCParamSetInteger64Value ORNCParamGetInteger64Range
                  ORNCParamGetValueText ORNCParamSetValueText ORNCParamGetUnit ORNCSetDeliveryPacing
-                 ORNCGetFrameInfo ORNCGetFramePartData ORNCConnectByDeviceMonitor)
+                 ORNCGetFrameInfo ORNCGetFramePartData ORNCConnectByDeviceMonitor
+                 ORNCSetAutoReconnect)
   if(NOT symbols MATCHES " ${required}\n")
     message(FATAL_ERROR "${required} is not exported")
   endif()

@@ -228,6 +228,25 @@ TEST_F(GrabTest, ComponentsOptionLimitsWhatIsSentAndWritten) {
     expect_failure({"grab", "NO-SUCH-DEVICE", "--out", dir_}, 3, "");
 }
 
+TEST_F(GrabTest, ReconnectGrabsOnAcrossALinkLossAndListsTheOutage) {
+    ornsim::FaultSwitches outage;
+    outage.silent_after_s = 1.5;
+    outage.silent_for_s = 7.0;
+    ASSERT_TRUE(start_sensor(23, "TOOL-GRAB-L", 32, 24).set_faults(outage));
+    const ProgramResult r = tool({"grab", "TOOL-GRAB-L", "-n", "300", "--out", dir_, "--reconnect"}, 120);
+    ASSERT_EQ(r.exit_code, 0) << report(r);
+    const std::string summary = orntest::read_file(dir_ + "/summary.json");
+    EXPECT_NE(summary.find("\"frames_written\": 300"), std::string::npos) << summary;
+    std::smatch m;
+    ASSERT_TRUE(std::regex_search(summary, m,
+                                  std::regex("\"outages\": \\[\n +\\{\"start_s\": ([0-9.]+), \"end_s\": ([0-9.]+), "
+                                             "\"frames_lost\": ([0-9]+)\\}\n  \\]")))
+        << summary;
+    EXPECT_GT(std::stod(m[1]), 1.5);
+    EXPECT_GT(std::stod(m[2]), std::stod(m[1]));
+    EXPECT_GT(std::stol(m[3]), 50) << "seven seconds at 50 frames a second";
+}
+
 TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     start_sensor(22, "TOOL-EVENTS", kWidth, kHeight);
     ProgramResult r =

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <cmath>
 #include <condition_variable>
 #include <cstdio>
 #include <cstring>
@@ -35,7 +36,7 @@ namespace {
 const char kGrabUsage[] =
     "Usage: ornc-tool grab DEVICE [-n N] [--out DIR] [--components LIST] [--timeout S]\n"
     "                             [--pacing PERIOD,BUFFERS] [--format ply|pcd|xyz]\n"
-    "                             [--organized] [--keep-settings]\n"
+    "                             [--organized] [--keep-settings] [--reconnect]\n"
     "Acquires N frames (default 5) and writes each frame's parts into DIR\n"
     "(default ./out), each file under a temporary name until it is whole:\n"
     "  frame_NNNN_range.ply        the point cloud in millimetres (Coord3D_ABC32f, or\n"
@@ -72,6 +73,10 @@ const char kGrabUsage[] =
     "  --keep-settings    leave the components, trigger and acquisition modes as\n"
     "                     grab set them (and say which); by default they are put\n"
     "                     back as they were\n"
+    "  --reconnect        keep grabbing across link losses (the library reconnects\n"
+    "                     and restores the settings); summary.json lists each\n"
+    "                     outage: start and end in seconds of the grab, and the\n"
+    "                     frames lost (the gap times the rate before it, less one)\n"
     "Exit codes: 0 all frames written, 1 a failure (library, files, no frame in\n"
     "time), 2 bad arguments, 3 no such device, 130 interrupted (Ctrl-C).\n";
 
@@ -118,6 +123,50 @@ struct InterruptScope {
 using Clock = std::chrono::steady_clock;
 
 double seconds_since(Clock::time_point start) { return std::chrono::duration<double>(Clock::now() - start).count(); }
+
+// Link losses and recoveries while grabbing with --reconnect. An outage's
+// frames lost are settled by the first frame after it.
+struct LinkWatch {
+    struct Outage {
+        double start_s = 0, end_s = -1;
+        long frames_lost = -1;
+    };
+    std::mutex mutex;
+    Clock::time_point start = Clock::now();
+    Clock::time_point last_change = start;
+    bool down = false;
+    std::vector<Outage> outages;
+
+    static void on_link(int up, void* self) {
+        LinkWatch* watch = static_cast<LinkWatch*>(self);
+        std::lock_guard<std::mutex> lock(watch->mutex);
+        watch->down = up == 0;
+        watch->last_change = Clock::now();
+        if (up == 0) watch->outages.push_back(Outage{seconds_since(watch->start), -1, -1});
+        if (up != 0 && !watch->outages.empty()) watch->outages.back().end_s = seconds_since(watch->start);
+        std::fprintf(stderr, "\nornc-tool grab: link %s at %.2f s\n", up != 0 ? "back" : "lost",
+                     seconds_since(watch->start));
+    }
+    // The time a missing frame counts from: now while the link is down,
+    // else the last change of the link or `last_frame`, the later one.
+    Clock::time_point idle_since(Clock::time_point last_frame) {
+        std::lock_guard<std::mutex> lock(mutex);
+        return down ? Clock::now() : std::max(last_frame, last_change);
+    }
+    // A frame arrived now, the previous one at `previous`, `count` frames
+    // before it.
+    void frame(Clock::time_point previous, size_t count) {
+        std::lock_guard<std::mutex> lock(mutex);
+        const double now_s = seconds_since(start);
+        const double previous_s = std::chrono::duration<double>(previous - start).count();
+        const double rate = previous_s > 0 ? static_cast<double>(count) / previous_s : 0.0;
+        for (Outage& outage : outages) {
+            if (outage.end_s >= 0 && outage.frames_lost < 0) {
+                outage.frames_lost = std::max(0L, std::lround((now_s - previous_s) * rate) - 1);
+            }
+        }
+    }
+};
 
 // One delivered frame: its parts (a single image: one part marked single)
 // and what the library told about it.
@@ -243,6 +292,7 @@ int run_grab(int argc, char** argv) {
     CommandLine cli("grab", kGrabUsage);
     cli.option("-n", true).option("--out", true).option("--components", true).option("--timeout", true);
     cli.option("--pacing", true).option("--format", true).option("--organized", false).option("--keep-settings", false);
+    cli.option("--reconnect", false);
     cli.positionals(1, 1);
     if (!cli.parse(argc, argv)) return cli.exit_code();
     long long frames_wanted = 5;
@@ -321,6 +371,11 @@ int run_grab(int argc, char** argv) {
         ORNCStop(ornc);
         return cli.fail_status("cannot start the acquisition", status);
     }
+    LinkWatch watch;
+    if (cli.has("--reconnect")) {
+        status = ORNCSetAutoReconnect(ornc, 1, &LinkWatch::on_link, &watch);
+        if (status != ORNC_OK) return cli.fail_status("cannot enable the recovery after link loss", status);
+    }
 
     const Clock::time_point start = Clock::now();
     Clock::time_point last_frame = start;
@@ -341,11 +396,12 @@ int run_grab(int argc, char** argv) {
         }
         const std::vector<FramePart>& parts = queued.parts;
         if (parts.empty()) {
-            if (std::chrono::duration<double>(Clock::now() - last_frame).count() > timeout_s) break;
+            if (std::chrono::duration<double>(Clock::now() - watch.idle_since(last_frame)).count() > timeout_s) break;
             draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start),
                           bytes);
             continue;
         }
+        watch.frame(last_frame, written.size());
         last_frame = Clock::now();
         if (written.empty()) first_frame = last_frame;
         WrittenFrame frame;
@@ -394,6 +450,7 @@ int run_grab(int argc, char** argv) {
         draw_progress(static_cast<long>(written.size()), static_cast<long>(frames_wanted), seconds_since(start), bytes);
     }
     const double elapsed = seconds_since(start);
+    ORNCSetAutoReconnect(ornc, 0, nullptr, nullptr);
     ORNCAcquisitionStop(ornc);
     ORNCStop(ornc);
     ORNCSetImageCallback(ornc, nullptr, nullptr);
@@ -447,7 +504,18 @@ int run_grab(int argc, char** argv) {
             }
             std::fprintf(summary, "]}");
         }
-        std::fprintf(summary, "\n  ]\n}\n");
+        std::fprintf(summary, "\n  ]");
+        if (cli.has("--reconnect")) {
+            std::lock_guard<std::mutex> lock(watch.mutex);
+            std::fprintf(summary, ",\n  \"outages\": [");
+            for (size_t i = 0; i < watch.outages.size(); ++i) {
+                const LinkWatch::Outage& outage = watch.outages[i];
+                std::fprintf(summary, "%s\n    {\"start_s\": %.3f, \"end_s\": %.3f, \"frames_lost\": %ld}",
+                             i == 0 ? "" : ",", outage.start_s, outage.end_s, outage.frames_lost);
+            }
+            std::fprintf(summary, "\n  ]");
+        }
+        std::fprintf(summary, "\n}\n");
         std::string error;
         if (!finish_file(temporary_name(summary_path), summary_path, std::fclose(summary) == 0, &error)) {
             summary = nullptr;
