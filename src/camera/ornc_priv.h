@@ -78,6 +78,6 @@ struct ornc_priv_ {
     orn_int32_t delivery_period_ms;         // 0: the base pacing
     orn_int32_t delivery_buffers_per_pass;  // 0: the base pacing
     ornc_frame_tracking_t frames;
-    orn_int32_t monitor;  // connected without control (ORNCConnectByDeviceMonitor)
+    orn_int32_t monitor;     // connected without control (ORNCConnectByDeviceMonitor)
     ORNCRecovery* recovery;  // write journal and automatic recovery; made at the first connect
 };
