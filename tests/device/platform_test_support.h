@@ -1,14 +1,14 @@
-// Helpers shared by the platform tests: a temporary file, the device's
-// registers read around the node map, a connected virtual sensor with its
-// stream (Rig), and the check of arriving images against the sensor's scene.
+// Helpers shared by the platform tests: the device's registers read around
+// the node map, a connected virtual sensor with its stream (Rig), and the
+// check of arriving images against the sensor's scene.
 #pragma once
 
 #include <arv.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <cstring>
 #include <memory>
+#include <stdexcept>
 #include <string>
 #include <type_traits>
 #include <vector>
@@ -23,7 +23,6 @@
 #include "platform/PvGenInteger.h"
 #include "platform/PvGenParameterArray.h"
 #include "platform/PvStreamGEV.h"
-#include "process_probes.h"
 #include "scene_check.h"
 #include "sensor.h"
 #include "temp_dir.h"
@@ -36,14 +35,12 @@ inline std::string describe(const PvResult& result) {
     return std::string(result.GetCodeString().GetAscii()) + ": " + result.GetDescription().GetAscii();
 }
 
-struct DeviceDeleter {
-    void operator()(PvDevice* device) const { PvDevice::Free(device); }
+template <typename T>
+struct Freer {
+    void operator()(T* object) const { T::Free(object); }
 };
-struct StreamDeleter {
-    void operator()(PvStream* stream) const { PvStream::Free(stream); }
-};
-using DevicePtr = std::unique_ptr<PvDevice, DeviceDeleter>;
-using StreamPtr = std::unique_ptr<PvStream, StreamDeleter>;
+using DevicePtr = std::unique_ptr<PvDevice, Freer<PvDevice>>;
+using StreamPtr = std::unique_ptr<PvStream, Freer<PvStream>>;
 
 // The device's registers, read and written around the node map.
 inline uint32_t read_register(PvDevice* device, uint32_t address) {
@@ -83,9 +80,7 @@ public:
         }
         sensor_ = std::make_unique<orntest::SensorScope>(config, false);
         EXPECT_TRUE(sensor_->ok()) << sensor_->error();
-        if (!sensor_->ok()) {
-            return;
-        }
+        if (!sensor_->ok()) return;
         PvResult result;
         device_.reset(PvDevice::CreateAndConnect(PvString(address), &result));
         EXPECT_NE(device_, nullptr) << describe(result);
@@ -102,71 +97,52 @@ public:
     std::vector<std::unique_ptr<PvBuffer>>& buffers() { return buffers_; }
     uint32_t read_register(uint32_t address) { return platform_test::read_register(device(), address); }
 
-    template <typename Node>
+    // The feature `name` as a Node; a missing one fails the test (gtest
+    // reports the exception).
+    template <typename Node = PvGenParameter>
     Node* node(const char* name) {
         Node* typed = dynamic_cast<Node*>(parameters()->Get(name));
-        EXPECT_NE(typed, nullptr) << name;
+        if (typed == nullptr) throw std::runtime_error(std::string("no feature of that kind: ") + name);
         return typed;
     }
     template <typename Node, typename Value>
     void set(const char* name, const Value& value) {
-        Node* typed = node<Node>(name);
-        ASSERT_NE(typed, nullptr);
-        PvResult result = typed->SetValue(value);
-        ASSERT_TRUE(result.IsOK()) << name << " " << describe(result);
+        ASSERT_TRUE(node<Node>(name)->SetValue(value).IsOK()) << name;
     }
     void set_enum(const char* name, const char* value) { set<PvGenEnum>(name, PvString(value)); }
     void set_bool(const char* name, bool value) { set<PvGenBoolean>(name, value); }
-    void set_int(const char* name, int64_t value) { set<PvGenInteger>(name, value); }
-    void execute(const char* name) {
-        PvGenCommand* command = node<PvGenCommand>(name);
-        ASSERT_NE(command, nullptr);
-        PvResult result = command->Execute();
-        ASSERT_TRUE(result.IsOK()) << name << " " << describe(result);
-    }
 
-    void enable_component(const char* component, const char* pixel_format, bool enable) {
-        set_enum("ComponentSelector", component);
-        set_bool("ComponentEnable", enable);
-        if (enable && pixel_format != nullptr) {
-            set_enum("PixelFormat", pixel_format);
-        }
-    }
-    // Multipart on (as connect does it) with the given components.
+    // Multipart on (as connect does it) with Range in `range_format` and
+    // the other components on or off.
     void configure_multipart(const char* range_format, bool intensity, bool confidence) {
-        set_int("GevStreamChannelSelector", 0);
+        set<PvGenInteger>("GevStreamChannelSelector", 0);
         set_bool("GevSCCFGMultiPartEnabled", true);
-        enable_component("Range", range_format, true);
-        enable_component("Intensity", "Mono8", intensity);
-        enable_component("Confidence", "Confidence8", confidence);
-    }
-    // Single images of the first enabled component.
-    void configure_single(const char* first_component, const char* pixel_format) {
-        set_int("GevStreamChannelSelector", 0);
-        set_bool("GevSCCFGMultiPartEnabled", false);
-        for (const char* component : {"Range", "Intensity", "Confidence"}) {
-            enable_component(component, nullptr, std::strcmp(component, first_component) == 0);
+        for (const auto& [component, on] :
+             {std::pair{"Range", true}, {"Intensity", intensity}, {"Confidence", confidence}}) {
+            set_enum("ComponentSelector", component);
+            set_bool("ComponentEnable", on);
         }
-        set_enum("ComponentSelector", first_component);
+        set_enum("ComponentSelector", "Range");
+        set_enum("PixelFormat", range_format);
+    }
+    // Single images of `component` alone.
+    void configure_single(const char* component, const char* pixel_format) {
+        set<PvGenInteger>("GevStreamChannelSelector", 0);
+        set_bool("GevSCCFGMultiPartEnabled", false);
+        for (const char* each : {"Range", "Intensity", "Confidence"}) {
+            set_enum("ComponentSelector", each);
+            set_bool("ComponentEnable", std::string(each) == component);
+        }
+        set_enum("ComponentSelector", component);
         set_enum("PixelFormat", pixel_format);
     }
 
-    // Opens the stream and queues `count` buffers of `size` bytes (0: the
-    // payload size).
+    // Opens the stream (which points the channel at it) and queues `count`
+    // buffers of `size` bytes (0: the payload size).
     void open_stream(size_t count, uint32_t size = 0) {
         PvResult result;
         stream_.reset(PvStream::CreateAndOpen(PvString(sensor().current_address().c_str()), &result));
         ASSERT_NE(stream_, nullptr) << describe(result);
-        PvDeviceGEV* gev = dynamic_cast<PvDeviceGEV*>(device_.get());
-        ASSERT_NE(gev, nullptr);
-        result = gev->NegotiatePacketSize(0, 1500);
-        (void)result;  // loopback takes any size; the fallback covers the rest
-        // The packet-size test points the channel elsewhere: point it back
-        // at the stream, as connect does.
-        PvStreamGEV* stream_gev = dynamic_cast<PvStreamGEV*>(stream_.get());
-        ASSERT_NE(stream_gev, nullptr);
-        result = gev->SetStreamDestination(stream_gev->GetLocalIPAddress(), stream_gev->GetLocalPort());
-        ASSERT_TRUE(result.IsOK()) << describe(result);
         const uint32_t payload = size != 0 ? size : device_->GetPayloadSize();
         ASSERT_GT(payload, 0u);
         for (size_t i = 0; i < count; ++i) {
@@ -178,29 +154,19 @@ public:
 
     void start() {
         ASSERT_TRUE(device_->StreamEnable().IsOK());
-        execute("AcquisitionStart");
+        ASSERT_TRUE(node<PvGenCommand>("AcquisitionStart")->Execute().IsOK());
     }
     void stop() {
         if (device_ != nullptr && device_->IsConnected()) {
             PvGenCommand* command = dynamic_cast<PvGenCommand*>(parameters()->Get("AcquisitionStop"));
-            if (command != nullptr) {
-                command->Execute();
-            }
+            if (command != nullptr) command->Execute();  // none in the tests' own description
             device_->StreamDisable();
         }
     }
 
-    // Stops, aborts and takes every buffer back, then closes everything.
+    // Stops and closes everything (closing the stream releases its buffers).
     void close() {
-        if (stream_ != nullptr) {
-            stop();
-            stream_->AbortQueuedBuffers();
-            PvBuffer* buffer = nullptr;
-            PvResult operation;
-            for (int i = 0; i < 200 && stream_->GetQueuedBufferCount() != 0; ++i) {
-                stream_->RetrieveBuffer(&buffer, &operation, 10);
-            }
-        }
+        stop();
         stream_.reset();
         buffers_.clear();
         device_.reset();
