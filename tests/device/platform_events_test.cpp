@@ -1,43 +1,36 @@
 // Device events and link loss through the platform against the virtual
 // sensor over real UDP on loopback: FrameEnd events with their data
 // features, acknowledges and resends, hostile datagrams on the message
-// channel, the heartbeat loss of a silent sensor, and register/unregister
-// cycles that must give back every thread and descriptor.
+// channel, and the heartbeat loss of a silent sensor. (Threads and
+// descriptors of the message channel over many registrations are counted
+// by acquisition_cycles_test, whose every start registers a sink.)
 #include <arv.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <condition_variable>
 #include <mutex>
-#include <random>
-#include <string>
 #include <thread>
+#include <tuple>
 #include <vector>
 
 #include "platform/PvDeviceEventSink.h"
 #include "platform/PvGenParameterList.h"
 #include "platform_test_support.h"
-#include "process_probes.h"
 #include "udp_endpoint.h"
+#include "wait.h"
 #include "wire/gvcp_packets.h"
 
 namespace {
 
+using namespace std::chrono_literals;
 using platform_test::describe;
 using platform_test::Rig;
 
 constexpr uint16_t kFrameEndEventId = 0x9001;
 
-struct SeenEvent {
-    uint16_t id = 0;
-    uint16_t channel = 0;
-    uint64_t block_id = 0;
-    uint64_t timestamp = 0;
-    uint32_t raw_size = 0;
-    bool has_list = false;
-    std::vector<std::string> names;
-    std::vector<int64_t> values;  // read during the notification
-};
+// An event's id, block id, timestamp, data size, whether it came with a
+// list of data features and their values read during the notification.
+using SeenEvent = std::tuple<uint16_t, uint64_t, uint64_t, uint32_t, bool, std::vector<int64_t>>;
 
 // What a sink heard, copied out under its lock.
 struct Heard {
@@ -62,39 +55,22 @@ public:
         heard_.disconnect_took = std::chrono::steady_clock::now() - begin;
         ++heard_.disconnects;
         heard_.disconnected_device = device;
-        changed_.notify_all();
     }
     void OnEvent(PvDevice*, uint16_t, uint16_t, uint64_t, uint64_t, const void*, uint32_t data_length) override {
         last_raw_size_ = data_length;
     }
-    void OnEventGenICam(PvDevice*, uint16_t id, uint16_t channel, uint64_t block_id, uint64_t timestamp,
+    void OnEventGenICam(PvDevice*, uint16_t id, uint16_t, uint64_t block_id, uint64_t timestamp,
                         PvGenParameterList* data) override {
-        SeenEvent seen{id, channel, block_id, timestamp, last_raw_size_, data != nullptr, {}, {}};
+        std::vector<int64_t> values;
         for (uint32_t i = 0; data != nullptr && i < data->GetSize(); ++i) {
-            PvGenParameter* parameter = data->GetItem(i);
-            seen.names.push_back(parameter->GetName().str());
+            PvGenInteger* integer = dynamic_cast<PvGenInteger*>(data->GetItem(i));
             int64_t value = -1;
-            PvGenInteger* integer = dynamic_cast<PvGenInteger*>(parameter);
-            if (integer != nullptr) {
-                PvResult read = integer->GetValue(value);
-                if (read.IsFailure()) {
-                    ADD_FAILURE() << seen.names.back() << ": " << describe(read);
-                }
-            }
-            seen.values.push_back(value);
+            const PvResult read = integer != nullptr ? integer->GetValue(value) : PvResult(PvResult::OK);
+            EXPECT_TRUE(read.IsOK()) << describe(read);
+            values.push_back(value);
         }
         std::lock_guard<std::mutex> guard(lock_);
-        heard_.events.push_back(seen);
-        changed_.notify_all();
-    }
-
-    bool wait_events(size_t count, std::chrono::milliseconds limit) {
-        std::unique_lock<std::mutex> guard(lock_);
-        return changed_.wait_for(guard, limit, [&] { return heard_.events.size() >= count; });
-    }
-    bool wait_disconnect(std::chrono::milliseconds limit) {
-        std::unique_lock<std::mutex> guard(lock_);
-        return changed_.wait_for(guard, limit, [&] { return heard_.disconnects > 0; });
+        heard_.events.emplace_back(id, block_id, timestamp, last_raw_size_, data != nullptr, values);
     }
     Heard heard() {
         std::lock_guard<std::mutex> guard(lock_);
@@ -104,7 +80,6 @@ public:
 private:
     const bool disconnecting_;
     std::mutex lock_;
-    std::condition_variable changed_;
     Heard heard_;
     uint32_t last_raw_size_ = 0;  // only touched on the dispatch thread
 };
@@ -152,17 +127,6 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
     hostile.push_back(eventdata_command(0, kFrameEndEventId, 1, 2, frame_end_data(1, 2), ack_extended));  // id 0
     hostile.push_back(
         eventdata_command(10, kFrameEndEventId, 1, 2, std::vector<uint8_t>(gvcp::kEventDataMaxSize + 1), 1));
-    std::mt19937 random(4711);
-    for (int i = 0; i < 300; ++i) {
-        std::vector<uint8_t> noise(random() % 600);
-        for (uint8_t& byte : noise) {
-            byte = static_cast<uint8_t>(random());
-        }
-        if (!noise.empty() && i % 2 == 0) {
-            noise[0] = gvcp::kKey;  // let some reach the deeper checks
-        }
-        hostile.push_back(noise);
-    }
     for (const auto& datagram : hostile) {
         raw.send(datagram, host, port);
     }
@@ -203,47 +167,14 @@ TEST(PlatformEvents, OnlyWellFormedEventsOfTheSensorReachTheSinkOnceWithTheirFea
         bad[gvcp::kHeaderSize + 1] = size;
         EXPECT_EQ(acknowledged_id(bad), 80 + size);
     }
-    ASSERT_TRUE(sink.wait_events(4, std::chrono::seconds(2)));
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    const std::vector<SeenEvent> events = sink.heard().events;
-    ASSERT_EQ(events.size(), 4u) << "the resend is not a second event, the skipped ones none";
-    EXPECT_EQ(events[0].block_id, 123u);
-    EXPECT_EQ(events[0].timestamp, 456789u);
-    ASSERT_EQ(events[0].values.size(), 2u);
-    EXPECT_EQ(events[0].values[0], 456789);
-    EXPECT_EQ(events[0].values[1], 123);
-    EXPECT_EQ(events[1].id, 0x9ABC);
-    EXPECT_EQ(events[1].block_id, 5u);
-    EXPECT_FALSE(events[1].has_list);
-    EXPECT_EQ(events[2].raw_size, 24u);
-    EXPECT_EQ(events[2].values, (std::vector<int64_t>{99, 124}));
-    EXPECT_EQ(events[3].id, 0x9ABD);
-    EXPECT_EQ(events[3].block_id, 7u);
-
-    // The sensor's own FrameEnd events still flow: each once, in order,
-    // their data features read during the notification.
-    rig.set_enum("EventSelector", "FrameEnd");
-    rig.set_enum("EventNotification", "On");
-    rig.configure_single("Intensity", "Mono8");
-    rig.open_stream(4);
-    rig.start();
-    ASSERT_TRUE(sink.wait_events(4 + 5, std::chrono::seconds(5)));
-    rig.stop();
-    const Heard heard = sink.heard();
-    const std::vector<SeenEvent>& own = heard.events;
-    uint64_t previous = 0;
-    for (size_t i = 4; i < own.size(); ++i) {
-        const SeenEvent& event = own[i];
-        EXPECT_EQ(event.id, kFrameEndEventId);
-        EXPECT_GT(event.block_id, previous) << "each event once, in order";
-        previous = event.block_id;
-        EXPECT_EQ(event.raw_size, 16u);
-        ASSERT_TRUE(event.has_list);
-        ASSERT_EQ(event.names, (std::vector<std::string>{"EventFrameEndTimestamp", "EventFrameEndFrameID"}));
-        EXPECT_EQ(static_cast<uint64_t>(event.values[0]), event.timestamp);
-        EXPECT_EQ(static_cast<uint64_t>(event.values[1]), event.block_id);
-    }
-    EXPECT_EQ(heard.disconnects, 0);
+    ASSERT_TRUE(orntest::wait_until([&] { return sink.heard().events.size() >= 4; }, 2s));
+    std::this_thread::sleep_for(100ms);
+    // The resend is not a second event, the skipped ones none.
+    EXPECT_EQ(sink.heard().events, (std::vector<SeenEvent>{{kFrameEndEventId, 123, 456789, 16, true, {456789, 123}},
+                                                           {0x9ABC, 5, 6, 0, false, {}},
+                                                           {kFrameEndEventId, 124, 99, 24, true, {99, 124}},
+                                                           {0x9ABD, 7, 8, 0, false, {}}}));
+    EXPECT_EQ(sink.heard().disconnects, 0);
     ASSERT_TRUE(rig.device()->UnregisterEventSink(&sink).IsOK());
     EXPECT_EQ(rig.device()->UnregisterEventSink(&sink).GetCode(), PvResult::NOT_FOUND);
     EXPECT_EQ(rig.read_register(gvcp::REG_MCP) & gvcp::MCP_PORT_MASK, 0u) << "the channel is closed again";
@@ -259,52 +190,22 @@ TEST(PlatformEvents, LinkLossReachesEverySinkOnceAndADisconnectInsideTheNotifica
     // A slow handler after ours keeps Aravis's emission, and the reference
     // it holds, alive past the disconnect inside the notification: the
     // emission's release is then the last one, on the heartbeat thread.
-    void (*slow)(ArvDevice*, gpointer) = [](ArvDevice*, gpointer) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(500));
-    };
+    void (*slow)(ArvDevice*, gpointer) = [](ArvDevice*, gpointer) { std::this_thread::sleep_for(500ms); };
     g_signal_connect(rig.device()->GetArvDevice(), "control-lost", G_CALLBACK(slow), nullptr);
     rig.sensor().set_faults({0.0, "", 0.0, 0});
-    const auto silent_since = std::chrono::steady_clock::now();
-    ASSERT_TRUE(disconnecting.wait_disconnect(std::chrono::seconds(15))) << "no link loss reported";
-    const auto noticed_after = std::chrono::steady_clock::now() - silent_since;
-    std::this_thread::sleep_for(std::chrono::seconds(3));
+    ASSERT_TRUE(orntest::wait_until([&] { return disconnecting.heard().disconnects > 0; }, 15s)) << "no link loss";
+    std::this_thread::sleep_for(3s);
     const Heard heard = sink.heard();
     const Heard disconnected = disconnecting.heard();
     EXPECT_EQ(heard.disconnects, 1);
     EXPECT_EQ(disconnected.disconnects, 1);
     EXPECT_EQ(heard.disconnected_device, rig.device());
-    RecordProperty("link_loss_noticed_ms",
-                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(noticed_after).count()));
     // Disconnecting a dead device waits only for Aravis's own release; from
     // inside the notification it neither deadlocks nor uses freed state.
     EXPECT_TRUE(disconnected.disconnect_result.IsOK()) << describe(disconnected.disconnect_result);
-    const auto took = disconnected.disconnect_took;
-    RecordProperty("disconnect_ms",
-                   static_cast<int>(std::chrono::duration_cast<std::chrono::milliseconds>(took).count()));
-    EXPECT_LT(took, std::chrono::seconds(8));
+    EXPECT_LT(disconnected.disconnect_took, 8s);
     EXPECT_FALSE(rig.device()->IsConnected());
     EXPECT_EQ(rig.device()->UnregisterEventSink(&disconnecting).GetCode(), PvResult::NOT_FOUND);
-}
-
-TEST(PlatformEvents, RegisterCyclesGiveBackThreadsAndDescriptors) {
-    Rig rig("127.0.47.23", 160, 120, 100.0);
-    ASSERT_TRUE(rig.ready());
-    RecordingSink sink;
-    // One warm-up cycle: GLib and Aravis keep threads of their own.
-    int threads = 0;
-    int descriptors = 0;
-    for (int cycle = -1; cycle < 50; ++cycle) {
-        // The first sink opens the message channel and its thread, the last
-        // one closes them.
-        ASSERT_TRUE(rig.device()->RegisterEventSink(&sink).IsOK()) << "cycle " << cycle;
-        ASSERT_TRUE(rig.device()->UnregisterEventSink(&sink).IsOK()) << "cycle " << cycle;
-        if (cycle == -1) {
-            threads = orntest::thread_count();
-            descriptors = orntest::descriptor_count();
-        }
-    }
-    EXPECT_LE(orntest::settled_thread_count(threads, std::chrono::seconds(3)), threads);
-    EXPECT_LE(orntest::descriptor_count(), descriptors);
 }
 
 }  // namespace
