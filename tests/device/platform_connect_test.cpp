@@ -25,13 +25,12 @@ constexpr const char* kSensorAddress = "127.0.46.2";
 constexpr const char* kZippedSensorAddress = "127.0.46.3";
 constexpr const char* kSilentAddress = "127.0.46.4";  // nothing listens here
 
-std::unique_ptr<ornsim::VirtualSensor> start_sensor(const char* address, bool zipped = false) {
+std::unique_ptr<orntest::SensorScope> start_sensor(const char* address, bool zipped = false) {
     ornsim::SensorConfig config;
     config.address = address;
     config.zipped_xml = zipped;
-    std::unique_ptr<ornsim::VirtualSensor> sensor(new ornsim::VirtualSensor(config));
-    std::string error;
-    EXPECT_TRUE(sensor->start(&error)) << error;
+    auto sensor = std::make_unique<orntest::SensorScope>(config, false);
+    EXPECT_TRUE(sensor->ok()) << sensor->error();
     return sensor;
 }
 
@@ -42,23 +41,20 @@ DevicePtr connect(const char* address) {
     return device;
 }
 
-TEST(PlatformConnect, ConnectTakesControlOneControllerOnlyAndSetsThePacketSize) {
+TEST(PlatformConnect, ConnectTakesControlOneControllerOnlyAndSetsThePacketSizeAndTheCommunicationMap) {
     auto sensor = start_sensor(kSensorAddress);
     DevicePtr device = connect(kSensorAddress);
     ASSERT_NE(device, nullptr);
     EXPECT_TRUE(device->IsConnected());
     ASSERT_NE(device->GetParameters(), nullptr);
-    EXPECT_GT(device->GetParameters()->GetCount(), 20u);
-    EXPECT_NE(device->GetParameters()->Get("Width"), nullptr);
     PvDeviceGEV* gev = dynamic_cast<PvDeviceGEV*>(device.get());
     ASSERT_NE(gev, nullptr);
     EXPECT_NE(read_register(device.get(), gvcp::REG_CCP) & 0x3u, 0u) << "control privilege held";
 
     PvGenInteger* payload = dynamic_cast<PvGenInteger*>(device->GetParameters()->Get("PayloadSize"));
     ASSERT_NE(payload, nullptr);
-    const int64_t expected = got<int64_t>(payload, &PvGenInteger::GetValue, -1);
-    EXPECT_GT(expected, 0);
-    EXPECT_EQ(device->GetPayloadSize(), static_cast<uint32_t>(expected));
+    EXPECT_EQ(device->GetPayloadSize(), got<int64_t>(payload, &PvGenInteger::GetValue, -1));
+    EXPECT_GT(device->GetPayloadSize(), 0u);
     EXPECT_EQ(gev->NegotiatePacketSize(1, 0).GetCode(), PvResult::NOT_SUPPORTED);
     PvResult negotiated = gev->NegotiatePacketSize(0, 1400);
     const uint32_t packet_size = read_register(device.get(), gvcp::REG_SCPS0) & gvcp::SCPS_PACKET_SIZE_MASK;
@@ -67,6 +63,27 @@ TEST(PlatformConnect, ConnectTakesControlOneControllerOnlyAndSetsThePacketSize) 
     } else {
         EXPECT_EQ(packet_size, 1400u) << "fallback set: " << negotiated.GetDescription().GetAscii();
     }
+
+    // The communication map shows the connection and writes the heartbeat.
+    PvGenParameterArray* communication = device->GetCommunicationParameters();
+    ASSERT_NE(communication, nullptr);
+    EXPECT_EQ(got<PvString>(communication->Get("DeviceIPAddress"), &PvGenParameter::ToString), kSensorAddress);
+
+    PvGenInteger* heartbeat = dynamic_cast<PvGenInteger*>(communication->Get("HeartbeatTimeout"));
+    ASSERT_NE(heartbeat, nullptr);
+    const int64_t heartbeat_ms = read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT);
+    EXPECT_EQ(got<int64_t>(heartbeat, &PvGenInteger::GetValue), heartbeat_ms) << "read from the device";
+    EXPECT_TRUE(heartbeat->IsWritable());
+    ASSERT_TRUE(heartbeat->SetValue(4321).IsOK());
+    EXPECT_EQ(read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT), 4321u);
+
+    PvGenInteger* timeout = dynamic_cast<PvGenInteger*>(communication->Get("AnswerTimeout"));
+    ASSERT_NE(timeout, nullptr);
+    EXPECT_TRUE(timeout->IsReadable());
+    EXPECT_FALSE(timeout->IsWritable());
+    EXPECT_EQ(timeout->SetValue(10).GetCode(), PvResult::ACCESS_DENIED);
+    EXPECT_EQ(got<int64_t>(timeout, &PvGenInteger::GetValue), 500);
+    EXPECT_EQ(got<PvString>(timeout, &PvGenParameter::GetCategory), "Root\\Communication");
 
     PvResult result;
     DevicePtr second(PvDevice::CreateAndConnect(PvString(kSensorAddress), &result));
@@ -114,12 +131,7 @@ TEST(PlatformConnect, DumpWritesTheDescriptionPlainOrZipped) {
     auto sensor = start_sensor(kZippedSensorAddress, true);
     DevicePtr device = connect(kZippedSensorAddress);
     ASSERT_NE(device, nullptr);
-    size_t size = 0;
-    const char* xml = arv_device_get_genicam_xml(device->GetArvDevice(), &size);
-    ASSERT_NE(xml, nullptr);
-    std::string expected(xml, size);
-    while (!expected.empty() && expected.back() == '\0') expected.pop_back();
-    ASSERT_NE(expected.find("<RegisterDescription"), std::string::npos);
+    const std::string expected = orntest::builtin_xml(sensor->config());
 
     orntest::TempWorkDir dir;
     ASSERT_TRUE(device->DumpGenICamXML(dir.file("dump.xml").c_str()).IsOK());
@@ -141,33 +153,7 @@ TEST(PlatformConnect, DumpWritesTheDescriptionPlainOrZipped) {
     g_free(unpacked);
     arv_zip_free(zip);
 
-    EXPECT_TRUE(device->DumpGenICamXML("/nonexistent-directory/dump.xml").IsFailure());
     EXPECT_EQ(device->DumpGenICamXML("").GetCode(), PvResult::INVALID_PARAMETER);
-}
-
-TEST(PlatformConnect, CommunicationMapShowsTheConnectionAndWritesTheHeartbeat) {
-    auto sensor = start_sensor(kSensorAddress);
-    DevicePtr device = connect(kSensorAddress);
-    ASSERT_NE(device, nullptr);
-    PvGenParameterArray* communication = device->GetCommunicationParameters();
-    ASSERT_NE(communication, nullptr);
-    EXPECT_EQ(got<PvString>(communication->Get("DeviceIPAddress"), &PvGenParameter::ToString), kSensorAddress);
-
-    PvGenInteger* heartbeat = dynamic_cast<PvGenInteger*>(communication->Get("HeartbeatTimeout"));
-    ASSERT_NE(heartbeat, nullptr);
-    const int64_t heartbeat_ms = read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT);
-    EXPECT_EQ(got<int64_t>(heartbeat, &PvGenInteger::GetValue), heartbeat_ms) << "read from the device";
-    EXPECT_TRUE(heartbeat->IsWritable());
-    ASSERT_TRUE(heartbeat->SetValue(4321).IsOK());
-    EXPECT_EQ(read_register(device.get(), gvcp::REG_HEARTBEAT_TIMEOUT), 4321u);
-
-    PvGenInteger* timeout = dynamic_cast<PvGenInteger*>(communication->Get("AnswerTimeout"));
-    ASSERT_NE(timeout, nullptr);
-    EXPECT_TRUE(timeout->IsReadable());
-    EXPECT_FALSE(timeout->IsWritable());
-    EXPECT_EQ(timeout->SetValue(10).GetCode(), PvResult::ACCESS_DENIED);
-    EXPECT_EQ(got<int64_t>(timeout, &PvGenInteger::GetValue), 500);
-    EXPECT_EQ(got<PvString>(timeout, &PvGenParameter::GetCategory), "Root\\Communication");
 }
 
 TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostAndClosesOverADeletedBuffer) {
