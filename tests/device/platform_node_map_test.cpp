@@ -11,6 +11,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -58,7 +59,7 @@ protected:
                                             static_cast<guint32>(zeros.size()), zeros.data(), nullptr));
     }
 
-    template <typename T>
+    template <typename T = PvGenParameter>
     T* node(const char* name) {
         return rig_->node<T>(name);
     }
@@ -99,11 +100,8 @@ TEST_F(PlatformNodeMap, WalksTheFeaturesInDocumentOrderWithTheirKindsWithoutArav
         {"TestEnum", PvGenTypeEnum},        {"TestCommand", PvGenTypeCommand},    {"TestRegister", PvGenTypeRegister},
         {"TestStructLow", PvGenTypeInteger}};
     for (const auto& [name, type] : cases) {
-        PvGenParameter* parameter = params_->Get(name);
-        ASSERT_NE(parameter, nullptr) << name;
-        EXPECT_EQ(got<PvGenType>(parameter, &PvGenParameter::GetType, PvGenTypeUndefined), type) << name;
+        EXPECT_EQ(got<PvGenType>(node(name), &PvGenParameter::GetType, PvGenTypeUndefined), type) << name;
     }
-    EXPECT_NE(dynamic_cast<PvGenEnum*>(params_->Get("TestEnum")), nullptr);
     EXPECT_EQ(dynamic_cast<PvGenInteger*>(params_->Get("TestEnum")), nullptr);
     EXPECT_EQ(dynamic_cast<PvGenRegister*>(params_->Get("TestString")), nullptr);
 }
@@ -135,20 +133,19 @@ TEST_F(PlatformNodeMap, NameTextsFallBackToTheNameAndCategoriesGiveEachFeatureIt
 
 TEST_F(PlatformNodeMap, EnumerationEntriesKeepDocumentOrder) {
     PvGenEnum* enumeration = node<PvGenEnum>("TestEnum");
-    ASSERT_NE(enumeration, nullptr);
     int64_t count = 0;
     ASSERT_TRUE(enumeration->GetEntriesCount(count).IsOK());
     ASSERT_EQ(count, 3);
-    const char* names[] = {"Zebra", "Alpha", "Mid"};
-    const int64_t values[] = {5, 1, 3};
-    const char* display_names[] = {"Zebra", "First Letter", "Mid"};
+    using Entry = std::tuple<std::string, std::string, int64_t>;  // name, display name, value
+    std::vector<Entry> entries;
     for (int64_t i = 0; i < count; ++i) {
         const PvGenEnumEntry* entry = nullptr;
         ASSERT_TRUE(enumeration->GetEntryByIndex(i, &entry).IsOK());
-        EXPECT_EQ(got<PvString>(entry, &PvGenEnumEntry::GetName), names[i]);
-        EXPECT_EQ(got<PvString>(entry, &PvGenEnumEntry::GetDisplayName), display_names[i]);
-        EXPECT_EQ(got<int64_t>(entry, &PvGenEnumEntry::GetValue, -1), values[i]);
+        entries.emplace_back(got<PvString>(entry, &PvGenEnumEntry::GetName).str(),
+                             got<PvString>(entry, &PvGenEnumEntry::GetDisplayName).str(),
+                             got<int64_t>(entry, &PvGenEnumEntry::GetValue, -1));
     }
+    EXPECT_EQ(entries, (std::vector<Entry>{{"Zebra", "Zebra", 5}, {"Alpha", "First Letter", 1}, {"Mid", "Mid", 3}}));
     const PvGenEnumEntry* entry = nullptr;
     EXPECT_EQ(enumeration->GetEntryByIndex(3, &entry).GetCode(), PvResult::NOT_FOUND);
     EXPECT_EQ(enumeration->GetEntryByIndex(-1, &entry).GetCode(), PvResult::NOT_FOUND);
@@ -182,12 +179,8 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
                         {"TestCommand", true, true},   {"TestLocked", true, true},    {"TestUnavailable", false, false},
                         {"TestInnerValue", true, true}};
     for (const Case& c : off) {
-        PvGenParameter* parameter = params_->Get(c.name);
-        ASSERT_NE(parameter, nullptr) << c.name;
-        EXPECT_EQ(got<bool>(parameter, &PvGenParameter::IsReadable, !c.readable), c.readable) << c.name;
-        EXPECT_EQ(got<bool>(parameter, &PvGenParameter::IsWritable, !c.writable), c.writable) << c.name;
-        EXPECT_EQ(parameter->IsReadable(), c.readable) << c.name;
-        EXPECT_EQ(parameter->IsWritable(), c.writable) << c.name;
+        EXPECT_EQ(got<bool>(node(c.name), &PvGenParameter::IsReadable, !c.readable), c.readable) << c.name;
+        EXPECT_EQ(got<bool>(node(c.name), &PvGenParameter::IsWritable, !c.writable), c.writable) << c.name;
     }
     EXPECT_FALSE(params_->Get("TestReadOnly")->IsValueCached());
     EXPECT_TRUE(params_->Get("TestInteger")->IsValueCached());
@@ -201,10 +194,7 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
     // Writes to read-only nodes never reach the device.
     set_device_register(kReadOnly, 77);
     PvGenInteger* read_only = node<PvGenInteger>("TestReadOnly");
-    ASSERT_NE(read_only, nullptr);
-    PvResult result = read_only->SetValue(5);
-    EXPECT_TRUE(result.IsFailure());
-    EXPECT_EQ(result.GetCode(), PvResult::ACCESS_DENIED) << platform_test::describe(result);
+    EXPECT_EQ(read_only->SetValue(5).GetCode(), PvResult::ACCESS_DENIED);
     EXPECT_TRUE(read_only->FromString("6").IsFailure());
     EXPECT_EQ(device_register(kReadOnly), 77u);
     EXPECT_EQ(got<int64_t>(read_only, &PvGenInteger::GetValue), 77);
@@ -212,7 +202,6 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
 
 TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     PvGenInteger* integer = node<PvGenInteger>("TestInteger");
-    ASSERT_NE(integer, nullptr);
     EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetMin, -1), 0);
     EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetMax), 100);
     EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetIncrement), 10);
@@ -222,29 +211,23 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetValue), -2);
 
     PvGenInteger* wide = node<PvGenInteger>("TestWide");
-    ASSERT_NE(wide, nullptr);
     EXPECT_EQ(got<int64_t>(wide, &PvGenInteger::GetMin, -1), 0);
     EXPECT_EQ(got<int64_t>(wide, &PvGenInteger::GetMax), 4294967295LL);
     ASSERT_TRUE(wide->SetValue(4000000000LL).IsOK());
     EXPECT_EQ(device_register(kWide), 4000000000u);
     // A formula declares no range: it spans the whole 64-bit range.
     PvGenInteger* doubled = node<PvGenInteger>("Doubled");
-    ASSERT_NE(doubled, nullptr);
     EXPECT_EQ(got<int64_t>(doubled, &PvGenInteger::GetMin), INT64_MIN);
     EXPECT_EQ(got<int64_t>(doubled, &PvGenInteger::GetMax), INT64_MAX);
 
     // StructEntry features share one register.
-    PvGenInteger* low = node<PvGenInteger>("TestStructLow");
-    PvGenInteger* high = node<PvGenInteger>("TestStructHigh");
-    ASSERT_TRUE(low != nullptr && high != nullptr);
-    ASSERT_TRUE(low->SetValue(0x12).IsOK());
-    ASSERT_TRUE(high->SetValue(0x34).IsOK());
+    ASSERT_TRUE(node<PvGenInteger>("TestStructLow")->SetValue(0x12).IsOK());
+    ASSERT_TRUE(node<PvGenInteger>("TestStructHigh")->SetValue(0x34).IsOK());
     EXPECT_EQ(device_register(kStruct) & 0xFFFFu, 0x3412u);
 
     // Floats report their increment, or zero without one.
     PvGenFloat* with_step = node<PvGenFloat>("TestFloat");
     PvGenFloat* without_step = node<PvGenFloat>("TestFloatReg");
-    ASSERT_TRUE(with_step != nullptr && without_step != nullptr);
     EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetIncrement), 0.5);
     EXPECT_DOUBLE_EQ(got<double>(without_step, &PvGenFloat::GetIncrement, -1.0), 0.0);
     EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetMin, -1.0), 0.0);
@@ -256,21 +239,18 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
 
 TEST_F(PlatformNodeMap, BooleansStringsRegistersAndCommands) {
     PvGenBoolean* boolean = node<PvGenBoolean>("TestBoolean");
-    ASSERT_NE(boolean, nullptr);
     ASSERT_TRUE(boolean->SetValue(true).IsOK());
     EXPECT_EQ(device_register(kBoolean), 1u);
     set_device_register(kBoolean, 0);
     EXPECT_FALSE(got<bool>(boolean, &PvGenBoolean::GetValue, true));
 
     PvGenString* text = node<PvGenString>("TestString");
-    ASSERT_NE(text, nullptr);
     EXPECT_EQ(got<int64_t>(text, &PvGenString::GetMaxLength), 16);
     ASSERT_TRUE(text->SetValue("Sensor").IsOK());
     EXPECT_EQ(device_memory(kString, 7), std::string("Sensor", 7));
     EXPECT_EQ(got<PvString>(text, &PvGenString::GetValue), "Sensor");
 
     PvGenRegister* reg = node<PvGenRegister>("TestRegister");
-    ASSERT_NE(reg, nullptr);
     EXPECT_EQ(got<int64_t>(reg, &PvGenRegister::GetLength), 8);
     const unsigned char bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
     ASSERT_TRUE(reg->Set(bytes, 8).IsOK());
@@ -279,14 +259,10 @@ TEST_F(PlatformNodeMap, BooleansStringsRegistersAndCommands) {
     EXPECT_EQ(reg->Set(nullptr, 8).GetCode(), PvResult::INVALID_PARAMETER);
     unsigned char head[4] = {0, 0, 0, 0xEE};
     ASSERT_TRUE(reg->Get(head, 3).IsOK());
-    EXPECT_EQ(head[0], 1);
-    EXPECT_EQ(head[2], 3);
-    EXPECT_EQ(head[3], 0xEE) << "no byte beyond the size asked";
+    EXPECT_EQ(std::string(head, head + 4), std::string("\x01\x02\x03\xEE", 4)) << "no byte beyond the size asked";
     EXPECT_EQ(reg->Get(head, 0).GetCode(), PvResult::INVALID_PARAMETER);
 
-    PvGenCommand* command = node<PvGenCommand>("TestCommand");
-    ASSERT_NE(command, nullptr);
-    ASSERT_TRUE(command->Execute().IsOK());
+    ASSERT_TRUE(node<PvGenCommand>("TestCommand")->Execute().IsOK());
     EXPECT_EQ(device_register(kCommand), 1u);
 }
 
@@ -296,8 +272,7 @@ TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisibleAndSelectorRelati
                                                              {"TestRegister", PvGenVisibilityGuru},
                                                              {"TestInnerValue", PvGenVisibilityInvisible}};
     for (const auto& [name, visibility] : cases) {
-        EXPECT_EQ(got(params_->Get(name), &PvGenParameter::GetVisibility, PvGenVisibilityUndefined), visibility)
-            << name;
+        EXPECT_EQ(got(node(name), &PvGenParameter::GetVisibility, PvGenVisibilityUndefined), visibility) << name;
     }
     PvGenParameter* expert = params_->Get("TestSelector");
     EXPECT_FALSE(expert->IsVisible(PvGenVisibilityBeginner));
@@ -334,10 +309,8 @@ TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
                                 {"TestString", "abc"},     {"TestEnum", "Alpha"},
                                 {"TestIp", "192.168.7.9"}, {"TestRegister", "0102030405060708"}};
     for (const auto& [name, text] : round_trips) {
-        PvGenParameter* parameter = params_->Get(name);
-        ASSERT_NE(parameter, nullptr) << name;
-        ASSERT_TRUE(parameter->FromString(text).IsOK()) << name;
-        EXPECT_EQ(got<PvString>(parameter, &PvGenParameter::ToString), text) << name;
+        ASSERT_TRUE(node(name)->FromString(text).IsOK()) << name;
+        EXPECT_EQ(got<PvString>(node(name), &PvGenParameter::ToString), text) << name;
     }
     EXPECT_EQ(device_register(kIp), 0xC0A80709u);
     EXPECT_EQ(device_register(kEnum), 1u);
