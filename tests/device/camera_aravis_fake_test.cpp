@@ -29,18 +29,18 @@ TEST_F(AravisFakeCamera, ConnectsWalksAndReadsItsParameters) {
     const int count = ORNCGetDeviceParamsCount(handle.get());
     ASSERT_GT(count, 20);
     int read = 0;
+    ornc_param_t* writable_float = nullptr;  // the first
     for (int i = 0; i < count; ++i) {
         ornc_param_t* p = ORNCParamsGetParam(params, i);
         ASSERT_NE(p, nullptr);
-        const std::string name = orntest::param_name(p);
-        EXPECT_EQ(ORNCParamsGetParamByName(params, name.c_str()), p) << name;
         const orn_param_type_t kind = ORNCParamGetType(p);
         if (!ORNCParamIsReadable(p) || kind == ORN_PARAM_COMMAND || kind == ORN_PARAM_REGISTER ||
             kind == ORN_PARAM_NONE) {
             continue;
         }
+        if (kind == ORN_PARAM_FLOAT && ORNCParamIsWritable(p) && writable_float == nullptr) writable_float = p;
         const std::string text = orntest::value_text(p);
-        EXPECT_EQ(text.rfind("<status", 0), std::string::npos) << name << ": " << text;
+        EXPECT_EQ(text.rfind("<status", 0), std::string::npos) << orntest::param_name(p) << ": " << text;
         ++read;
     }
     EXPECT_GT(read, 10);
@@ -55,13 +55,6 @@ TEST_F(AravisFakeCamera, ConnectsWalksAndReadsItsParameters) {
     ASSERT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
     EXPECT_EQ(orntest::value_text(width), "320");
     // Its first writable float takes the middle of its range.
-    ornc_param_t* writable_float = nullptr;
-    for (int i = 0; i < count && writable_float == nullptr; ++i) {
-        ornc_param_t* p = ORNCParamsGetParam(params, i);
-        if (ORNCParamGetType(p) == ORN_PARAM_FLOAT && ORNCParamIsWritable(p) && ORNCParamIsReadable(p)) {
-            writable_float = p;
-        }
-    }
     ASSERT_NE(writable_float, nullptr);
     float min = 0.0f;
     float max = 0.0f;
