@@ -156,7 +156,7 @@ TEST(PlatformConnect, DumpWritesTheDescriptionPlainOrZipped) {
     EXPECT_EQ(device->DumpGenICamXML("").GetCode(), PvResult::INVALID_PARAMETER);
 }
 
-TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostAndClosesOverADeletedBuffer) {
+TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostQueuesUpToItsMaximumAndClosesOverADeletedBuffer) {
     auto sensor = start_sensor(kSensorAddress);
     PvResult result;
     EXPECT_EQ(PvStream::CreateAndOpen(PvString(kSensorAddress), &result), nullptr);
@@ -194,68 +194,56 @@ TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostAndClosesOverADel
     }
     EXPECT_EQ(dynamic_cast<PvGenInteger*>(params->Get("BlockCount"))->SetValue(3).GetCode(), PvResult::ACCESS_DENIED);
 
+    // The queue keeps a record of every buffer, up to its maximum.
+    PvBuffer unallocated;
+    EXPECT_EQ(stream->QueueBuffer(nullptr).GetCode(), PvResult::INVALID_PARAMETER);
+    EXPECT_EQ(stream->QueueBuffer(&unallocated).GetCode(), PvResult::INVALID_PARAMETER);
+    EXPECT_EQ(unallocated.Alloc(0).GetCode(), PvResult::INVALID_PARAMETER);
     // A buffer deleted while queued leaves the stream safe: Aravis may
     // still write into the memory, which lives with the wrapper (a
     // sanitizer build catches a write into freed memory here).
-    PvBuffer* buffer = new PvBuffer;
-    ASSERT_TRUE(buffer->Alloc(4096).IsOK());
-    ArvBuffer* wrapper = buffer->GetArvBuffer();
+    PvBuffer* orphan = new PvBuffer;
+    ASSERT_TRUE(orphan->Alloc(4096).IsOK());
+    ArvBuffer* wrapper = orphan->GetArvBuffer();
     g_object_ref(wrapper);
-    ASSERT_TRUE(stream->QueueBuffer(buffer).IsOK());
-    delete buffer;
+    ASSERT_TRUE(stream->QueueBuffer(orphan).IsOK());
+    delete orphan;
     EXPECT_EQ(PvBuffer::FromArvBuffer(wrapper), nullptr) << "the orphan no longer maps back";
     size_t size = 0;
     void* data = const_cast<void*>(arv_buffer_get_data(wrapper, &size));
     ASSERT_NE(data, nullptr);
     std::memset(data, 0xAB, 4096);
-
-    // A stream that outlives the connection holds control until it closes.
-    EXPECT_TRUE(device->Disconnect().IsOK());
-    EXPECT_TRUE(stream->Close().IsOK());
-    EXPECT_EQ(stream->GetParameters(), nullptr);
-    EXPECT_EQ(stream->Close().GetCode(), PvResult::NOT_CONNECTED);
-    g_object_unref(wrapper);
-    EXPECT_NE(connect(kSensorAddress), nullptr) << "closing the stream released control";
-}
-
-TEST(PlatformStream, QueueKeepsARecordOfEveryBuffer) {
-    auto sensor = start_sensor(kSensorAddress);
-    DevicePtr device = connect(kSensorAddress);
-    ASSERT_NE(device, nullptr);
-    PvResult result;
-    StreamPtr stream(PvStream::CreateAndOpen(PvString(kSensorAddress), &result));
-    ASSERT_NE(stream, nullptr);
-
-    PvBuffer unallocated;
-    EXPECT_EQ(stream->QueueBuffer(nullptr).GetCode(), PvResult::INVALID_PARAMETER);
-    EXPECT_EQ(stream->QueueBuffer(&unallocated).GetCode(), PvResult::INVALID_PARAMETER);
-    EXPECT_EQ(unallocated.Alloc(0).GetCode(), PvResult::INVALID_PARAMETER);
-
-    const uint32_t size = device->GetPayloadSize();
+    const uint32_t payload = device->GetPayloadSize();
     std::vector<std::unique_ptr<PvBuffer>> buffers;
-    for (uint32_t i = 0; i < stream->GetQueuedBufferMaximum(); ++i) {
+    for (uint32_t i = 1; i < stream->GetQueuedBufferMaximum(); ++i) {
         buffers.emplace_back(new PvBuffer(PvPayloadTypeImage));
-        ASSERT_TRUE(buffers.back()->Alloc(size).IsOK());
-        EXPECT_EQ(buffers.back()->GetSize(), size);
+        ASSERT_TRUE(buffers.back()->Alloc(payload).IsOK());
+        EXPECT_EQ(buffers.back()->GetSize(), payload);
         EXPECT_EQ(PvBuffer::FromArvBuffer(buffers.back()->GetArvBuffer()), buffers.back().get());
         ASSERT_TRUE(stream->QueueBuffer(buffers.back().get()).IsOK());
     }
     EXPECT_EQ(stream->QueueBuffer(buffers[0].get()).GetCode(), PvResult::INVALID_PARAMETER) << "already queued";
     PvBuffer extra;
-    ASSERT_TRUE(extra.Alloc(size).IsOK());
+    ASSERT_TRUE(extra.Alloc(payload).IsOK());
     EXPECT_EQ(stream->QueueBuffer(&extra).GetCode(), PvResult::GENERIC_ERROR) << "queue full";
     EXPECT_EQ(stream->GetQueuedBufferCount(), stream->GetQueuedBufferMaximum());
-    EXPECT_EQ(buffers[0]->Alloc(size).GetCode(), PvResult::GENERIC_ERROR) << "no re-allocation while queued";
-
-    EXPECT_EQ(got<PvString>(stream->GetParameters()->Get("QueuedBufferCount"), &PvGenParameter::ToString),
+    EXPECT_EQ(buffers[0]->Alloc(payload).GetCode(), PvResult::GENERIC_ERROR) << "no re-allocation while queued";
+    EXPECT_EQ(got<PvString>(params->Get("QueuedBufferCount"), &PvGenParameter::ToString),
               std::to_string(stream->GetQueuedBufferMaximum()));
 
-    ASSERT_TRUE(stream->Close().IsOK());
+    // A stream that outlives the connection holds control until it closes,
+    // which releases every buffer.
+    EXPECT_TRUE(device->Disconnect().IsOK());
+    EXPECT_TRUE(stream->Close().IsOK());
     for (const auto& buffer : buffers) {
         EXPECT_FALSE(buffer->IsQueued());
     }
-    EXPECT_TRUE(buffers[0]->Alloc(size / 2 + 1).IsOK()) << "released by Close";
+    EXPECT_TRUE(buffers[0]->Alloc(payload / 2 + 1).IsOK()) << "released by Close";
     EXPECT_EQ(stream->QueueBuffer(buffers[0].get()).GetCode(), PvResult::NOT_CONNECTED);
+    EXPECT_EQ(stream->GetParameters(), nullptr);
+    EXPECT_EQ(stream->Close().GetCode(), PvResult::NOT_CONNECTED);
+    g_object_unref(wrapper);
+    EXPECT_NE(connect(kSensorAddress), nullptr) << "closing the stream released control";
 }
 
 }  // namespace
