@@ -5,6 +5,9 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "ORNC.h"
 #include "handles.h"
@@ -25,15 +28,25 @@ protected:
     }
 };
 
-void expect_component(const ornc_component_t* c, int component, const char* compname, uint32_t pixelformat,
-                      const char* pixelname) {
-    ASSERT_NE(c, nullptr);
-    EXPECT_EQ(c->source, 0);
-    EXPECT_EQ(c->region, 0);
-    EXPECT_EQ(c->component, component);
-    EXPECT_STREQ(c->compname, compname);
-    EXPECT_EQ(static_cast<uint32_t>(c->pixelformat), pixelformat);
-    EXPECT_STREQ(c->pixelname, pixelname);
+using Row = std::tuple<int, int, int, std::string, uint32_t, std::string>;
+
+// The handle's component table, one row per record.
+std::vector<Row> table(ornc_t* handle) {
+    std::vector<Row> rows;
+    for (int i = 0; i < ORNCGetComponentCount(handle); ++i) {
+        const ornc_component_t* c = ORNCGetComponent(handle, i);
+        if (c == nullptr) break;
+        rows.emplace_back(c->source, c->region, c->component, c->compname, static_cast<uint32_t>(c->pixelformat),
+                          c->pixelname);
+    }
+    return rows;
+}
+
+// A selector getter's status and output, which starts as -1.
+std::pair<ornc_status_t, int> selector(ornc_status_t (*getter)(const ornc_t*, int*), ornc_t* handle) {
+    int value = -1;
+    const ornc_status_t status = getter(handle, &value);
+    return {status, value};
 }
 
 TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeepsTheSelectors) {
@@ -41,24 +54,23 @@ TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeep
     orntest::Handle handle;
     EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
+    const std::vector<Row> rows = {{0, 0, 0, "Range", ornsim::kPixelFormatCoord3D_ABC32f, "Coord3D_ABC32f"},
+                                   {0, 0, 0, "Range", ornsim::kPixelFormatCoord3D_C16, "Coord3D_C16"},
+                                   {0, 0, 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8"},
+                                   {0, 0, 2, "Confidence", ornsim::kPixelFormatConfidence8, "Confidence8"}};
     ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
-    expect_component(ORNCGetComponent(handle.get(), 0), 0, "Range", ornsim::kPixelFormatCoord3D_ABC32f,
-                     "Coord3D_ABC32f");
-    expect_component(ORNCGetComponent(handle.get(), 1), 0, "Range", ornsim::kPixelFormatCoord3D_C16, "Coord3D_C16");
-    expect_component(ORNCGetComponent(handle.get(), 2), 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8");
-    expect_component(ORNCGetComponent(handle.get(), 3), 2, "Confidence", ornsim::kPixelFormatConfidence8,
-                     "Confidence8");
+    EXPECT_EQ(table(handle.get()), rows);
     EXPECT_EQ(ORNCGetComponent(handle.get(), 4), nullptr);
     EXPECT_EQ(ORNCGetComponent(handle.get(), -1), nullptr);
     EXPECT_EQ(ORNCGetComponent(nullptr, 0), nullptr);
 
-    ornc_component_t* table = nullptr;
+    ornc_component_t* records = nullptr;
     int count = 0;
-    ASSERT_EQ(ORNCGetComponentArray(handle.get(), &table, &count), ORNC_OK);
+    ASSERT_EQ(ORNCGetComponentArray(handle.get(), &records, &count), ORNC_OK);
     EXPECT_EQ(count, 4);
-    EXPECT_EQ(table, ORNCGetComponent(handle.get(), 0));  // the handle's own table
+    EXPECT_EQ(records, ORNCGetComponent(handle.get(), 0));  // the handle's own table
     EXPECT_EQ(ORNCGetComponentArray(handle.get(), nullptr, nullptr), ORNC_OK);
-    EXPECT_EQ(ORNCGetComponentArray(nullptr, &table, &count), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetComponentArray(nullptr, &records, &count), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCGetComponentCount(nullptr), 0);
 
     // A second connect on the same handle appends the components again;
@@ -66,19 +78,16 @@ TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeep
     ASSERT_EQ(ORNCSetComponentSelector(handle.get(), 2), ORNC_OK);
     ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
-    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 8);
-    expect_component(ORNCGetComponent(handle.get(), 6), 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8");
-    int value = -1;
-    ASSERT_EQ(ORNCGetComponentSelector(handle.get(), &value), ORNC_OK);
-    EXPECT_EQ(value, 2);
-    ASSERT_EQ(ORNCGetSourceSelector(handle.get(), &value), ORNC_OK);
-    EXPECT_EQ(value, 0);
-    ASSERT_EQ(ORNCGetRegionSelector(handle.get(), &value), ORNC_OK);
-    EXPECT_EQ(value, 0);
+    std::vector<Row> twice = rows;
+    twice.insert(twice.end(), rows.begin(), rows.end());
+    EXPECT_EQ(table(handle.get()), twice);
+    EXPECT_EQ(selector(ORNCGetComponentSelector, handle.get()), std::make_pair(ORNC_OK, 2));
+    EXPECT_EQ(selector(ORNCGetSourceSelector, handle.get()), std::make_pair(ORNC_OK, 0));
+    EXPECT_EQ(selector(ORNCGetRegionSelector, handle.get()), std::make_pair(ORNC_OK, 0));
 
     // The selector family: a null handle or output is -3; a value no entry
     // has is the device's to refuse.
-    EXPECT_EQ(ORNCGetSourceSelector(nullptr, &value), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(selector(ORNCGetSourceSelector, nullptr).first, ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCGetRegionSelector(handle.get(), nullptr), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCSetComponentSelector(nullptr, 1), ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCSetComponentSelector(handle.get(), 9), ORNC_ERR_PARAM_WRITE_FAILED);
@@ -156,11 +165,10 @@ TEST_F(Components, ASensorWithoutRegionSelectorFailsConnectButStaysUsable) {
         EXPECT_EQ(log.count_containing("Number of available components"), 0);
     }
     EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
-    int value = -1;
-    EXPECT_EQ(ORNCGetRegionSelector(handle.get(), &value), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(selector(ORNCGetRegionSelector, handle.get()).first, ORNC_ERR_UNINITIALIZED);
     EXPECT_EQ(ORNCSetRegionSelector(handle.get(), 0), ORNC_ERR_UNINITIALIZED);
-    ASSERT_EQ(ORNCGetSourceSelector(handle.get(), &value), ORNC_OK);  // found before the missing one
-    EXPECT_EQ(value, 0);
+    // The source selector was found before the missing one.
+    EXPECT_EQ(selector(ORNCGetSourceSelector, handle.get()), std::make_pair(ORNC_OK, 0));
     ornc_component_t record{};
     EXPECT_EQ(ORNCComponentEnable(handle.get(), &record, 1), ORNC_ERR_UNINITIALIZED);
 
