@@ -107,7 +107,7 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
 }
 
 // How the access type follows another client's control is the loopback
-// suite's (device_details_test); here the device is moved over the link.
+// suite's (SensorDetails in discovery_selection_test); here the device is moved over the link.
 TEST_F(LinkLocalSensor, ForceIPMovesIt) {
     // A real device re-addresses its own interface; the virtual sensor can
     // only bind an address its namespace already holds.
