@@ -1,16 +1,22 @@
 // Connecting to the virtual sensor by every key and by device, walking
 // and using its three node maps, the description dump and the persistent IP
-// settings.
+// settings; the multipart component table built at connect from the
+// sensor's selectors, the selector functions, and switching components on
+// and off, against the sensor's own GenICam file and variants of it.
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <functional>
 #include <set>
 #include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "ORNC.h"
 #include "handles.h"
 #include "log_capture.h"
+#include "ornsim/components.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "test_genicam.h"
@@ -61,11 +67,7 @@ TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
             EXPECT_EQ(log.count_containing("ORNC: --- END COMMUNICATION PARAMS -----------------"), 1);
         }
         // The connection works: the serial number comes from the device.
-        char serial[32];
-        ASSERT_EQ(
-            ORNCParamGetStringValue(orntest::device_param(handle.get(), "DeviceSerialNumber"), serial, sizeof serial),
-            ORNC_OK);
-        EXPECT_STREQ(serial, "CN000020");
+        EXPECT_EQ(value_text(orntest::device_param(handle.get(), "DeviceSerialNumber")), "CN000020");
         EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     }
 
@@ -148,71 +150,21 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
                 EXPECT_EQ(value_text(p), "<status -208>");
                 continue;
             }
+            // Registers, commands and integers without a 32-bit view have no
+            // text form, an integer beyond int reads as -6; a float is checked
+            // through its typed calls (its text has six decimals). Everything
+            // else writable takes its own text back (masked integer registers,
+            // which declare no step, included); the text form and the typed
+            // calls take one path, as ParamRules shows.
             const std::string text = value_text(p);
-            const bool writable = ORNCParamIsWritable(p) != 0;
-            ornc_status_t write_back = ORNC_OK;
-            // Each kind reads through its typed getter as its text form
-            // says, and a writable node takes its own value back (masked
-            // integer registers, which declare no step, included).
-            switch (kind) {
-                case ORN_PARAM_INTEGER: {
-                    int v = 0;
-                    const ornc_status_t s = ORNCParamGetIntegerValue(p, &v);
-                    if (s != ORNC_OK) {
-                        EXPECT_EQ(s, ORNC_ERR_OUT_OF_RANGE);  // a 64-bit value beyond int
-                        break;
-                    }
-                    EXPECT_EQ(text, std::to_string(v));
-                    if (writable) write_back = ORNCParamSetIntegerValue(p, v);
-                    break;
-                }
-                case ORN_PARAM_UINTEGER: {
-                    unsigned int v = 0;
-                    ASSERT_EQ(ORNCParamGetUIntegerValue(p, &v), ORNC_OK);
-                    EXPECT_EQ(text, std::to_string(v));
-                    if (writable) write_back = ORNCParamSetUIntegerValue(p, v);
-                    break;
-                }
-                case ORN_PARAM_FLOAT: {
-                    float v = 0.0f;
-                    ASSERT_EQ(ORNCParamGetFloatValue(p, &v), ORNC_OK);
-                    EXPECT_FALSE(text.empty());
-                    if (writable) write_back = ORNCParamSetFloatValue(p, v);
-                    break;
-                }
-                case ORN_PARAM_BOOLEAN: {
-                    int v = 0;
-                    ASSERT_EQ(ORNCParamGetBooleanValue(p, &v), ORNC_OK);
-                    EXPECT_EQ(text, v != 0 ? "true" : "false");
-                    if (writable) write_back = ORNCParamSetBooleanValue(p, v);
-                    break;
-                }
-                case ORN_PARAM_ENUM: {
-                    int v = 0;
-                    ASSERT_EQ(ORNCParamGetEnumValue(p, &v), ORNC_OK);
-                    EXPECT_EQ(text, std::to_string(v));
-                    if (writable) write_back = ORNCParamSetEnumValue(p, v);
-                    int count = 0;
-                    ASSERT_EQ(ORNCParamGetEnumEntryCount(p, &count), ORNC_OK);
-                    EXPECT_GT(count, 0);
-                    break;
-                }
-                case ORN_PARAM_STRING: {
-                    char v[512];
-                    ASSERT_EQ(ORNCParamGetStringValue(p, v, sizeof v), ORNC_OK);
-                    EXPECT_EQ(ORNCParamGetStringSize(p), static_cast<int>(std::strlen(v)) + 1);
-                    if (writable) write_back = ORNCParamSetStringValue(p, v);
-                    break;
-                }
-                case ORN_PARAM_REGISTER:
-                    EXPECT_EQ(text, "<status -1>");
-                    break;
-                default:
-                    break;
-            }
-            EXPECT_EQ(write_back, ORNC_OK);
-            // The text form writes back what it read.
-            if (writable && text.rfind("<status", 0) != 0 && kind != ORN_PARAM_FLOAT) {
+            if (text.rfind("<status", 0) == 0) {
+                const bool no_text = kind == ORN_PARAM_REGISTER || kind == ORN_PARAM_COMMAND || kind == ORN_PARAM_NONE;
+                EXPECT_TRUE(text == "<status -6>" || (no_text && text == "<status -1>")) << text;
+            } else if (kind == ORN_PARAM_FLOAT) {
+                float v = 0.0f;
+                ASSERT_EQ(ORNCParamGetFloatValue(p, &v), ORNC_OK);
+                EXPECT_EQ(ORNCParamIsWritable(p) ? ORNCParamSetFloatValue(p, v) : ORNC_OK, ORNC_OK);
+            } else if (ORNCParamIsWritable(p)) {
                 EXPECT_EQ(ORNCParamSetValue(p, text.c_str()), ORNC_OK);
                 EXPECT_EQ(value_text(p), text);
             }
@@ -239,11 +191,6 @@ TEST_F(Connect, EveryNodeOfTheThreeMapsIsReadAndWrittenBack) {
         EXPECT_EQ(kinds_seen.count(kind), 1u) << kind;
     }
 
-    // The stream map carries the rate and bandwidth the acquisition reports.
-    EXPECT_EQ(ORNCParamGetType(ORNCParamsGetParamByName(ORNCGetStreamParams(handle.get()), "AcquisitionRate")),
-              ORN_PARAM_FLOAT);
-    EXPECT_EQ(ORNCParamGetType(ORNCParamsGetParamByName(ORNCGetStreamParams(handle.get()), "Bandwidth")),
-              ORN_PARAM_FLOAT);
     // Connect switched multipart on for stream channel 0.
     EXPECT_EQ(value_text(orntest::device_param(handle.get(), "GevSCCFGMultiPartEnabled")), "true");
 }
@@ -274,6 +221,12 @@ unsigned int read_uint(const ornc_t* ornc, const char* name) {
     return value;
 }
 
+// The persistent address, mask and gateway on the device.
+std::vector<unsigned> persistent(const ornc_t* ornc) {
+    return {read_uint(ornc, "GevPersistentIPAddress"), read_uint(ornc, "GevPersistentSubnetMask"),
+            read_uint(ornc, "GevPersistentDefaultGateway")};
+}
+
 TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
     start(orntest::Block::camera, 25, "CN000025");
     orntest::Handle handle;
@@ -285,9 +238,7 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
         EXPECT_EQ(log.count_containing("ORNC: Making IP persistent"), 1);
         EXPECT_EQ(log.count_containing("ORNC: Made IP persistent"), 1);
     }
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0xA9FE0A14u);
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
+    EXPECT_EQ(persistent(handle.get()), (std::vector<unsigned>{0xA9FE0A14u, 0xFFFF0000u, 0xA9FE0001u}));
     EXPECT_EQ(value_text(orntest::device_param(handle.get(), "GevCurrentIPConfigurationPersistentIP")), "true");
 
     // A refused mask write stops there: the address before it stays.
@@ -297,9 +248,7 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
     EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.30.40", "255.255.255.0", "169.254.30.1", 0),
               ORNC_ERR_PARAM_WRITE_FAILED);
     sensor_->sensor().set_faults(ornsim::FaultSwitches{});
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), 0xA9FE1E28u);
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentSubnetMask"), 0xFFFF0000u);
-    EXPECT_EQ(read_uint(handle.get(), "GevPersistentDefaultGateway"), 0xA9FE0001u);
+    EXPECT_EQ(persistent(handle.get()), (std::vector<unsigned>{0xA9FE1E28u, 0xFFFF0000u, 0xA9FE0001u}));
     // A text that is no address is a failed write too.
     EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "not an address", "255.0.0.0", "1.0.0.1", 0),
               ORNC_ERR_PARAM_WRITE_FAILED);
@@ -315,6 +264,167 @@ TEST_F(Connect, PersistentIPNeedsAllFourFeatures) {
     EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.10.20", "255.255.0.0", "169.254.0.1", 1), ORNC_ERR_INTERNAL);
     EXPECT_EQ(read_uint(handle.get(), "GevPersistentIPAddress"), address_before);
     EXPECT_NE(address_before, 0xA9FE0A14u);
+}
+
+class Components : public orntest::SensorTest {
+protected:
+    int enum_value(const ornc_t* ornc, const char* name) {
+        int value = -1;
+        EXPECT_EQ(ORNCParamGetEnumValue(orntest::device_param(ornc, name), &value), ORNC_OK) << name;
+        return value;
+    }
+};
+
+using Row = std::tuple<int, int, int, std::string, uint32_t, std::string>;
+
+// The handle's component table, one row per record.
+std::vector<Row> table(ornc_t* handle) {
+    std::vector<Row> rows;
+    for (int i = 0; i < ORNCGetComponentCount(handle); ++i) {
+        const ornc_component_t* c = ORNCGetComponent(handle, i);
+        if (c == nullptr) break;
+        rows.emplace_back(c->source, c->region, c->component, c->compname, static_cast<uint32_t>(c->pixelformat),
+                          c->pixelname);
+    }
+    return rows;
+}
+
+// A selector getter's status and output, which starts as -1.
+std::pair<ornc_status_t, int> selector(ornc_status_t (*getter)(const ornc_t*, int*), ornc_t* handle) {
+    int value = -1;
+    const ornc_status_t status = getter(handle, &value);
+    return {status, value};
+}
+
+TEST_F(Components, TheTableHasOneEntryPerComponentAndAvailablePixelFormatAndKeepsTheSelectors) {
+    start(orntest::Block::camera, 30, "CP000030");
+    orntest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
+    const std::vector<Row> rows = {{0, 0, 0, "Range", ornsim::kPixelFormatCoord3D_ABC32f, "Coord3D_ABC32f"},
+                                   {0, 0, 0, "Range", ornsim::kPixelFormatCoord3D_C16, "Coord3D_C16"},
+                                   {0, 0, 1, "Intensity", ornsim::kPixelFormatMono8, "Mono8"},
+                                   {0, 0, 2, "Confidence", ornsim::kPixelFormatConfidence8, "Confidence8"}};
+    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
+    EXPECT_EQ(table(handle.get()), rows);
+    EXPECT_EQ(ORNCGetComponent(handle.get(), 4), nullptr);
+    EXPECT_EQ(ORNCGetComponent(handle.get(), -1), nullptr);
+    EXPECT_EQ(ORNCGetComponent(nullptr, 0), nullptr);
+
+    ornc_component_t* records = nullptr;
+    int count = 0;
+    ASSERT_EQ(ORNCGetComponentArray(handle.get(), &records, &count), ORNC_OK);
+    EXPECT_EQ(count, 4);
+    EXPECT_EQ(records, ORNCGetComponent(handle.get(), 0));  // the handle's own table
+    EXPECT_EQ(ORNCGetComponentArray(handle.get(), nullptr, nullptr), ORNC_OK);
+    EXPECT_EQ(ORNCGetComponentArray(nullptr, &records, &count), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetComponentCount(nullptr), 0);
+
+    // A second connect on the same handle appends the components again;
+    // discovery leaves the selectors as it found them.
+    ASSERT_EQ(ORNCSetComponentSelector(handle.get(), 2), ORNC_OK);
+    ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000030"), ORNC_OK);
+    std::vector<Row> twice = rows;
+    twice.insert(twice.end(), rows.begin(), rows.end());
+    EXPECT_EQ(table(handle.get()), twice);
+    EXPECT_EQ(selector(ORNCGetComponentSelector, handle.get()), std::make_pair(ORNC_OK, 2));
+    EXPECT_EQ(selector(ORNCGetSourceSelector, handle.get()), std::make_pair(ORNC_OK, 0));
+    EXPECT_EQ(selector(ORNCGetRegionSelector, handle.get()), std::make_pair(ORNC_OK, 0));
+
+    // The selector family: a null handle or output is -3; a value no entry
+    // has is the device's to refuse.
+    EXPECT_EQ(selector(ORNCGetSourceSelector, nullptr).first, ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCGetRegionSelector(handle.get(), nullptr), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetComponentSelector(nullptr, 1), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetComponentSelector(handle.get(), 9), ORNC_ERR_PARAM_WRITE_FAILED);
+    ASSERT_EQ(ORNCSetComponentSelector(handle.get(), 1), ORNC_OK);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+}
+
+TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
+    start(orntest::Block::camera, 32, "CP000032");
+    orntest::Handle handle;
+    ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000032"), ORNC_OK);
+    ASSERT_EQ(ORNCGetComponentCount(handle.get()), 4);
+    const ornc_component_t* abc = ORNCGetComponent(handle.get(), 0);
+    const ornc_component_t* c16 = ORNCGetComponent(handle.get(), 1);
+    const ornc_component_t* intensity = ORNCGetComponent(handle.get(), 2);
+    const ornc_component_t* confidence = ORNCGetComponent(handle.get(), 3);
+
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCComponentEnable(handle.get(), intensity, 1), ORNC_OK);
+        EXPECT_EQ(log.count_containing("Enabled component s0 r0 c1 Intensity 0x1080001 Mono8"), 1);
+    }
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), confidence, 0), ORNC_OK);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 2);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), confidence), 0);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), intensity), 1);
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 1);
+    EXPECT_EQ(orntest::value_text(orntest::device_param(handle.get(), "ComponentEnable")), "true");
+
+    // Enabling sets the component's pixel format; disabling leaves it.
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), c16, 1), ORNC_OK);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_C16);
+    {
+        orntest::LogCapture log;
+        ASSERT_EQ(ORNCComponentEnable(handle.get(), abc, 0), ORNC_OK);
+        EXPECT_EQ(log.count_containing("Disabled component s0 r0 c0 Range 0x26000c0 Coord3D_ABC32f"), 1);
+    }
+    EXPECT_EQ(enum_value(handle.get(), "ComponentSelector"), 0);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_C16);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), c16), 0);
+    ASSERT_EQ(ORNCComponentEnable(handle.get(), abc, 1), ORNC_OK);
+    EXPECT_EQ(static_cast<uint32_t>(enum_value(handle.get(), "PixelFormat")), ornsim::kPixelFormatCoord3D_ABC32f);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), c16), 1);
+
+    // A record with a component the device does not have fails at the selector.
+    ornc_component_t bogus = *intensity;
+    bogus.component = 7;
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), &bogus, 1), ORNC_ERR_PARAM_WRITE_FAILED);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), &bogus), 0);
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), nullptr, 1), ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), nullptr), 0);
+
+    // The device refusing the enable bit is reported as a failed write (the
+    // sensor refuses the register at the feature's base address, which is
+    // the Range component's).
+    ornsim::FaultSwitches faults;
+    faults.refuse_writes_feature = "ComponentEnable";
+    sensor_->sensor().set_faults(faults);
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), abc, 0), ORNC_ERR_PARAM_WRITE_FAILED);
+    sensor_->sensor().set_faults(ornsim::FaultSwitches{});
+    EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), abc), 1);
+}
+
+TEST_F(Components, ASensorWithoutRegionSelectorFailsConnectButStaysUsable) {
+    const ornsim::SensorConfig probe = orntest::sensor_config(orntest::Block::camera, 33, "CP000033");
+    start(orntest::Block::camera, 33, "CP000033",
+          orntest::rename_feature(orntest::builtin_xml(probe), "RegionSelector", "RegionChooser"));
+    orntest::Handle handle;
+    {
+        orntest::LogCapture log;
+        EXPECT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "CP000033"), ORNC_ERR_PARAM_UNDEFINED);
+        EXPECT_EQ(log.count_containing("Could not find parameter RegionSelector"), 1);
+        EXPECT_EQ(log.count_containing("Number of available components"), 0);
+    }
+    EXPECT_EQ(ORNCGetComponentCount(handle.get()), 0);
+    EXPECT_EQ(selector(ORNCGetRegionSelector, handle.get()).first, ORNC_ERR_UNINITIALIZED);
+    EXPECT_EQ(ORNCSetRegionSelector(handle.get(), 0), ORNC_ERR_UNINITIALIZED);
+    // The source selector was found before the missing one.
+    EXPECT_EQ(selector(ORNCGetSourceSelector, handle.get()), std::make_pair(ORNC_OK, 0));
+    ornc_component_t record{};
+    EXPECT_EQ(ORNCComponentEnable(handle.get(), &record, 1), ORNC_ERR_UNINITIALIZED);
+
+    // No roll-back: the device and its parameters stay connected.
+    ornc_param_t* width = orntest::device_param(handle.get(), "Width");
+    ASSERT_EQ(ORNCParamSetIntegerValue(width, 320), ORNC_OK);
+    EXPECT_EQ(orntest::value_text(width), "320");
+    ASSERT_EQ(ORNCDumpXML(handle.get(), "renamed.xml"), ORNC_OK);
+    EXPECT_NE(orntest::read_file("renamed.xml").find("RegionChooser"), std::string::npos);
+    EXPECT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
 }
 
 }  // namespace

@@ -1,17 +1,14 @@
 // Discovery and streaming over a real Ethernet-like link: the test moves
-// itself into a network namespace of its own, puts a virtual sensor into a
-// second one, and joins the two with a veth pair (1500-byte MTU) using
+// itself into a network namespace of its own, runs a virtual sensor process
+// in a second one, and joins the two with a veth pair (1500-byte MTU) using
 // link-local addresses. Nothing leaves these namespaces. Skips without root.
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sched.h>
-#include <unistd.h>
 
 #include <fstream>
 #include <memory>
 #include <sstream>
 #include <string>
-#include <thread>
+#include <vector>
 
 #include "ORNC.h"
 #include "acquisition_test_support.h"
@@ -51,89 +48,34 @@ long long ip_statistic(const std::string& name) {
     return -1;
 }
 
-// The sensor's namespace, named so that ip(8) can reach it; deleted (with
-// the veth end inside it) when the test ends.
-class SensorNamespace {
-public:
-    SensorNamespace() : name_("ornc-disc-" + std::to_string(::getpid())) {
-        created_ = run_command("ip netns add " + name_);
-    }
-    ~SensorNamespace() {
-        if (created_) run_command("ip netns del " + name_);
-    }
-    bool created() const { return created_; }
-    const std::string& name() const { return name_; }
-    std::string ip(const std::string& arguments) const { return "ip -n " + name_ + " " + arguments; }
-
-private:
-    std::string name_;
-    bool created_ = false;
-};
-
 class LinkLocalSensor : public ::testing::Test {
 protected:
     void SetUp() override {
         std::string why;
-        if (!orntest::enter_private_network(&why)) {
-            GTEST_SKIP() << why;
-        }
-        namespace_ = std::make_unique<SensorNamespace>();
-        ASSERT_TRUE(namespace_->created());
-        ASSERT_TRUE(run_command(std::string("ip link add ") + kHostAdapter + " type veth peer name ornc-dev netns " +
-                                namespace_->name()));
-        ASSERT_TRUE(run_command(std::string("ip addr add ") + kHostAddress + "/16 dev " + kHostAdapter));
-        ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " mtu 1500 up"));
-        ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kSensorAddress + "/16 dev ornc-dev")));
-        ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev up")));
-        ASSERT_TRUE(run_command(namespace_->ip("link set lo up")));
+        if (!orntest::enter_private_network(&why)) GTEST_SKIP() << why;
+        peer_ = std::make_unique<orntest::PeerNamespace>(kHostAdapter, kHostAddress, kSensorAddress);
+        ASSERT_TRUE(peer_->ok());
         ASSERT_TRUE(run_command(std::string("ip route add default via ") + kGateway + " dev " + kHostAdapter));
-        start_sensor();
-        ASSERT_NE(nullptr, sensor_);
-        // The veth link needs a moment after coming up; ask until it answers.
-        for (int attempt = 0; attempt < 50 && device_ == nullptr; ++attempt) {
-            ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
-            device_ = ORNCSysGetDeviceBySerialNumber(&scope_->sys, kSensorSerial);
-            if (device_ == nullptr) ::usleep(100000);
-        }
-        ASSERT_NE(nullptr, device_) << "the sensor never answered over the veth link";
+        ornsim::SensorConfig config;
+        config.address = kSensorAddress;
+        config.serial = kSensorSerial;
+        config.mac = "02:00:00:00:45:05";
+        config.width = 160;
+        config.height = 120;
+        sensor_ = std::make_unique<orntest::SensorProcess>(ORNSIM_SENSOR_BINARY, config, std::vector<std::string>{},
+                                                           peer_->launcher());
+        ASSERT_TRUE(sensor_->ok()) << "the sensor never answered over the veth link";
+        ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
+        device_ = ORNCSysGetDeviceBySerialNumber(&scope_->sys, kSensorSerial);
+        ASSERT_NE(nullptr, device_);
         adapter_ = orntest::interface_named(&scope_->sys, kHostAdapter);
         ASSERT_NE(nullptr, adapter_);
     }
 
-    void TearDown() override {
-        scope_.reset();
-        sensor_.reset();  // joins its threads and closes its sockets before the namespace goes
-        namespace_.reset();
-    }
-
-    // The sensor's sockets and threads are made by a thread that entered
-    // the sensor's namespace; everything it starts stays there.
-    void start_sensor() {
-        std::thread starter([this] {
-            const int ns = ::open(("/run/netns/" + namespace_->name()).c_str(), O_RDONLY | O_CLOEXEC);
-            if (ns < 0 || ::setns(ns, CLONE_NEWNET) != 0) {
-                if (ns >= 0) ::close(ns);
-                return;
-            }
-            ::close(ns);
-            ornsim::SensorConfig config;
-            config.address = kSensorAddress;
-            config.serial = kSensorSerial;
-            config.model = "Tri_Bench Virtual";
-            config.mac = "02:00:00:00:45:05";
-            config.width = 160;
-            config.height = 120;
-            auto sensor = std::make_unique<ornsim::VirtualSensor>(config);
-            std::string error;
-            if (sensor->start(&error)) sensor_ = std::move(sensor);
-        });
-        starter.join();
-    }
-
     orntest::ScopedEnv interfaces_{"ORNC_INTERFACES", nullptr};  // every adapter of this namespace
     orntest::TempWorkDir workdir_;
-    std::unique_ptr<SensorNamespace> namespace_;
-    std::unique_ptr<ornsim::VirtualSensor> sensor_;
+    std::unique_ptr<orntest::PeerNamespace> peer_;  // ends last, after the sensor and the system
+    std::unique_ptr<orntest::SensorProcess> sensor_;
     std::unique_ptr<orntest::SystemScope> scope_ = std::make_unique<orntest::SystemScope>();
     const ornc_device_t* device_ = nullptr;
     const ornc_interface_t* adapter_ = nullptr;
@@ -164,24 +106,13 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     EXPECT_NE(std::string::npos, link.find(mac)) << link;
 }
 
-// A device may delay its answer on purpose: the broadcast waits for it
-// until the time-out, as long as nobody has answered.
-TEST_F(LinkLocalSensor, LateAnswerIsHeard) {
-    ornsim::FaultSwitches late;
-    late.ack_delay_ms = 250;
-    sensor_->set_faults(late);
-    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
-    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope_->sys, kSensorSerial));
-}
-
 // How the access type follows another client's control is the loopback
-// suite's (device_details_test); here the device is moved over the link.
+// suite's (SensorDetails in discovery_selection_test); here the device is moved over the link.
 TEST_F(LinkLocalSensor, ForceIPMovesIt) {
     // A real device re-addresses its own interface; the virtual sensor can
     // only bind an address its namespace already holds.
-    ASSERT_TRUE(run_command(namespace_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev")));
+    ASSERT_TRUE(peer_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev"));
     ASSERT_EQ(ORNC_OK, ORNCDeviceSetIPConfiguration(device_, kMovedAddress, "255.255.0.0", "0.0.0.0"));
-    EXPECT_EQ(kMovedAddress, sensor_->current_address());
     ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
     adapter_ = orntest::interface_named(&scope_->sys, kHostAdapter);
     ASSERT_NE(nullptr, adapter_);
@@ -189,7 +120,6 @@ TEST_F(LinkLocalSensor, ForceIPMovesIt) {
     ASSERT_NE(nullptr, moved);
     EXPECT_EQ(kMovedAddress, orntest::device_ip(moved));
     EXPECT_EQ(kSensorSerial, orntest::device_serial(moved));
-    EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kMovedAddress));
 }
 
 // Connect negotiates a packet size that fits the link (the sensor's test
@@ -223,7 +153,7 @@ TEST_F(LinkLocalSensor, GrabFitsTheLinkWithoutFragments) {
 // packet: connect says the negotiation failed and goes on.
 TEST_F(LinkLocalSensor, ConnectSaysWhenNoTestPacketArrives) {
     ASSERT_TRUE(run_command(std::string("ip link set ") + kHostAdapter + " mtu 560"));
-    ASSERT_TRUE(run_command(namespace_->ip("link set ornc-dev mtu 560")));
+    ASSERT_TRUE(peer_->ip("link set ornc-dev mtu 560"));
     orntest::LogCapture log;
     orntest::Handle handle;
     EXPECT_EQ(ORNC_OK, ORNCConnectByDevice(handle.get(), device_));
