@@ -7,6 +7,7 @@
 
 #include <cstring>
 #include <mutex>
+#include <tuple>
 #include <vector>
 
 #include "ORNCExt.h"
@@ -78,10 +79,9 @@ TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
         EXPECT_EQ(f.payload_type, 10u);
         ASSERT_EQ(f.part_count, 4u) << "three images and the chunk part";
         for (int p = 0; p < 3; ++p) {
-            EXPECT_EQ(f.part[p].pixel_format, formats[p]);
-            EXPECT_EQ(f.part[p].width, 128u);
-            EXPECT_EQ(f.part[p].height, 96u);
-            EXPECT_EQ(f.part[p].data_purpose_id, purposes[p]);
+            EXPECT_EQ(
+                std::make_tuple(f.part[p].pixel_format, f.part[p].width, f.part[p].height, f.part[p].data_purpose_id),
+                std::make_tuple(formats[p], 128u, 96u, purposes[p]));
         }
         EXPECT_EQ(f.part[3].data_type, 0x0Au) << "chunk data";
         EXPECT_EQ(f.timestamp_frequency, static_cast<uint64_t>(frequency));
