@@ -37,7 +37,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     constexpr int kTriggers = 4;
     ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 1), ORNC_OK);
     for (int i = 0; i < kTriggers; ++i) {
-        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK) << i;
+        ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK) << i;
         ASSERT_TRUE(recorder.wait_frames(i + 1, 5s)) << i;
         std::this_thread::sleep_for(50ms);
     }
@@ -71,7 +71,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     std::vector<std::string> lines;
     {
         orntest::LogCapture capture;
-        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+        ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK);
         ASSERT_TRUE(acqtest::wait_until([&] { return later.size() == 1; }, 5s));
         ASSERT_TRUE(recorder.wait_frames(kTriggers + 1, 5s));
         std::this_thread::sleep_for(50ms);
@@ -94,7 +94,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     EXPECT_EQ(matched, 1);
 
     ORNCSetEventCallback(connection_->get(), nullptr, nullptr);
-    ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+    ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK);
     ASSERT_TRUE(recorder.wait_frames(kTriggers + 2, 5s));
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(later.size(), 1u);

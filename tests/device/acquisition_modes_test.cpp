@@ -196,7 +196,7 @@ TEST_F(Modes, SoftwareTriggerStatesAndOneImagePerTrigger) {
     int delivered = recorder_.frames();
     const uint64_t sent_before = frames_sent();
     for (int i = 0; i < 5; ++i) {
-        ASSERT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK) << "trigger " << i;
+        ASSERT_EQ(acqtest::trigger(ornc(), recorder_), ORNC_OK) << "trigger " << i;
         ASSERT_TRUE(recorder_.wait_frames(delivered + 1, 5s))
             << "trigger " << i << ", failed " << recorder_.null_calls();
         ++delivered;
@@ -209,17 +209,19 @@ TEST_F(Modes, SoftwareTriggerStatesAndOneImagePerTrigger) {
     // Two triggers before the image: the second is busy, both reach the device.
     const uint64_t sent = frames_sent();
     const int frames = recorder_.frames();
-    // Pending until delivered: trigger and probe at once.
+    // Pending until delivered: trigger and probe before the image is taken.
+    recorder_.hold(true);
     ASSERT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK);
     EXPECT_EQ(ORNCTriggerSoftware(ornc()), ORNC_ERR_ACQUI_BUSY);
+    recorder_.hold(false);
     EXPECT_TRUE(acqtest::wait_until([&] { return frames_sent() == sent + 2; }, 5s)) << frames_sent() - sent;
     EXPECT_TRUE(recorder_.wait_frames(frames + 2, 5s));
 
     // Stop clears the pending trigger; a new start with trigger on is armed.
-    ASSERT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK);
+    ASSERT_EQ(acqtest::trigger(ornc(), recorder_), ORNC_OK);
     ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
     ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 1), ORNC_OK);
-    EXPECT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK);
+    EXPECT_EQ(acqtest::trigger(ornc(), recorder_), ORNC_OK);
     EXPECT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
     EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
     EXPECT_EQ(recorder_.null_calls(), 0);

@@ -79,6 +79,7 @@ void Recorder::OnVector(orn_image_vec_t* vec, void* self) {
 }
 
 void Recorder::record(bool failed, const std::function<void(Recorder&)>& store) {
+    if (held_) wait_until([&] { return !held_.load(); }, std::chrono::seconds(5));
     if (!failed && on_delivery) on_delivery();
     std::lock_guard<std::mutex> guard(lock_);
     if (failed) {
@@ -102,6 +103,13 @@ bool Recorder::wait_frames(int count, std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> guard(lock_);
     return changed_.wait_for(guard, timeout,
                              [&] { return static_cast<int>(vectors_.size() + images_.size()) >= count; });
+}
+
+ornc_status_t trigger(ornc_t* ornc, Recorder& recorder) {
+    recorder.hold(true);
+    const ornc_status_t status = ORNCTriggerSoftware(ornc);
+    recorder.hold(false);
+    return status;
 }
 
 void EventRecorder::On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {

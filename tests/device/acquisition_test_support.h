@@ -6,6 +6,7 @@
 // formulas tests/sim checks).
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -83,6 +84,9 @@ public:
     bool wait_frames(int count, std::chrono::milliseconds timeout) const;
     // Called inside the callback (on the worker thread) before recording.
     std::function<void()> on_delivery;
+    // While held, every callback waits (up to 5 s) before it records, and
+    // so before the library ends a pending software trigger.
+    void hold(bool held) { held_ = held; }
 
 private:
     static void OnImage(orn_image_t* image, void* self);
@@ -101,7 +105,13 @@ private:
     std::vector<ImageCopy> images_;
     std::vector<std::chrono::steady_clock::time_point> times_;
     int null_calls_ = 0;
+    std::atomic<bool> held_{false};
 };
+
+// A software trigger whose image `recorder` cannot take before the call has
+// returned. The library marks the trigger pending after the command went
+// out; an image delivered before that would leave it pending (busy).
+ornc_status_t trigger(ornc_t* ornc, Recorder& recorder);
 
 // One call of the event callback: its timestamp, its number of data
 // parameters and EventFrameEndFrameID and EventFrameEndTimestamp read
