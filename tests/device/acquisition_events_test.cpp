@@ -7,7 +7,6 @@
 #include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <mutex>
 #include <regex>
 #include <set>
 #include <string>
@@ -23,43 +22,6 @@ namespace {
 using namespace std::chrono_literals;
 using Events = acqtest::SensorTest;
 
-struct FrameEndEvent {
-    uint64_t timestamp = 0;  // first callback argument
-    int items = 0;
-    // EventFrameEndFrameID and EventFrameEndTimestamp read through the
-    // 32-bit parameter API inside the callback (the features span the
-    // 64-bit range, so a value beyond 32 bits is ORNC_ERR_OUT_OF_RANGE).
-    ornc_status_t frame_id_status = ORNC_ERROR;
-    int frame_id = -1;
-    ornc_status_t timestamp_status = ORNC_ERROR;
-    unsigned int timestamp_low = 0;
-};
-
-struct EventLog {
-    std::mutex lock;
-    std::vector<FrameEndEvent> events;
-    static void On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {
-        FrameEndEvent event;
-        event.timestamp = timestamp;
-        event.items = ORNCGetParameterListCount(list);
-        for (int i = 0; i < event.items; ++i) {
-            ornc_param_t* item = ORNCGetParameterListIndex(list, i);
-            const std::string name = orntest::param_name(item);
-            if (name == "EventFrameEndFrameID") event.frame_id_status = ORNCParamGetIntegerValue(item, &event.frame_id);
-            if (name == "EventFrameEndTimestamp") {
-                event.timestamp_status = ORNCParamGetUIntegerValue(item, &event.timestamp_low);
-            }
-        }
-        EventLog* log = static_cast<EventLog*>(self);
-        std::lock_guard<std::mutex> guard(log->lock);
-        log->events.push_back(event);
-    }
-    size_t size() {
-        std::lock_guard<std::mutex> guard(lock);
-        return events.size();
-    }
-};
-
 // The callback set before the sink exists is copied into it by ORNCStart;
 // one set while running replaces it at once; null switches events off.
 TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMoment) {
@@ -68,14 +30,14 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     ASSERT_EQ(connection_->set_enum("EventNotification", "On"), ORNC_OK);
     acqtest::Recorder recorder;
     recorder.attach(connection_->get());
-    EventLog log;
-    ORNCSetEventCallback(connection_->get(), &EventLog::On, &log);
+    acqtest::EventRecorder log;
+    log.attach(connection_->get());
     ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
 
     constexpr int kTriggers = 4;
     ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 1), ORNC_OK);
     for (int i = 0; i < kTriggers; ++i) {
-        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK) << i;
+        ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK) << i;
         ASSERT_TRUE(recorder.wait_frames(i + 1, 5s)) << i;
         std::this_thread::sleep_for(50ms);
     }
@@ -87,32 +49,29 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
         ASSERT_EQ(parts.size(), 3u);
         shown.insert(orntest::frame_from_intensity(parts[1]));
     }
-    {
-        std::lock_guard<std::mutex> guard(log.lock);
-        std::set<uint64_t> ids;
-        uint64_t previous_timestamp = 0;
-        for (const FrameEndEvent& event : log.events) {
-            EXPECT_EQ(event.items, 2);
-            ASSERT_EQ(event.frame_id_status, ORNC_OK);
-            if (event.timestamp <= UINT32_MAX) {
-                ASSERT_EQ(event.timestamp_status, ORNC_OK);
-                EXPECT_EQ(event.timestamp_low, event.timestamp) << "the data parameter reads the event's own timestamp";
-            } else {
-                EXPECT_EQ(event.timestamp_status, ORNC_ERR_OUT_OF_RANGE);
-            }
-            EXPECT_GT(event.timestamp, previous_timestamp);
-            previous_timestamp = event.timestamp;
-            ids.insert(static_cast<uint64_t>(event.frame_id) % 256);
+    std::set<uint64_t> ids;
+    uint64_t previous_timestamp = 0;
+    for (const acqtest::Event& event : log.events()) {
+        EXPECT_EQ(event.items, 2);
+        ASSERT_EQ(event.frame_id_status, ORNC_OK);
+        if (event.timestamp <= UINT32_MAX) {
+            ASSERT_EQ(event.timestamp_status, ORNC_OK);
+            EXPECT_EQ(event.timestamp_low, event.timestamp) << "the data parameter reads the event's own timestamp";
+        } else {
+            EXPECT_EQ(event.timestamp_status, ORNC_ERR_OUT_OF_RANGE);
         }
-        EXPECT_EQ(ids, shown);
+        EXPECT_GT(event.timestamp, previous_timestamp);
+        previous_timestamp = event.timestamp;
+        ids.insert(static_cast<uint64_t>(event.frame_id) % 256);
     }
+    EXPECT_EQ(ids, shown);
 
-    EventLog later;
-    ORNCSetEventCallback(connection_->get(), &EventLog::On, &later);
+    acqtest::EventRecorder later;
+    later.attach(connection_->get());
     std::vector<std::string> lines;
     {
         orntest::LogCapture capture;
-        ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+        ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK);
         ASSERT_TRUE(acqtest::wait_until([&] { return later.size() == 1; }, 5s));
         ASSERT_TRUE(recorder.wait_frames(kTriggers + 1, 5s));
         std::this_thread::sleep_for(50ms);
@@ -129,14 +88,13 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
         if (!std::regex_search(line, m, event_line)) continue;
         ++matched;
         const uint64_t timestamp = (std::stoull(m[1].str(), nullptr, 16) << 32) | std::stoull(m[2].str(), nullptr, 16);
-        std::lock_guard<std::mutex> guard(later.lock);
-        EXPECT_EQ(timestamp, later.events.at(0).timestamp) << line;
+        EXPECT_EQ(timestamp, later.events().at(0).timestamp) << line;
         EXPECT_NE(m[3].str()[0], '0') << line;
     }
     EXPECT_EQ(matched, 1);
 
     ORNCSetEventCallback(connection_->get(), nullptr, nullptr);
-    ASSERT_EQ(ORNCTriggerSoftware(connection_->get()), ORNC_OK);
+    ASSERT_EQ(acqtest::trigger(connection_->get(), recorder), ORNC_OK);
     ASSERT_TRUE(recorder.wait_frames(kTriggers + 2, 5s));
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(later.size(), 1u);
@@ -149,23 +107,21 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
 // device registers it, so that device's events are heard.
 TEST_F(Events, AStartBeforeTheConnectStillHearsTheDeviceConnectedLater) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(44, "AQ000044"), false));
-    ornc_t ornc{nullptr};
-    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
-    ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000044"), ORNC_OK);
-    ornc_parameters_t* params = ORNCGetDeviceParams(&ornc);
-    ASSERT_EQ(ORNCParamSetEnumValueByName(ORNCParamsGetParamByName(params, "EventSelector"), "FrameEnd"), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetEnumValueByName(ORNCParamsGetParamByName(params, "EventNotification"), "On"), ORNC_OK);
-    EventLog log;
-    ORNCSetEventCallback(&ornc, &EventLog::On, &log);
-    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 1), ORNC_OK);
-    ASSERT_EQ(ORNCTriggerSoftware(&ornc), ORNC_OK);
+    orntest::Handle handle;
+    ornc_t* h = handle.get();
+    ASSERT_EQ(ORNCStart(h), ORNC_OK);
+    ASSERT_EQ(ORNCConnectBySerialNumber(h, nullptr, "AQ000044"), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventSelector"), "FrameEnd"), ORNC_OK);
+    ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
+    acqtest::EventRecorder log;
+    log.attach(h);
+    ASSERT_EQ(ORNCStart(h), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 1), ORNC_OK);
+    ASSERT_EQ(ORNCTriggerSoftware(h), ORNC_OK);
     EXPECT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
-    EXPECT_EQ(ORNCAcquisitionStop(&ornc), ORNC_OK);
-    EXPECT_EQ(ORNCStop(&ornc), ORNC_OK);
-    EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
-    ORNCDestroy(&ornc);
+    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
+    EXPECT_EQ(ORNCStop(h), ORNC_OK);
+    EXPECT_EQ(ORNCDisconnect(h), ORNC_OK);
 }
 
 struct ParamCalls {

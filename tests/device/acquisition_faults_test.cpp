@@ -2,8 +2,9 @@
 // resends repair (every frame still delivered), the lost tail of a single
 // triggered frame asked for again, a refused resend failing its frame at
 // once, triggered sensors under CPU load, and a sensor that goes silent
-// (the disconnect callback fires once; parameter access fails and
-// ORNCDisconnect returns in bounded time, measured and printed).
+// (the disconnect callback fires once; parameter access fails,
+// ORNCDisconnect returns in bounded time, and the sensor works again once
+// it answers).
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -11,7 +12,6 @@
 
 #include <atomic>
 #include <chrono>
-#include <cstdio>
 #include <string>
 #include <thread>
 #include <vector>
@@ -48,13 +48,6 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
 
     const ornsim::SensorCounters counters = sensor().counters();
-    std::printf(
-        "loss 1%%: frames sent %llu, delivered %d, failed %d, packets dropped %llu, resend requests %llu, "
-        "packets resent %llu\n",
-        static_cast<unsigned long long>(counters.frames_sent), recorder.frames(), recorder.null_calls(),
-        static_cast<unsigned long long>(counters.packets_dropped),
-        static_cast<unsigned long long>(counters.resend_requests),
-        static_cast<unsigned long long>(counters.packets_resent));
     EXPECT_TRUE(all);
     EXPECT_EQ(counters.frames_sent, static_cast<uint64_t>(kLossFrames));
     EXPECT_EQ(recorder.frames(), kLossFrames);
@@ -62,15 +55,7 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     EXPECT_GT(counters.packets_dropped, 0u) << "the loss switch dropped nothing: the test proves nothing";
     EXPECT_GE(counters.packets_resent, counters.packets_dropped);
     // Every delivered frame is whole: its contents match the scene.
-    for (const auto& parts : recorder.vectors()) {
-        ASSERT_EQ(parts.size(), 3u);
-        const uint64_t f = orntest::frame_from_intensity(parts[1]);
-        const orn_pixel_t types[] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
-        for (size_t p = 0; p < 3; ++p) {
-            EXPECT_EQ(parts[p].type, types[p]);
-            EXPECT_EQ(orntest::check_part(parts[p], f), "");
-        }
-    }
+    for (const auto& parts : recorder.vectors()) EXPECT_EQ(acqtest::whole_frame(parts, 320, 240), "");
 }
 
 // A software trigger that reached the device. Under load the frame can be
@@ -160,16 +145,8 @@ TEST(TriggeredLoad, ThreeSensorsDeliverEveryTriggeredFrameWhileBothCoresAreBusy)
     }
 }
 
-struct DisconnectCounter {
-    std::atomic<int> calls{0};
-    std::atomic<int64_t> first_call_ns{0};
-    static void On(void* self) {
-        DisconnectCounter* counter = static_cast<DisconnectCounter*>(self);
-        if (counter->calls.fetch_add(1) == 0) {
-            counter->first_call_ns.store(Clock::now().time_since_epoch().count());
-        }
-    }
-};
+// Counts the disconnect callback's calls.
+void count_call(void* calls) { ++*static_cast<std::atomic<int>*>(calls); }
 
 TEST_F(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBounded) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(32, "AQ000032"), false));
@@ -178,25 +155,19 @@ TEST_F(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBoun
     ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000032"), ORNC_OK);
     acqtest::Recorder recorder;
     recorder.attach(&ornc);
-    DisconnectCounter counter;
-    ORNCSetDisconnectCallback(&ornc, &DisconnectCounter::On, &counter);
+    std::atomic<int> calls{0};
+    ORNCSetDisconnectCallback(&ornc, &count_call, &calls);
     ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
     ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 0), ORNC_OK);
     ASSERT_TRUE(recorder.wait_frames(3, 10s));
 
     ornsim::FaultSwitches faults;
     faults.silent_after_s = 0.0;
-    const auto silent_at = Clock::now();
     sensor().set_faults(faults);
-    const bool fired = acqtest::wait_until([&] { return counter.calls.load() > 0; }, 30s);
-    const double notice_s = fired ? std::chrono::duration<double>(Clock::duration(counter.first_call_ns.load()) -
-                                                                  silent_at.time_since_epoch())
-                                        .count()
-                                  : -1.0;
+    EXPECT_TRUE(acqtest::wait_until([&] { return calls.load() > 0; }, 30s)) << "no disconnect notification";
     // Give a second notification the chance to show.
     std::this_thread::sleep_for(1500ms);
-    EXPECT_TRUE(fired) << "no disconnect notification within 30 s";
-    EXPECT_EQ(counter.calls.load(), 1);
+    EXPECT_EQ(calls.load(), 1);
 
     // Parameters fail in bounded time: the read, and the write, which needs
     // the range first (Width's maximum is another node).
@@ -209,28 +180,30 @@ TEST_F(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBoun
 
     const auto begin = Clock::now();
     EXPECT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
-    const double disconnect_s = std::chrono::duration<double>(Clock::now() - begin).count();
-    std::printf("link loss: notified %.2f s after the sensor fell silent; ORNCDisconnect took %.2f s\n", notice_s,
-                disconnect_s);
     // An application can wait this long; a hang would not end.
-    EXPECT_LT(disconnect_s, 15.0);
-    EXPECT_EQ(counter.calls.load(), 1) << "ORNCDisconnect itself is not reported";
+    EXPECT_LT(Clock::now() - begin, 15s);
+    EXPECT_EQ(calls.load(), 1) << "ORNCDisconnect itself is not reported";
     ORNCDestroy(&ornc);
+    // The library works with the sensor again once it answers.
+    sensor().set_faults({});
+    acqtest::Connection again("AQ000032");
+    EXPECT_EQ(again.status(), ORNC_OK);
+    EXPECT_EQ(again.set_int("Width", 64), ORNC_OK);
 }
 
 TEST_F(Faults, DisconnectIsNotReportedAsLinkLoss) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(33, "AQ000033")));
-    DisconnectCounter counter;
+    std::atomic<int> calls{0};
     ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
     // Set after the sink exists: copied into it at once.
-    ORNCSetDisconnectCallback(connection_->get(), &DisconnectCounter::On, &counter);
+    ORNCSetDisconnectCallback(connection_->get(), &count_call, &calls);
     ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
     std::this_thread::sleep_for(300ms);
     ASSERT_EQ(ORNCDisconnect(connection_->get()), ORNC_OK);
     connection_.reset();
     // The sensor stops hearing the heartbeat; the library must stay quiet.
     std::this_thread::sleep_for(1s);
-    EXPECT_EQ(counter.calls.load(), 0);
+    EXPECT_EQ(calls.load(), 0);
 }
 
 }  // namespace

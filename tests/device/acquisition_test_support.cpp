@@ -23,6 +23,20 @@ ornc_status_t Connection::set_bool(const char* name, bool value) {
 }
 std::string Connection::value(const char* name) { return orntest::value_text(param(name)); }
 
+std::string whole_frame(const std::vector<ImageCopy>& parts, int width, int height, uint64_t* frame) {
+    if (parts.size() != 3) return "parts: " + std::to_string(parts.size());
+    const orn_pixel_t types[] = {ORN_PIX_ABC32F, ORN_PIX_MONO8, ORN_PIX_CONF8};
+    const uint64_t f = orntest::frame_from_intensity(parts[1]);
+    for (size_t i = 0; i < 3; ++i) {
+        const std::string problem = parts[i].type != types[i] || parts[i].width != width || parts[i].height != height
+                                        ? "not the sensor's"
+                                        : orntest::check_part(parts[i], f);
+        if (!problem.empty()) return "part " + std::to_string(i) + ": " + problem;
+    }
+    if (frame != nullptr) *frame = f;
+    return "";
+}
+
 void Connection::configure_component(const char* component, bool enable, const char* pixel_format) {
     ASSERT_EQ(set_enum("ComponentSelector", component), ORNC_OK) << component;
     ASSERT_EQ(set_bool("ComponentEnable", enable), ORNC_OK) << component;
@@ -65,6 +79,7 @@ void Recorder::OnVector(orn_image_vec_t* vec, void* self) {
 }
 
 void Recorder::record(bool failed, const std::function<void(Recorder&)>& store) {
+    if (held_) wait_until([&] { return !held_.load(); }, std::chrono::seconds(5));
     if (!failed && on_delivery) on_delivery();
     std::lock_guard<std::mutex> guard(lock_);
     if (failed) {
@@ -88,6 +103,34 @@ bool Recorder::wait_frames(int count, std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> guard(lock_);
     return changed_.wait_for(guard, timeout,
                              [&] { return static_cast<int>(vectors_.size() + images_.size()) >= count; });
+}
+
+ornc_status_t trigger(ornc_t* ornc, Recorder& recorder) {
+    recorder.hold(true);
+    const ornc_status_t status = ORNCTriggerSoftware(ornc);
+    recorder.hold(false);
+    return status;
+}
+
+void EventRecorder::On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self) {
+    Event event;
+    event.timestamp = timestamp;
+    event.items = ORNCGetParameterListCount(list);
+    for (int i = 0; i < event.items; ++i) {
+        ornc_param_t* item = ORNCGetParameterListIndex(list, i);
+        const std::string name = orntest::param_name(item);
+        if (name == "EventFrameEndFrameID") event.frame_id_status = ORNCParamGetIntegerValue(item, &event.frame_id);
+        if (name == "EventFrameEndTimestamp")
+            event.timestamp_status = ORNCParamGetUIntegerValue(item, &event.timestamp_low);
+    }
+    EventRecorder* recorder = static_cast<EventRecorder*>(self);
+    std::lock_guard<std::mutex> guard(recorder->lock_);
+    recorder->events_.push_back(event);
+}
+
+std::vector<Event> EventRecorder::events() const {
+    std::lock_guard<std::mutex> guard(lock_);
+    return events_;
 }
 
 }  // namespace acqtest

@@ -1,11 +1,12 @@
 // Helpers of the acquisition tests: sensors on this suite's loopback block,
 // a connected library handle with parameter shortcuts (and a fixture that
 // starts a sensor and connects), recorders that copy what the image
-// callbacks receive (the data is only valid during the callback), and a
-// check of their contents against the scene the sensor renders (whose
+// and event callbacks receive (the data is only valid during the callback),
+// and a check of their contents against the scene the sensor renders (whose
 // formulas tests/sim checks).
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
@@ -31,6 +32,11 @@ ornsim::SensorConfig sensor_config(int host, const std::string& serial, uint32_t
                                    double fps = 20.0);
 
 using orntest::wait_until;
+
+// "" when `parts` are one whole multipart frame of the scene: Range
+// (Coord3D_ABC32f), Intensity and Confidence of `width` x `height`, byte
+// for byte; the frame number (modulo 256) in *frame.
+std::string whole_frame(const std::vector<ImageCopy>& parts, int width, int height, uint64_t* frame = nullptr);
 
 // An initialised handle connected by serial number (discovery limited to
 // the sensor's address by SensorScope); disconnected and destroyed at the
@@ -78,6 +84,9 @@ public:
     bool wait_frames(int count, std::chrono::milliseconds timeout) const;
     // Called inside the callback (on the worker thread) before recording.
     std::function<void()> on_delivery;
+    // While held, every callback waits (up to 5 s) before it records, and
+    // so before the library ends a pending software trigger.
+    void hold(bool held) { held_ = held; }
 
 private:
     static void OnImage(orn_image_t* image, void* self);
@@ -96,6 +105,39 @@ private:
     std::vector<ImageCopy> images_;
     std::vector<std::chrono::steady_clock::time_point> times_;
     int null_calls_ = 0;
+    std::atomic<bool> held_{false};
+};
+
+// A software trigger whose image `recorder` cannot take before the call has
+// returned. The library marks the trigger pending after the command went
+// out; an image delivered before that would leave it pending (busy).
+ornc_status_t trigger(ornc_t* ornc, Recorder& recorder);
+
+// One call of the event callback: its timestamp, its number of data
+// parameters and EventFrameEndFrameID and EventFrameEndTimestamp read
+// through the 32-bit parameter API inside the callback (the features span
+// the 64-bit range, so a value beyond 32 bits is ORNC_ERR_OUT_OF_RANGE);
+// -1 and ORNC_ERROR when the event has no such parameter.
+struct Event {
+    uint64_t timestamp = 0;
+    int items = 0;
+    ornc_status_t frame_id_status = ORNC_ERROR;
+    int frame_id = -1;
+    ornc_status_t timestamp_status = ORNC_ERROR;
+    unsigned int timestamp_low = 0;
+};
+
+// What the event callback received, in order.
+class EventRecorder {
+public:
+    void attach(ornc_t* ornc) { ORNCSetEventCallback(ornc, &EventRecorder::On, this); }
+    std::vector<Event> events() const;
+    size_t size() const { return events().size(); }
+
+private:
+    static void On(orn_uint64_t timestamp, ornc_param_list_t* list, void* self);
+    mutable std::mutex lock_;
+    std::vector<Event> events_;
 };
 
 }  // namespace acqtest

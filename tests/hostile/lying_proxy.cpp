@@ -10,25 +10,15 @@ namespace hostile {
 constexpr uint32_t kDescriptionBase = 0x00200000;
 
 const char* lie_name(Lie lie) {
-    switch (lie) {
-        case Lie::kNone:
-            return "none";
-        case Lie::kWrongAckIds:
-            return "wrong ack ids";
-        case Lie::kLengthLargerThanDatagram:
-            return "length larger than datagram";
-        case Lie::kShortMemoryReads:
-            return "short memory reads";
-        case Lie::kCorruptDescription:
-            return "corrupt description file";
-        case Lie::kDeniedWrites:
-            return "denied writes";
-        case Lie::kGarbageAfterFew:
-            return "garbage after a few acks";
-        case Lie::kSilentAfterFew:
-            return "silent after a few acks";
-    }
-    return "?";
+    static const char* const names[] = {"none",
+                                        "wrong ack ids",
+                                        "length larger than datagram",
+                                        "short memory reads",
+                                        "corrupt description file",
+                                        "denied writes",
+                                        "garbage after a few acks",
+                                        "silent after a few acks"};
+    return names[static_cast<int>(lie)];
 }
 
 LyingProxy::LyingProxy(std::string address, std::string sensor_address, Lie lie)

@@ -1,8 +1,8 @@
 // A real sensor that goes quiet or slow on the control channel: before the
-// connect, in the middle of it (while the description file is read), and
-// under a connected handle (writes, then disconnect). Every call returns a
-// status within a bound, the failure is logged, and the library keeps
-// working: for the same sensor once it answers again, and for the next one.
+// connect and in the middle of it (while the description file is read).
+// The connect returns a status within a bound, the failure is logged, and
+// the library keeps working: for the same sensor once it answers again, and
+// for the next one. (Silence under a connected handle: acquisition_faults_test.)
 #include <gtest/gtest.h>
 
 #include <string>
@@ -14,7 +14,6 @@
 #include "log_capture.h"
 #include "loopback.h"
 #include "ornsim/virtual_sensor.h"
-#include "process_probes.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "wait.h"
@@ -88,32 +87,6 @@ TEST_F(SilentSensor, SlowAcksConnectButSilenceBeforeOrDuringTheConnectFailsItThe
         first_sensor().set_faults(ornsim::FaultSwitches{});
         ASSERT_NO_FATAL_FAILURE(expect_works(first_));
     }
-}
-
-TEST_F(SilentSensor, SilenceUnderAConnectedHandleFailsWritesAndDisconnectStaysBounded) {
-    ornc_t ornc{nullptr};
-    ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-    ASSERT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_OK);
-    ornc_param_t* width = ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width");
-    ASSERT_NE(width, nullptr);
-    first_sensor().set_faults(silent_after(0.0));
-
-    orntest::Stopwatch write_watch;
-    EXPECT_NE(ORNCParamSetIntegerValue(width, 128), ORNC_OK);
-    EXPECT_LT(write_watch.seconds(), kCallBoundSeconds);
-    int value = 0;
-    EXPECT_NE(ORNCParamGetIntegerValue(width, &value), ORNC_OK);
-
-    orntest::Stopwatch disconnect_watch;
-    ORNCDisconnect(&ornc);
-    EXPECT_LT(disconnect_watch.seconds(), kCallBoundSeconds);
-    std::printf("silent sensor: write failed after %.1f s, disconnect took %.1f s\n", write_watch.seconds(),
-                disconnect_watch.seconds());
-    ORNCDestroy(&ornc);
-
-    ASSERT_NO_FATAL_FAILURE(expect_works(second_));
-    first_sensor().set_faults(ornsim::FaultSwitches{});
-    ASSERT_NO_FATAL_FAILURE(expect_works(first_));
 }
 
 }  // namespace
