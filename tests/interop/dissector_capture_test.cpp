@@ -117,6 +117,23 @@ protected:
         EXPECT_TRUE(!events || seen.events > 0) << "no event reached the callback";
     }
 
+    // Decode rules for the flow of one channel: the port the library wrote
+    // last to its register (earlier ones are closed probe sockets, whose
+    // numbers a later socket may take) and the sensor's ports sending to
+    // it. Both ends: tshark tries the lower port first, and an ephemeral
+    // port may be one another dissector claims (34962 is PROFINET's).
+    void decode_flow(const char* channel, const char* dissector, std::vector<std::string>* rules) {
+        const std::string field = std::string("gvcp.bootstrap.") + channel + ".hostport";
+        const std::vector<std::string> writes = orntest::field_values(file_, "frame.number", field + " > 0");
+        if (writes.empty()) return;
+        const std::string port = orntest::field_values(file_, field, "frame.number == " + writes.back()).at(0);
+        rules->push_back("udp.port==" + port + "," + dissector);
+        const std::string from = std::string("ip.src == ") + kSensorAddress + " && udp.srcport != 3956";
+        for (const std::string& source :
+             orntest::field_values(file_, "udp.srcport", from + " && udp.dstport == " + port))
+            rules->push_back("udp.port==" + source + "," + dissector);
+    }
+
     orntest::ScopedEnv interfaces_{"ORNC_INTERFACES", nullptr};  // lo and the veth end
     orntest::TempWorkDir workdir_;
     const std::string file_ = workdir_.file("capture.pcapng");
@@ -134,13 +151,9 @@ TEST_P(DissectedCapture, EveryFrameDissectsCleanAndIsRecognised) {
     }
     capture_->stop();
 
-    // The stream and message channel ports the library wrote to the sensor.
     std::vector<std::string> decode_as;
-    for (const char* channel : {"scpx", "mcp"}) {
-        const std::string field = std::string("gvcp.bootstrap.") + channel + ".hostport";
-        for (const std::string& port : orntest::field_values(file_, field, field + " > 0"))
-            decode_as.push_back("udp.port==" + port + (channel[0] == 's' ? ",gvsp" : ",gvcp"));
-    }
+    decode_flow("scpx", "gvsp", &decode_as);
+    decode_flow("mcp", "gvcp", &decode_as);
     const std::string warnings = "_ws.expert.severity >= 0x00600000";  // warning or error
     std::vector<std::string> filters{"_ws.malformed", warnings, "ip.flags.mf == 1 || ip.frag_offset > 0"};
     for (std::string seen = s.seen; !seen.empty();) {

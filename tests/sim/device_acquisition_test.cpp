@@ -138,7 +138,7 @@ bool parse_event(const std::vector<uint8_t>& d, EventPacket* e) {
     const gvcp::CommandHeader h = gvcp::read_command_header(d.data(), d.size());
     // With extended ids the event starts with its size: header and data.
     if (d.size() < 8 + 24 + 16 || h.key != gvcp::kKey || h.command != gvcp::EVENTDATA_CMD ||
-        (h.flags & gvcp::kFlagExtendedIds) == 0 || stream_test::be16(d.data() + 8) != d.size() - 8)
+        (h.flags & gvcp::kFlagExtendedIds) == 0 || stream_test::be(d.data() + 8, 2) != d.size() - 8)
         return false;
     *e = {h.request_id, gvcp::read_event_entry(d.data() + 8, d.size() - 8, true)};
     return true;
@@ -190,76 +190,15 @@ TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
     EXPECT_GE(sensor_->counters().events_sent, 4u);
 }
 
-TEST_F(Acquisition, CutFramesStopHalfwayWithoutTrailerAndAreNeverResent) {
-    ornsim::FaultSwitches faults;
-    faults.cut_frame_every = 3;
-    sensor_->set_faults(faults);
-    set_frame_rate(50.0);
-    constexpr size_t kFrames = 7;
-    ASSERT_TRUE(
-        write({{reg::AcquisitionMode, reg::kAcquisitionModeMultiFrame}, {reg::AcquisitionFrameCount, kFrames}}));
-    ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
-    ASSERT_TRUE(receiver_.pump(
-        [&] { return receiver_.blocks().size() == kFrames && receiver_.blocks().rbegin()->second.complete(); }));
-    receiver_.drain(milliseconds(300));
-    ASSERT_EQ(receiver_.blocks().size(), kFrames);
-
-    // Frames 3 and 6 counted from the switch: leader and the first half of the
-    // payload packets, in order, and nothing after them.
-    const stream_test::CollectedBlock& whole = receiver_.blocks().begin()->second;
-    ASSERT_TRUE(whole.complete());
-    const uint32_t payload_packets = whole.trailer->packet_id - 1;
-    ASSERT_GE(payload_packets, 4u);
-    std::vector<uint64_t> cut_ids;
-    for (auto& entry : receiver_.blocks()) {
-        const stream_test::CollectedBlock& block = entry.second;
-        const bool cut = (entry.first - receiver_.blocks().begin()->first + 1) % 3 == 0;
-        ASSERT_TRUE(block.leader.has_value()) << entry.first;
-        if (!cut) {
-            EXPECT_TRUE(block.complete()) << entry.first;
-            continue;
-        }
-        cut_ids.push_back(entry.first);
-        EXPECT_FALSE(block.trailer.has_value()) << entry.first;
-        ASSERT_EQ(block.payload.size(), payload_packets / 2) << entry.first;
-        EXPECT_EQ(block.payload.begin()->first, 1u);
-        EXPECT_EQ(block.payload.rbegin()->first, payload_packets / 2);
-    }
-    ASSERT_EQ(cut_ids.size(), 2u);
-
-    // A request for the rest of a cut frame is answered by a header alone with
-    // PACKET_UNAVAILABLE for its first packet; the same request for the last
-    // (whole) frame brings those packets back.
-    const uint64_t cut_id = cut_ids[0], whole_id = receiver_.blocks().rbegin()->first;
-    for (const uint64_t id : {cut_id, whole_id}) {
-        client_->send_raw(gvcp::build_resend_request(true, 1, {0, id, payload_packets / 2 + 1, payload_packets + 1}));
-    }
-    receiver_.drain(milliseconds(300));
-    const auto& refused = receiver_.blocks()[cut_id].payload;
-    ASSERT_EQ(refused.size(), payload_packets / 2 + 1);
-    EXPECT_EQ(refused.rbegin()->first, payload_packets / 2 + 1);
-    EXPECT_EQ(refused.rbegin()->second.status, 0x800Cu);
-    EXPECT_TRUE(refused.rbegin()->second.data.empty());
-    EXPECT_FALSE(receiver_.blocks()[cut_id].trailer.has_value());
-    const uint32_t rest = payload_packets - payload_packets / 2 + 1;  // with the trailer
-    EXPECT_EQ(receiver_.blocks()[whole_id].resent, rest);
-    ornsim::SensorCounters c = sensor_->counters();
-    EXPECT_EQ(c.frames_sent, kFrames);
-    EXPECT_EQ(c.frames_cut, 2u);
-    EXPECT_EQ(c.resend_requests, 2u);
-    EXPECT_EQ(c.packets_resent, rest);
-}
-
-TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEvents) {
+TEST_F(Acquisition, EventFloodKeepsItsRateAndItsCountAndStopsWhenSwitchedOff) {
     UdpEndpoint host;
     open_message_channel(host);
-    std::set<uint16_t> flood_ids;     // request ids of flood events seen
-    std::set<uint64_t> frame_events;  // block ids of the frames' own events
+    std::set<uint16_t> flood_ids;  // request ids of flood events seen
     // Takes events for `ms`, acknowledging each at once; returns how many arrived.
     auto serve = [&](int ms) {
         int received = 0;
-        const auto until = std::chrono::steady_clock::now() + milliseconds(ms);
-        while (std::chrono::steady_clock::now() < until) {
+        for (const auto until = std::chrono::steady_clock::now() + milliseconds(ms);
+             std::chrono::steady_clock::now() < until;) {
             uint32_t ip = 0;
             uint16_t port = 0;
             std::vector<uint8_t> d = host.receive(20, &ip, &port);
@@ -267,13 +206,8 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
             EventPacket e;
             if (d.empty() || !parse_event(d, &e)) continue;
             ++received;
-            EXPECT_EQ(ip, ip_);
             EXPECT_EQ(e.entry.event_id, reg::kEventIdFrameEnd);
-            if (e.entry.block_id == 0) {
-                flood_ids.insert(e.req_id);
-            } else {
-                frame_events.insert(e.entry.block_id);
-            }
+            if (e.entry.block_id == 0) flood_ids.insert(e.req_id);
             acknowledge_event(host, e.req_id, ip, port);
         }
         return received;
@@ -289,17 +223,6 @@ TEST_F(Acquisition, EventFloodSendsAcknowledgedRetriedEventsBesideTheFrameEndEve
     // Some 200 in the second; a loaded machine may keep fewer, never more.
     EXPECT_GE(flood_ids.size(), static_cast<size_t>(kFloodPerS / 4));
     EXPECT_LE(flood_ids.size(), static_cast<size_t>(kFloodPerS * 1.1) + 1);
-    // The frames' own events still come through between them.
-    EXPECT_GE(frame_events.size(), 5u);
-    serve(200);  // the last frame's event is answered too
-
-    // Unacknowledged, a flood event is retried MCRC times, MCTT apart, and
-    // nothing else is sent while it is in flight.
-    const std::vector<EventPacket> copies = unacknowledged_copies(host);
-    ASSERT_EQ(copies.size(), 3u);
-    EXPECT_EQ(copies[0].entry.block_id, 0u);
-    flood_ids.insert(copies[0].req_id);
-
     // Switched off, the channel falls quiet; its count is what the host saw.
     sensor_->set_faults(ornsim::FaultSwitches{});
     for (int round = 0; round < 20 && serve(400) > 0; ++round) {

@@ -66,8 +66,6 @@ TEST_F(ControlChannel, ErrorAcksNameTheFault) {
     ASSERT_TRUE(client_->take_control());
     EXPECT_EQ(client_->read_registers({0x00300000}).status, gvcp::STATUS_INVALID_ADDRESS);
     EXPECT_EQ(client_->read_registers({gvcp::REG_CURRENT_IP_ADDRESS + 2}).status, gvcp::STATUS_BAD_ALIGNMENT);
-    EXPECT_EQ(client_->write_register(gvcp::REG_VERSION, 0x00010000), gvcp::STATUS_WRITE_PROTECT);
-    EXPECT_EQ(client_->write_register(ornsim::reg::PayloadSize, 1), gvcp::STATUS_WRITE_PROTECT);
     EXPECT_EQ(client_->write_register(0x00300000, 1), gvcp::STATUS_INVALID_ADDRESS);
     EXPECT_EQ(client_->write_register(ornsim::reg::Width, 100000), gvcp::STATUS_INVALID_PARAMETER);
     EXPECT_EQ(client_->transact(gvcp::ACTION_CMD, std::vector<uint8_t>(12, 0)).status, gvcp::STATUS_NOT_IMPLEMENTED);
@@ -102,7 +100,6 @@ TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSile
 TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
     GvcpClient other(ip_);
     ASSERT_TRUE(client_->take_control());
-    EXPECT_EQ(other.read_register(gvcp::REG_CCP), gvcp::CCP_CONTROL);  // reads stay open
     EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
     EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
     // Stream set-up is a write like any other.
@@ -114,16 +111,12 @@ TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
     EXPECT_EQ(other.read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_ACCESS_DENIED);
     EXPECT_EQ(other.read_memory(0, 4).status, gvcp::STATUS_ACCESS_DENIED);
     EXPECT_EQ(client_->read_registers({gvcp::REG_VERSION}).status, gvcp::STATUS_SUCCESS);
-
-    // Released, the device is anyone's.
-    EXPECT_EQ(client_->write_register(gvcp::REG_CCP, 0), gvcp::STATUS_SUCCESS);
-    EXPECT_TRUE(other.take_control());
-    EXPECT_EQ(other.write_register(ornsim::reg::Width, 32), gvcp::STATUS_SUCCESS);
 }
 
-// Discovery at the new address, and none at the old, is checked through the
-// library in tests/device; here what only the raw command shows.
-TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
+// The move itself, acknowledged, is checked through the library in
+// device_details_test (ForceIPRefuses...ElseMovesItWhereDiscoveryFindsIt);
+// here what only the raw command shows.
+TEST_F(ControlChannel, ForceIpIgnoresAnotherDevicesMacAndRefusesAZeroAddress) {
     const std::string old_address = sensor().current_address();
     const std::string new_address = orntest::loopback(Block::sim, 250);
     gvcp::ForceIpRequest request{{0x02, 0, 0, 0, static_cast<uint8_t>(Block::sim), kHost}, 0, 0xFF000000, 0};
@@ -138,13 +131,6 @@ TEST_F(ControlChannel, ForceIpMovesOnlyTheNamedDeviceAndRefusesAZeroAddress) {
     request.mac[5] = kHost + 1;  // another device's MAC: not for us
     EXPECT_FALSE(force_ip(300).received);
     EXPECT_EQ(sensor().current_address(), old_address);
-
-    request.mac[5] = kHost;
-    const Ack a = force_ip(1000);
-    ASSERT_TRUE(a.received);
-    EXPECT_EQ(a.status, gvcp::STATUS_SUCCESS);
-    EXPECT_EQ(a.answer, gvcp::FORCEIP_ACK);
-    EXPECT_EQ(sensor().current_address(), new_address);
 }
 
 TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
