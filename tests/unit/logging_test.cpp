@@ -5,16 +5,15 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iterator>
 #include <mutex>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "ORNBase.h"
+#include "run_program.h"
 #include "temp_dir.h"
 
 namespace {
@@ -109,10 +108,7 @@ TEST_F(Logging, ConsoleLinesHaveNoStampCarryLongMessagesInFullAndFollowTheSwitch
 
 TEST_F(Logging, FileLinesAreStampedAndAppended) {
     const std::string path = dir_ + "/a.log";
-    {
-        std::ofstream existing(path);
-        existing << "earlier\n";
-    }
+    ASSERT_TRUE(orntest::write_file(path, "earlier\n"));
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
     ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: first");
@@ -208,15 +204,10 @@ TEST_F(Logging, ConcurrentWritersAndReconfigurationKeepLinesWhole) {
     for (std::thread& w : writers) w.join();
     ORNLogStop();
 
-    std::istringstream in(orntest::read_file(path));
-    std::string line;
-    int count = 0;
+    const std::vector<std::string> lines = orntest::lines_of(orntest::read_file(path));
+    EXPECT_FALSE(lines.empty());
     const std::regex whole(kStamp + R"(\tINFO: writer \d line \d+)");
-    while (std::getline(in, line)) {
-        EXPECT_TRUE(std::regex_match(line, whole)) << line;
-        ++count;
-    }
-    EXPECT_GT(count, 0);
+    for (const std::string& line : lines) EXPECT_TRUE(std::regex_match(line, whole)) << line;
 }
 
 }  // namespace
