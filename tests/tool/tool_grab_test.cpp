@@ -10,6 +10,7 @@
 #include <cstring>
 #include <regex>
 #include <sstream>
+#include <tuple>
 
 #include "aravis_fake_camera.h"
 #include "scene.h"
@@ -133,10 +134,8 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         GrayImage confidence;
         ASSERT_TRUE(read_png(dir_ + stem + "_intensity.png", &intensity));
         ASSERT_TRUE(read_png(dir_ + stem + "_confidence.png", &confidence));
-        ASSERT_EQ(intensity.width, kWidth);
-        ASSERT_EQ(intensity.height, kHeight);
-        ASSERT_EQ(confidence.width, kWidth);
-        ASSERT_EQ(confidence.height, kHeight);
+        ASSERT_EQ(std::make_tuple(intensity.width, intensity.height, confidence.width, confidence.height),
+                  std::make_tuple(kWidth, kHeight, kWidth, kHeight));
         // Both images whole, byte for byte; the frame number from the intensity.
         const orntest::ImageCopy mono{false, kWidth, kHeight, 1, ORN_PIX_MONO8, intensity.pixels};
         const uint64_t f = orntest::frame_from_intensity(mono);
@@ -359,9 +358,8 @@ TEST_F(GrabTest, Open3dAndPclReadEveryPointCloudForm) {
             for (double expected : want) {
                 double got = NAN;
                 in >> got;
-                if (!std::isnan(expected)) {
-                    EXPECT_NEAR(got, expected, 1e-3) << line;
-                }
+                EXPECT_TRUE(std::isnan(expected) || std::fabs(got - expected) <= 1e-3)
+                    << got << " not " << expected << line;
             }
         }
     }
@@ -398,8 +396,7 @@ TEST_F(FakeCameraTool, EveryCommandWorksAndGrabWritesOnePngPerFrame) {
     for (const char* file : {"/frame_0000.png", "/frame_0001.png"}) {
         GrayImage image;
         ASSERT_TRUE(read_png(workdir_.path() + file, &image)) << file << "\n" << report(r);
-        EXPECT_EQ(image.width, 320);
-        EXPECT_EQ(image.height, std::stoi(height));
+        EXPECT_EQ(std::make_tuple(image.width, image.height), std::make_tuple(320, std::stoi(height)));
     }
     const std::string summary = orntest::read_file(workdir_.file("summary.json"));
     EXPECT_NE(summary.find("\"frames_written\": 2"), std::string::npos) << summary;
