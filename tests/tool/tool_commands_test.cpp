@@ -70,8 +70,7 @@ TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
 TEST_F(ToolTest, InfoFindsADeviceBySerialAddressOrPattern) {
     start_sensor(4, "TOOL-INFO");
     for (const std::string& key : {std::string("TOOL-INFO"), block_address(4), std::string("Virtual 3D")}) {
-        ProgramResult r = tool({"info", key});
-        ASSERT_EQ(r.exit_code, 0) << key << "\n" << report(r);
+        const ProgramResult r = run_ok({"info", key});
         for (const auto& field : std::vector<std::pair<std::string, std::string>>{{"Serial number", "TOOL-INFO"},
                                                                                   {"IP address", block_address(4)},
                                                                                   {"MAC address", block_mac(4)},
@@ -178,8 +177,7 @@ TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
     // has gone: a reset restarts the clock at 0, a latch copies it to
     // GevTimestampValue (1 GHz ticks, 64 bits wide).
     auto latch = [&]() -> long long {
-        ProgramResult latched = tool({"exec", "TOOL-EXEC", "GevTimestampControlLatch"});
-        EXPECT_EQ(latched.out, "GevTimestampControlLatch executed\n") << report(latched);
+        expect_output({"exec", "TOOL-EXEC", "GevTimestampControlLatch"}, "GevTimestampControlLatch executed\n");
         return std::atoll(run_ok({"get", "TOOL-EXEC", "GevTimestampValue"}).out.c_str());
     };
     expect_output({"exec", "TOOL-EXEC", "GevTimestampControlReset"}, "GevTimestampControlReset executed\n");
