@@ -7,21 +7,17 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <vector>
 
 namespace orntest {
 
 TempWorkDir::TempWorkDir() {
     char current[4096];
     if (::getcwd(current, sizeof current) != nullptr) previous_ = current;
-    std::string pattern = (std::filesystem::temp_directory_path() / "ornc-test-XXXXXX").string();
-    std::vector<char> buffer(pattern.begin(), pattern.end());
-    buffer.push_back('\0');
-    if (::mkdtemp(buffer.data()) == nullptr || ::chdir(buffer.data()) != 0) {
+    path_ = (std::filesystem::temp_directory_path() / "ornc-test-XXXXXX").string();
+    if (::mkdtemp(path_.data()) == nullptr || ::chdir(path_.c_str()) != 0) {
         std::perror("temporary working directory");
         std::abort();
     }
-    path_ = buffer.data();
 }
 
 TempWorkDir::~TempWorkDir() {

@@ -23,6 +23,13 @@ std::string int_reg(const char* name, uint32_t offset, const char* access = "RW"
 }
 constexpr const char* kNoCache = "<Cachable>NoCache</Cachable>";
 
+// An Integer `name` with `body` over its register `name`Reg at `offset`.
+std::string integer(const std::string& name, uint32_t offset, const std::string& body, const char* access = "RW",
+                    const char* sign = "Unsigned", const char* extra = "", int length = 4) {
+    return "  <Integer Name=\"" + name + "\" NameSpace=\"Custom\"><pValue>" + name + "Reg</pValue>" + body +
+           "</Integer>\n" + int_reg((name + "Reg").c_str(), offset, access, sign, extra, length);
+}
+
 // The features, in document order. Categories: RangeTests (every feature
 // but TestWide and the grouped TestInnerValue) and Nested\Inner. Node-map
 // features Test* take 0x00..0x7F; the notification chain (Source -> Doubled
@@ -83,9 +90,7 @@ std::string features() {
   <Integer Name="TestLocked" NameSpace="Custom"><pIsLocked>TestBoolean</pIsLocked><pValue>TestWide</pValue></Integer>
   <Integer Name="TestUnavailable" NameSpace="Custom"><pIsAvailable>TestBoolean</pIsAvailable><pValue>TestWide</pValue>
   </Integer>
-  <Integer Name="TestIp" NameSpace="Custom"><pValue>TestIpReg</pValue><Representation>IPV4Address</Representation>
-  </Integer>
-)XML" + int_reg("TestIpReg", kIp) +
+)XML" + integer("TestIp", kIp, "<Representation>IPV4Address</Representation>") +
            R"XML(
   <StructReg Comment="two bytes of one register">
     <Address>0x00100078</Address><Length>4</Length><pPort>Device</pPort><Endianess>BigEndian</Endianess>
@@ -96,36 +101,21 @@ std::string features() {
   </StructReg>
   <Group Comment="grouped"><Integer Name="TestInnerValue" NameSpace="Custom"><Visibility>Invisible</Visibility>
     <Value>9</Value></Integer></Group>
-  <Integer Name="Source" NameSpace="Custom"><pValue>SourceReg</pValue><Min>0</Min><Max>1000</Max></Integer>
-)XML" + int_reg("SourceReg", 0x80) +
+)XML" + integer("Source", 0x80, "<Min>0</Min><Max>1000</Max>") +
            R"XML(
   <IntSwissKnife Name="Doubled" NameSpace="Custom"><pVariable Name="S">Source</pVariable><Formula>S*2</Formula></IntSwissKnife>
   <IntSwissKnife Name="Quadrupled" NameSpace="Custom"><pVariable Name="D">Doubled</pVariable><Formula>D*2</Formula></IntSwissKnife>
-  <Integer Name="Cached" NameSpace="Custom"><pValue>CachedReg</pValue></Integer>
-)XML" + int_reg("CachedReg", 0x84, "RO", "Unsigned", "<pInvalidator>Source</pInvalidator>") +
-           R"XML(
-  <Integer Name="Bounded" NameSpace="Custom"><pValue>BoundedReg</pValue><Min>0</Min><pMax>Source</pMax></Integer>
-)XML" + int_reg("BoundedReg", 0x88) +
-           R"XML(
-  <Integer Name="Selector" NameSpace="Custom"><pValue>SelectorReg</pValue><Min>0</Min><Max>3</Max>
-    <pSelected>Indexed</pSelected></Integer>
-)XML" + int_reg("SelectorReg", 0x8C) +
-           R"XML(
+)XML" + integer("Cached", 0x84, "", "RO", "Unsigned", "<pInvalidator>Source</pInvalidator>") +
+           integer("Bounded", 0x88, "<Min>0</Min><pMax>Source</pMax>") +
+           integer("Selector", 0x8C, "<Min>0</Min><Max>3</Max><pSelected>Indexed</pSelected>") + R"XML(
   <Integer Name="Indexed" NameSpace="Custom"><pValue>IndexedReg</pValue></Integer>
   <IntReg Name="IndexedReg" NameSpace="Custom"><Address>0x00100090</Address><pIndex Offset="4">SelectorReg</pIndex>
     <Length>4</Length><AccessMode>RW</AccessMode><pPort>Device</pPort><Sign>Unsigned</Sign><Endianess>BigEndian</Endianess></IntReg>
-  <Integer Name="Unrelated" NameSpace="Custom"><pValue>UnrelatedReg</pValue></Integer>
-)XML" + int_reg("UnrelatedReg", 0xA0) +
-           R"XML(
-  <Integer Name="IntStep4" NameSpace="Custom"><pValue>IntStep4Reg</pValue><Min>1</Min><Max>100</Max><Inc>4</Inc></Integer>
-)XML" + int_reg("IntStep4Reg", 0xA4) +
-           R"XML(
-  <Integer Name="IntMinusOneToU32" NameSpace="Custom"><pValue>IntMinusOneToU32Reg</pValue><Min>-1</Min><Max>4294967295</Max></Integer>
-)XML" + int_reg("IntMinusOneToU32Reg", 0xA8, "RW", "Signed", kNoCache, 8) +
-           int_reg("IntFull64", 0xB0, "RW", "Signed", kNoCache, 8) + R"XML(
-  <Integer Name="IntTo2Pow32" NameSpace="Custom"><pValue>IntTo2Pow32Reg</pValue><Min>0</Min><Max>4294967296</Max></Integer>
-)XML" + int_reg("IntTo2Pow32Reg", 0xB8, "RW", "Signed", kNoCache, 8) +
-           R"XML(
+)XML" + integer("Unrelated", 0xA0, "") +
+           integer("IntStep4", 0xA4, "<Min>1</Min><Max>100</Max><Inc>4</Inc>") +
+           integer("IntMinusOneToU32", 0xA8, "<Min>-1</Min><Max>4294967295</Max>", "RW", "Signed", kNoCache, 8) +
+           int_reg("IntFull64", 0xB0, "RW", "Signed", kNoCache, 8) +
+           integer("IntTo2Pow32", 0xB8, "<Min>0</Min><Max>4294967296</Max>", "RW", "Signed", kNoCache, 8) + R"XML(
   <Register Name="RawSpan" NameSpace="Custom"><Address>0x001000A8</Address><Length>24</Length><AccessMode>RW</AccessMode>
     <pPort>Device</pPort></Register>
 )XML";

@@ -44,18 +44,22 @@ protected:
                 {"ORNC_DISCOVERY_TIMEOUT_MS", "1000"}};
     }
 
-    // Runs the tool; it must succeed and print exactly `out`.
-    void expect_output(const std::vector<std::string>& args, const std::string& out) {
-        const ProgramResult r = tool(args);
+    // Runs the tool; it must succeed (and print exactly `out`).
+    ProgramResult run_ok(const std::vector<std::string>& args, double timeout_s = 60.0) {
+        ProgramResult r = tool(args, timeout_s);
         EXPECT_EQ(r.exit_code, 0) << report(r);
-        EXPECT_EQ(r.out, out) << report(r);
+        return r;
+    }
+    void expect_output(const std::vector<std::string>& args, const std::string& out) {
+        EXPECT_EQ(run_ok(args).out, out);
     }
 
     // Runs the tool; it must exit with `code` and say `message` on stderr.
-    void expect_failure(const std::vector<std::string>& args, int code, const std::string& message) {
-        const ProgramResult r = tool(args);
+    ProgramResult expect_failure(const std::vector<std::string>& args, int code, const std::string& message) {
+        ProgramResult r = tool(args);
         EXPECT_EQ(r.exit_code, code) << report(r);
         EXPECT_NE(r.err.find(message), std::string::npos) << report(r);
+        return r;
     }
 
     orntest::SensorFleet sensors_;

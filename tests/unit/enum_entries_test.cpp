@@ -6,6 +6,7 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -60,36 +61,32 @@ TEST(EnumEntries, NamesAndValuesOfEveryEntry) {
     for (const auto& [text, entries] : cases) EXPECT_EQ(walk(text), entries) << '"' << text << '"';
 }
 
+// (status, value) of an entry, (status, index) of a value, (status, value, index) of a name.
+std::tuple<int, int> value_at(char* text, int entry) {
+    int value = -9;
+    return {ORN_GetEnumValueFromEntries(text, entry, &value), value};
+}
+std::tuple<int, int> index_of(char* text, int value) {
+    int index = -9;
+    return {ORN_GetEnumIndexFromEntries(text, value, &index), index};
+}
+std::tuple<int, int, int> find(char* text, const char* name) {
+    int value = -9, index = -9;
+    return {ORN_FindEnumEntry(text, name, &value, &index), value, index};
+}
+
 TEST(EnumEntries, IndexValueAndNameLookups) {
-    char text[] = "Low:5\nMid\nHigh:0x10\nMax\nMid2:6";
-    int value = 0, index = 0;
-
-    EXPECT_EQ(ORN_GetEnumValueFromEntries(text, 2, &value), ORN_OK);
-    EXPECT_EQ(value, 16);
-    value = 0;
-    EXPECT_EQ(ORN_GetEnumValueFromEntries(text, 9, &value), ORN_ERROR);
-    EXPECT_EQ(value, 5);  // a miss yields the first entry's value
-    char empty[] = "";
-    EXPECT_EQ(ORN_GetEnumValueFromEntries(empty, 0, &value), ORN_ERROR);
-    EXPECT_EQ(value, -1);
-
-    EXPECT_EQ(ORN_GetEnumIndexFromEntries(text, 6, &index), ORN_OK);
-    EXPECT_EQ(index, 1);  // the first entry with that value
-    index = 7;
-    EXPECT_EQ(ORN_GetEnumIndexFromEntries(text, 99, &index), ORN_ERROR);
-    EXPECT_EQ(index, 0);
-
-    EXPECT_EQ(ORN_FindEnumEntry(text, "Max", &value, &index), ORN_OK);
-    EXPECT_EQ(value, 17);
-    EXPECT_EQ(index, 3);
-    EXPECT_EQ(ORN_FindEnumEntry(text, "max", &value, &index), ORN_ERROR);  // case-sensitive
-    EXPECT_EQ(value, 0);
-    EXPECT_EQ(index, 0);
-    EXPECT_EQ(ORN_FindEnumEntry(text, "Mi", &value, &index), ORN_ERROR);  // whole names only
-
-    char crlf[] = "On\r\nOff";
-    EXPECT_EQ(ORN_FindEnumEntry(crlf, "On", &value, &index), ORN_ERROR);
-    EXPECT_EQ(ORN_FindEnumEntry(crlf, "On\r", &value, &index), ORN_OK);
+    char text[] = "Low:5\nMid\nHigh:0x10\nMax\nMid2:6", empty[] = "", crlf[] = "On\r\nOff";
+    EXPECT_EQ(value_at(text, 2), std::make_tuple(ORN_OK, 16));
+    EXPECT_EQ(value_at(text, 9), std::make_tuple(ORN_ERROR, 5));  // a miss yields the first entry's value
+    EXPECT_EQ(value_at(empty, 0), std::make_tuple(ORN_ERROR, -1));
+    EXPECT_EQ(index_of(text, 6), std::make_tuple(ORN_OK, 1));  // the first entry with that value
+    EXPECT_EQ(index_of(text, 99), std::make_tuple(ORN_ERROR, 0));
+    EXPECT_EQ(find(text, "Max"), std::make_tuple(ORN_OK, 17, 3));
+    EXPECT_EQ(find(text, "max"), std::make_tuple(ORN_ERROR, 0, 0));  // case-sensitive
+    EXPECT_EQ(std::get<0>(find(text, "Mi")), ORN_ERROR);             // whole names only
+    EXPECT_EQ(std::get<0>(find(crlf, "On")), ORN_ERROR);
+    EXPECT_EQ(std::get<0>(find(crlf, "On\r")), ORN_OK);
 }
 
 TEST(EnumEntries, ReadOnlyTextsAreParsedWithoutWriting) {
@@ -102,29 +99,20 @@ TEST(EnumEntries, ReadOnlyTextsAreParsedWithoutWriting) {
     ASSERT_EQ(mprotect(mem, static_cast<size_t>(page), PROT_READ), 0);
     char* ro = static_cast<char*>(mem);
 
-    int value = 0, index = 0;
-    EXPECT_EQ(ORN_FindEnumEntry(ro, "High", &value, &index), ORN_OK);
-    EXPECT_EQ(value, 16);
-    EXPECT_EQ(index, 2);
-    EXPECT_EQ(ORN_GetEnumValueFromEntries(ro, 3, &value), ORN_OK);
-    EXPECT_EQ(value, 17);
-    EXPECT_EQ(ORN_GetEnumIndexFromEntries(ro, 6, &index), ORN_OK);
-    EXPECT_EQ(index, 1);
+    EXPECT_EQ(find(ro, "High"), std::make_tuple(ORN_OK, 16, 2));
+    EXPECT_EQ(value_at(ro, 3), std::make_tuple(ORN_OK, 17));
+    EXPECT_EQ(index_of(ro, 6), std::make_tuple(ORN_OK, 1));
     munmap(mem, static_cast<size_t>(page));
-
-    // A string literal works too.
-    EXPECT_EQ(ORN_FindEnumEntry(const_cast<char*>("A\nB"), "B", &value, &index), ORN_OK);
-    EXPECT_EQ(value, 1);
+    EXPECT_EQ(find(const_cast<char*>("A\nB"), "B"), std::make_tuple(ORN_OK, 1, 1));  // a string literal too
 }
 
 TEST(EnumEntries, NullArgumentsAreRefused) {
-    int value = 0, index = 0;
+    int value = 0;
     char* cursor = nullptr;
     EXPECT_EQ(ORN_GetEnumEntry(&cursor, nullptr, nullptr, &value), ORN_ERROR);
     EXPECT_EQ(ORN_GetEnumEntry(nullptr, nullptr, nullptr, &value), ORN_ERROR);
-    EXPECT_EQ(ORN_FindEnumEntry(nullptr, "x", &value, &index), ORN_ERROR);
-    EXPECT_EQ(ORN_GetEnumValueFromEntries(nullptr, 0, &value), ORN_ERROR);
-    EXPECT_EQ(value, -1);
+    EXPECT_EQ(std::get<0>(find(nullptr, "x")), ORN_ERROR);
+    EXPECT_EQ(value_at(nullptr, 0), std::make_tuple(ORN_ERROR, -1));
 }
 
 }  // namespace

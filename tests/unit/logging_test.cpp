@@ -5,38 +5,23 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <iterator>
-#include <mutex>
 #include <regex>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "ORNBase.h"
+#include "log_capture.h"
+#include "run_program.h"
 #include "temp_dir.h"
 
 namespace {
-
-std::mutex g_sink_mutex;
-std::vector<std::string> g_sink_lines;
-
-void collecting_sink(const char* line) {
-    std::lock_guard<std::mutex> lock(g_sink_mutex);
-    g_sink_lines.emplace_back(line);
-}
-
-std::vector<std::string> sink_lines() {
-    std::lock_guard<std::mutex> lock(g_sink_mutex);
-    return g_sink_lines;
-}
 
 const std::string kStamp = R"(\d{4}:\d{2}:\d{2} \d{2}:\d{2}:\d{2}\.\d{3,4})";
 
 class Logging : public ::testing::Test {
 protected:
-    void SetUp() override { g_sink_lines.clear(); }
     void TearDown() override {
         // Back to the initial logger state for the next case.
         ORNLogSetExternal(nullptr);
@@ -77,12 +62,12 @@ TEST_F(Logging, NothingIsWrittenInTheInitialStateThenMasksDecideWhatIs) {
 }
 
 TEST_F(Logging, LevelWordIsTheHighestBitPresent) {
-    ORNLogSetExternal(collecting_sink);
+    const orntest::LogCapture log;
     const std::pair<int, const char*> cases[] = {{1, "INFO"},    {2, "WARNING"}, {3, "WARNING"}, {4, "ERROR"},
                                                  {6, "ERROR"},   {8, "SEVERE"},  {16, "FATAL"},  {31, "FATAL"},
                                                  {0, "UNKNOWN"}, {32, "UNKNOWN"}};
     for (const auto& c : cases) ORNLogMsg(c.first, ORN_LOGCAT_MISC, "m");
-    const std::vector<std::string> lines = sink_lines();
+    const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), std::size(cases));
     for (size_t i = 0; i < lines.size(); ++i) {
         EXPECT_TRUE(std::regex_match(lines[i], std::regex(kStamp + "\t" + cases[i].second + ": m"))) << lines[i];
@@ -109,10 +94,7 @@ TEST_F(Logging, ConsoleLinesHaveNoStampCarryLongMessagesInFullAndFollowTheSwitch
 
 TEST_F(Logging, FileLinesAreStampedAndAppended) {
     const std::string path = dir_ + "/a.log";
-    {
-        std::ofstream existing(path);
-        existing << "earlier\n";
-    }
+    ASSERT_TRUE(orntest::write_file(path, "earlier\n"));
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
     ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: first");
@@ -125,9 +107,7 @@ TEST_F(Logging, FileLinesAreStampedAndAppended) {
 }
 
 TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
-    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    ASSERT_EQ(ORNLogStart(0), ORN_OK);
-    ORNLogSetExternal(collecting_sink);
+    const orntest::LogCapture log;  // every level, started without a file
     const std::string at_limit(4000, 'a');
     const std::string over_limit(4001, 'b');
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, at_limit.c_str());
@@ -135,7 +115,7 @@ TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
     ORNLogSetExternal(nullptr);
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "after removal");
 
-    const std::vector<std::string> lines = sink_lines();
+    const std::vector<std::string> lines = log.lines();
     ASSERT_EQ(lines.size(), 2u);
     EXPECT_TRUE(std::regex_match(lines[0], std::regex(kStamp + "\tINFO: a{4000}")));
     EXPECT_EQ(lines[1], "INFO: Message exceeds internal buffer size\n");
@@ -145,9 +125,10 @@ TEST_F(Logging, FileThatCannotBeOpenedLeavesLoggingOnAndRenamingAnOpenFileStopsL
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     EXPECT_EQ(ORNLogStartFilename((dir_ + "/missing-dir/x.log").c_str(), 0), ORN_ERR_OPEN_FILE_APPEND);
     EXPECT_TRUE(ORNDoLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC));
-    ORNLogSetExternal(collecting_sink);
+    static int delivered = 0;
+    ORNLogSetExternal([](const char*) { ++delivered; });
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "still logged");
-    EXPECT_EQ(sink_lines().size(), 1u);
+    EXPECT_EQ(delivered, 1);
     ORNLogSetExternal(nullptr);
 
     const std::string a = dir_ + "/a.log";
@@ -186,7 +167,8 @@ TEST_F(Logging, ConcurrentWritersAndReconfigurationKeepLinesWhole) {
     const std::string path = dir_ + "/a.log";
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
-    ORNLogSetExternal(collecting_sink);
+    const auto sink = +[](const char*) {};
+    ORNLogSetExternal(sink);
 
     std::atomic<bool> go{true};
     std::vector<std::thread> writers;
@@ -202,21 +184,16 @@ TEST_F(Logging, ConcurrentWritersAndReconfigurationKeepLinesWhole) {
     // Meanwhile the application reconfigures the logger.
     for (int i = 0; i < 50; ++i) {
         ORNLogSetLevel(i % 2 ? ORN_LOGLVL_MASK_INFO : ORN_LOGLVL_MASK_ALL);
-        ORNLogSetExternal(i % 3 ? collecting_sink : nullptr);
+        ORNLogSetExternal(i % 3 ? sink : nullptr);
         if (i % 10 == 0) ORNLogStartFilename(path.c_str(), 0);
     }
     for (std::thread& w : writers) w.join();
     ORNLogStop();
 
-    std::istringstream in(orntest::read_file(path));
-    std::string line;
-    int count = 0;
+    const std::vector<std::string> lines = orntest::lines_of(orntest::read_file(path));
+    EXPECT_FALSE(lines.empty());
     const std::regex whole(kStamp + R"(\tINFO: writer \d line \d+)");
-    while (std::getline(in, line)) {
-        EXPECT_TRUE(std::regex_match(line, whole)) << line;
-        ++count;
-    }
-    EXPECT_GT(count, 0);
+    for (const std::string& line : lines) EXPECT_TRUE(std::regex_match(line, whole)) << line;
 }
 
 }  // namespace

@@ -13,7 +13,7 @@ protected:
     void SetUp() override { ORNCResetErrorMessages(); }
 };
 
-// The default texts: base codes 0 to -16 (-5, empty here, is not a code), camera codes
+// The default texts: base codes 0 to -16 (-5, empty here, is not a code: UNKNOWN), camera codes
 // from -200 down.
 const char* const kBase[] = {"OK",
                              "Generic error",
@@ -44,16 +44,14 @@ const char* const kCamera[] = {
 
 TEST_F(StatusMessages, DefaultTextsOfBothCodeSets) {
     for (int i = 0; i < 17; ++i) {
-        if (*kBase[i] == '\0') continue;
-        EXPECT_STREQ(ORNGetErrorMessage(-i), kBase[i]) << -i;
-        EXPECT_STREQ(ORNCGetErrorMessage(-i), kBase[i]) << -i;  // repeated under ORNC_
+        const char* text = *kBase[i] != '\0' ? kBase[i] : "UNKNOWN";
+        EXPECT_STREQ(ORNGetErrorMessage(-i), text) << -i;
+        EXPECT_STREQ(ORNCGetErrorMessage(-i), text) << -i;  // repeated under ORNC_
     }
     for (int i = 0; i < 24; ++i) {
         EXPECT_STREQ(ORNCGetErrorMessage(-200 - i), kCamera[i]) << -200 - i;
         EXPECT_STREQ(ORNGetErrorMessage(-200 - i), "UNKNOWN") << -200 - i;  // not a base code
     }
-    EXPECT_STREQ(ORNGetErrorMessage(-5), "UNKNOWN");
-    EXPECT_STREQ(ORNCGetErrorMessage(-5), "UNKNOWN");
     EXPECT_STREQ(ORNCGetErrorMessage(-224), "UNKNOWN");
     EXPECT_STREQ(ORNCGetErrorMessage(1), "UNKNOWN");
 }

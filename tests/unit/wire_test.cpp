@@ -3,6 +3,8 @@
 // whose packets read back as built.
 #include <gtest/gtest.h>
 
+#include <tuple>
+
 #include "wire/address_text.h"
 #include "wire/gvcp_packets.h"
 
@@ -33,13 +35,11 @@ TEST(Wire, PacketsReadBackAsBuiltAndShortOnesReadAsZeros) {
         const std::vector<uint8_t> packet =
             gvcp::build_event_data(extended ? gvcp::kFlagExtendedIds : 0, 42, sent, {7});
         const gvcp::CommandHeader header = gvcp::read_command_header(packet.data(), packet.size());
-        EXPECT_EQ(header.command, gvcp::EVENTDATA_CMD);
-        EXPECT_EQ(header.request_id, 42);
+        EXPECT_EQ(std::make_tuple(header.command, header.request_id), std::make_tuple(gvcp::EVENTDATA_CMD, 42));
         ASSERT_EQ(packet.size(), gvcp::kHeaderSize + header.length);
         const gvcp::EventEntry read =
             gvcp::read_event_entry(packet.data() + gvcp::kHeaderSize, header.length, extended);
-        EXPECT_EQ(read.block_id, sent.block_id);
-        EXPECT_EQ(read.timestamp, sent.timestamp);
+        EXPECT_EQ(std::tie(read.block_id, read.timestamp), std::tie(sent.block_id, sent.timestamp));
         // Cut after the event id, the entry keeps the id and reads zeros beyond.
         const gvcp::EventEntry cut = gvcp::read_event_entry(packet.data() + gvcp::kHeaderSize, 4, extended);
         EXPECT_EQ(cut.event_id, sent.event_id);

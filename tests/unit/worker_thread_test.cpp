@@ -53,6 +53,14 @@ void count_call(void* arg) {
     counter->inside.store(false);
 }
 
+// True when no call starts in 80 ms once a pass in flight (30 ms) is over.
+bool calls_stopped(const Counter& counter) {
+    std::this_thread::sleep_for(30ms);
+    const int calls = counter.calls.load();
+    std::this_thread::sleep_for(80ms);
+    return counter.calls.load() == calls;
+}
+
 TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     Counter counter;
     orn_thread_t worker;
@@ -61,31 +69,24 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     const int threads_before = thread_count();
     ASSERT_EQ(ORNThreadStart(&worker), ORN_OK);
     EXPECT_EQ(thread_count(), threads_before + 1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(80));
+    std::this_thread::sleep_for(80ms);
     EXPECT_EQ(counter.calls.load(), 0);
 
     ORNThreadActive(&worker, 1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(300));
-    const int active_calls = counter.calls.load();
+    std::this_thread::sleep_for(300ms);
     // About one call per 10 ms; bounds wide enough for a loaded machine.
-    EXPECT_GE(active_calls, 5);
-    EXPECT_LE(active_calls, 35);
+    EXPECT_GE(counter.calls.load(), 5);
+    EXPECT_LE(counter.calls.load(), 35);
 
     // Starting again keeps the one thread and makes it inactive.
     EXPECT_EQ(ORNThreadStart(&worker), ORN_OK);
     EXPECT_EQ(thread_count(), threads_before + 1);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));  // a pass in flight may still call
+    EXPECT_TRUE(calls_stopped(counter));
     const int frozen = counter.calls.load();
-    std::this_thread::sleep_for(std::chrono::milliseconds(80));
-    EXPECT_EQ(counter.calls.load(), frozen);
-
     ORNThreadActive(&worker, 1);
     ASSERT_TRUE(wait_until([&] { return counter.calls.load() > frozen; }, 1s));
     ORNThreadActive(&worker, 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(30));
-    const int after_pause = counter.calls.load();
-    std::this_thread::sleep_for(std::chrono::milliseconds(80));
-    EXPECT_EQ(counter.calls.load(), after_pause);
+    EXPECT_TRUE(calls_stopped(counter));
 
     EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
     ORNThreadDestroy(&worker);
