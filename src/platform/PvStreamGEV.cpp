@@ -131,17 +131,14 @@ void tune_receiver(ArvStream* stream, const PvString& local_ip) {
 // the refused frame, silent since the refusal, closes within it.
 class PvStreamGEV::RetentionGuard {
 public:
-    // Set once the stream exists, before any buffer is queued: no frame
-    // starts before that.
-    void Watch(ArvStream* stream) { stream_ = stream; }
-
-    void OnStreamEvent(ArvStreamCallbackType type, ArvBuffer* buffer) {
+    // stream is null until the stream exists; no frame starts before that.
+    void OnStreamEvent(ArvStream* stream, ArvStreamCallbackType type, ArvBuffer* buffer) {
         if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr &&
             arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
             refused_pending_ = false;
         }
         if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER || type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
-            Choose();
+            Choose(stream);
         }
     }
 
@@ -151,27 +148,26 @@ public:
             arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRefused);
         if (refusals_seen_.exchange(refused) != refused) {
             refused_pending_ = true;
-            Choose();
+            Choose(stream);
         }
     }
 
 private:
-    void Choose() {
-        if (stream_ == nullptr) {
+    void Choose(ArvStream* stream) {
+        if (stream == nullptr) {
             return;
         }
         gint free_buffers = 0;
-        arv_stream_get_n_buffers(stream_, &free_buffers, nullptr);
+        arv_stream_get_n_buffers(stream, &free_buffers, nullptr);
         const bool short_retention = refused_pending_ || free_buffers < kReserveBuffers;
         const guint retention = short_retention ? kShortFrameRetentionUs : kFrameRetentionUs;
         std::lock_guard<std::mutex> guard(lock_);
         if (retention != retention_us_) {
-            g_object_set(stream_, "frame-retention", retention, nullptr);
+            g_object_set(stream, "frame-retention", retention, nullptr);
             retention_us_ = retention;
         }
     }
 
-    ArvStream* stream_ = nullptr;
     std::mutex lock_;                           // the receiving and the retrieving thread choose
     guint retention_us_ = kFrameRetentionUs;    // as tune_receiver sets it
     std::atomic<bool> refused_pending_{false};  // a refusal whose frame has not closed yet
@@ -188,7 +184,7 @@ struct PvStreamGEV::ReceiverWatch {
         if (watch == nullptr) {
             return;
         }
-        watch->retention.OnStreamEvent(type, buffer);
+        watch->retention.OnStreamEvent(watch->stream.load(), type, buffer);
         if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr) {
             watch->resent.FrameClosed(arv_buffer_get_frame_id(buffer), watch->requested_packets());
             // Aravis has handed the buffer over by now, and the ledger
@@ -200,15 +196,17 @@ struct PvStreamGEV::ReceiverWatch {
         }
     }
 
-    // Set with the retention guard's stream.
-    ArvStream* stream = nullptr;
+    // Set once the stream exists, before any buffer is queued: no frame
+    // starts before that, but the receiving thread may already report.
+    std::atomic<ArvStream*> stream{nullptr};
     // Set once the stream object exists, before any buffer is queued.
     std::atomic<PvStreamGEV*> owner{nullptr};
 
 private:
     uint64_t requested_packets() const {
-        return stream != nullptr
-                   ? arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRequests)
+        ArvStream* known = stream.load();
+        return known != nullptr
+                   ? arv_stream_get_info_uint64_by_name(known, platform::aravis_stream_info::kResendRequests)
                    : 0;
     }
 };
@@ -259,7 +257,6 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
                                      : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
     tune_receiver(stream, device->GetLocalIPAddress());
-    receiver->retention.Watch(stream);
     receiver->stream = stream;
     PvStreamGEV* opened = new PvStreamGEV;
     opened->receiver_ = std::move(receiver);
