@@ -114,7 +114,7 @@ TEST_F(ControlChannel, ControlPrivilegeKeepsOthersToReading) {
 }
 
 // The move itself, acknowledged, is checked through the library in
-// device_details_test (ForceIPRefuses...ElseMovesItWhereDiscoveryFindsIt);
+// discovery_selection_test (ForceIPRefuses...ElseMovesItWhereDiscoveryFindsIt);
 // here what only the raw command shows.
 TEST_F(ControlChannel, ForceIpIgnoresAnotherDevicesMacAndRefusesAZeroAddress) {
     const std::string old_address = sensor().current_address();
@@ -190,7 +190,7 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
     std::memcpy(name.data(), "bench-left", 10);
     ASSERT_EQ(client_->write_memory(gvcp::REG_USER_DEFINED_NAME, name).status, gvcp::STATUS_SUCCESS);
     // The discovery ack carries it. Its other fields are read through the
-    // library in device_details_test; the IP configurations it supports here.
+    // library in discovery_selection_test; the IP configurations it supports here.
     const Ack d = client_->discovery();
     ASSERT_EQ(d.payload.size(), gvcp::kDiscoveryAckPayloadSize);
     EXPECT_EQ(text_at(d.payload, gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE), "bench-left");
