@@ -202,3 +202,18 @@ def test_unknown_device_error_carries_the_library_log(sensor):
     with pytest.raises(ornc.Error) as missing:
         ornc.connect("NO-SUCH-SERIAL")
     assert missing.value.code == ornc.Status.DEVICE_NOT_FOUND and "ORNC:" in missing.value.log
+
+
+def test_readme_example_runs_from_a_pip_install(sensor, tmp_path):
+    pytest.importorskip("open3d")
+    source = os.path.join(os.path.dirname(__file__), "..", "..", "python")
+    env = tmp_path / "env"
+    if subprocess.run([os.sys.executable, "-m", "venv", "--system-site-packages", env]).returncode != 0:
+        pytest.skip("no python3-venv")
+    subprocess.run([env / "bin" / "pip", "install", "-q", "--no-build-isolation", "--no-index", source], check=True,
+                   cwd=tmp_path)
+    run = subprocess.run([env / "bin" / "python", os.path.join(source, "examples", "first_frames.py"), sensor],
+                         cwd=tmp_path, capture_output=True, text=True, timeout=120,
+                         env=dict(os.environ, PYTHONPATH=""))
+    assert run.returncode == 0, run.stderr
+    assert ", 320, 3) uint8" in run.stdout and "FrameEnd" in run.stdout and "PointCloud with" in run.stdout
