@@ -72,6 +72,9 @@ def main():
         elapsed = time.monotonic() - start
     sensor.send_signal(signal.SIGTERM)
     counters = sensor.communicate(timeout=10)[0]
+    if cpu is None:
+        print("no frame arrived", file=sys.stderr)
+        return 1
     sent = int(re.search(r"(\d+) frames", counters).group(1))
     window = window_end - window_start
     delays.sort()

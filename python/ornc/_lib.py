@@ -9,8 +9,8 @@ import glob
 import os
 import sys
 import threading
-from ctypes import (CFUNCTYPE, POINTER, Structure, c_char, c_char_p, c_double, c_float, c_int, c_int32, c_int64,
-                    c_size_t, c_uint, c_uint8, c_uint32, c_uint64, c_void_p)
+from ctypes import (CFUNCTYPE, POINTER, Structure, c_char, c_char_p, c_float, c_int, c_int32, c_int64, c_size_t,
+                    c_uint8, c_uint32, c_uint64, c_void_p)
 
 FRAME_MAX_PARTS = 16
 

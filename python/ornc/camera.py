@@ -1,7 +1,6 @@
 """Discovery, connection, parameters, components, acquisition and events."""
 import ctypes
 import queue
-import re
 from dataclasses import dataclass
 
 from . import frame as _frame
@@ -158,7 +157,7 @@ class Params:
 
     def __contains__(self, name):
         try:
-            return bool(self[name])
+            return self[name] is not None
         except Error:
             return False
 
@@ -221,7 +220,7 @@ class Camera:
     """A connection; close() or a with block ends it."""
 
     def __init__(self, key="", monitor=False):
-        self._handle, self._started, self._queue, self._handlers = Handle(), False, None, {}
+        self._handle, self._started, self._queue, self._handlers, self._names = Handle(), False, None, {}, {}
         lib.ORNCInitEmpty(self._handle)
         _call("initialising a handle", lib.ORNCInit, self._handle)
         self.params, self.components = Params(self), Components(self)
@@ -377,7 +376,7 @@ class Camera:
                 data[param.name] = param.value
             except Error:
                 data[param.name] = None
-        names = [n for n in self._event_names if any(re.match("Event" + n, feature) for feature in data)]
+        names = [n for n in self._event_names if any(feature.startswith("Event" + n) for feature in data)]
         name = max(names, key=len, default="?")
         handler = self._handlers.get(name)
         if handler:

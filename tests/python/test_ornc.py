@@ -1,6 +1,7 @@
 # The Python package against virtual sensors on the suite's loopback block
 # (127.0.81.x): the sensor program runs as a child process.
 import os
+import shutil
 import subprocess
 import threading
 import time
@@ -206,7 +207,9 @@ def test_unknown_device_error_carries_the_library_log(sensor):
 
 def test_readme_example_runs_from_a_pip_install(sensor, tmp_path):
     pytest.importorskip("open3d")
-    source = os.path.join(os.path.dirname(__file__), "..", "..", "python")
+    source = tmp_path / "python"  # pip builds inside the folder it installs
+    shutil.copytree(os.path.join(os.path.dirname(__file__), "..", "..", "python"), source,
+                    ignore=shutil.ignore_patterns("build", "*.egg-info", "__pycache__"))
     env = tmp_path / "env"
     if subprocess.run([os.sys.executable, "-m", "venv", "--system-site-packages", env]).returncode != 0:
         pytest.skip("no python3-venv")
