@@ -7,6 +7,7 @@ import ctypes
 import ctypes.util
 import glob
 import os
+import re
 import sys
 import threading
 from ctypes import (CFUNCTYPE, POINTER, Structure, c_char, c_char_p, c_float, c_int, c_int32, c_int64, c_size_t,
@@ -39,73 +40,61 @@ IMAGE_CALLBACK = CFUNCTYPE(None, c_void_p, c_void_p)  # orn_image_t* / orn_image
 EVENT_CALLBACK = CFUNCTYPE(None, c_uint64, c_void_p, c_void_p)
 LOG_CALLBACK = CFUNCTYPE(None, c_char_p)
 
-H, P, S = POINTER(Handle), c_void_p, c_char_p  # library handle, lent handle (device, param ...), text
-# name: (result type, argument types)
-_SIGNATURES = {
-    "ORNCGetErrorMessage": (c_char_p, [c_int]),
-    "ORNCGetVersion": (c_int, [c_char_p, c_int]),
-    "ORNLogStart": (c_int, [c_int]),
-    "ORNLogSetLevel": (None, [c_int]),
-    "ORNLogSetCategory": (None, [c_int]),
-    "ORNLogSetExternal": (None, [LOG_CALLBACK]),
-    "ORNCInitEmpty": (None, [H]),
-    "ORNCInit": (c_int, [H]),
-    "ORNCDestroy": (None, [H]),
-    "ORNCSysInit": (c_int, [H]),
-    "ORNCSysDestroy": (None, [H]),
-    "ORNCSysFindDevices": (c_int, [H]),
-    "ORNCSysGetInterfaceCount": (c_int, [H]),
-    "ORNCSysGetInterface": (P, [H, c_int]),
-    "ORNCInterfaceGetDeviceCount": (c_int, [H, P]),
-    "ORNCInterfaceGetDevice": (P, [H, P, c_int]),
-    "ORNCInterfaceGetDescription": (c_int, [P, S, c_int]),
-    "ORNCSysGetDeviceByPattern": (P, [H, S]),
-    "ORNCSysGetDeviceBySerialNumber": (P, [H, S]),
-    "ORNCSysGetDeviceByIP": (P, [H, S]),
-    "ORNCGetAccessTypeByIPAddress": (c_int, [S]),
-    "ORNCConnectByDevice": (c_int, [H, P]),
-    "ORNCConnectByDeviceMonitor": (c_int, [H, P]),
-    "ORNCDisconnect": (c_int, [H]),
-    "ORNCGetComponentCount": (c_int, [H]),
-    "ORNCGetComponent": (POINTER(Component), [H, c_int]),
-    "ORNCComponentEnable": (c_int, [H, POINTER(Component), c_uint8]),
-    "ORNCComponentIsEnabled": (c_uint8, [H, POINTER(Component)]),
-    "ORNCGetDeviceParams": (P, [H]),
-    "ORNCGetStreamParams": (P, [H]),
-    "ORNCGetCommunicationParams": (P, [H]),
-    "ORNCGetDeviceParamsCount": (c_int, [H]),
-    "ORNCParamsGetParam": (P, [P, c_int]),
-    "ORNCParamsGetParamByName": (P, [P, S]),
-    "ORNCParamGetType": (c_int, [P]),
-    "ORNCParamIsAvailable": (c_uint8, [P]),
-    "ORNCParamIsReadable": (c_uint8, [P]),
-    "ORNCParamIsWritable": (c_uint8, [P]),
-    "ORNCParamGetValueText": (c_int, [P, S, c_size_t]),
-    "ORNCParamSetValueText": (c_int, [P, S]),
-    "ORNCParamSendCommand": (c_int, [P]),
-    "ORNCParamGetInteger64Range": (c_int, [P, POINTER(c_int64), POINTER(c_int64), POINTER(c_int64)]),
-    "ORNCParamGetFloatMinMaxValues": (c_int, [P, POINTER(c_float), POINTER(c_float)]),
-    "ORNCParamGetEnumEntryCount": (c_int, [P, POINTER(c_int)]),
-    "ORNCParamGetEnumEntryAvailable": (c_int, [P, c_int, POINTER(c_uint8)]),
-    "ORNCParamGetEnumEntryName": (c_int, [P, c_int, S, c_int]),
-    "ORNCGetParameterListCount": (c_int, [P]),
-    "ORNCGetParameterListIndex": (P, [P, c_int]),
-    "ORNCStart": (c_int, [H]),
-    "ORNCAcquisitionStartMode": (c_int, [H, c_int, c_int]),
-    "ORNCAcquisitionStop": (c_int, [H]),
-    "ORNCTriggerSoftware": (c_int, [H]),
-    "ORNCSetImageCallback": (None, [H, IMAGE_CALLBACK, c_void_p]),
-    "ORNCSetImageVecCallback": (None, [H, IMAGE_CALLBACK, c_void_p]),
-    "ORNCSetEventCallback": (None, [H, EVENT_CALLBACK, c_void_p]),
-    "ORNCSetDeliveryPacing": (c_int, [H, c_int, c_int]),
-    "ORNCGetFrameInfo": (c_int, [H, POINTER(FrameInfo)]),
-    "ORNCGetFramePartData": (c_int, [H, c_uint32, POINTER(c_void_p), POINTER(c_size_t)]),
-}
-# Name texts (ORN_StringCopy: size query with a NULL buffer).
-for _name in ("ORNCDeviceGetSerialNumber", "ORNCDeviceGetModelName", "ORNCDeviceGetVendorName", "ORNCDeviceGetIPAddress",
-              "ORNCDeviceGetMACAddress", "ORNCParamGetName", "ORNCParamGetDisplayName", "ORNCParamGetDescription",
-              "ORNCParamGetTooltip", "ORNCParamGetUnit"):
-    _SIGNATURES[_name] = (c_int, [P, S, c_int])
+# The declarations, grouped by signature: "result(arguments): functions".
+# H a library or system handle, ptr a lent handle (device, parameter, list ...).
+_SIGNATURES = """
+text(int): ORNCGetErrorMessage
+int(text, int): ORNCGetVersion
+int(int): ORNLogStart
+void(int): ORNLogSetLevel ORNLogSetCategory
+void(log_cb): ORNLogSetExternal
+void(H): ORNCInitEmpty ORNCDestroy ORNCSysDestroy
+int(H): ORNCInit ORNCSysInit ORNCSysFindDevices ORNCSysGetInterfaceCount ORNCDisconnect ORNCGetComponentCount
+        ORNCGetDeviceParamsCount ORNCStart ORNCAcquisitionStop ORNCTriggerSoftware
+ptr(H, int): ORNCSysGetInterface
+int(H, ptr): ORNCInterfaceGetDeviceCount ORNCConnectByDevice ORNCConnectByDeviceMonitor
+ptr(H, ptr, int): ORNCInterfaceGetDevice
+ptr(H, text): ORNCSysGetDeviceByPattern ORNCSysGetDeviceBySerialNumber ORNCSysGetDeviceByIP
+int(text): ORNCGetAccessTypeByIPAddress
+component(H, int): ORNCGetComponent
+int(H, component, bool): ORNCComponentEnable
+bool(H, component): ORNCComponentIsEnabled
+ptr(H): ORNCGetDeviceParams ORNCGetStreamParams ORNCGetCommunicationParams
+ptr(ptr, int): ORNCParamsGetParam ORNCGetParameterListIndex
+ptr(ptr, text): ORNCParamsGetParamByName
+int(ptr): ORNCParamGetType ORNCParamSendCommand ORNCGetParameterListCount
+bool(ptr): ORNCParamIsAvailable ORNCParamIsReadable ORNCParamIsWritable
+int(ptr, text, size): ORNCParamGetValueText
+int(ptr, text): ORNCParamSetValueText
+int(ptr, int64*, int64*, int64*): ORNCParamGetInteger64Range
+int(ptr, float*, float*): ORNCParamGetFloatMinMaxValues
+int(ptr, int*): ORNCParamGetEnumEntryCount
+int(ptr, int, bool*): ORNCParamGetEnumEntryAvailable
+int(ptr, int, text, int): ORNCParamGetEnumEntryName
+int(ptr, text, int): ORNCDeviceGetSerialNumber ORNCDeviceGetModelName ORNCDeviceGetVendorName ORNCDeviceGetIPAddress
+        ORNCDeviceGetMACAddress ORNCInterfaceGetDescription ORNCParamGetName ORNCParamGetDisplayName
+        ORNCParamGetDescription ORNCParamGetTooltip ORNCParamGetUnit
+int(H, int, int): ORNCAcquisitionStartMode ORNCSetDeliveryPacing
+void(H, image_cb, ptr): ORNCSetImageCallback ORNCSetImageVecCallback
+void(H, event_cb, ptr): ORNCSetEventCallback
+int(H, frame_info*): ORNCGetFrameInfo
+int(H, uint32, ptr*, size*): ORNCGetFramePartData
+"""
+_TYPES = {"void": None, "int": c_int, "text": c_char_p, "ptr": c_void_p, "H": POINTER(Handle), "bool": c_uint8,
+          "size": c_size_t, "uint32": c_uint32, "int64": c_int64, "float": c_float, "component": POINTER(Component),
+          "frame_info": FrameInfo, "log_cb": LOG_CALLBACK, "image_cb": IMAGE_CALLBACK, "event_cb": EVENT_CALLBACK}
+
+
+def _ctype(name):
+    return POINTER(_TYPES[name[:-1]]) if name.endswith("*") else _TYPES[name]
+
+
+def _declare(lib):
+    for group in re.split(r"\n(?=\S)", _SIGNATURES.strip()):
+        result, arguments, functions = re.match(r"(\w+)\((.*?)\):(.*)", group, re.S).groups()
+        for name in functions.split():
+            function = getattr(lib, name)
+            function.restype, function.argtypes = _ctype(result), [_ctype(a.strip()) for a in arguments.split(",")]
 
 
 def _candidates():
@@ -135,9 +124,7 @@ def _load():
             tried.append(path)
             continue
         lib = ctypes.CDLL(path)
-        for name, (restype, argtypes) in _SIGNATURES.items():
-            function = getattr(lib, name)
-            function.restype, function.argtypes = restype, argtypes
+        _declare(lib)
         lib.path = path
         return lib
     raise ImportError("libORNC.so not found (set ORNC_LIBRARY or ORNC_PREFIX); looked at " + ", ".join(tried))

@@ -169,7 +169,7 @@ def test_waiting_for_frames_leaves_other_threads_running(cam):
     with pytest.raises(TimeoutError):
         next(cam.frames(timeout=2.0, trigger=None))
     thread.join()
-    assert beside[0] >= 2 * alone[0] * 0.5
+    assert beside[0] >= 2 * alone[0] * 0.7  # a wait holding the lock would stop it, polling halve it
 
 
 def test_monitor_reads_while_another_controls(cam, sensor):
