@@ -221,6 +221,7 @@ class Camera:
 
     def __init__(self, key="", monitor=False):
         self._handle, self._started, self._queue, self._handlers, self._names = Handle(), False, None, {}, {}
+        self._blocks = _frame.Blocks()
         lib.ORNCInitEmpty(self._handle)
         _call("initialising a handle", lib.ORNCInit, self._handle)
         self.params, self.components = Params(self), Components(self)
@@ -281,7 +282,7 @@ class Camera:
     def _deliver(self, record, _userdata):
         target = self._queue
         if record and target is not None:
-            captured = _frame.capture(self._handle, self._names)
+            captured = _frame.capture(self._handle, self._names, self._blocks)
             if captured:
                 target.put(captured)
 

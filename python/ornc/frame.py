@@ -1,5 +1,6 @@
 """Frames: the parts of one delivered buffer, copied once into arrays the frame owns."""
 import ctypes
+import sys
 from dataclasses import dataclass
 
 import numpy as np
@@ -44,7 +45,30 @@ class Calibration:
     invalid: float = None
 
 
-def capture(handle, names):
+class Blocks:
+    """Arrays for the parts' bytes. An array the program no longer holds (only this
+    list refers to it) is filled again instead of a new one: fresh memory costs a page
+    fault per 4 KiB, some four times the copy itself. At most `keep` arrays are kept."""
+
+    def __init__(self, keep=24):
+        self.arrays, self.keep = [], keep
+
+    def take(self, size):
+        for i in range(len(self.arrays)):
+            array = self.arrays[i]
+            if sys.getrefcount(array) == 3:  # this list, `array` and getrefcount's argument
+                if array.size == size:
+                    return array
+                if len(self.arrays) >= self.keep:
+                    del self.arrays[i]  # a free array of another size makes room
+                    break
+        array = np.empty(size, np.uint8)
+        if len(self.arrays) < self.keep:
+            self.arrays.append(array)
+        return array
+
+
+def capture(handle, names, blocks):
     """On the library's thread, inside its callback: the frame being delivered, or None."""
     info = FrameInfo()
     if lib.ORNCGetFrameInfo(handle, ctypes.byref(info)) != 0:
@@ -57,7 +81,7 @@ def capture(handle, names):
         described = info.part[index]
         if described.data_type == 10 or described.width == 0:  # chunk data
             continue
-        copy = np.empty(size.value, np.uint8)
+        copy = blocks.take(size.value)
         ctypes.memmove(copy.ctypes.data, data.value, size.value)
         name = names.get(described.data_purpose_id) or KINDS.get(described.data_type) or f"Part{index}"
         parts.append(Part(name, described.pixel_format, described.width, described.height, copy))
