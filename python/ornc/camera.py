@@ -8,7 +8,8 @@ from ._lib import EVENT_CALLBACK, IMAGE_CALLBACK, Handle, last_line, lib, start_
 from .errors import Error, Status, check
 
 ACCESS = {0: "unknown", 1: "open", 2: "control", 3: "readonly", 4: "exclusive"}
-INTEGERS, FLOAT, BOOLEAN, COMMAND, ENUM, STRING = (0, 5, 6), 4, 1, 2, 3, 7
+# orn_param_type_t: integer kinds (NONE is a 64-bit integer beyond both 32-bit ranges), float, boolean, command
+INTEGERS, FLOAT, BOOLEAN, COMMAND = (0, 5, 6), 4, 1, 2
 
 
 def _call(what, function, *args):
@@ -33,7 +34,11 @@ class _System:
     def __enter__(self):
         self.handle = Handle()
         _call("discovery", lib.ORNCSysInit, self.handle)
-        _call("discovery", lib.ORNCSysFindDevices, self.handle)
+        try:
+            _call("discovery", lib.ORNCSysFindDevices, self.handle)
+        except Error:
+            lib.ORNCSysDestroy(self.handle)
+            raise
         return self.handle
 
     def __exit__(self, *exc):
