@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Installs what the build, the tests and the demo need on a Debian machine
-# (Open3D and PCL's tools read the point clouds of the grab tests).
+# (Open3D and PCL's tools read the point clouds of the grab tests; Python,
+# numpy and pytest run the Python package's tests).
 # Safe to run again: packages already present are not fetched again.
 set -euo pipefail
 
@@ -15,6 +16,7 @@ packages=(
   libclang-rt-dev
   iproute2 util-linux procps tshark
   python3-open3d pcl-tools
+  python3-numpy python3-pytest python3-setuptools python3-venv
 )
 
 as_root() {
