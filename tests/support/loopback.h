@@ -18,6 +18,7 @@ enum class Block : int {
     acquisition = 60,      // tests/device acquisition
     hostile = 70,          // tests/hostile
     tool = 73,             // tests/tool
+    python = 81,           // tests/python (the pytest suite writes 127.0.81.x itself)
     broken_stream = 93,    // tests/hostile stream cuts and event floods
 };
 
