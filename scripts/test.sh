@@ -43,12 +43,14 @@ if [ "${ORNC_SKIP_SANITIZERS:-0}" != "1" ]; then
   #    worker and logger (unit), the sensor's control, frame, stream and
   #    message threads (sim), Aravis's heartbeat and stream threads, the
   #    acquisition thread and the message channel (device), a sensor going
-  #    silent under a connection (hostile), and all of them at once (soak).
+  #    silent under a connection (hostile), automatic recovery replacing a
+  #    connection under the application's calls (its short cases, 3 outages
+  #    instead of 10), and all of them at once (soak).
   tsan_dir="$build_dir-tsan"
   tsan_targets=(worker_thread_test logging_test sim_device_acquisition_test platform_stream_test
     acquisition_delivery_test acquisition_events_test acquisition_faults_test acquisition_frame_info_test
-    silent_sensor_test ornc_soak)
-  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults|frame_info)_test\.|^silent_sensor_test\.|^soak\.'
+    silent_sensor_test recovery_test ornc_soak)
+  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults|frame_info)_test\.|^silent_sensor_test\.|^recovery_test\.Recovery\.(AOneSecond|Callbacks|ADisconnect)|^soak\.'
   cmake -S "$repo_dir" -B "$tsan_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNC_BUILD_TESTS=ON "$@" \
     -DORNC_SANITIZE=thread >/dev/null
   # The target list is read once and whole: grep -q on a pipe would close
@@ -61,6 +63,7 @@ if [ "${ORNC_SKIP_SANITIZERS:-0}" != "1" ]; then
   cmake --build "$tsan_dir" -j "$jobs" --target "${available[@]}"
   (
     source "$tsan_dir/sanitizer-env.sh"
+    export ORNC_RECOVERY_OUTAGES=3
     ctest --test-dir "$tsan_dir" --output-on-failure -j 1 --timeout 900 -R "$tsan_tests"
   )
 

@@ -11,6 +11,7 @@
 #include "camera/acquisition_state.h"
 #include "camera/frame_tracking.h"
 #include "camera/handle_casts.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "platform/PvBuffer.h"
 #include "platform/PvDevice.h"
@@ -164,6 +165,7 @@ void ORNC_RequeueBuffers(ornc_priv_t* priv, int payload) {
 // acquimode: 0 continuous, 1 single frame, negative keeps the device's;
 // triggermode: 0 off, 1 on, negative keeps the device's.
 ornc_status_t ORNC_AcquisitionStart(ornc_t* ornc, int acquimode, int triggermode) {
+    ORNCReading reading(ornc);
     ornc_status_t status = ORNC_OK;
     ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &status);
     if (priv == nullptr) {
@@ -249,6 +251,7 @@ void ORNC_AbortQueuedBuffers(ornc_priv_t* priv) {
 extern "C" {
 
 ornc_status_t ORNCStart(ornc_t* ornc) {
+    ORNCReading reading(ornc);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_DATATRANSFER, "ORNC: Starting server");
     ornc_status_t refused = ORNC_OK;
     ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &refused);
@@ -293,6 +296,7 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
 // Waits for a running delivery to return before the device is stopped.
 // `mode` stays as it was: a running acquisition still counts as started.
 ornc_status_t ORNCStop(ornc_t* ornc) {
+    ORNCReading reading(ornc);
     ornc_status_t status = ORNC_OK;
     ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_OK, &status);
     if (priv == nullptr) {
@@ -321,6 +325,7 @@ ornc_status_t ORNCAcquisitionStartMode(ornc_t* ornc, int mode, int triggered) {
 // Only deactivates the worker: a delivery in progress finishes on its own
 // while the device is stopped.
 ornc_status_t ORNCAcquisitionStop(ornc_t* ornc) {
+    ORNCReading reading(ornc);
     ornc_status_t status = ORNC_OK;
     ornc_priv_t* priv = ORNC_AcquiringState(ornc, ORNC_ERR_UNINITIALIZED, &status);
     if (priv == nullptr) {

@@ -14,6 +14,7 @@
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
 #include "camera/frame_tracking.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "platform/IPvImage.h"
 #include "platform/IPvMultiPartContainer.h"
@@ -205,6 +206,7 @@ void ORNC_AcquisitionFunc(void* userdata) {
     if (priv == nullptr) {
         return;
     }
+    ORNCDelivering delivering(priv);
     const int buffers = ORNC_DeliveryBuffersPerPass(priv);
     const uint32_t first_wait_ms = ORNC_DeliveryPaced(priv) ? kPacedRetrieveTimeoutMs : kRetrieveTimeoutMs;
     for (int i = 0; i < buffers; ++i) {

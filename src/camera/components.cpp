@@ -9,6 +9,7 @@
 
 #include "ORNC.h"
 #include "base/log.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 
 namespace {
@@ -19,6 +20,7 @@ constexpr int kComponentNameRead = 16;
 bool ORNC_HasState(const ornc_t* ornc) { return ornc != nullptr && ornc->priv != nullptr; }
 
 ornc_status_t ORNC_GetSelector(const ornc_t* ornc, ornc_param_t* ornc_priv_::*field, int* value) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc) || ornc->priv->*field == nullptr || value == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -26,6 +28,7 @@ ornc_status_t ORNC_GetSelector(const ornc_t* ornc, ornc_param_t* ornc_priv_::*fi
 }
 
 ornc_status_t ORNC_SetSelector(const ornc_t* ornc, ornc_param_t* ornc_priv_::*field, int value) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc) || ornc->priv->*field == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -168,9 +171,13 @@ ornc_status_t ORNC_InitComponents(const ornc_t* ornc) {
 
 extern "C" {
 
-int ORNCGetComponentCount(ornc_t* ornc) { return ORNC_HasState(ornc) ? ornc->priv->comp_count : 0; }
+int ORNCGetComponentCount(ornc_t* ornc) {
+    ORNCReading reading(ornc);
+    return ORNC_HasState(ornc) ? ornc->priv->comp_count : 0;
+}
 
 ornc_status_t ORNCGetComponentArray(ornc_t* ornc, ornc_component_t** comp_array, int* comp_count) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc)) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -180,6 +187,7 @@ ornc_status_t ORNCGetComponentArray(ornc_t* ornc, ornc_component_t** comp_array,
 }
 
 const ornc_component_t* ORNCGetComponent(ornc_t* ornc, int index) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc) || index < 0 || index >= ornc->priv->comp_count) {
         return nullptr;
     }
@@ -211,6 +219,7 @@ ornc_status_t ORNCSetComponentSelector(const ornc_t* ornc, int cmp) {
 }
 
 ornc_status_t ORNCComponentEnable(ornc_t* ornc, const ornc_component_t* comp, orn_bool_t enable) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc) || comp == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -240,6 +249,7 @@ ornc_status_t ORNCComponentEnable(ornc_t* ornc, const ornc_component_t* comp, or
 }
 
 orn_bool_t ORNCComponentIsEnabled(ornc_t* ornc, const ornc_component_t* comp) {
+    ORNCReading reading(ornc);
     if (!ORNC_HasState(ornc) || comp == nullptr) {
         return 0;
     }

@@ -13,6 +13,7 @@
 #include "camera/components.h"
 #include "camera/device_search.h"
 #include "camera/handle_casts.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/param_internal.h"
 #include "camera/recovery.h"
@@ -265,6 +266,7 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
 }
 
 ornc_status_t ORNCDumpXML(ornc_t* ornc, const char* filename) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr || filename == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }

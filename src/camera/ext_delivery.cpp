@@ -8,6 +8,7 @@
 #include "base/worker_thread.h"
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 
 namespace {
@@ -39,6 +40,7 @@ bool ORNC_DeliveryPaced(ornc_priv_t* priv) { return ornc_state::LoadField(&priv-
 extern "C" {
 
 ornc_status_t ORNCSetDeliveryPacing(const ornc_t* ornc, int period_ms, int max_buffers_per_pass) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }

@@ -10,6 +10,7 @@
 #include "base/log.h"
 #include "camera/acquisition_state.h"
 #include "camera/frame_tracking.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "platform/IPvImage.h"
 #include "platform/IPvMultiPartContainer.h"
@@ -126,6 +127,7 @@ void ORNC_NewAcquisitionForFrames(ornc_priv_t* priv) {
 extern "C" {
 
 ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -163,6 +165,7 @@ ornc_status_t ORNCGetFrameInfo(const ornc_t* ornc, ornc_frame_info_t* info) {
 }
 
 ornc_status_t ORNCGetFramePartData(const ornc_t* ornc, uint32_t index, const void** data, size_t* size) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }

@@ -7,16 +7,20 @@
 // handle then answers as a disconnected one. (2) Out of the handle, at most
 // once a second: discovery looks for the serial number, a second scratch
 // handle connects to what it finds and the journal's writes are made again
-// on it, once the dead connection is closed. (3) The new connection is
-// moved into the handle, the acquisition worker, the event sink and the
-// acquisition are started again as they were.
+// on it, once the dead connection is closed, and its acquisition started
+// as the handle's ran. (3) The new connection is moved into the handle,
+// its acquisition worker and the handle's event sink going again.
 //
-// Only steps (1) and (3) touch the handle, each marked `busy`; a
-// disconnect, destroy or disable cancels the recovery and waits for
-// neither more than that mark (a few control transactions at most), so it
-// returns at once while the slow network work of step (2) runs on. The
-// worker ends by itself after it; callbacks run on the worker with no lock
-// held, so they may enable, disable or disconnect.
+// Only steps (1) and (3) touch the handle, each marked `busy` and holding
+// the handle's guard exclusively (handle_guard.h) while it replaces the
+// connection fields; neither sends anything on the network (step (2)
+// also opens the new connection's message channel for the sink). A
+// disconnect, destroy or disable cancels the recovery and waits for no
+// more than that mark (memory work, the stop of the acquisition worker,
+// and a wait for the guard that gives up at the cancel), so it returns at
+// once while any network work runs on. The worker ends by itself after
+// it; callbacks run on the worker with no lock held, so they may enable,
+// disable or disconnect.
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
@@ -25,6 +29,7 @@
 #include <memory>
 #include <mutex>
 #include <new>
+#include <shared_mutex>
 #include <string>
 #include <thread>
 #include <utility>
@@ -35,10 +40,13 @@
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
 #include "camera/event_sinks.h"
+#include "camera/frame_tracking.h"
 #include "camera/handle_casts.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/recovery.h"
 #include "camera/write_journal.h"
+#include "platform/PvDevice.h"
 #include "platform/PvDeviceInfo.h"
 
 struct ORNCRecoveryWorker {
@@ -67,6 +75,7 @@ using Clock = std::chrono::steady_clock;
 constexpr auto kAttemptPeriod = std::chrono::seconds(1);
 constexpr auto kIdleWake = std::chrono::milliseconds(250);
 constexpr auto kBusyWake = std::chrono::milliseconds(10);
+constexpr auto kGuardRetry = std::chrono::milliseconds(1);
 // A disabling call waits this long for the worker to end before leaving it
 // to end by itself (it then touches nothing of the handle).
 constexpr auto kJoinWait = std::chrono::milliseconds(80);
@@ -186,33 +195,66 @@ void ORNC_Tell(ORNCRecoveryWorker& worker, int up) {
     }
 }
 
+// An event sink with no callback (kept in the sinks' registry). It stays
+// registered beside the handle's: taking it out would wait for a
+// notification in progress, whose callback may wait for the guard.
+ORNCDeviceEventSink* ORNC_ChannelOpener() {
+    static ORNCDeviceEventSink* const opener = ORNCDeviceEventSink::Create();
+    return opener;
+}
+
 // What ran on the handle when the link was lost.
 struct Running {
+    ornc_priv_t* handle = nullptr;  // only the user data of its acquisition worker once out of ORNC_Enter
     bool server = false;
+    int period_ms = 0;
+    ornc_acqui_state_t state{};
     std::vector<ORNCWriteJournal::Entry> writes;
     std::string serial;
 };
+
+// The handle's guard, held exclusively, for a worker marked busy; not held
+// when the recovery was cancelled first. Tried, not waited for: a cancel
+// ends the wait at once.
+std::unique_lock<std::shared_mutex> ORNC_Exclusive(ORNCRecoveryWorker& worker) {
+    std::unique_lock<std::shared_mutex> exclusive(worker.priv->guard->lock, std::try_to_lock);
+    std::unique_lock<std::mutex> guard(worker.lock);
+    while (!exclusive.owns_lock() && !worker.stop && !worker.cancelled) {
+        worker.changed.wait_for(guard, kGuardRetry);
+        exclusive.try_lock();
+    }
+    return exclusive;
+}
 
 // Step (1): the dead connection into `scratch`.
 bool ORNC_TakeOut(ORNCRecoveryWorker& worker, ornc_t* scratch, Running* running) {
     if (!ORNC_Enter(worker)) {
         return false;
     }
-    ornc_priv_t* priv = worker.priv;
-    running->server = priv->acquisition_thread.priv != nullptr;
-    if (running->server) {
-        ORNThreadStop(&priv->acquisition_thread);
-        ORNThreadDestroy(&priv->acquisition_thread);
-        priv->acquisition_thread.priv = nullptr;
+    std::unique_lock<std::shared_mutex> exclusive = ORNC_Exclusive(worker);
+    const bool taken = exclusive.owns_lock();
+    if (taken) {
+        ornc_priv_t* priv = worker.priv;
+        // Callbacks on the acquisition worker take no lock: it ends first.
+        running->server = priv->acquisition_thread.priv != nullptr;
+        if (running->server) {
+            ORNThreadStop(&priv->acquisition_thread);
+            ORNThreadDestroy(&priv->acquisition_thread);
+            priv->acquisition_thread.priv = nullptr;
+        }
+        running->handle = priv;
+        running->period_ms = ORNC_DeliveryPeriodMs(priv);
+        running->state = ornc_state::Load(&priv->acquistate);
+        running->writes = priv->recovery->journal.Snapshot();
+        running->serial = priv->recovery->serial;
+        PvGenParameterArray* maps[ORNCWriteJournal::kMapCount];
+        ORNC_MapsOf(priv, maps);
+        ORNCWriteJournal::Detach(maps);
+        ORNC_SwapConnection(priv, scratch->priv);
+        exclusive.unlock();
     }
-    running->writes = priv->recovery->journal.Snapshot();
-    running->serial = priv->recovery->serial;
-    PvGenParameterArray* maps[ORNCWriteJournal::kMapCount];
-    ORNC_MapsOf(priv, maps);
-    ORNCWriteJournal::Detach(maps);
-    ORNC_SwapConnection(priv, scratch->priv);
     ORNC_Leave(worker);
-    return true;
+    return taken;
 }
 
 // Step (2), one attempt: the device with the serial number, connected to
@@ -238,39 +280,61 @@ bool ORNC_ConnectScratch(ornc_t* scratch, const Running& running) {
     const int failed = ORNCWriteJournal::Replay(running.writes, maps);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Recovery wrote %d settings again, %d failed",
              static_cast<int>(running.writes.size()), failed);
-    return true;
-}
-
-// Step (3): the new connection into the handle, started as it ran.
-bool ORNC_PutBack(ORNCRecoveryWorker& worker, ornc_t* scratch, const Running& running) {
-    if (!ORNC_Enter(worker)) {
-        return false;
+    // Started as the handle ran, still out of the handle; its worker (the
+    // handle its user data) runs idle until ORNC_PutBack activates it.
+    if (running.server) {
+        ORNThreadInit(&scratch->priv->acquisition_thread, ORNC_AcquisitionFunc, running.handle, running.period_ms);
     }
-    ornc_priv_t* priv = worker.priv;
-    ORNC_SwapConnection(priv, scratch->priv);
-    PvGenParameterArray* maps[ORNCWriteJournal::kMapCount];
-    ORNC_MapsOf(priv, maps);
-    priv->recovery->journal.Attach(maps);
-    ornc_t handle{priv};
-    if (running.server && ORNCStart(&handle) != ORNC_OK) {
-        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: Recovery could not start the acquisition worker");
-    }
-    ORNC_WatchLink(priv);
-    ornc_acqui_state_t state = ornc_state::Load(&priv->acquistate);
-    if (state.mode != ORNC_ACQUI_MODE_IDLE) {
-        const int mode = state.mode == ORNC_ACQUI_MODE_CONT ? 0 : 1;
-        const int trigger = static_cast<int>(state.trig);
-        state.mode = ORNC_ACQUI_MODE_IDLE;
-        state.triggered = 0;
-        ornc_state::Store(&priv->acquistate, state);
-        const ornc_status_t status = ORNCAcquisitionStartMode(&handle, mode, trigger);
+    ornc_acqui_state_t state = running.state;
+    state.mode = ORNC_ACQUI_MODE_IDLE;
+    state.triggered = 0;
+    ornc_state::Store(&scratch->priv->acquistate, state);
+    if (running.state.mode != ORNC_ACQUI_MODE_IDLE) {
+        const int mode = running.state.mode == ORNC_ACQUI_MODE_CONT ? 0 : 1;
+        const ornc_status_t status = ORNCAcquisitionStartMode(scratch, mode, static_cast<int>(running.state.trig));
         if (status != ORNC_OK) {
             ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: Recovery could not start the acquisition %d",
                      static_cast<int>(status));
         }
     }
-    ORNC_Leave(worker);
+    // Idle until ORNC_PutBack: the start above only marked it active.
+    if (running.server && ORNThreadStart(&scratch->priv->acquisition_thread) != ORN_OK) {
+        ORN_LOGF(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: Recovery could not start the acquisition worker");
+    }
+    // The message channel opens now, for a sink that tells no one: the
+    // handle's own joins it in ORNC_PutBack without a transaction.
+    scratch->priv->lDevice->RegisterEventSink(ORNC_ChannelOpener());
     return true;
+}
+
+// Step (3): the new connection into the handle, its worker running.
+bool ORNC_PutBack(ORNCRecoveryWorker& worker, ornc_t* scratch) {
+    if (!ORNC_Enter(worker)) {
+        return false;
+    }
+    std::unique_lock<std::shared_mutex> exclusive = ORNC_Exclusive(worker);
+    const bool installed = exclusive.owns_lock();
+    if (installed) {
+        ornc_priv_t* priv = worker.priv;
+        ORNC_SwapConnection(priv, scratch->priv);
+        std::swap(priv->acquisition_thread, scratch->priv->acquisition_thread);
+        const ornc_acqui_state_t state = ornc_state::Load(&scratch->priv->acquistate);
+        ornc_state::Store(&priv->acquistate, state);
+        PvGenParameterArray* maps[ORNCWriteJournal::kMapCount];
+        ORNC_MapsOf(priv, maps);
+        priv->recovery->journal.Attach(maps);
+        ORNC_WatchLink(priv);
+        if (state.mode != ORNC_ACQUI_MODE_IDLE) {
+            ORNC_NewAcquisitionForFrames(priv);
+        }
+        if (priv->acquisition_thread.priv != nullptr) {
+            ORNC_ApplyDeliveryPacing(priv);
+            ORNThreadActive(&priv->acquisition_thread, state.mode != ORNC_ACQUI_MODE_IDLE ? 1 : 0);
+        }
+        exclusive.unlock();
+    }
+    ORNC_Leave(worker);
+    return installed;
 }
 
 void ORNC_Recover(ORNCRecoveryWorker& worker) {
@@ -292,7 +356,7 @@ void ORNC_Recover(ORNCRecoveryWorker& worker) {
             }
         }
     }
-    const bool recovered = connected && ORNC_PutBack(worker, &fresh, running);
+    const bool recovered = connected && ORNC_PutBack(worker, &fresh);
     for (ornc_t* scratch : {&fresh, &dead}) {
         if (scratch->priv != nullptr) {
             ORNCDisconnect(scratch);
@@ -330,8 +394,8 @@ void ORNC_Cancel(ORNCRecoveryWorker& worker, bool stop) {
     worker.lost = false;
     worker.stop = worker.stop || stop;
     worker.changed.notify_all();
-    // Bounded: what the worker does while busy is a few bounded control
-    // transactions and the stop of the acquisition worker.
+    // Bounded: while busy the worker does memory work, stops the
+    // acquisition worker, or waits for the guard until it sees the cancel.
     while (worker.busy) {
         worker.changed.wait_for(guard, kBusyWake);
     }

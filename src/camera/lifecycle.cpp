@@ -2,10 +2,12 @@
 // and the version texts.
 #include <cstdlib>
 #include <cstring>
+#include <new>
 
 #include "ORNC.h"
 #include "base/log.h"
 #include "camera/config_reader.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/recovery.h"
 #include "camera/system_priv.h"
@@ -64,9 +66,13 @@ ornc_status_t ORNCInit(ornc_t* ornc) {
     loadRegString(0, ORNC_REGISTRY_PATH, "LogXMLFile", dump_xml_file, sizeof dump_xml_file);
 
     ornc->priv = static_cast<ornc_priv_t*>(std::calloc(1, sizeof(ornc_priv_t)));
-    if (ornc->priv == nullptr) {
+    ORNCHandleGuard* guard = ornc->priv != nullptr ? new (std::nothrow) ORNCHandleGuard : nullptr;
+    if (guard == nullptr) {
+        std::free(ornc->priv);
+        ornc->priv = nullptr;
         return ORNC_ERR_OUT_OF_MEMORY;
     }
+    ornc->priv->guard = guard;
     ornc->priv->dump_xml = dump_xml;
     ORNStringCopy(ornc->priv->dump_xml_file, dump_xml_file, sizeof ornc->priv->dump_xml_file);
     ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNCInit success");
@@ -78,6 +84,7 @@ void ORNCDestroy(ornc_t* ornc) {
         return;
     }
     ORNC_RecoveryRelease(ornc->priv);
+    delete ornc->priv->guard;
     delete ornc->priv->lSystem;
     std::free(ornc->priv);
     ornc->priv = nullptr;

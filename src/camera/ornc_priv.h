@@ -23,6 +23,7 @@ class PvGenParameterArray;
 class PvGenCategory;
 class ORNCDeviceEventSink;
 struct ORNCRecovery;
+struct ORNCHandleGuard;
 
 // The stream buffers of a connected handle, in allocation order.
 typedef std::list<PvBuffer*> BufferList;
@@ -80,4 +81,5 @@ struct ornc_priv_ {
     ornc_frame_tracking_t frames;
     orn_int32_t monitor;     // connected without control (ORNCConnectByDeviceMonitor)
     ORNCRecovery* recovery;  // write journal and automatic recovery; made at the first connect
+    ORNCHandleGuard* guard;  // of the connection fields (handle_guard.h); made by ORNCInit
 };

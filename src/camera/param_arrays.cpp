@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "ORNC.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/param_internal.h"
 #include "platform/PvGenCategory.h"
@@ -25,12 +26,15 @@ bool ORNC_PathNamesCategory(const PvString& path, const PvString& category) {
 }
 
 PvGenParameterArray* ORNC_DeviceParamsOf(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
     return ornc != nullptr && ornc->priv != nullptr ? ornc->priv->lDeviceParams : nullptr;
 }
 PvGenParameterArray* ORNC_StreamParamsOf(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
     return ornc != nullptr && ornc->priv != nullptr ? ornc->priv->lStreamParams : nullptr;
 }
 PvGenParameterArray* ORNC_CommunicationParamsOf(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
     return ornc != nullptr && ornc->priv != nullptr ? ornc->priv->lCommunicationParams : nullptr;
 }
 
@@ -43,15 +47,24 @@ int ORNC_ParamsCount(PvGenParameterArray* params) {
 extern "C" {
 
 // A null or unconnected handle has no arrays: count 0, null array.
-int ORNCGetDeviceParamsCount(const ornc_t* ornc) { return ORNC_ParamsCount(ORNC_DeviceParamsOf(ornc)); }
+int ORNCGetDeviceParamsCount(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
+    return ORNC_ParamsCount(ORNC_DeviceParamsOf(ornc));
+}
 
 ornc_parameters_t* ORNCGetDeviceParams(const ornc_t* ornc) { return ORNC_FromParams(ORNC_DeviceParamsOf(ornc)); }
 
-int ORNCGetStreamParamsCount(const ornc_t* ornc) { return ORNC_ParamsCount(ORNC_StreamParamsOf(ornc)); }
+int ORNCGetStreamParamsCount(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
+    return ORNC_ParamsCount(ORNC_StreamParamsOf(ornc));
+}
 
 ornc_parameters_t* ORNCGetStreamParams(const ornc_t* ornc) { return ORNC_FromParams(ORNC_StreamParamsOf(ornc)); }
 
-int ORNCGetCommunicationParamsCount(const ornc_t* ornc) { return ORNC_ParamsCount(ORNC_CommunicationParamsOf(ornc)); }
+int ORNCGetCommunicationParamsCount(const ornc_t* ornc) {
+    ORNCReading reading(ornc);
+    return ORNC_ParamsCount(ORNC_CommunicationParamsOf(ornc));
+}
 
 ornc_parameters_t* ORNCGetCommunicationParams(const ornc_t* ornc) {
     return ORNC_FromParams(ORNC_CommunicationParamsOf(ornc));

@@ -2,6 +2,7 @@
 // through its own parameters.
 #include "ORNC.h"
 #include "base/log.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/param_internal.h"
 #include "platform/PvGenBoolean.h"
@@ -21,6 +22,7 @@ extern "C" {
 
 ornc_status_t ORNCIPMakePersistent(const ornc_t* ornc, const char* ip, const char* mask, const char* gateway,
                                    orn_bool_t use_persistent) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_DEVICE_NOT_CONNECTED;
     }

@@ -7,6 +7,7 @@
 #include "ORNC.h"
 #include "base/log.h"
 #include "camera/acquisition_state.h"
+#include "camera/handle_guard.h"
 #include "camera/ornc_priv.h"
 #include "camera/param_internal.h"
 #include "platform/PvGenCommand.h"
@@ -39,6 +40,7 @@ ornc_status_t ORNC_SetOptionalEnum(PvGenEnum* node, int value, const char* name)
 extern "C" {
 
 ornc_status_t ORNCSetTriggerMode(ornc_t* ornc, int triggermode) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -49,6 +51,7 @@ ornc_status_t ORNCSetTriggerMode(ornc_t* ornc, int triggermode) {
 }
 
 ornc_status_t ORNCSetTriggerSource(ornc_t* ornc, int triggersource) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -62,6 +65,7 @@ ornc_status_t ORNCSetTriggerSource(ornc_t* ornc, int triggersource) {
 // position in the entry list (not its own integer): devices whose entry
 // values equal their positions get the right one.
 ornc_status_t ORNCSetAcquisitionMode(ornc_t* ornc, int acquimode) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }
@@ -116,6 +120,7 @@ ornc_status_t ORNCSetAcquisitionMode(ornc_t* ornc, int acquimode) {
 // device is triggered even when the library refuses: the status only says
 // what the library thinks of it.
 ornc_status_t ORNCTriggerSoftware(ornc_t* ornc) {
+    ORNCReading reading(ornc);
     if (ornc == nullptr || ornc->priv == nullptr) {
         return ORNC_ERR_UNINITIALIZED;
     }

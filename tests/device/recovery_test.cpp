@@ -136,6 +136,17 @@ TEST_F(Recovery, OutagesOfFiveAndTwentySecondsAfterAPowerCycleAndAtAnotherAddres
 }
 
 TEST_F(Recovery, AOneSecondSilencePassesUnnoticedAndOutagesLeaveNoThreadOrDescriptor) {
+    struct Reader {  // an application thread reading the handle all the while
+        std::atomic<bool> on{true};
+        std::thread thread;
+        ~Reader() {
+            on = false;
+            thread.join();
+        }
+    } reader;
+    reader.thread = std::thread([&] {
+        for (; reader.on; std::this_thread::sleep_for(1ms)) ORNCGetDeviceParamsCount(connection_->get());
+    });
     silence(fleet_[0], 1.0);
     ASSERT_TRUE(wait_until([&] { return fleet_[0].counters().outages_ended == 1; }, 5s));
     const int frames = log_.frames;
@@ -190,6 +201,29 @@ TEST_F(Recovery, CallbacksMayToggleRecoveryAndADisconnectEndsARecoveryAtOnce) {
     connection_.reset();
     EXPECT_EQ(log_.up.load(), 1);
     orntest::settled_thread_count(threads - 1, 20s);  // the search ends on its own
+}
+
+// Every ack 20 ms late once back: a new connection takes seconds. The
+// first recovery counts its transactions; the second is disconnected a few
+// before its end, while its acquisition and message channel start.
+TEST_F(Recovery, ADisconnectWhileTheNewConnectionStartsReturnsAtOnce) {
+    const auto commands = [&] { return fleet_[0].counters().gvcp_commands; };
+    uint64_t back = 0, needed = 0;
+    for (uint64_t n = 1; n <= 2; ++n) {
+        ornsim::FaultSwitches faults;
+        faults.silent_after_s = 0.0;
+        faults.silent_for_s = 3.0;
+        faults.ack_delay_ms = 20;
+        ASSERT_TRUE(fleet_[0].set_faults(faults));
+        ASSERT_TRUE(wait_until([&] { return fleet_[0].counters().outages_ended == n; }, 10s));
+        back = commands();
+        ASSERT_TRUE(n == 2 || wait_until([&] { return log_.up == 1; }, 30s));
+        needed = n == 1 ? commands() - back : needed;
+    }
+    ASSERT_TRUE(wait_until([&] { return commands() >= back + needed - 6; }, 30s));
+    orntest::Stopwatch watch;
+    EXPECT_EQ(ORNCDisconnect(connection_->get()), ORNC_OK);
+    EXPECT_LT(watch.seconds(), 0.1) << "after " << commands() - back << " of " << needed << " transactions";
 }
 
 }  // namespace
