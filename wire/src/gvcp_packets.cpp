@@ -90,6 +90,20 @@ bool read_force_ip(const uint8_t* payload, size_t size, ForceIpRequest* request)
     return true;
 }
 
+bool read_action_command(uint8_t flags, const uint8_t* payload, size_t size, ActionCommand* action) {
+    const bool scheduled = (flags & kFlagScheduledAction) != 0;
+    if (payload == nullptr || action == nullptr ||
+        size < (scheduled ? kScheduledActionCmdPayloadSize : kActionCmdPayloadSize)) {
+        return false;
+    }
+    action->device_key = wire::load_be32(payload + kActionDeviceKeyOffset);
+    action->group_key = wire::load_be32(payload + kActionGroupKeyOffset);
+    action->group_mask = wire::load_be32(payload + kActionGroupMaskOffset);
+    action->scheduled = scheduled;
+    action->action_time = scheduled ? wire::load_be64(payload + kActionTimeOffset) : 0;
+    return true;
+}
+
 std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
                                    const std::vector<uint8_t>& payload) {
     uint8_t header[kHeaderSize] = {};
@@ -162,6 +176,18 @@ std::vector<uint8_t> build_resend_request(bool extended_ids, uint16_t request_id
         wire::store_be16(p + kResendLegacyBlockIdOffset, static_cast<uint16_t>(request.block_id));
     }
     return build_command(extended_ids ? kFlagExtendedIds : 0, PACKETRESEND_CMD, request_id, payload);
+}
+
+std::vector<uint8_t> build_action_command(bool ack_required, uint16_t request_id, const ActionCommand& action) {
+    std::vector<uint8_t> payload(action.scheduled ? kScheduledActionCmdPayloadSize : kActionCmdPayloadSize, 0);
+    wire::store_be32(payload.data() + kActionDeviceKeyOffset, action.device_key);
+    wire::store_be32(payload.data() + kActionGroupKeyOffset, action.group_key);
+    wire::store_be32(payload.data() + kActionGroupMaskOffset, action.group_mask);
+    if (action.scheduled) {
+        wire::store_be64(payload.data() + kActionTimeOffset, action.action_time);
+    }
+    const uint8_t flags = (ack_required ? kFlagAckRequired : 0) | (action.scheduled ? kFlagScheduledAction : 0);
+    return build_command(flags, ACTION_CMD, request_id, payload);
 }
 
 }  // namespace gvcp

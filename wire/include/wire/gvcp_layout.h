@@ -179,6 +179,16 @@ constexpr size_t kResendExtendedBlockIdOffset = 12;
 constexpr size_t kResendLegacyPayloadSize = 12;
 constexpr size_t kResendExtendedPayloadSize = 20;
 constexpr uint32_t kResendLegacyPacketIdMask = 0x00FFFFFF;
+// ACTION_CMD: device_key(4), group_key(4), group_mask(4) [, action_time(8) with kFlagScheduledAction].
+// ACTION_ACK carries no payload: its status says whether the action was taken
+// (SUCCESS), came too late for its time (ACTION_LATE) or found the device's
+// queue of scheduled actions full (OVERFLOW).
+constexpr size_t kActionDeviceKeyOffset = 0;
+constexpr size_t kActionGroupKeyOffset = 4;
+constexpr size_t kActionGroupMaskOffset = 8;
+constexpr size_t kActionTimeOffset = 12;
+constexpr size_t kActionCmdPayloadSize = 12;
+constexpr size_t kScheduledActionCmdPayloadSize = 20;
 // PENDING_ACK: reserved(2), time_to_completion_ms(2)
 constexpr size_t kPendingAckTimeOffset = 2;
 // EVENTDATA_CMD / EVENT_CMD entry, legacy ids:
@@ -304,6 +314,8 @@ constexpr uint32_t REG_PHYSICAL_LINK_CONFIGURATION = 0x0968;
 constexpr uint32_t PHYSICAL_LINK_SINGLE_LINK = 0x00000001;
 constexpr uint32_t REG_IEEE1588_STATUS = 0x096C;
 constexpr uint32_t REG_SCHEDULED_ACTION_QUEUE_SIZE = 0x0970;
+// IEEE1588_STATUS: the port state in the low 4 bits (IEEE 1588 numbering).
+constexpr uint32_t IEEE1588_STATE_MASK = 0x0000000F;
 constexpr uint32_t REG_CCP = 0x0A00;  // control channel privilege
 constexpr uint32_t CCP_EXCLUSIVE = 0x00000001;
 constexpr uint32_t CCP_CONTROL = 0x00000002;
@@ -319,6 +331,10 @@ constexpr uint32_t REG_MCTT = 0x0B14;  // transmission timeout, ms
 constexpr uint32_t REG_MCRC = 0x0B18;  // retry count
 constexpr uint32_t REG_MCSP = 0x0B1C;  // message channel source port
 constexpr uint32_t MCSP_PORT_MASK = 0x0000FFFF;
+// Action group n (n < NUMBER_OF_ACTION_SIGNALS): base + n * kActionGroupStride
+constexpr uint32_t kActionGroupStride = 0x10;
+constexpr uint32_t REG_ACTION_GROUP_KEY0 = 0x9800;
+constexpr uint32_t REG_ACTION_GROUP_MASK0 = 0x9804;
 // Stream channel n: base + n * kStreamChannelStride
 constexpr uint32_t kStreamChannelStride = 0x40;
 constexpr uint32_t REG_SCP0 = 0x0D00;  // stream channel port

@@ -68,6 +68,19 @@ struct ForceIpRequest {
 // False when the payload is too short.
 bool read_force_ip(const uint8_t* payload, size_t size, ForceIpRequest* request);
 
+// An ACTION_CMD's payload: which devices and which of their action groups it
+// fires, and when (device time in ns; only with kFlagScheduledAction).
+struct ActionCommand {
+    uint32_t device_key = 0;
+    uint32_t group_key = 0;
+    uint32_t group_mask = 0;
+    bool scheduled = false;
+    uint64_t action_time = 0;
+};
+
+// False when the payload is too short for the form `flags` announce.
+bool read_action_command(uint8_t flags, const uint8_t* payload, size_t size, ActionCommand* action);
+
 // Builders. Each returns the whole datagram (header and payload).
 std::vector<uint8_t> build_command(uint8_t flags, uint16_t command, uint16_t request_id,
                                    const std::vector<uint8_t>& payload);
@@ -91,6 +104,8 @@ inline std::vector<uint8_t> build_event_data(uint8_t flags, uint16_t request_id,
 }
 // A FORCEIP_CMD asking for an ack, which may come by broadcast.
 std::vector<uint8_t> build_force_ip(uint16_t request_id, const ForceIpRequest& request);
+// An ACTION_CMD; a scheduled one carries its time and kFlagScheduledAction.
+std::vector<uint8_t> build_action_command(bool ack_required, uint16_t request_id, const ActionCommand& action);
 // A PACKETRESEND_CMD; extended ids set kFlagExtendedIds.
 std::vector<uint8_t> build_resend_request(bool extended_ids, uint16_t request_id, const ResendRequest& request);
 
