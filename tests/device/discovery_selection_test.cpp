@@ -33,7 +33,6 @@ constexpr const char* kTwinAddress = "127.0.44.3";
 constexpr const char* kBuiltInModel = "lumenGAUGE Virtual 3D";
 constexpr const char* kFileOnlyModel = "Model X 100";
 constexpr const char* kAddress = "127.0.44.4";  // SensorDetails' sensor
-const std::string kMac = orntest::loopback_mac(orntest::Block::discovery, 4);
 
 // Discovery asks only this suite's hosts on lo; sensors end with the case.
 class OnLoopback : public ::testing::Test {
@@ -221,12 +220,9 @@ protected:
 };
 
 TEST_F(SensorDetails, DeviceTextsVersionAndIPConfigurationFlagsComeFromTheAck) {
+    // Vendor, serial number, addresses and version: ToolTest.InfoFindsADeviceBySerialAddressOrPattern.
     EXPECT_EQ("ORNC Virtual Sensors planoGAUGE Virtual (VSD0004) 127.0.44.4", text_of(ORNCDeviceGetID, device_));
     EXPECT_EQ("planoGAUGE Virtual", text_of(ORNCDeviceGetModelName, device_));
-    EXPECT_EQ("ORNC Virtual Sensors", text_of(ORNCDeviceGetVendorName, device_));
-    EXPECT_EQ("VSD0004", text_of(ORNCDeviceGetSerialNumber, device_));
-    EXPECT_EQ(kAddress, text_of(ORNCDeviceGetIPAddress, device_));
-    EXPECT_EQ(kMac, text_of(ORNCDeviceGetMACAddress, device_));
     in_addr parsed{};
     EXPECT_EQ(1, inet_pton(AF_INET, text_of(ORNCDeviceGetSubnetMask, device_).c_str(), &parsed));
     EXPECT_EQ(1, inet_pton(AF_INET, text_of(ORNCDeviceGetDefaultGateway, device_).c_str(), &parsed));
@@ -242,11 +238,6 @@ TEST_F(SensorDetails, DeviceTextsVersionAndIPConfigurationFlagsComeFromTheAck) {
     EXPECT_EQ(0, ORNCDeviceGetModelName(device_, text, 5));
     EXPECT_STREQ("", text);
 
-    int major = -1;
-    int minor = -1;
-    ASSERT_EQ(ORNC_OK, ORNCDeviceGetGEVVersion(device_, &major, &minor));
-    EXPECT_EQ(2, major);
-    EXPECT_GE(minor, 0);
     EXPECT_EQ(ORNC_OK, ORNCDeviceGetGEVVersion(device_, nullptr, nullptr));
     // Whatever the sensor enables, it must also support.
     EXPECT_TRUE(!ORNCDeviceIsDHCPEnabled(device_) || ORNCDeviceIsDHCPAvailable(device_));
@@ -286,13 +277,8 @@ TEST_F(SensorDetails, NullDeviceAndInterfaceHandlesGiveNeutralAnswers) {
 }
 
 TEST_F(SensorDetails, LoopbackAdapterDetailsAndTheirHandleOutlivesANewDiscovery) {
+    // The address texts of an adapter: LinkLocalSensor.IsFoundOnTheVethAdapterWithTheAdapterDetails.
     ASSERT_GE(ORNCInterfaceGetIPAddressCount(lo_), 1);
-    EXPECT_EQ(
-        "127.0.0.1",
-        text_of([](const ornc_interface_t* i, char* t, int l) { return ORNCInterfaceGetIPAddress(i, 0, t, l); }, lo_));
-    EXPECT_EQ(
-        "255.0.0.0",
-        text_of([](const ornc_interface_t* i, char* t, int l) { return ORNCInterfaceGetSubnetMask(i, 0, t, l); }, lo_));
     EXPECT_EQ("00:00:00:00:00:00", text_of(ORNCInterfaceGetMACAddress, lo_));
     EXPECT_EQ("0.0.0.0", text_of(ORNCInterfaceGetDefaultGateway, lo_));
     EXPECT_EQ("lo", text_of(ORNCInterfaceGetDescription, lo_));
