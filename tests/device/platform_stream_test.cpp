@@ -120,7 +120,6 @@ TEST(PlatformStream, RetrieveTimesOutAndAbortWakesABlockedRetrieval) {
     ASSERT_NE(good, nullptr);
     EXPECT_EQ(good->GetPayloadSize(), kWidth * kHeight);
     EXPECT_EQ(good->GetChunkCount(), 0u) << "chunks are off";
-    expect_scene(good->GetImage(), PvPixelMono8, kWidth, kHeight, block_id(good));
 }
 
 TEST(PlatformStream, AbortDuringAcquisitionReturnsEveryBuffer) {
@@ -193,23 +192,18 @@ TEST(PlatformStream, FramesCarryTheirPartsInOrderAndChunksReadThroughTheNodeMap)
                 IPvMultiPartContainer* container = buffer->GetMultiPartContainer();
                 ASSERT_EQ(container->GetPartCount(), 4u) << "range, intensity, confidence, chunk data";
                 EXPECT_EQ(container->GetPart(4), nullptr);
-                const PvPixelType formats[] = {PvPixelCoord3D_ABC32f, PvPixelMono8, PvPixelConfidence8};
                 uint8_t* previous_end = buffer->GetDataPointer();
                 for (uint32_t i = 0; i < 4; ++i) {
                     IPvMultiPartSection* part = container->GetPart(i);
                     ASSERT_NE(part, nullptr);
                     EXPECT_GE(part->GetDataPointer(), previous_end) << "parts follow each other";
                     previous_end = part->GetDataPointer() + part->GetSize();
-                    if (i == 3) break;
-                    EXPECT_EQ(part->GetDataPurposeID(), i + 1) << "component id of part " << i;
-                    EXPECT_EQ(part->GetPixelType(), formats[i]);
-                    EXPECT_EQ(part->GetSize(), i == 0 ? pixels * 12 : pixels);
-                    expect_scene(part->GetImage(), formats[i], kWidth, kHeight, block_id(buffer));
+                    // Purposes, pixel types, data types and images of the parts: FrameInfo and
+                    // Delivery, through this container.
+                    EXPECT_EQ(part->GetSize(), i == 3 ? 32u : i == 0 ? pixels * 12 : pixels);
                 }
                 EXPECT_LE(previous_end, buffer->GetDataPointer() + buffer->GetSize());
-                EXPECT_EQ(container->GetPart(3)->GetDataType(), PvMultiPartChunkData);
                 EXPECT_EQ(container->GetPart(3)->GetImage(), nullptr) << "chunk data is no image";
-                EXPECT_EQ(container->GetPart(3)->GetSize(), 32u) << "two 8-byte chunks with their tags";
                 EXPECT_EQ(buffer->GetChunkCount(), 2u);
             } else {
                 ASSERT_EQ(buffer->GetPayloadType(), PvPayloadTypeImage);
