@@ -41,9 +41,9 @@ class Actions : public ::testing::Test {
 protected:
     void SetUp() override {
         ASSERT_TRUE(scope_.ok()) << scope_.error();
-        ASSERT_TRUE(client_.take_control());
-        // Signal 2 (Action3) is keyed; the trigger listens to it.
-        const Ack a = client_.write_registers({{gvcp::REG_SCDA0, ipv4("127.0.0.1")},
+        // In control; signal 2 (Action3) keyed; the trigger listening to it.
+        const Ack a = client_.write_registers({{gvcp::REG_CCP, gvcp::CCP_CONTROL},
+                                               {gvcp::REG_SCDA0, ipv4("127.0.0.1")},
                                                {gvcp::REG_SCP0, receiver_.port()},
                                                {gvcp::REG_ACTION_DEVICE_KEY, kDeviceKey},
                                                {gvcp::REG_ACTION_GROUP_KEY0 + 2 * gvcp::kActionGroupStride, kGroupKey},
