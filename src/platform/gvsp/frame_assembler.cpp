@@ -52,24 +52,6 @@ bool parse_packet_header(const uint8_t* d, size_t size, PacketHeader* h) {
     return true;
 }
 
-const char* frame_state_name(FrameState state) {
-    switch (state) {
-        case FrameState::idle:
-            return "idle";
-        case FrameState::receiving:
-            return "receiving";
-        case FrameState::complete:
-            return "complete";
-        case FrameState::incomplete:
-            return "incomplete";
-        case FrameState::unsupported:
-            return "unsupported payload type";
-        case FrameState::buffer_too_small:
-            return "buffer too small";
-    }
-    return "?";
-}
-
 void FrameAssembler::reset() {
     state_ = FrameState::idle;
     buffer_ = nullptr;

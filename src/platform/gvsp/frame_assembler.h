@@ -136,6 +136,4 @@ private:
     AssemblerCounters counters_;
 };
 
-const char* frame_state_name(FrameState state);
-
 }  // namespace gvsp
