@@ -146,6 +146,7 @@ void BatchReceiver::route(const uint8_t* d, size_t size, std::vector<FrameReport
     PacketHeader h;
     if (!parse_packet_header(d, size, &h)) return;
     if (h.format == FORMAT_LEADER && h.status == 0 && !(receiving() && h.block_id == assembler_.block_id())) {
+        if (!receiving() && h.block_id == last_block_) return;  // a resent leader of a finished frame
         if (receiving()) finish(finished);
         {
             std::lock_guard<std::mutex> lock(queue_mutex_);
@@ -184,6 +185,7 @@ void BatchReceiver::finish(std::vector<FrameReport>* finished) {
     finished->push_back(std::move(r));
     current_ = Pending{};
     in_frame_ = false;
+    last_block_ = assembler_.block_id();
     assembler_.reset();
 }
 

@@ -108,6 +108,7 @@ private:
     std::deque<Pending> queue_;
     Pending current_;
     bool in_frame_ = false;
+    uint64_t last_block_ = UINT64_MAX;  // of the frame reported last
     FrameAssembler assembler_;
     ReceiverCounters counters_;
     // Per datagram of a batch: header scratch, spill area, and what iov[1] pointed at.
