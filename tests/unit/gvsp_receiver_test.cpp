@@ -1,0 +1,164 @@
+// The platform's own stream receiver over real loopback UDP: the virtual
+// sensor's stream sender (in-process) or hand-built datagrams on one side,
+// gvsp::BatchReceiver and a caller buffer on the other.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include "chunk_writer.h"
+#include "gvsp_sender.h"
+#include "platform/gvsp/batch_receiver.h"
+#include "wire/byte_order.h"
+#include "wire/pixel_formats.h"
+
+namespace {
+
+constexpr uint32_t kLoopback = 0x7F000001;
+
+std::vector<uint8_t> pattern(size_t size, uint8_t seed) {
+    std::vector<uint8_t> v(size);
+    for (size_t i = 0; i < size; ++i) v[i] = static_cast<uint8_t>(seed + i * 7 + (i >> 8));
+    return v;
+}
+
+ornsim::GvspPart part(uint16_t purpose, uint32_t w, uint32_t h, uint8_t seed) {
+    return ornsim::GvspPart{0x01080001, w, h, 0, 0, purpose, gvsp::PART_3D_IMAGE, pattern(size_t{w} * h, seed)};
+}
+
+// Receives (bounded) until a frame finishes or nothing more comes.
+std::vector<gvsp::FrameReport> drain(gvsp::BatchReceiver& rx, size_t frames) {
+    std::vector<gvsp::FrameReport> done;
+    for (int i = 0; i < 40 && done.size() < frames; ++i) EXPECT_TRUE(rx.receive(50, &done));
+    return done;
+}
+
+struct Peer {
+    gvsp::BatchReceiver rx{1500};
+    ornsim::GvspSender tx{kLoopback};
+    explicit Peer(bool extended_ids, double loss = 0.0) {
+        std::string error;
+        EXPECT_TRUE(rx.open(kLoopback, 0, 1 << 20, &error)) << error;
+        EXPECT_TRUE(tx.open(&error)) << error;
+        ornsim::StreamSettings s;
+        s.dest_ip = kLoopback;
+        s.dest_port = rx.port();
+        s.extended_ids = extended_ids;
+        s.loss_ratio = loss;
+        tx.configure(s);
+    }
+};
+
+TEST(GvspReceiver, SingleImagesAndMultipartLandByteExact) {
+    for (const bool extended : {false, true}) {
+        Peer peer(extended);
+        std::vector<uint8_t> buffer(64 * 1024, 0xEE);
+        peer.rx.queue_buffer(buffer.data(), buffer.size(), &buffer);
+        const ornsim::GvspFrame image{7, 1234, false, {part(1, 160, 120, 3)}, {}};
+        ASSERT_TRUE(peer.tx.send_frame(image));
+        std::vector<gvsp::FrameReport> done = drain(peer.rx, 1);
+        ASSERT_EQ(done.size(), 1u);
+        EXPECT_EQ(done[0].state, gvsp::FrameState::complete);
+        EXPECT_EQ(done[0].cookie, &buffer);
+        EXPECT_EQ(done[0].block_id, 7u);
+        EXPECT_EQ(done[0].timestamp, 1234u);
+        EXPECT_EQ(done[0].parts.at(0).width, 160u);
+        ASSERT_EQ(done[0].payload_size, image.parts[0].data.size());
+        EXPECT_EQ(0, std::memcmp(buffer.data(), image.parts[0].data.data(), image.parts[0].data.size()));
+        EXPECT_GT(peer.rx.counters().in_place, 0u);
+    }
+    Peer peer(true);
+    std::vector<uint8_t> buffer(256 * 1024, 0xEE);
+    peer.rx.queue_buffer(buffer.data(), buffer.size(), &buffer);
+    ornsim::GvspFrame frame{9, 55, true, {part(1, 97, 31, 1), part(2, 64, 64, 2), part(3, 33, 17, 9)}, {}};
+    const uint32_t value = 0x11223344;
+    ASSERT_TRUE(ornsim::append_chunk(frame.chunk_data, 0x4000, &value, sizeof value));
+    ASSERT_TRUE(peer.tx.send_frame(frame));
+    std::vector<gvsp::FrameReport> done = drain(peer.rx, 1);
+    ASSERT_EQ(done.size(), 1u);
+    ASSERT_EQ(done[0].state, gvsp::FrameState::complete);
+    ASSERT_EQ(done[0].parts.size(), 4u);  // with the chunk part
+    for (size_t i = 0; i < 3; ++i) {
+        const gvsp::PartLayout& p = done[0].parts[i];
+        EXPECT_EQ(p.data_purpose_id, i + 1);
+        ASSERT_EQ(p.size, frame.parts[i].data.size());
+        EXPECT_EQ(0, std::memcmp(buffer.data() + p.offset, frame.parts[i].data.data(), p.size)) << "part " << i;
+    }
+    EXPECT_EQ(0,
+              std::memcmp(buffer.data() + done[0].parts[3].offset, frame.chunk_data.data(), frame.chunk_data.size()));
+}
+
+TEST(GvspReceiver, LostPacketsAreListedAndResendsCompleteTheFrame) {
+    Peer peer(true, 0.5);
+    std::vector<uint8_t> buffer(128 * 1024);
+    peer.rx.queue_buffer(buffer.data(), buffer.size(), &buffer);
+    const ornsim::GvspFrame image{3, 1, false, {part(1, 200, 300, 5)}, {}};
+    ASSERT_TRUE(peer.tx.send_frame(image));
+    EXPECT_TRUE(drain(peer.rx, 1).empty());
+    ASSERT_TRUE(peer.rx.receiving());
+    uint64_t missing = 0;
+    for (const auto& [first, last] : peer.rx.missing_ranges()) {
+        missing += last - first + 1;
+        peer.tx.resend(3, first, last);
+    }
+    EXPECT_EQ(missing, peer.tx.counters().packets_dropped);
+    std::vector<gvsp::FrameReport> done = drain(peer.rx, 1);
+    ASSERT_EQ(done.size(), 1u);
+    EXPECT_EQ(done[0].state, gvsp::FrameState::complete);
+    EXPECT_EQ(done[0].packets_resent, missing);
+    EXPECT_EQ(0, std::memcmp(buffer.data(), image.parts[0].data.data(), image.parts[0].data.size()));
+}
+
+// Standard-id datagram: header, then `data`.
+std::vector<uint8_t> datagram(uint16_t block, uint8_t format, uint32_t id, std::vector<uint8_t> data) {
+    std::vector<uint8_t> d(gvsp::kStdHeaderSize + data.size());
+    std::copy(data.begin(), data.end(), d.begin() + gvsp::kStdHeaderSize);
+    wire::store_be16(d.data() + gvsp::kStdBlockIdOffset, block);
+    wire::store_be32(d.data() + gvsp::kFormatWordOffset, (uint32_t{format} << gvsp::kFormatShift) | id);
+    return d;
+}
+
+std::vector<uint8_t> leader(uint16_t payload_type) {
+    std::vector<uint8_t> area(gvsp::kImageLeaderSize);
+    wire::store_be16(area.data() + gvsp::kLeaderPayloadTypeOffset, payload_type);
+    return area;
+}
+
+TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
+    gvsp::BatchReceiver rx(576);
+    std::string error;
+    ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
+    wire::UdpSocket tx;
+    ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
+    const size_t data = 576 - gvsp::kIpUdpOverhead - gvsp::kStdHeaderSize;
+    std::vector<uint8_t> guarded(3 * data + 64, 0xAB);  // the buffer is the first 2.5 slices
+    const size_t capacity = 2 * data + data / 2;
+    for (int i = 0; i < 3; ++i) rx.queue_buffer(guarded.data(), capacity, nullptr);
+    std::vector<uint8_t> multipart(gvsp::kMultipartLeaderPartsOffset + gvsp::kPartDescriptorSize);
+    wire::store_be16(multipart.data() + gvsp::kLeaderPayloadTypeOffset, gvsp::PAYLOAD_MULTIPART);
+    wire::store_be48(multipart.data() + gvsp::kMultipartLeaderPartsOffset + gvsp::kPartLengthHighOffset, 1ull << 40);
+    const std::vector<std::vector<uint8_t>> hostile = {
+        {1, 2, 3},
+        datagram(5, gvsp::FORMAT_LEADER, 0, leader(gvsp::PAYLOAD_IMAGE)),
+        datagram(5, gvsp::FORMAT_PAYLOAD, 3, std::vector<uint8_t>(data, 1)),      // past the buffer
+        datagram(5, gvsp::FORMAT_PAYLOAD, 9, std::vector<uint8_t>(4, 1)),         // far past it
+        datagram(5, gvsp::FORMAT_PAYLOAD, 1, std::vector<uint8_t>(data + 1, 1)),  // too long
+        datagram(5, gvsp::FORMAT_PAYLOAD, 1, std::vector<uint8_t>(2000, 1)),      // longer than any datagram
+        datagram(6, gvsp::FORMAT_PAYLOAD, 2, std::vector<uint8_t>(data, 1)),      // other block
+        datagram(5, gvsp::FORMAT_MULTIPART, 2, std::vector<uint8_t>(data, 1)),    // wrong format
+        datagram(5, gvsp::FORMAT_PAYLOAD, 0x00FFFFFF, {}),
+        datagram(7, gvsp::FORMAT_LEADER, 0, leader(gvsp::PAYLOAD_JPEG)),
+        datagram(8, gvsp::FORMAT_LEADER, 0, multipart),
+    };
+    for (const auto& d : hostile) ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error)) << error;
+    std::vector<gvsp::FrameReport> done = drain(rx, 3);
+    ASSERT_EQ(done.size(), 3u);
+    EXPECT_EQ(done[0].state, gvsp::FrameState::incomplete);
+    EXPECT_EQ(done[1].state, gvsp::FrameState::unsupported);
+    EXPECT_EQ(done[2].state, gvsp::FrameState::buffer_too_small);
+    EXPECT_GE(rx.assembler_counters().dropped + rx.counters().truncated, 6u);
+    for (size_t i = capacity; i < guarded.size(); ++i) ASSERT_EQ(guarded[i], 0xAB) << "byte " << i;
+}
+
+}  // namespace
