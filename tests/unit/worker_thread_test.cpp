@@ -75,8 +75,8 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     ORNThreadActive(&worker, 1);
     std::this_thread::sleep_for(300ms);
     // About one call per 10 ms; bounds wide enough for a loaded machine.
-    EXPECT_GE(counter.calls.load(), 5);
-    EXPECT_LE(counter.calls.load(), 35);
+    const int calls = counter.calls.load();
+    EXPECT_TRUE(calls >= 5 && calls <= 35) << calls;
 
     // Starting again keeps the one thread and makes it inactive.
     EXPECT_EQ(ORNThreadStart(&worker), ORN_OK);
@@ -139,8 +139,7 @@ TEST(Worker, DestroyEndsARunningOrAnAlreadyEndedWorkerWithoutSignals) {
     ORNThreadDestroy(&worker);
     EXPECT_EQ(worker.priv, nullptr);
     EXPECT_LE(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
-    EXPECT_EQ(log.count_containing("Still not stopped"), 0);
-    EXPECT_EQ(log.count_containing("ORNThread: Terminate"), 0);
+    EXPECT_EQ(log.count_containing("Still not stopped") + log.count_containing("ORNThread: Terminate"), 0);
 }
 
 TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
@@ -150,8 +149,7 @@ TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
     const auto start = Clock::now();
     ORNThreadDestroy(&worker);
     const long waited = elapsed_ms(start);
-    EXPECT_GE(waited, 95);
-    EXPECT_LT(waited, 2000);
+    EXPECT_TRUE(waited >= 95 && waited < 2000) << waited;
     EXPECT_EQ(worker.priv, nullptr);
     EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
     EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt 9"), 1);
@@ -199,8 +197,7 @@ TEST(ThreadShims, SleepAndThreadCreation) {
     start = Clock::now();
     Sleep(150);
     const long slept = elapsed_ms(start);
-    EXPECT_GE(slept, 145);
-    EXPECT_LT(slept, 1500);
+    EXPECT_TRUE(slept >= 145 && slept < 1500) << slept;
 
     start = Clock::now();
     ORNCSleep(20);
