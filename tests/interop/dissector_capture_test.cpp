@@ -50,9 +50,9 @@ struct Scenario {
 
 void PrintTo(const Scenario& s, std::ostream* out) { *out << s.name; }
 
-// Wireshark's command-line reader ("" without it) on a capture file, with
-// `decode_as` rules.
-const std::string kTshark = ORNC_TSHARK;
+// Wireshark's command-line reader and capture program ("" without them);
+// the reader on a capture file, with `decode_as` rules.
+const std::string kTshark = ORNC_TSHARK, kDumpcap = ORNC_DUMPCAP;
 orntest::ProgramResult read_capture(const std::string& file, std::vector<std::string> args,
                                     const std::vector<std::string>& decode_as) {
     args.insert(args.begin(), {"-n", "-r", file});
@@ -101,11 +101,12 @@ class DissectedCapture : public ::testing::TestWithParam<Scenario> {
 protected:
     void SetUp() override {
         std::string why;
-        if (kTshark.empty()) GTEST_SKIP() << "tshark is not installed";
+        if (kTshark.empty() || kDumpcap.empty()) GTEST_SKIP() << "tshark or dumpcap is not installed";
         if (!orntest::enter_private_network(&why)) GTEST_SKIP() << why;
         peer_ = std::make_unique<orntest::PeerNamespace>(kAdapter, kHostAddress, kSensorAddress);
         ASSERT_TRUE(peer_->ok());
-        capture_ = orntest::spawn({kTshark, "-q", "-i", kAdapter, "-w", file_});
+        // Wireshark's capture engine itself: it starts at once, where tshark first loads every dissector.
+        capture_ = orntest::spawn({kDumpcap, "-q", "-i", kAdapter, "-w", file_});
         // The file gets its header once the adapter is open.
         ASSERT_TRUE(orntest::wait_until([&] { return !orntest::read_file(file_).empty(); }, 5s))
             << "tshark did not start capturing on " << kAdapter;
