@@ -5,18 +5,23 @@
 // expert warning or an IP fragment, both directions, while what the
 // scenario sent is recognised. Skips without tshark or root.
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdlib>
 #include <memory>
+#include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "ORNC.h"
 #include "environment.h"
 #include "handles.h"
-#include "packet_capture.h"
 #include "private_network.h"
+#include "run_program.h"
 #include "sensor.h"
 #include "temp_dir.h"
 #include "wait.h"
@@ -45,6 +50,47 @@ struct Scenario {
 
 void PrintTo(const Scenario& s, std::ostream* out) { *out << s.name; }
 
+// Wireshark's command-line reader and capture program ("" without them);
+// the reader on a capture file, with `decode_as` rules.
+const std::string kTshark = ORNC_TSHARK, kDumpcap = ORNC_DUMPCAP;
+orntest::ProgramResult read_capture(const std::string& file, std::vector<std::string> args,
+                                    const std::vector<std::string>& decode_as) {
+    args.insert(args.begin(), {"-n", "-r", file});
+    for (const std::string& rule : decode_as) args.insert(args.end(), {"-d", rule});
+    return orntest::run_program(kTshark, args, {}, 120.0);
+}
+
+// How many frames match each of `filters`; empty when tshark could not tell.
+std::vector<long> count_frames(const std::string& file, const std::vector<std::string>& filters,
+                               const std::vector<std::string>& decode_as) {
+    std::string statistic = "io,stat,0";
+    for (const std::string& filter : filters) statistic += "," + filter;
+    const orntest::ProgramResult result = read_capture(file, {"-q", "-z", statistic}, decode_as);
+    // The one interval's row: "| 0.000 <> 4.2 | frames | bytes | frames | bytes ...".
+    std::vector<long> counts;
+    for (const std::string& line : orntest::lines_of(result.exit_code == 0 ? result.out : "")) {
+        if (line.find("<>") == std::string::npos) continue;
+        std::istringstream cells(line);
+        std::string cell;
+        counts.clear();
+        for (int column = 0; std::getline(cells, cell, '|'); ++column) {
+            if (column >= 2 && column % 2 == 0) counts.push_back(std::strtol(cell.c_str(), nullptr, 10));
+        }
+    }
+    return counts.size() == filters.size() ? counts : std::vector<long>{};
+}
+
+// The distinct values of `field` in the frames matching `filter`, in order.
+std::vector<std::string> field_values(const std::string& file, const std::string& field, const std::string& filter,
+                                      const std::vector<std::string>& decode_as = {}) {
+    std::vector<std::string> values;
+    for (const std::string& line :
+         orntest::lines_of(read_capture(file, {"-Y", filter, "-T", "fields", "-e", field}, decode_as).out)) {
+        if (!line.empty() && std::find(values.begin(), values.end(), line) == values.end()) values.push_back(line);
+    }
+    return values;
+}
+
 // What the callbacks saw, from the acquisition thread.
 struct Deliveries {
     std::atomic<int> frames{0}, failed{0}, events{0};
@@ -55,12 +101,15 @@ class DissectedCapture : public ::testing::TestWithParam<Scenario> {
 protected:
     void SetUp() override {
         std::string why;
-        if (orntest::tshark_program().empty()) GTEST_SKIP() << "tshark is not installed";
+        if (kTshark.empty() || kDumpcap.empty()) GTEST_SKIP() << "tshark or dumpcap is not installed";
         if (!orntest::enter_private_network(&why)) GTEST_SKIP() << why;
         peer_ = std::make_unique<orntest::PeerNamespace>(kAdapter, kHostAddress, kSensorAddress);
         ASSERT_TRUE(peer_->ok());
-        capture_ = std::make_unique<orntest::PacketCapture>(kAdapter, file_);
-        ASSERT_TRUE(capture_->ok()) << "tshark did not start capturing on " << kAdapter;
+        // Wireshark's capture engine itself: it starts at once, where tshark first loads every dissector.
+        capture_ = orntest::spawn({kDumpcap, "-q", "-i", kAdapter, "-w", file_});
+        // The file gets its header once the adapter is open.
+        ASSERT_TRUE(orntest::wait_until([&] { return !orntest::read_file(file_).empty(); }, 5s))
+            << "tshark did not start capturing on " << kAdapter;
         ornsim::SensorConfig config;
         config.address = kSensorAddress;
         config.serial = kSerial;
@@ -71,6 +120,15 @@ protected:
         if (*GetParam().loss != '\0') loss = {"--loss", GetParam().loss};
         sensor_ = std::make_unique<orntest::SensorProcess>(ORNSIM_SENSOR_BINARY, config, loss, peer_->launcher());
         ASSERT_TRUE(sensor_->ok()) << "the sensor does not answer over the veth link";
+    }
+
+    void TearDown() override { stop_capture(); }
+    // Ends the capture once the last packets are written.
+    void stop_capture() {
+        if (capture_ <= 0) return;
+        std::this_thread::sleep_for(300ms);
+        orntest::end_child(capture_);
+        capture_ = -1;
     }
 
     void control() {
@@ -124,13 +182,12 @@ protected:
     // port may be one another dissector claims (34962 is PROFINET's).
     void decode_flow(const char* channel, const char* dissector, std::vector<std::string>* rules) {
         const std::string field = std::string("gvcp.bootstrap.") + channel + ".hostport";
-        const std::vector<std::string> writes = orntest::field_values(file_, "frame.number", field + " > 0");
+        const std::vector<std::string> writes = field_values(file_, "frame.number", field + " > 0");
         if (writes.empty()) return;
-        const std::string port = orntest::field_values(file_, field, "frame.number == " + writes.back()).at(0);
+        const std::string port = field_values(file_, field, "frame.number == " + writes.back()).at(0);
         rules->push_back("udp.port==" + port + "," + dissector);
         const std::string from = std::string("ip.src == ") + kSensorAddress + " && udp.srcport != 3956";
-        for (const std::string& source :
-             orntest::field_values(file_, "udp.srcport", from + " && udp.dstport == " + port))
+        for (const std::string& source : field_values(file_, "udp.srcport", from + " && udp.dstport == " + port))
             rules->push_back("udp.port==" + source + "," + dissector);
     }
 
@@ -138,7 +195,7 @@ protected:
     orntest::TempWorkDir workdir_;
     const std::string file_ = workdir_.file("capture.pcapng");
     std::unique_ptr<orntest::PeerNamespace> peer_;  // ends last, after the capture and the sensor
-    std::unique_ptr<orntest::PacketCapture> capture_;
+    pid_t capture_ = -1;                            // tshark's
     std::unique_ptr<orntest::SensorProcess> sensor_;
 };
 
@@ -149,7 +206,7 @@ TEST_P(DissectedCapture, EveryFrameDissectsCleanAndIsRecognised) {
     } else {
         grab(s);
     }
-    capture_->stop();
+    stop_capture();
 
     std::vector<std::string> decode_as;
     decode_flow("scpx", "gvsp", &decode_as);
@@ -160,10 +217,10 @@ TEST_P(DissectedCapture, EveryFrameDissectsCleanAndIsRecognised) {
         filters.push_back(seen.substr(0, seen.find("; ")));
         seen.erase(0, filters.back().size() + 2);
     }
-    const std::vector<long> counts = orntest::count_frames(file_, filters, decode_as);
+    const std::vector<long> counts = count_frames(file_, filters, decode_as);
     ASSERT_EQ(filters.size(), counts.size()) << "tshark could not read the capture";
     std::string shown;  // a few of the frames at fault, as Wireshark summarises them
-    const std::vector<std::string> faulty = orntest::field_values(file_, "_ws.col.Info", warnings, decode_as);
+    const std::vector<std::string> faulty = field_values(file_, "_ws.col.Info", warnings, decode_as);
     for (size_t i = 0; i < faulty.size() && i < 3; ++i) shown += "\n  " + faulty[i];
     EXPECT_EQ(0, counts[0]) << "malformed frames, e.g." << shown;
     EXPECT_EQ(0, counts[1]) << "frames with expert warnings, e.g." << shown;

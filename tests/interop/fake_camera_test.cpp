@@ -5,8 +5,6 @@
 
 #include "ORNC.h"
 #include "aravis_fake_camera.h"
-#include "gvcp_client.h"
-#include "wire/gvcp_layout.h"
 
 namespace {
 
@@ -26,13 +24,6 @@ TEST_F(AravisFakeCamera, IsFoundWithItsDetailsOnlyWhileTheModelFileAdmitsIt) {
     workdir_.remove_model_file();
     EXPECT_EQ(0, ORNCSysGetDeviceCount(&system_.sys));
     EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&system_.sys, kSerial));
-}
-
-TEST_F(AravisFakeCamera, AccessTypeIsOpenThenControlWhileAnotherClientHoldsIt) {
-    EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
-    orntest::ControlHolder other(kAddress);
-    ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
-    EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kAddress));
 }
 
 }  // namespace

@@ -167,8 +167,7 @@ TEST_F(Acquisition, FrameEndEventsAreRetriedUntilAcknowledged) {
     // Never acknowledged: the first send and MCRC retries, MCTT apart.
     const std::vector<EventPacket> copies = unacknowledged_copies(host);
     ASSERT_EQ(copies.size(), 3u);
-    for (const EventPacket& e : copies) {
-        EXPECT_EQ(e.req_id, copies[0].req_id);
+    for (const EventPacket& e : copies) {  // one request id: unacknowledged_copies stops at another
         EXPECT_EQ(e.entry.event_id, reg::kEventIdFrameEnd);
         EXPECT_EQ(e.entry.block_id, receiver_.blocks().begin()->first);
     }

@@ -38,12 +38,6 @@ protected:
     std::unique_ptr<GvcpClient> client_ = std::make_unique<GvcpClient>(ip_);
 };
 
-std::string text_at(const std::vector<uint8_t>& block, size_t offset, size_t size) {
-    if (offset + size > block.size()) return "";
-    return std::string(reinterpret_cast<const char*>(block.data() + offset),
-                       strnlen(reinterpret_cast<const char*>(block.data() + offset), size));
-}
-
 TEST_F(ControlChannel, ReadRegisterAnswersSeveralAddressesAndStopsAtTheFirstBadOne) {
     Ack a = client_->read_registers({gvcp::REG_VERSION, gvcp::REG_CURRENT_IP_ADDRESS, ornsim::reg::Width,
                                      gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW});
@@ -193,7 +187,8 @@ TEST_F(ControlChannel, MemoryReadsAndWritesReachPlainMemoryAndTheUserName) {
     // library in discovery_selection_test; the IP configurations it supports here.
     const Ack d = client_->discovery();
     ASSERT_EQ(d.payload.size(), gvcp::kDiscoveryAckPayloadSize);
-    EXPECT_EQ(text_at(d.payload, gvcp::kDiscoveryUserNameOffset, gvcp::USER_DEFINED_NAME_SIZE), "bench-left");
+    const char* user_name = reinterpret_cast<const char*>(d.payload.data() + gvcp::kDiscoveryUserNameOffset);
+    EXPECT_EQ(std::string(user_name, strnlen(user_name, gvcp::USER_DEFINED_NAME_SIZE)), "bench-left");
     const uint32_t all = gvcp::IP_CONFIG_DHCP | gvcp::IP_CONFIG_LLA | gvcp::IP_CONFIG_PERSISTENT;
     EXPECT_EQ(wire::load_be32(d.payload.data() + gvcp::kDiscoverySupportedIpConfigOffset) & all, all);
     // Writes into read-only or unmapped space change nothing.

@@ -56,9 +56,7 @@ TEST_F(ToolTest, ListShowsEveryDeviceInAlignedColumnsAndBriefLines) {
             EXPECT_NE(row[at], ' ') << column << "\n" << r.out;
         }
     }
-    for (const std::string& part :
-         {block_address(2), block_mac(2), std::string("lumenGAUGE Virtual 3D"), std::string(" open")})
-        EXPECT_NE(row_a.find(part), std::string::npos) << part << "\n" << row_a;
+    expect_has(row_a, {block_address(2), block_mac(2), "lumenGAUGE Virtual 3D", " open"});
     EXPECT_EQ(row_a.rfind("  lo ", 0), 0u) << "the adapter column comes first: " << row_a;
 
     std::vector<std::string> lines = lines_of(run_ok({"list", "--brief"}).out);
@@ -241,7 +239,6 @@ TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
     EXPECT_EQ(sensor.current_address(), block_address(11));
     expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask"}, "255.255.0.0\n");
     expect_output({"get", "TOOL-IP", "GevPersistentSubnetMask", "--number"}, std::to_string(0xFFFF0000u) + "\n");
-    expect_output({"get", "TOOL-IP", "GevCurrentIPConfigurationPersistentIP"}, "true\n");
 
     expect_failure({"ipconfig", "TOOL-IP", "--ip", "127.300.0.1", "--mask", "255.0.0.0"}, 2,
                    "IP address invalid (-217)");
@@ -251,39 +248,24 @@ TEST_F(ToolTest, IpconfigMovesTheDeviceAndStoresThePersistentAddress) {
     EXPECT_EQ(sensor.current_address(), block_address(11)) << "refused calls move nothing";
 }
 
-TEST_F(ToolTest, DumpXmlWritesThePlainFileOrAZipArchive) {
-    start_sensor(12, "TOOL-XML");
-    const orntest::TempWorkDir dir;
-    run_ok({"dump-xml", "TOOL-XML", dir.file("device.xml")});
-    const std::string xml = orntest::read_file(dir.file("device.xml"));
-    EXPECT_EQ(xml.rfind("<?xml", 0), 0u);
-    EXPECT_NE(xml.find("<RegisterDescription"), std::string::npos);
-    EXPECT_NE(xml.find("\"Width\""), std::string::npos);
-    run_ok({"dump-xml", "TOOL-XML", dir.file("device.zip")});
-    EXPECT_EQ(orntest::read_file(dir.file("device.zip")).substr(0, 4), std::string("PK\x03\x04", 4));
-    expect_failure({"dump-xml", "TOOL-XML", dir.file("missing-folder/device.xml")}, 2,
-                   "missing-folder/device.xml: No such file or directory");
-}
-
 TEST_F(ToolTest, DescribeAndLongParamsShowWhatAValueMayBe) {
     start_sensor(13, "TOOL-DESCRIBE");
-    ProgramResult r = run_ok({"describe", "TOOL-DESCRIBE", "AcquisitionMode"});
-    for (const char* line : {"Kind          Enumeration", "Access        RW", "Value         Continuous (0)",
-                             "Entries       Continuous = 0", "              MultiFrame = 2  \"Multi Frame\"",
-                             "Category      AcquisitionControl", "Tooltip       Number of frames sent"}) {
-        EXPECT_NE(r.out.find(std::string("\n") + line), std::string::npos) << line << "\n" << r.out;
-    }
-    r = tool({"describe", "TOOL-DESCRIBE", "PixelFormat"});
-    EXPECT_NE(line_with(r.out, "Selected by").find("ComponentSelector (now Range)"), std::string::npos) << r.out;
-    r = tool({"describe", "TOOL-DESCRIBE", "ComponentSelector"});
-    EXPECT_NE(r.out.find("\nSelects       ComponentEnable, ComponentIDValue, PixelFormat\n"), std::string::npos)
-        << r.out;
-    r = tool({"describe", "TOOL-DESCRIBE", "GevCurrentSubnetMask", "--map", "device"});
-    EXPECT_NE(r.out.find("Value         255.0.0.0 (4278190080)"), std::string::npos) << r.out;
-    r = tool({"params", "TOOL-DESCRIBE", "--long", "--category", "ImageFormatControl"});
+    expect_has(run_ok({"describe", "TOOL-DESCRIBE", "AcquisitionMode"}).out,
+               {"\nKind          Enumeration", "\nAccess        RW", "\nValue         Continuous (0)",
+                "\nEntries       Continuous = 0", "\n              MultiFrame = 2  \"Multi Frame\"",
+                "\nCategory      AcquisitionControl", "\nTooltip       Number of frames sent"});
+    expect_has(line_with(tool({"describe", "TOOL-DESCRIBE", "PixelFormat"}).out, "Selected by"),
+               {"ComponentSelector (now Range)"});
+    expect_has(tool({"describe", "TOOL-DESCRIBE", "ComponentSelector"}).out,
+               {"\nSelects       ComponentEnable, ComponentIDValue, PixelFormat\n"});
+    expect_has(tool({"describe", "TOOL-DESCRIBE", "GevCurrentSubnetMask", "--map", "device"}).out,
+               {"Value         255.0.0.0 (4278190080)"});
+    const ProgramResult r = tool({"params", "TOOL-DESCRIBE", "--long", "--category", "ImageFormatControl"});
     EXPECT_EQ(param_row(r.out, "Width"), (std::vector<std::string>{"Width", "Integer", "RW", "160", "16..160", "px"}))
         << r.out;
     expect_failure({"describe", "TOOL-DESCRIBE", "NoSuchFeature"}, 1, "Parameter is undefined (-219)");
+    expect_failure({"dump-xml", "TOOL-DESCRIBE", "missing-folder/device.xml"}, 2,
+                   "missing-folder/device.xml: No such file or directory");
 }
 
 TEST_F(ToolTest, SensorsOwnTheirMacAndAnAmbiguousPatternIsNamed) {

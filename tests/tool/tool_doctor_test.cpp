@@ -13,8 +13,6 @@
 namespace tooltest {
 namespace {
 
-bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
-
 TEST_F(ToolTest, DoctorJudgesTheSystemValuesBelowTheRootItIsGiven) {
     start_sensor(16, "TOOL-DOCTOR");
     const orntest::TempWorkDir root;
@@ -26,18 +24,17 @@ TEST_F(ToolTest, DoctorJudgesTheSystemValuesBelowTheRootItIsGiven) {
     }
     ProgramResult r = tool({"doctor", "TOOL-DOCTOR", "--sys-root", root.path()});
     EXPECT_EQ(r.exit_code, 1) << report(r);
-    for (const char* line :
-         {"[problem] mtu        TOOL-DOCTOR: stream packets of", "bytes, MTU 1500 on lo: the packets do not fit",
-          "fix: ip link set lo mtu 9000", "[problem] rmem_max   TOOL-DOCTOR: one frame is",
-          "net.core.rmem_max is 65536: the socket cannot hold a frame", "fix: sysctl -w net.core.rmem_max=",
-          "[problem] bandwidth  lo: 1 sensor sends", "over a 10 Mbit/s link", "fix: ornc-tool set TOOL-DOCTOR GevSCPD ",
-          "[ok]      firewall   TOOL-DOCTOR: 3 of 3 stream test packets arrived", "3 problems found."}) {
-        EXPECT_TRUE(has(r.out, line)) << line << "\n" << r.out;
-    }
+    expect_has(r.out,
+               {"[problem] mtu        TOOL-DOCTOR: stream packets of", "bytes, MTU 1500 on lo: the packets do not fit",
+                "fix: ip link set lo mtu 9000", "[problem] rmem_max   TOOL-DOCTOR: one frame is",
+                "net.core.rmem_max is 65536: the socket cannot hold a frame",
+                "fix: sysctl -w net.core.rmem_max=", "[problem] bandwidth  lo: 1 sensor sends", "over a 10 Mbit/s link",
+                "fix: ornc-tool set TOOL-DOCTOR GevSCPD ",
+                "[ok]      firewall   TOOL-DOCTOR: 3 of 3 stream test packets arrived", "3 problems found."});
     // The host's own values: loopback carries every packet size and speed.
     r = tool({"doctor", "--json"});
-    EXPECT_TRUE(has(r.out, R"({"check": "mtu", "severity": "ok", "subject": "TOOL-DOCTOR")")) << report(r);
-    EXPECT_TRUE(has(r.out, R"({"check": "firewall", "severity": "ok")")) << r.out;
+    expect_has(r.out, {R"({"check": "mtu", "severity": "ok", "subject": "TOOL-DOCTOR")",
+                       R"({"check": "firewall", "severity": "ok")"});
 }
 
 // The sensor in a namespace of its own behind a veth pair; discovery asks
@@ -56,9 +53,8 @@ TEST(DoctorOverALink, SeesTheMtuAndTestPacketsThatNeverArrive) {
         return orntest::run_program(ORNC_TOOL_PATH, {"doctor", "DOCTOR-VETH"}, {{"ORNC_INTERFACES", "ornc-doc"}});
     };
     ProgramResult r = doctor();
-    EXPECT_TRUE(has(r.out, "[hint]    mtu        DOCTOR-VETH: stream packets of 1500 bytes, MTU 1500 on ornc-doc"))
-        << report(r);
-    EXPECT_TRUE(has(r.out, "fix: ip link set ornc-doc mtu 9000")) << r.out;
+    expect_has(r.out, {"[hint]    mtu        DOCTOR-VETH: stream packets of 1500 bytes, MTU 1500 on ornc-doc",
+                       "fix: ip link set ornc-doc mtu 9000"});
 
     ASSERT_TRUE(orntest::run_command("ip link set ornc-doc mtu 9000") && peer.ip("link set ornc-dev mtu 9000"));
     r = doctor();
@@ -83,9 +79,8 @@ TEST(DoctorOverALink, SeesTheMtuAndTestPacketsThatNeverArrive) {
     orntest::run_command(tc + "qdisc add dev ornc-dev parent 1:20 netem loss 100%");  // where the kernel has netem
     r = doctor();
     EXPECT_EQ(r.exit_code, 1) << report(r);
-    EXPECT_TRUE(has(r.out, "[problem] firewall   DOCTOR-VETH: 0 of 3 stream test packets from 169.254.31.2 arrived"))
-        << report(r);
-    EXPECT_TRUE(has(r.out, "fix: nft add rule inet filter input ip saddr 169.254.31.2 udp accept")) << r.out;
+    expect_has(r.out, {"[problem] firewall   DOCTOR-VETH: 0 of 3 stream test packets from 169.254.31.2 arrived",
+                       "fix: nft add rule inet filter input ip saddr 169.254.31.2 udp accept"});
 }
 
 // The sensor keeps its link-local address while the adapter moves to
@@ -107,15 +102,12 @@ TEST(DoctorOverALink, NamesTheSubnetAndTheReversePathFilter) {
         return orntest::run_program(ORNC_TOOL_PATH, {"doctor"}, {{"ORNC_INTERFACES", "ornc-doc"}});
     };
     ProgramResult r = doctor("1");
-    EXPECT_TRUE(has(r.out, "[hint]    rp_filter  ornc-doc: strict reverse-path filtering drops the answers"))
-        << report(r);
-    EXPECT_TRUE(has(r.out, "fix: sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf.ornc-doc.rp_filter=2"));
+    expect_has(r.out, {"[hint]    rp_filter  ornc-doc: strict reverse-path filtering drops the answers",
+                       "fix: sysctl -w net.ipv4.conf.all.rp_filter=2 net.ipv4.conf.ornc-doc.rp_filter=2"});
     r = doctor("0");  // no route leads to the sensor: loose filtering would drop it too
-    EXPECT_TRUE(has(r.out,
-                    "[problem] subnet     DOCTOR-SUBNET: 169.254.32.2 (link-local) is outside the subnets of "
-                    "ornc-doc (10.66.0.1/16)"))
-        << report(r);
-    EXPECT_TRUE(has(r.out, "fix: give ornc-doc an address there: ip addr add 169.254.0.1/16 dev ornc-doc")) << r.out;
+    expect_has(r.out, {"[problem] subnet     DOCTOR-SUBNET: 169.254.32.2 (link-local) is outside the subnets of "
+                       "ornc-doc (10.66.0.1/16)",
+                       "fix: give ornc-doc an address there: ip addr add 169.254.0.1/16 dev ornc-doc"});
 }
 
 }  // namespace

@@ -123,8 +123,7 @@ std::vector<SummaryFrame> summary_frames(const std::string& summary, int count) 
 TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
     start_sensor(20, "TOOL-GRAB", kWidth, kHeight);
     const ProgramResult r = run_ok({"grab", "TOOL-GRAB", "-n", "3", "--out", dir_}, 120);
-    EXPECT_NE(r.out.find("3 frames in "), std::string::npos) << r.out;
-    EXPECT_NE(r.out.find(dir_ + "/summary.json"), std::string::npos) << r.out;
+    expect_has(r.out, {"3 frames in ", dir_ + "/summary.json"});
 
     for (int frame = 0; frame < 3; ++frame) {
         SCOPED_TRACE("frame " + std::to_string(frame));
@@ -166,9 +165,8 @@ TEST_F(GrabTest, WritesPointCloudsAndImagesThatMatchTheScene) {
         EXPECT_EQ(mismatches, 0);
     }
     const std::string summary = orntest::read_file(dir_ + "/summary.json");
-    EXPECT_NE(summary.find("\"frames_written\": 3"), std::string::npos) << summary;
-    EXPECT_NE(summary.find("\"serial\": \"TOOL-GRAB\""), std::string::npos) << summary;
-    EXPECT_NE(summary.find("\"points\": " + std::to_string(valid_count(1))), std::string::npos) << summary;
+    expect_has(summary,
+               {"\"frames_written\": 3", "\"serial\": \"TOOL-GRAB\"", "\"points\": " + std::to_string(valid_count(1))});
     // Each frame's identity: rising block ids, none lost by the library,
     // the device stamp in ticks and on the host's clock.
     const std::vector<SummaryFrame> frames = summary_frames(summary, 3);
@@ -217,9 +215,8 @@ TEST_F(GrabTest, EventsPrintsFrameEventsAndParameterChanges) {
     EXPECT_GE(std::stol(m[1]), 3);
     // The notification was switched off again at the end.
     expect_output({"get", "TOOL-EVENTS", "EventNotification"}, "Off\n");
-    const std::string help = tool({"events", "--help"}).out;
-    EXPECT_NE(help.find("--seconds S    stop after S seconds"), std::string::npos) << help;
-    EXPECT_NE(help.find("--count N      stop after N events"), std::string::npos) << help;
+    expect_has(tool({"events", "--help"}).out,
+               {"--seconds S    stop after S seconds", "--count N      stop after N events"});
 }
 
 // What grab changes it puts back, or names when asked to keep it; a refusal
@@ -252,15 +249,13 @@ TEST_F(GrabTest, PutsBackWhatItChangedAndRefusesBeforeChanging) {
     }
     expect_failure({"grab", "NO-SUCH-DEVICE", "--out", dir_ + "/none"}, 3, "");
     EXPECT_NE(access((dir_ + "/none").c_str(), F_OK), 0);
-    const std::string summary = orntest::read_file(dir_ + "/run0/summary.json");
-    EXPECT_NE(summary.find("\"files\": [\"frame_0000_range.ply\"]"), std::string::npos) << summary;
-    EXPECT_NE(summary.find("\"frames_per_second\": null"), std::string::npos) << summary;
+    expect_has(orntest::read_file(dir_ + "/run0/summary.json"),
+               {"\"files\": [\"frame_0000_range.ply\"]", "\"frames_per_second\": null"});
 
     const ProgramResult r = tool({"grab", "TOOL-GRAB-S", "-n", "1", "--out", dir_, "--components", "Range", "--pacing",
                                   "1,16", "--keep-settings"});
-    EXPECT_NE(r.err.find("left changed (--keep-settings): component Intensity: on Mono8, now off"), std::string::npos)
-        << report(r);
-    EXPECT_NE(r.err.find("left changed (--keep-settings): TriggerMode: On, now Off"), std::string::npos) << report(r);
+    expect_has(r.err, {"left changed (--keep-settings): component Intensity: on Mono8, now off",
+                       "left changed (--keep-settings): TriggerMode: On, now Off"});
     expect_output({"get", "TOOL-GRAB-S", "AcquisitionMode"}, "Continuous\n");
     PlyFile ply;
     ASSERT_TRUE(read_ply(dir_ + "/frame_0000_range.ply", &ply));

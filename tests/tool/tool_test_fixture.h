@@ -19,6 +19,11 @@ using orntest::ProgramResult;
 inline std::string block_address(int host) { return orntest::loopback(orntest::Block::tool, host); }
 inline std::string block_mac(int host) { return orntest::loopback_mac(orntest::Block::tool, host); }
 
+// Every one of `parts` occurs in `text`.
+inline void expect_has(const std::string& text, const std::vector<std::string>& parts) {
+    for (const std::string& part : parts) EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+}
+
 // The report of a run for failure messages.
 inline std::string report(const ProgramResult& r) {
     return "exit " + std::to_string(r.exit_code) + "\n--- stdout\n" + r.out + "--- stderr\n" + r.err;

@@ -108,10 +108,8 @@ TEST_F(Logging, FileLinesAreStampedAndAppended) {
 
 TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
     const orntest::LogCapture log;  // every level, started without a file
-    const std::string at_limit(4000, 'a');
-    const std::string over_limit(4001, 'b');
-    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, at_limit.c_str());
-    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, over_limit.c_str());
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, std::string(4000, 'a').c_str());
+    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, std::string(4001, 'b').c_str());
     ORNLogSetExternal(nullptr);
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, "after removal");
 

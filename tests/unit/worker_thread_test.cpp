@@ -73,10 +73,12 @@ TEST(Worker, StartedWorkerIsInactiveUntilActivated) {
     EXPECT_EQ(counter.calls.load(), 0);
 
     ORNThreadActive(&worker, 1);
+    const auto activated = Clock::now();
     std::this_thread::sleep_for(300ms);
-    // About one call per 10 ms; bounds wide enough for a loaded machine.
-    EXPECT_GE(counter.calls.load(), 5);
-    EXPECT_LE(counter.calls.load(), 35);
+    // About one call per 10 ms of the time that passed: a loaded machine may
+    // run the worker later than asked, never more often.
+    ASSERT_TRUE(wait_until([&] { return counter.calls.load() >= 5; }, 3s)) << counter.calls.load();
+    EXPECT_LE(counter.calls.load(), elapsed_ms(activated) / 10 + 5);
 
     // Starting again keeps the one thread and makes it inactive.
     EXPECT_EQ(ORNThreadStart(&worker), ORN_OK);
@@ -139,8 +141,7 @@ TEST(Worker, DestroyEndsARunningOrAnAlreadyEndedWorkerWithoutSignals) {
     ORNThreadDestroy(&worker);
     EXPECT_EQ(worker.priv, nullptr);
     EXPECT_LE(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
-    EXPECT_EQ(log.count_containing("Still not stopped"), 0);
-    EXPECT_EQ(log.count_containing("ORNThread: Terminate"), 0);
+    EXPECT_EQ(log.count_containing("Still not stopped") + log.count_containing("ORNThread: Terminate"), 0);
 }
 
 TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
@@ -150,8 +151,7 @@ TEST(Worker, DestroyOfANeverStartedWorkerWaitsTheFullBound) {
     const auto start = Clock::now();
     ORNThreadDestroy(&worker);
     const long waited = elapsed_ms(start);
-    EXPECT_GE(waited, 95);
-    EXPECT_LT(waited, 2000);
+    EXPECT_TRUE(waited >= 95 && waited < 2000) << waited;
     EXPECT_EQ(worker.priv, nullptr);
     EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt "), 10);
     EXPECT_EQ(log.count_containing("ORNThread: Trying to stop, cnt 9"), 1);
@@ -199,8 +199,7 @@ TEST(ThreadShims, SleepAndThreadCreation) {
     start = Clock::now();
     Sleep(150);
     const long slept = elapsed_ms(start);
-    EXPECT_GE(slept, 145);
-    EXPECT_LT(slept, 1500);
+    EXPECT_TRUE(slept >= 145 && slept < 1500) << slept;
 
     start = Clock::now();
     ORNCSleep(20);
