@@ -8,6 +8,7 @@
 
 #include "base/log.h"
 #include "platform/gvcp/action_ack.h"
+#include "platform/gvcp/adapter_sockets.h"
 #include "platform/gvcp/address_list.h"
 #include "platform/gvcp/discovery_settings.h"
 #include "platform/gvcp/network_adapters.h"
@@ -22,7 +23,6 @@ namespace {
 
 constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
 constexpr size_t kReceiveCapacity = 2048;  // larger than any ack, so oversize is seen
-constexpr int kReceiveBufferBytes = 1 << 20;
 // Senders remembered per command; a flood of forged addresses stops here.
 constexpr size_t kMaxSenders = 4096;
 // Invalid datagrams logged one by one per command; the rest are counted.
@@ -95,35 +95,20 @@ void open_loopback_route(const NetworkAdapter& adapter, const AddressList& targe
                          std::vector<std::unique_ptr<Route>>* routes, ActionOutcome* outcome) {
     auto route = std::make_unique<Route>();
     route->loopback = true;
-    std::string error;
-    if (!route->socket.open(adapter.addresses.front().address, 0, &error)) {
-        ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: action on %s: %s", adapter.name.c_str(),
-                 error.c_str());
-        return;
+    if (open_loopback_socket(adapter, targets, command, "action", &route->socket, &route->pending)) {
+        outcome->targets += static_cast<int>(route->pending.size());
+        routes->push_back(std::move(route));
     }
-    route->socket.enable_error_queue();
-    route->socket.set_receive_buffer(kReceiveBufferBytes);
-    for (uint32_t target : targets) {
-        if (route->socket.send_to(target, kPort, command.data(), command.size(), &error)) {
-            route->pending.push_back(target);
-            ++outcome->targets;
-        }
-    }
-    routes->push_back(std::move(route));
 }
 
 void open_broadcast_routes(const NetworkAdapter& adapter, const std::vector<uint8_t>& command,
                            std::vector<std::unique_ptr<Route>>* routes, ActionOutcome* outcome) {
     for (const AdapterAddress& address : adapter.addresses) {
-        if (address.address == 0) continue;
         auto route = std::make_unique<Route>();
-        std::string error;
-        if (!route->socket.open(address.address, 0, &error) || !route->socket.enable_broadcast()) {
-            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: action on %s: %s", adapter.name.c_str(),
-                     error.c_str());
+        if (address.address == 0 || !open_broadcast_socket(adapter, address.address, "action", &route->socket)) {
             continue;
         }
-        route->socket.set_receive_buffer(kReceiveBufferBytes);
+        std::string error;
         // The limited broadcast leaves through the adapter the socket is tied
         // to. An address without a subnet broadcast reports itself as one.
         const bool subnet = address.broadcast != 0 && address.broadcast != address.address;

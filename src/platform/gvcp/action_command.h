@@ -18,11 +18,10 @@
 
 namespace gvcp {
 
+// The keys and mask, and the device time in ns (0: at once).
 struct ActionRequest {
-    uint32_t device_key = 0;
-    uint32_t group_key = 0;
-    uint32_t group_mask = 0;
-    uint64_t scheduled_time = 0;  // device time in ns; 0 fires at once
+    uint32_t device_key = 0, group_key = 0, group_mask = 0;
+    uint64_t scheduled_time = 0;
 };
 
 struct ActionOutcome {
