@@ -36,7 +36,7 @@ void AcquisitionEngine::start() {
         std::lock_guard<std::mutex> lock(mutex_);
         if (acquiring_ || quit_) return;
         acquiring_ = true;
-        pending_triggers_ = 0;
+        pending_triggers_.clear();
         frames_this_run_ = 0;
         ++generation_;
         next_due_ = std::chrono::steady_clock::now();
@@ -48,7 +48,7 @@ void AcquisitionEngine::start() {
 void AcquisitionEngine::finish_locked() {
     if (acquiring_) ++generation_;
     acquiring_ = false;
-    pending_triggers_ = 0;
+    pending_triggers_.clear();
     model_.set_acquiring(false);
 }
 
@@ -69,11 +69,11 @@ void AcquisitionEngine::power_up() {
     wake_.notify_all();
 }
 
-void AcquisitionEngine::trigger() {
+void AcquisitionEngine::trigger(uint64_t timestamp) {
     {
         std::lock_guard<std::mutex> lock(mutex_);
         if (!acquiring_) return;
-        if (pending_triggers_ < kMaxPendingTriggers) ++pending_triggers_;
+        if (pending_triggers_.size() < kMaxPendingTriggers) pending_triggers_.push_back(timestamp);
     }
     wake_.notify_all();
 }
@@ -87,12 +87,14 @@ void AcquisitionEngine::run() {
         }
         const uint64_t generation = generation_;
         AcquisitionSnapshot settings = model_.acquisition();
+        uint64_t stamp = kStampWhenBuilt;
         if (settings.trigger_on) {
-            if (pending_triggers_ == 0) {
+            if (pending_triggers_.empty()) {
                 wake_.wait_for(lock, kIdleWait);
                 continue;
             }
-            --pending_triggers_;
+            stamp = pending_triggers_.front();
+            pending_triggers_.pop_front();
         } else {
             auto now = std::chrono::steady_clock::now();
             if (now < next_due_) {
@@ -117,7 +119,7 @@ void AcquisitionEngine::run() {
         if (last && generation == generation_) finish_locked();
         lock.unlock();
 
-        const uint64_t timestamp = model_.timestamp_now();
+        const uint64_t timestamp = stamp != kStampWhenBuilt ? stamp : model_.timestamp_now();
         const uint64_t wire_id = extended ? block_id : (block_id & 0xFFFF);
         GvspFrame frame;
         if (build_frame(settings, wire_id, timestamp, &frame)) {

@@ -1,5 +1,5 @@
 // Acquisition control: the thread that produces frames while acquisition
-// runs, free-running at AcquisitionFrameRate or one frame per TriggerSoftware,
+// runs, free-running at AcquisitionFrameRate or one frame per trigger,
 // and ends by itself after one frame (SingleFrame) or AcquisitionFrameCount
 // frames (MultiFrame).
 //
@@ -13,6 +13,7 @@
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <mutex>
 #include <thread>
@@ -35,9 +36,13 @@ public:
     void start_thread();
     void stop_thread();
 
-    void start();     // AcquisitionStart; ignored while acquiring
-    void stop();      // AcquisitionStop
-    void trigger();   // TriggerSoftware; ignored unless acquiring with TriggerMode On
+    void start();  // AcquisitionStart; ignored while acquiring
+    void stop();   // AcquisitionStop
+    // A trigger (software or action): one frame, stamped `timestamp` (device
+    // time) or, by default, when it is built. Ignored unless acquiring with
+    // TriggerMode On.
+    static constexpr uint64_t kStampWhenBuilt = ~uint64_t{0};
+    void trigger(uint64_t timestamp = kStampWhenBuilt);
     void power_up();  // stops; block ids start at 1 again
     void set_silenced(bool silenced) { silenced_ = silenced; }
     uint64_t frames_built() const { return frames_built_; }
@@ -54,7 +59,7 @@ private:
     std::condition_variable wake_;
     bool quit_ = false;
     bool acquiring_ = false;
-    uint32_t pending_triggers_ = 0;
+    std::deque<uint64_t> pending_triggers_;  // their timestamps
     uint64_t frames_this_run_ = 0;
     uint64_t generation_ = 0;  // bumps at every start/stop so a sleeping loop notices
     std::chrono::steady_clock::time_point next_due_{};

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 #include "device_registers.h"
@@ -23,9 +24,15 @@ enum class Access { None, ReadOnly, ReadWrite, Command };
 
 bool in_range(uint32_t address, uint32_t base, uint32_t count) { return address >= base && address < base + count; }
 
+bool in_action_groups(uint32_t address, uint64_t size = 4) {
+    return address >= gvcp::REG_ACTION_GROUP_KEY0 &&
+           address + size <= uint64_t{gvcp::REG_ACTION_GROUP_KEY0} + reg::kActionSignalCount * gvcp::kActionGroupStride;
+}
+
 // Access of one 32-bit word of the bootstrap block.
 Access bootstrap_access(uint32_t a) {
     using namespace gvcp;
+    if (in_action_groups(a)) return (a % kActionGroupStride) < 8 ? Access::ReadWrite : Access::None;
     if (a >= kBootstrapReadable) return Access::None;
     if (in_range(a, REG_USER_DEFINED_NAME, USER_DEFINED_NAME_SIZE)) return Access::ReadWrite;
     switch (a) {
@@ -46,6 +53,7 @@ Access bootstrap_access(uint32_t a) {
         case REG_SCPD0:
         case REG_SCDA0:
         case REG_SCCFG0:
+        case REG_ACTION_DEVICE_KEY:
             return Access::ReadWrite;
         case REG_TIMESTAMP_CONTROL:
             return Access::Command;
@@ -73,7 +81,9 @@ Access device_access(uint32_t a) {
         in_range(a, ComponentPixelFormat, kComponentCount * kComponentStride) ||
         in_range(a, ChunkEnable, kChunkCount * 4) || in_range(a, EventNotification, kEventCount * 4))
         return Access::ReadWrite;
-    if (in_range(a, ComponentIDValue, kComponentCount * kComponentStride)) return Access::ReadOnly;
+    if (in_range(a, ComponentIDValue, kComponentCount * kComponentStride) || in_range(a, PtpOffsetFromMaster, 8) ||
+        in_range(a, PtpClockID, 8))
+        return Access::ReadOnly;
     switch (a) {
         case Width:
         case Height:
@@ -89,6 +99,7 @@ Access device_access(uint32_t a) {
         case ChunkModeActive:
         case ChunkSelector:
         case EventSelector:
+        case ActionSelector:
             return Access::ReadWrite;
         case SensorWidth:
         case SensorHeight:
@@ -98,6 +109,7 @@ Access device_access(uint32_t a) {
         case AcquisitionStart:
         case AcquisitionStop:
         case TriggerSoftware:
+        case PtpDataSetLatch:
             return Access::Command;
         default:
             return Access::None;
@@ -196,7 +208,12 @@ void DeviceModel::initialize_locked() {
     store32(REG_GVCP_CAPABILITY, GVCP_CAP_USER_DEFINED_NAME | GVCP_CAP_SERIAL_NUMBER | GVCP_CAP_HEARTBEAT_DISABLE |
                                      GVCP_CAP_LINK_SPEED | GVCP_CAP_EXTENDED_STATUS_1_1 | GVCP_CAP_EXTENDED_STATUS_2_0 |
                                      GVCP_CAP_EVENTDATA | GVCP_CAP_EVENT | GVCP_CAP_PACKET_RESEND | GVCP_CAP_WRITEMEM |
-                                     GVCP_CAP_CONCATENATION);
+                                     GVCP_CAP_CONCATENATION | GVCP_CAP_ACTION | GVCP_CAP_SCHEDULED_ACTION |
+                                     GVCP_CAP_UNCONDITIONAL_ACTION | GVCP_CAP_IEEE1588);
+    store32(REG_NUMBER_OF_ACTION_SIGNALS, reg::kActionSignalCount);
+    store32(REG_SCHEDULED_ACTION_QUEUE_SIZE, reg::kActionQueueSize);
+    store32(REG_IEEE1588_STATUS, reg::kPtpStateDisabled);
+    store32(reg::ActionSelector, 1);
     store32(REG_HEARTBEAT_TIMEOUT, 3000);
     store32(REG_TIMESTAMP_TICK_FREQUENCY_HIGH, 0);
     store32(REG_TIMESTAMP_TICK_FREQUENCY_LOW, 1000000000u);
@@ -293,6 +310,7 @@ bool DeviceModel::readable(uint32_t address, size_t size) const {
     uint64_t end = uint64_t{address} + size;
     if (end <= kBootstrapReadable) return true;
     if (address >= reg::kPlainMemoryBase && end <= uint64_t{reg::kPlainMemoryBase} + reg::kPlainMemorySize) return true;
+    if (in_action_groups(address, size)) return true;
     if (address >= reg::kXmlBase && end <= uint64_t{reg::kXmlBase} + xml_.size()) return true;
     if (address >= reg::kDeviceBase && end <= reg::kDeviceEnd) {
         for (uint64_t a = address; a < end; a += 4)
@@ -395,8 +413,11 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
             if (v < kMinHeartbeatMs) v = kMinHeartbeatMs;
             break;
         case REG_GVCP_CONFIGURATION:
-            v &= GVCP_CONFIG_HEARTBEAT_DISABLE | GVCP_CONFIG_EXTENDED_STATUS_1_1 | GVCP_CONFIG_EXTENDED_STATUS_2_0;
-            break;
+            v &= GVCP_CONFIG_HEARTBEAT_DISABLE | GVCP_CONFIG_EXTENDED_STATUS_1_1 | GVCP_CONFIG_EXTENDED_STATUS_2_0 |
+                 GVCP_CONFIG_UNCONDITIONAL_ACTION | GVCP_CONFIG_IEEE1588_ENABLE;
+            store32(a, v);
+            update_ptp_status_locked();
+            return STATUS_SUCCESS;
         case REG_GVSP_CONFIGURATION:
             v &= GVSP_CONFIG_64BIT_BLOCK_ID;
             fx->stream_changed = true;
@@ -407,9 +428,7 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
                 fx->timestamp_reset = true;
             }
             if (v & TIMESTAMP_CONTROL_LATCH) {
-                uint64_t now = static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(
-                                                         std::chrono::steady_clock::now() - clock_origin_)
-                                                         .count());
+                const uint64_t now = clock_now_locked();
                 store32(REG_TIMESTAMP_VALUE_HIGH, static_cast<uint32_t>(now >> 32));
                 store32(REG_TIMESTAMP_VALUE_LOW, static_cast<uint32_t>(now));
             }
@@ -459,8 +478,24 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
             if (v != reg::kScan3dCoordinateC && v != reg::kScan3dCoordinateA && v != reg::kScan3dCoordinateB)
                 return STATUS_INVALID_PARAMETER;
             break;
-        case reg::TriggerSelector:
         case reg::TriggerSource:
+            if (v > reg::kActionSignalCount) return STATUS_INVALID_PARAMETER;
+            break;
+        case reg::ActionSelector:
+            if (v < 1 || v > reg::kActionSignalCount) return STATUS_INVALID_PARAMETER;
+            break;
+        case reg::PtpDataSetLatch: {
+            const bool ptp = (load32(REG_GVCP_CONFIGURATION) & GVCP_CONFIG_IEEE1588_ENABLE) != 0;
+            const uint64_t offset = static_cast<uint64_t>(ptp ? identity_.clock_skew_ns : 0);
+            store32(reg::PtpOffsetFromMaster, static_cast<uint32_t>(offset >> 32));
+            store32(reg::PtpOffsetFromMaster + 4, static_cast<uint32_t>(offset));
+            // EUI-64 of the MAC address.
+            const std::array<uint8_t, 6>& m = identity_.mac;
+            store32(reg::PtpClockID, (uint32_t{m[0]} << 24) | (uint32_t{m[1]} << 16) | (uint32_t{m[2]} << 8) | 0xFF);
+            store32(reg::PtpClockID + 4, 0xFE000000u | (uint32_t{m[3]} << 16) | (uint32_t{m[4]} << 8) | m[5]);
+            return STATUS_SUCCESS;
+        }
+        case reg::TriggerSelector:
         case reg::TriggerActivation:
         case reg::SourceSelector:
         case reg::RegionSelector:
@@ -484,7 +519,7 @@ uint16_t DeviceModel::write_register_locked(uint32_t a, uint32_t v, WriteEffects
             fx->stop_acquisition = true;
             return STATUS_SUCCESS;
         case reg::TriggerSoftware:
-            fx->trigger_software = true;
+            fx->trigger_software = load32(reg::TriggerSource) == reg::kTriggerSourceSoftware;
             return STATUS_SUCCESS;
         default:
             if (in_range(a, reg::ComponentEnable, kComponentCount * 4) ||
@@ -540,6 +575,7 @@ AcquisitionSnapshot DeviceModel::acquisition() const {
     if (!std::isfinite(s.frame_rate) || s.frame_rate < 0.1) s.frame_rate = 0.1;
     if (s.frame_rate > 1000.0) s.frame_rate = 1000.0;
     s.trigger_on = load32(reg::TriggerMode) != 0;
+    s.trigger_source = load32(reg::TriggerSource);
     for (uint32_t c = 0; c < kComponentCount; ++c) {
         s.component_enabled[c] = load32(reg::ComponentEnable + 4 * c) != 0;
         s.pixel_format[c] = load32(reg::ComponentPixelFormat + 4 * c);
@@ -653,10 +689,46 @@ std::vector<uint8_t> DeviceModel::discovery_block() {
     return std::vector<uint8_t>(bootstrap_.begin(), bootstrap_.begin() + gvcp::kDiscoveryAckPayloadSize);
 }
 
+uint64_t DeviceModel::clock_now_locked() const {
+    using std::chrono::duration_cast;
+    using std::chrono::nanoseconds;
+    if (load32(gvcp::REG_GVCP_CONFIGURATION) & gvcp::GVCP_CONFIG_IEEE1588_ENABLE) {
+        const auto since_epoch = std::chrono::system_clock::now().time_since_epoch();
+        return static_cast<uint64_t>(duration_cast<nanoseconds>(since_epoch).count() + identity_.clock_skew_ns);
+    }
+    return static_cast<uint64_t>(duration_cast<nanoseconds>(std::chrono::steady_clock::now() - clock_origin_).count());
+}
+
+// A clock that follows the host's within a microsecond counts as locked to
+// its master; a skewed one stays uncalibrated.
+void DeviceModel::update_ptp_status_locked() {
+    uint32_t state = reg::kPtpStateDisabled;
+    if (load32(gvcp::REG_GVCP_CONFIGURATION) & gvcp::GVCP_CONFIG_IEEE1588_ENABLE)
+        state = std::abs(identity_.clock_skew_ns) < 1000 ? reg::kPtpStateSlave : reg::kPtpStateUncalibrated;
+    store32(gvcp::REG_IEEE1588_STATUS, state);
+}
+
 uint64_t DeviceModel::timestamp_now() const {
     std::lock_guard<std::mutex> lock(mutex_);
-    return static_cast<uint64_t>(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::steady_clock::now() - clock_origin_).count());
+    return clock_now_locked();
+}
+
+uint32_t DeviceModel::action_signals(uint32_t device_key, uint32_t group_key, uint32_t group_mask) const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (device_key != load32(gvcp::REG_ACTION_DEVICE_KEY)) return 0;
+    uint32_t signals = 0;
+    for (uint32_t n = 0; n < reg::kActionSignalCount; ++n) {
+        const uint32_t at = n * gvcp::kActionGroupStride;
+        if (group_key == load32(gvcp::REG_ACTION_GROUP_KEY0 + at) &&
+            (group_mask & load32(gvcp::REG_ACTION_GROUP_MASK0 + at)) != 0)
+            signals |= 1u << n;
+    }
+    return signals;
+}
+
+uint32_t DeviceModel::gvcp_configuration() const {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return load32(gvcp::REG_GVCP_CONFIGURATION);
 }
 
 }  // namespace ornsim

@@ -26,6 +26,7 @@ struct DeviceIdentity {
     uint32_t sensor_width = 640, sensor_height = 480;
     double fps = 10.0;
     uint32_t link_speed_mbps = 1000;
+    int64_t clock_skew_ns = 0;  // the PTP clock's error against the host's realtime clock
 };
 
 // What the caller must do after a successful write.
@@ -45,6 +46,7 @@ struct AcquisitionSnapshot {
     uint32_t mode = 0, frame_count = 1;
     double frame_rate = 10.0;
     bool trigger_on = false;
+    uint32_t trigger_source = 0;
     std::array<bool, kComponentCount> component_enabled{};
     std::array<uint32_t, kComponentCount> pixel_format{};
     double c16_scale = 0.1, c16_offset = 0.0;
@@ -112,8 +114,13 @@ public:
     uint32_t current_ip() const;
     // Bootstrap bytes 0..kDiscoveryAckPayloadSize for a DISCOVERY_ACK.
     std::vector<uint8_t> discovery_block();
-    // Device clock in ticks of 1 ns.
+    // Device clock in ticks of 1 ns: the host's realtime clock plus the skew
+    // while PTP is enabled, otherwise the time since power-up or the last reset.
     uint64_t timestamp_now() const;
+    // The action signals (bit n: signal n) an action command with these keys
+    // and mask fires; 0 when the device key or every group differs.
+    uint32_t action_signals(uint32_t device_key, uint32_t group_key, uint32_t group_mask) const;
+    uint32_t gvcp_configuration() const;
 
 private:
     void initialize_locked();
@@ -129,6 +136,8 @@ private:
     void update_payload_size_locked();
     void update_lateral_scale_locked();
     uint32_t payload_size_locked() const;
+    uint64_t clock_now_locked() const;
+    void update_ptp_status_locked();
     bool acquisition_locked_register(uint32_t address) const;
 
     mutable std::mutex mutex_;

@@ -28,7 +28,7 @@ constexpr uint32_t AcquisitionFrameRate = 0x00010030;    // f64, Hz
 constexpr uint32_t AcquisitionStatus = 0x00010038;       // RO, 1 while acquiring
 constexpr uint32_t TriggerSelector = 0x00010040;         // 0 FrameStart
 constexpr uint32_t TriggerMode = 0x00010044;             // 0 Off, 1 On
-constexpr uint32_t TriggerSource = 0x00010048;           // 0 Software
+constexpr uint32_t TriggerSource = 0x00010048;           // 0 Software, n Action<n>
 constexpr uint32_t TriggerSoftware = 0x0001004C;         // command: write 1
 constexpr uint32_t TriggerActivation = 0x00010050;       // 0 RisingEdge
 constexpr uint32_t ExposureTime = 0x00010060;            // f64, us
@@ -55,6 +55,14 @@ constexpr uint32_t ChunkSelector = 0x00010104;      // 0 Timestamp, 1 FrameID
 constexpr uint32_t ChunkEnable = 0x00010108;        // + 4 * chunk index
 constexpr uint32_t EventSelector = 0x00010120;      // 0 FrameEnd
 constexpr uint32_t EventNotification = 0x00010124;  // + 4 * event index: 0 Off, 1 On
+// Action signals: the selector (1..kActionSignalCount) picks the group key
+// and mask of the bootstrap block that ActionGroupKey/Mask show.
+constexpr uint32_t ActionSelector = 0x00010140;
+// The device clock's PTP data set: a latch command copies the offset from the
+// master (ns, signed) and the clock's identity to the registers after it.
+constexpr uint32_t PtpDataSetLatch = 0x00010150;      // command: write 1
+constexpr uint32_t PtpOffsetFromMaster = 0x00010158;  // 8 bytes, signed, RO
+constexpr uint32_t PtpClockID = 0x00010160;           // 8 bytes, RO
 constexpr uint32_t kDeviceEnd = 0x00010200;
 
 constexpr uint32_t kComponentStride = 4;
@@ -77,6 +85,14 @@ constexpr uint32_t kAcquisitionModeMultiFrame = 2;
 constexpr uint32_t kChunkTimestamp = 0;
 constexpr uint32_t kChunkFrameID = 1;
 constexpr uint32_t kEventFrameEnd = 0;
+constexpr uint32_t kTriggerSourceSoftware = 0;
+constexpr uint32_t kTriggerSourceAction1 = 1;  // Action<n> is kTriggerSourceAction1 + n - 1
+constexpr uint32_t kActionSignalCount = 4;
+constexpr uint32_t kActionQueueSize = 16;
+// Port states of the PTP clock (IEEE1588_STATUS).
+constexpr uint32_t kPtpStateDisabled = 3;
+constexpr uint32_t kPtpStateUncalibrated = 8;
+constexpr uint32_t kPtpStateSlave = 9;
 
 // Event id of FrameEnd on the message channel; its data is
 // frame id (8 bytes, big-endian) then timestamp (8 bytes, big-endian).

@@ -98,7 +98,7 @@ public:
     // A register node behind a feature; invisible, custom name space.
     void reg(const char* tag, const std::string& name, uint32_t address, uint32_t length, const char* access,
              const char* index = nullptr, uint32_t index_offset = 0, const char* port = "Device",
-             const char* endianness = "BigEndian") {
+             const char* endianness = "BigEndian", const char* sign = "Unsigned") {
         begin(tag, name, false, nullptr);
         field("Address", hex(address));
         if (index != nullptr) text += "    <pIndex Offset=\"" + hex(index_offset) + "\">" + index + "</pIndex>\n";
@@ -106,7 +106,7 @@ public:
         field("AccessMode", access);
         field("pPort", port);
         if (std::string(tag) == "IntReg") {
-            field("Sign", "Unsigned");
+            field("Sign", sign);
             field("Endianess", endianness);
         } else if (std::string(tag) == "FloatReg") {
             field("Endianess", endianness);
@@ -259,7 +259,7 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
 
     w.category("Root", {"Root", "All features of the sensor.", "Beginner"},
                {"DeviceControl", "ImageFormatControl", "Scan3dControl", "AcquisitionControl", "AnalogControl",
-                "ChunkDataControl", "EventControl", "TransportLayerControl"});
+                "ChunkDataControl", "EventControl", "ActionControl", "PtpControl", "TransportLayerControl"});
 
     // Device control
     w.category("DeviceControl", {"Device Control", "Identity of the device.", "Beginner"},
@@ -393,7 +393,12 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
                   "TriggerModeReg", {{"Off", 0, "Off", nullptr}, {"On", 1, "On", nullptr}});
     w.reg("IntReg", "TriggerModeReg", reg::TriggerMode, 4, "RW");
     w.enumeration("TriggerSource", {"Trigger Source", "Source of the trigger.", "Beginner"}, "TriggerSourceReg",
-                  {{"Software", 0, "Software", nullptr}});
+                  {{"Software", reg::kTriggerSourceSoftware, "Software", nullptr},
+                   {"Action1", reg::kTriggerSourceAction1, "Action 1", nullptr},
+                   {"Action2", reg::kTriggerSourceAction1 + 1, "Action 2", nullptr},
+                   {"Action3", reg::kTriggerSourceAction1 + 2, "Action 3", nullptr},
+                   {"Action4", reg::kTriggerSourceAction1 + 3, "Action 4", nullptr}});
+    static_assert(reg::kActionSignalCount == 4, "one TriggerSource entry per action signal");
     w.reg("IntReg", "TriggerSourceReg", reg::TriggerSource, 4, "RW");
     w.enumeration("TriggerActivation",
                   {"Trigger Activation", "Edge of the trigger signal that starts a frame.", "Expert"},
@@ -456,6 +461,69 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
     w.reg("IntReg", "EventFrameEndFrameIDReg", reg::kEventFrameEndFrameIdOffset, 8, "RO", nullptr, 0,
           "EventFrameEndPort");
     w.port("EventFrameEndPort", "EventID", hex_digits(reg::kEventIdFrameEnd));
+
+    // Action commands: signal n fires where the device key, the group key of
+    // group n and its mask match the command's.
+    w.category("ActionControl", {"Action Control", "Action commands the device takes.", "Expert"},
+               {"ActionDeviceKey", "ActionSelector", "ActionGroupKey", "ActionGroupMask", "ActionQueueSize",
+                "ActionUnconditionalMode"});
+    w.integer("ActionDeviceKey",
+              {"Action Device Key", "Key an action command must carry to reach the device.", "Expert"},
+              "ActionDeviceKeyReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
+    w.reg("IntReg", "ActionDeviceKeyReg", REG_ACTION_DEVICE_KEY, 4, "RW");
+    const std::string signals = std::to_string(reg::kActionSignalCount);
+    w.integer("ActionSelector", {"Action Selector", "Selects the action signal to configure.", "Expert"},
+              "ActionSelectorReg",
+              {"1", signals.c_str(), nullptr, "1", nullptr, "Linear", nullptr, {"ActionGroupKey", "ActionGroupMask"}});
+    w.reg("IntReg", "ActionSelectorReg", reg::ActionSelector, 4, "RW");
+    w.integer("ActionGroupKey", {"Action Group Key", "Group key of the selected action signal.", "Expert"},
+              "ActionGroupKeyReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
+    w.reg("IntReg", "ActionGroupKeyReg", REG_ACTION_GROUP_KEY0 - kActionGroupStride, 4, "RW", "ActionSelectorReg",
+          kActionGroupStride);
+    w.integer("ActionGroupMask",
+              {"Action Group Mask", "Group mask of the selected action signal; 0 takes no action.", "Expert"},
+              "ActionGroupMaskReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
+    w.reg("IntReg", "ActionGroupMaskReg", REG_ACTION_GROUP_MASK0 - kActionGroupStride, 4, "RW", "ActionSelectorReg",
+          kActionGroupStride);
+    w.integer("ActionQueueSize", {"Action Queue Size", "Scheduled actions the device holds at most.", "Expert"},
+              "ActionQueueSizeReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "Linear", "RO"});
+    w.reg("IntReg", "ActionQueueSizeReg", REG_SCHEDULED_ACTION_QUEUE_SIZE, 4, "RO");
+    w.enumeration(
+        "ActionUnconditionalMode",
+        {"Unconditional Action Mode", "On: actions are taken while no application controls the device.", "Guru"},
+        "ActionUnconditionalModeReg", {{"Off", 0, "Off", nullptr}, {"On", 1, "On", nullptr}});
+    w.masked("ActionUnconditionalModeReg", REG_GVCP_CONFIGURATION, "RW", 28, 28);
+
+    // The device clock: with PTP enabled it follows the host's realtime clock
+    // (the master), in ns.
+    w.category("PtpControl", {"PTP Control", "Synchronisation of the device clock (IEEE 1588).", "Expert"},
+               {"PtpEnable", "PtpStatus", "PtpDataSetLatch", "PtpOffsetFromMaster", "PtpClockID"});
+    w.boolean("PtpEnable", {"PTP Enable", "Synchronises the device clock with the master clock.", "Expert"},
+              "PtpEnableReg");
+    w.masked("PtpEnableReg", REG_GVCP_CONFIGURATION, "RW", 12, 12);
+    w.enumeration("PtpStatus", {"PTP Status", "State of the device clock's PTP port.", "Expert"}, "PtpStatusReg",
+                  {{"Initializing", 1, "Initializing", nullptr},
+                   {"Faulty", 2, "Faulty", nullptr},
+                   {"Disabled", reg::kPtpStateDisabled, "Disabled", nullptr},
+                   {"Listening", 4, "Listening", nullptr},
+                   {"PreMaster", 5, "Pre Master", nullptr},
+                   {"Master", 6, "Master", nullptr},
+                   {"Passive", 7, "Passive", nullptr},
+                   {"Uncalibrated", reg::kPtpStateUncalibrated, "Uncalibrated", nullptr},
+                   {"Slave", reg::kPtpStateSlave, "Slave", nullptr}},
+                  {}, "RO");
+    w.masked("PtpStatusReg", REG_IEEE1588_STATUS, "RO", 31, 28);
+    w.command("PtpDataSetLatch", {"PTP Data Set Latch", "Latches the PTP data set shown below.", "Expert"},
+              "PtpDataSetLatchReg", 1);
+    w.reg("IntReg", "PtpDataSetLatchReg", reg::PtpDataSetLatch, 4, "WO");
+    w.integer("PtpOffsetFromMaster",
+              {"PTP Offset From Master", "Device clock minus master clock at the last latch.", "Expert"},
+              "PtpOffsetFromMasterReg", {nullptr, nullptr, nullptr, nullptr, "ns", "Linear", "RO"});
+    w.reg("IntReg", "PtpOffsetFromMasterReg", reg::PtpOffsetFromMaster, 8, "RO", nullptr, 0, "Device", "BigEndian",
+          "Signed");
+    w.integer("PtpClockID", {"PTP Clock ID", "Identity of the device clock at the last latch.", "Expert"},
+              "PtpClockIDReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber", "RO"});
+    w.reg("IntReg", "PtpClockIDReg", reg::PtpClockID, 8, "RO");
 
     // GigE Vision transport layer
     w.category("TransportLayerControl",

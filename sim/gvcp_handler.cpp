@@ -75,6 +75,9 @@ std::vector<uint8_t> GvcpHandler::handle(const uint8_t* data, size_t size, const
         case gvcp::WRITEMEM_CMD:
             reply = on_write_memory(payload, length, req_id, peer, now);
             break;
+        case gvcp::ACTION_CMD:
+            reply = on_action(payload, length, flags, req_id);
+            break;
         case gvcp::PACKETRESEND_CMD:
             on_packet_resend(payload, length, flags);
             return {};  // answered on the stream channel
@@ -204,6 +207,41 @@ std::vector<uint8_t> GvcpHandler::on_write_memory(const uint8_t* p, size_t n, ui
     wire::store_be16(index + gvcp::kWriteMemAckIndexOffset,
                      status == gvcp::STATUS_SUCCESS ? static_cast<uint16_t>(count) : uint16_t{0});
     return ack(status, gvcp::WRITEMEM_ACK, req_id, index, sizeof index);
+}
+
+// An action is taken while an application controls the device, or at any
+// time in unconditional mode, and only where its keys and mask match: other
+// devices stay silent, as they do when the command is too short to tell.
+// A scheduled action needs the synchronised clock; one whose time has passed
+// fires at once. The late, overflow and no-clock answers are statuses of
+// the extended set; without it the device answers ERROR.
+std::vector<uint8_t> GvcpHandler::on_action(const uint8_t* p, size_t n, uint8_t flags, uint16_t req_id) {
+    gvcp::ActionCommand action;
+    if (!gvcp::read_action_command(flags, p, n, &action)) {
+        ++counters_.errors;
+        return {};
+    }
+    const uint32_t config = model_.gvcp_configuration();
+    if (!privilege_.has_controller() && (config & gvcp::GVCP_CONFIG_UNCONDITIONAL_ACTION) == 0) return {};
+    const uint32_t signals = model_.action_signals(action.device_key, action.group_key, action.group_mask);
+    if (signals == 0) return {};
+    const bool extended = (config & gvcp::GVCP_CONFIG_EXTENDED_STATUS_2_0) != 0;
+    const auto answer = [&](uint16_t status) {
+        return ack(extended || status == gvcp::STATUS_SUCCESS ? status : uint16_t{gvcp::STATUS_ERROR}, gvcp::ACTION_ACK,
+                   req_id, nullptr, 0);
+    };
+    const uint64_t now = model_.timestamp_now();
+    if (!action.scheduled) {
+        actions_.fire_actions(signals, now);
+        return answer(gvcp::STATUS_SUCCESS);
+    }
+    if ((config & gvcp::GVCP_CONFIG_IEEE1588_ENABLE) == 0) return answer(gvcp::STATUS_NO_REF_TIME);
+    if (action.action_time <= now) {
+        actions_.fire_actions(signals, now);
+        return answer(gvcp::STATUS_ACTION_LATE);
+    }
+    if (!actions_.schedule_actions(signals, action.action_time)) return answer(gvcp::STATUS_OVERFLOW);
+    return answer(gvcp::STATUS_SUCCESS);
 }
 
 void GvcpHandler::on_packet_resend(const uint8_t* p, size_t n, uint8_t flags) {

@@ -31,6 +31,10 @@ public:
     virtual bool force_ip(uint32_t /*ip*/, uint32_t /*mask*/, uint32_t /*gateway*/) { return true; }
     // The controller released the device or its heartbeat expired.
     virtual void control_lost() {}
+    // Action signals (bit n: signal n) firing now; `timestamp` is their device time.
+    virtual void fire_actions(uint32_t /*signals*/, uint64_t /*timestamp*/) {}
+    // Queues signals to fire at device time `time`; false when the queue is full.
+    virtual bool schedule_actions(uint32_t /*signals*/, uint64_t /*time*/) { return true; }
 };
 
 struct HandlerCounters {
@@ -65,6 +69,7 @@ private:
     std::vector<uint8_t> on_write_memory(const uint8_t* p, size_t n, uint16_t req_id, const PeerAddress& peer,
                                          Clock::time_point now);
     void on_packet_resend(const uint8_t* p, size_t n, uint8_t flags);
+    std::vector<uint8_t> on_action(const uint8_t* p, size_t n, uint8_t flags, uint16_t req_id);
     uint16_t write_word(uint32_t address, uint32_t value, const PeerAddress& peer, Clock::time_point now);
     void lose_control();
 

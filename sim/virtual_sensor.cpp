@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "acquisition_engine.h"
+#include "action_queue.h"
 #include "device_model.h"
 #include "device_registers.h"
 #include "genicam_xml.h"
@@ -55,6 +56,8 @@ public:
     void packet_resend(uint64_t block_id, uint32_t first, uint32_t last) override;
     bool force_ip(uint32_t ip, uint32_t mask, uint32_t gateway) override;
     void control_lost() override;
+    void fire_actions(uint32_t signals, uint64_t timestamp) override;
+    bool schedule_actions(uint32_t signals, uint64_t time) override;
 
 private:
     bool fail(std::string* error, const std::string& message) {
@@ -83,6 +86,7 @@ private:
     std::unique_ptr<GvcpHandler> handler_;
     std::unique_ptr<MessageChannel> message_;
     std::unique_ptr<AcquisitionEngine> engine_;
+    std::unique_ptr<ActionQueue> actions_;
 
     // Guards the sender_ pointer, which FORCEIP replaces (exclusive lock). The
     // sender itself is thread-safe: frames, resends and settings share the lock,
@@ -123,6 +127,9 @@ bool VirtualSensor::Impl::start(std::string* error) {
     if (!(config_.fps > 0.0) || config_.fps > 1000.0) return fail(error, "frame rate must be in (0, 1000] Hz");
     if (config_.link_speed_mbps < 10 || config_.link_speed_mbps > 100000)
         return fail(error, "link speed must be between 10 and 100000 Mbit/s");
+    constexpr int64_t kMaxSkewMs = 1000LL * 86400 * 365;
+    if (config_.clock_skew_ms < -kMaxSkewMs || config_.clock_skew_ms > kMaxSkewMs)
+        return fail(error, "clock skew must be within a year");
 
     // The GenICam file: built in, or the given one.
     if (config_.genicam_file.empty()) {
@@ -164,6 +171,7 @@ bool VirtualSensor::Impl::start(std::string* error) {
     identity.sensor_height = config_.height;
     identity.fps = config_.fps;
     identity.link_speed_mbps = config_.link_speed_mbps;
+    identity.clock_skew_ns = config_.clock_skew_ms * 1000000;
     model_ = std::make_unique<DeviceModel>(identity, std::move(served), served_name);
     handler_ = std::make_unique<GvcpHandler>(*model_, *this);
 
@@ -199,6 +207,10 @@ bool VirtualSensor::Impl::start(std::string* error) {
             message_->post(std::move(event));
         });
     engine_->start_thread();
+    actions_ = std::make_unique<ActionQueue>(
+        reg::kActionQueueSize, [this] { return model_->timestamp_now(); },
+        [this](uint32_t signals, uint64_t time) { fire_actions(signals, time); });
+    actions_->start_thread();
     set_faults(faults_);
     running_ = true;
     control_thread_ = std::thread(&Impl::control_loop, this);
@@ -227,6 +239,7 @@ bool VirtualSensor::Impl::open_control_sockets(uint32_t ip, std::string* error) 
 void VirtualSensor::Impl::stop() {
     running_ = false;
     if (control_thread_.joinable()) control_thread_.join();
+    if (actions_) actions_->stop_thread();
     if (engine_) engine_->stop_thread();
     if (message_) message_->close();
     {
@@ -288,6 +301,7 @@ void VirtualSensor::Impl::end_silence_when_due(std::chrono::steady_clock::time_p
 // nothing kept for resend, registers at their first values, clock from 0.
 void VirtualSensor::Impl::power_cycle() {
     engine_->power_up();
+    actions_->clear();
     handler_->forget_controller();
     model_->power_up();
     open_channels(ip_.load());
@@ -400,6 +414,16 @@ void VirtualSensor::Impl::open_channels(uint32_t ip) {
 }
 
 void VirtualSensor::Impl::control_lost() { engine_->stop(); }
+
+// Signal n triggers a frame when the trigger's source is Action<n+1>.
+void VirtualSensor::Impl::fire_actions(uint32_t signals, uint64_t timestamp) {
+    const AcquisitionSnapshot settings = model_->acquisition();
+    const uint32_t source = settings.trigger_source;
+    if (!settings.trigger_on || source < reg::kTriggerSourceAction1) return;
+    if (signals & (1u << (source - reg::kTriggerSourceAction1))) engine_->trigger(timestamp);
+}
+
+bool VirtualSensor::Impl::schedule_actions(uint32_t signals, uint64_t time) { return actions_->push(signals, time); }
 
 bool VirtualSensor::Impl::set_faults(const FaultSwitches& faults) {
     uint32_t return_ip = 0;

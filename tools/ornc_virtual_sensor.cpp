@@ -34,6 +34,8 @@ void usage(FILE* out) {
         "  --width N, --height N sensor size in pixels (default 640x480)\n"
         "  --fps HZ              default frame rate (default 10)\n"
         "  --link-speed MBPS     emulated link rate of the stream (default 1000)\n"
+        "  --clock-skew-ms MS    with PtpEnable on, run the device clock MS milliseconds off the\n"
+        "                        host's realtime clock (PtpStatus Uncalibrated; default 0)\n"
         "Fault switches:\n"
         "  --loss RATIO          drop this share of stream data packets on first send (0..1)\n"
         "  --refuse-writes NAME  answer writes to this feature's register with an error\n"
@@ -128,6 +130,12 @@ int main(int argc, char** argv) {
         {"--height", bounded_into(65535, &config.height)},
         {"--fps", [&config](const char* value) { return parse_double(value, &config.fps); }},
         {"--link-speed", bounded_into(100000, &config.link_speed_mbps)},
+        {"--clock-skew-ms",
+         [&config](const char* value) {
+             char* end = nullptr;
+             config.clock_skew_ms = std::strtoll(value, &end, 10);
+             return end != value && *end == '\0';
+         }},
         {"--loss", ranged_into(0.0, 1.0, &faults.stream_loss_ratio)},
         {"--refuse-writes", text_into(&faults.refuse_writes_feature)},
         {"--silent-after", ranged_into(0.0, HUGE_VAL, &faults.silent_after_s)},

@@ -68,7 +68,7 @@ TEST_F(ControlChannel, ErrorAcksNameTheFault) {
     EXPECT_EQ(client_->read_registers({gvcp::REG_CURRENT_IP_ADDRESS + 2}).status, gvcp::STATUS_BAD_ALIGNMENT);
     EXPECT_EQ(client_->write_register(0x00300000, 1), gvcp::STATUS_INVALID_ADDRESS);
     EXPECT_EQ(client_->write_register(ornsim::reg::Width, 100000), gvcp::STATUS_INVALID_PARAMETER);
-    EXPECT_EQ(client_->transact(gvcp::ACTION_CMD, std::vector<uint8_t>(12, 0)).status, gvcp::STATUS_NOT_IMPLEMENTED);
+    EXPECT_EQ(client_->transact(gvcp::EVENT_CMD, std::vector<uint8_t>(12, 0)).status, gvcp::STATUS_NOT_IMPLEMENTED);
     EXPECT_EQ(client_->read_memory(0x0, 0).status, gvcp::STATUS_INVALID_PARAMETER);
     EXPECT_EQ(client_->read_memory(0x2, 4).status, gvcp::STATUS_BAD_ALIGNMENT);
     EXPECT_EQ(client_->read_memory(0x0, 6).status, gvcp::STATUS_BAD_ALIGNMENT);

@@ -26,6 +26,9 @@ struct SensorConfig {
     double fps = 10.0;
     bool zipped_xml = false;          // serve the GenICam file as a zip archive
     uint32_t link_speed_mbps = 1000;  // emulated link rate of the stream (and GevLinkSpeed)
+    // With PTP enabled the device clock is the host's realtime clock plus
+    // this much: a clock that is not synchronised (PtpStatus Uncalibrated).
+    int64_t clock_skew_ms = 0;
 };
 
 struct FaultSwitches {
