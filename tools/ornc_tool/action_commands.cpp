@@ -314,10 +314,16 @@ int run_sync(int argc, char** argv) {
         return kExitUsage;
     }
 
-    // One discovery for all: a new one would invalidate the devices found.
+    // One discovery for all (a new one would invalidate the devices found);
+    // one that missed a device is made again, three at most.
     Discovery discovery;
-    ornc_status_t status = discovery.run();
-    if (status != ORNC_OK) return cli.fail_status("discovery failed", status);
+    ornc_status_t status = ORNC_OK;
+    for (int attempt = 0; attempt < 3; ++attempt) {
+        status = discovery.run();
+        if (status != ORNC_OK) return cli.fail_status("discovery failed", status);
+        const auto found = [&discovery](const std::string& key) { return discovery.find(key) != nullptr; };
+        if (std::all_of(cli.positional().begin(), cli.positional().end(), found)) break;
+    }
     std::vector<std::unique_ptr<Sensor>> sensors;
     std::vector<const ornc_device_t*> devices;
     for (const std::string& key : cli.positional()) {
