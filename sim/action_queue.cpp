@@ -11,25 +11,14 @@ constexpr uint64_t kLongestWaitNs = 100000000;
 }  // namespace
 
 ActionQueue::ActionQueue(size_t capacity, Clock clock, Fire fire)
-    : capacity_(capacity), clock_(std::move(clock)), fire_(std::move(fire)) {}
+    : capacity_(capacity), clock_(std::move(clock)), fire_(std::move(fire)), thread_(&ActionQueue::run, this) {}
 
-ActionQueue::~ActionQueue() { stop_thread(); }
-
-void ActionQueue::start_thread() {
-    std::lock_guard<std::mutex> lock(mutex_);
-    if (thread_.joinable()) return;
-    quit_ = false;
-    thread_ = std::thread(&ActionQueue::run, this);
-}
-
-void ActionQueue::stop_thread() {
-    {
-        std::lock_guard<std::mutex> lock(mutex_);
-        quit_ = true;
-        pending_.clear();
-    }
+ActionQueue::~ActionQueue() {
+    std::unique_lock<std::mutex> lock(mutex_);
+    quit_ = true;
+    lock.unlock();
     wake_.notify_all();
-    if (thread_.joinable()) thread_.join();
+    thread_.join();
 }
 
 bool ActionQueue::push(uint32_t signals, uint64_t time) {

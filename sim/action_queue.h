@@ -2,8 +2,8 @@
 // signals to fire and the device time to fire them at. Its own thread fires
 // every entry when the device clock reaches its time, earliest first.
 //
-// Thread-safe. The queue owns its thread (start_thread/stop_thread); Fire
-// is called on that thread, without the queue's lock held.
+// Thread-safe. The queue owns its thread from construction to destruction;
+// Fire is called on that thread, without the queue's lock held.
 #ifndef ORNSIM_ACTION_QUEUE_H
 #define ORNSIM_ACTION_QUEUE_H
 
@@ -27,9 +27,6 @@ public:
     ActionQueue(const ActionQueue&) = delete;
     ActionQueue& operator=(const ActionQueue&) = delete;
 
-    void start_thread();
-    void stop_thread();
-
     // False, with nothing queued, when `capacity` entries wait already.
     bool push(uint32_t signals, uint64_t time);
     void clear();
@@ -40,11 +37,11 @@ private:
     const size_t capacity_;
     Clock clock_;
     Fire fire_;
-    std::thread thread_;
     std::mutex mutex_;
     std::condition_variable wake_;
     bool quit_ = false;
     std::multimap<uint64_t, uint32_t> pending_;  // time -> signals
+    std::thread thread_;                         // last: starts once the rest is built
 };
 
 }  // namespace ornsim

@@ -133,6 +133,16 @@ public:
         end("MaskedIntReg");
     }
 
+    // An Integer feature on an IntReg of its own, named after it.
+    void int_register(const std::string& name, const Doc& doc, uint32_t address, uint32_t length, const char* access,
+                      const char* representation, const char* index = nullptr, uint32_t index_offset = 0) {
+        const std::string reg_name = name + "Reg";
+        const bool read_only = std::string(access) == "RO";
+        integer(name, doc, reg_name.c_str(),
+                {nullptr, nullptr, nullptr, nullptr, nullptr, representation, read_only ? "RO" : nullptr});
+        reg("IntReg", reg_name, address, length, access, index, index_offset);
+    }
+
     void string_reg(const std::string& name, const Doc& doc, uint32_t address, uint32_t length, const char* access) {
         begin("StringReg", name, true, &doc);
         field("Address", hex(address));
@@ -467,27 +477,23 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
     w.category("ActionControl", {"Action Control", "Action commands the device takes.", "Expert"},
                {"ActionDeviceKey", "ActionSelector", "ActionGroupKey", "ActionGroupMask", "ActionQueueSize",
                 "ActionUnconditionalMode"});
-    w.integer("ActionDeviceKey",
-              {"Action Device Key", "Key an action command must carry to reach the device.", "Expert"},
-              "ActionDeviceKeyReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
-    w.reg("IntReg", "ActionDeviceKeyReg", REG_ACTION_DEVICE_KEY, 4, "RW");
+    w.int_register("ActionDeviceKey",
+                   {"Action Device Key", "Key an action command must carry to reach the device.", "Expert"},
+                   REG_ACTION_DEVICE_KEY, 4, "RW", "HexNumber");
     const std::string signals = std::to_string(reg::kActionSignalCount);
     w.integer("ActionSelector", {"Action Selector", "Selects the action signal to configure.", "Expert"},
               "ActionSelectorReg",
               {"1", signals.c_str(), nullptr, "1", nullptr, "Linear", nullptr, {"ActionGroupKey", "ActionGroupMask"}});
     w.reg("IntReg", "ActionSelectorReg", reg::ActionSelector, 4, "RW");
-    w.integer("ActionGroupKey", {"Action Group Key", "Group key of the selected action signal.", "Expert"},
-              "ActionGroupKeyReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
-    w.reg("IntReg", "ActionGroupKeyReg", REG_ACTION_GROUP_KEY0 - kActionGroupStride, 4, "RW", "ActionSelectorReg",
-          kActionGroupStride);
-    w.integer("ActionGroupMask",
-              {"Action Group Mask", "Group mask of the selected action signal; 0 takes no action.", "Expert"},
-              "ActionGroupMaskReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber"});
-    w.reg("IntReg", "ActionGroupMaskReg", REG_ACTION_GROUP_MASK0 - kActionGroupStride, 4, "RW", "ActionSelectorReg",
-          kActionGroupStride);
-    w.integer("ActionQueueSize", {"Action Queue Size", "Scheduled actions the device holds at most.", "Expert"},
-              "ActionQueueSizeReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "Linear", "RO"});
-    w.reg("IntReg", "ActionQueueSizeReg", REG_SCHEDULED_ACTION_QUEUE_SIZE, 4, "RO");
+    w.int_register("ActionGroupKey", {"Action Group Key", "Group key of the selected action signal.", "Expert"},
+                   REG_ACTION_GROUP_KEY0 - kActionGroupStride, 4, "RW", "HexNumber", "ActionSelectorReg",
+                   kActionGroupStride);
+    w.int_register("ActionGroupMask",
+                   {"Action Group Mask", "Group mask of the selected action signal; 0 takes no action.", "Expert"},
+                   REG_ACTION_GROUP_MASK0 - kActionGroupStride, 4, "RW", "HexNumber", "ActionSelectorReg",
+                   kActionGroupStride);
+    w.int_register("ActionQueueSize", {"Action Queue Size", "Scheduled actions the device holds at most.", "Expert"},
+                   REG_SCHEDULED_ACTION_QUEUE_SIZE, 4, "RO", "Linear");
     w.enumeration(
         "ActionUnconditionalMode",
         {"Unconditional Action Mode", "On: actions are taken while no application controls the device.", "Guru"},
@@ -521,9 +527,8 @@ std::string builtin_genicam_xml(const GenicamIdentity& id) {
               "PtpOffsetFromMasterReg", {nullptr, nullptr, nullptr, nullptr, "ns", "Linear", "RO"});
     w.reg("IntReg", "PtpOffsetFromMasterReg", reg::PtpOffsetFromMaster, 8, "RO", nullptr, 0, "Device", "BigEndian",
           "Signed");
-    w.integer("PtpClockID", {"PTP Clock ID", "Identity of the device clock at the last latch.", "Expert"},
-              "PtpClockIDReg", {nullptr, nullptr, nullptr, nullptr, nullptr, "HexNumber", "RO"});
-    w.reg("IntReg", "PtpClockIDReg", reg::PtpClockID, 8, "RO");
+    w.int_register("PtpClockID", {"PTP Clock ID", "Identity of the device clock at the last latch.", "Expert"},
+                   reg::PtpClockID, 8, "RO", "HexNumber");
 
     // GigE Vision transport layer
     w.category("TransportLayerControl",

@@ -210,7 +210,6 @@ bool VirtualSensor::Impl::start(std::string* error) {
     actions_ = std::make_unique<ActionQueue>(
         reg::kActionQueueSize, [this] { return model_->timestamp_now(); },
         [this](uint32_t signals, uint64_t time) { fire_actions(signals, time); });
-    actions_->start_thread();
     set_faults(faults_);
     running_ = true;
     control_thread_ = std::thread(&Impl::control_loop, this);
@@ -239,7 +238,7 @@ bool VirtualSensor::Impl::open_control_sockets(uint32_t ip, std::string* error) 
 void VirtualSensor::Impl::stop() {
     running_ = false;
     if (control_thread_.joinable()) control_thread_.join();
-    if (actions_) actions_->stop_thread();
+    actions_.reset();  // before the engine its actions trigger
     if (engine_) engine_->stop_thread();
     if (message_) message_->close();
     {
