@@ -66,9 +66,10 @@ PeerNamespace::PeerNamespace(const std::string& adapter, const std::string& addr
                              const std::string& bridge)
     : name_("ornc-peer-" + std::to_string(::getpid()) + "-" + adapter) {
     created_ = run_command("ip netns add " + name_);
-    const bool bridged = bridge.empty() || run_command("ip link show " + bridge + " >/dev/null 2>&1") ||
-                         run_command("ip link add " + bridge + " type bridge && ip addr add " + address + "/16 dev " +
-                                     bridge + " && ip link set " + bridge + " up");
+    const bool bridged =
+        bridge.empty() || run_command("ip link show " + bridge + " >/dev/null 2>&1") ||
+        run_command("ip link add " + bridge + " address 02:00:00:00:00:01 type bridge && ip addr add " + address +
+                    "/16 dev " + bridge + " && ip link set " + bridge + " up");
     ok_ = created_ && bridged &&
           run_command("ip link add " + adapter + " mtu 1500 type veth peer name ornc-dev netns " + name_) &&
           run_command(bridge.empty() ? "ip addr add " + address + "/16 dev " + adapter

@@ -28,7 +28,8 @@ void end_child(pid_t child);
 // caller's by a veth pair with a 1500-byte MTU: `adapter` here holds
 // `address`, "ornc-dev" there holds `peer_address` (both /16, up). Deleted,
 // with the veth pair, at scope end. With `bridge`, `adapter` joins that
-// bridge (made here, holding `address`, when missing) instead.
+// bridge (made here, holding `address`, when missing) instead; the bridge's
+// MAC address is fixed, so that it does not change as ports join.
 class PeerNamespace {
 public:
     PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address,
