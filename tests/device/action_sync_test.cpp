@@ -151,6 +151,9 @@ TEST_F(ThreeSensors, OneScheduledActionOneFrameEachAndWrongKeysNone) {
         ASSERT_EQ(t.count(), 1u) << "one frame for the one matching action";
         EXPECT_NEAR(double(t.stamps[0] - when), 0.0, 1e6) << "ns from the scheduled time";
     }
+    const orntest::ProgramResult tool = orntest::run_program(
+        ORNC_TOOL_BINARY, {"action", "--device-key", "0x11", "--group-key", "0x22", "--mask", "4", "--at", "+100"});
+    EXPECT_NE(tool.out.find(" (in 100 ms): 3 acknowledged"), std::string::npos) << tool.out << tool.err;
 }
 
 TEST_F(ThreeSensors, SyncCallsASkewedClockUnsynchronised) {
