@@ -62,8 +62,8 @@ bool parse_key(const CommandLine& cli, const std::string& name, uint32_t fallbac
 
 int run_action(int argc, char** argv) {
     CommandLine cli("action", kActionUsage);
-    cli.option("--device-key", true).option("--group-key", true).option("--mask", true).option("--at", true);
     cli.positionals(0, 0);
+    cli.option("--device-key", true).option("--group-key", true).option("--mask", true).option("--at", true);
     if (!cli.parse(argc, argv)) return cli.exit_code();
     if (!cli.has("--device-key") || !cli.has("--group-key")) {
         return cli.fail(kExitUsage, "--device-key and --group-key are required");

@@ -5,19 +5,12 @@
 namespace gvcp {
 
 const char* action_ack_verdict_text(ActionAckVerdict verdict) {
-    switch (verdict) {
-        case ActionAckVerdict::kAccepted:
-            return "accepted";
-        case ActionAckVerdict::kTooShort:
-            return "too short";
-        case ActionAckVerdict::kLengthMismatch:
-            return "carries a payload, or its length field disagrees with the datagram size";
-        case ActionAckVerdict::kWrongAnswer:
-            return "not an action ack";
-        case ActionAckVerdict::kWrongAckId:
-            return "answers another request";
-    }
-    return "unknown";
+    // In the order of ActionAckVerdict.
+    static const char* const kTexts[] = {"accepted", "too short",
+                                         "carries a payload, or its length field disagrees with the datagram size",
+                                         "not an action ack", "answers another request"};
+    const size_t index = static_cast<size_t>(verdict);
+    return index < sizeof kTexts / sizeof kTexts[0] ? kTexts[index] : "unknown";
 }
 
 ActionAckVerdict decode_action_ack(const uint8_t* datagram, size_t size, uint16_t request_id, uint16_t* status) {
