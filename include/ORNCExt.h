@@ -168,6 +168,30 @@ ORN_API ornc_status_t ORNCConnectByDeviceMonitor(const ornc_t* ornc, const ornc_
 typedef void (*ornc_link_callback_t)(int up, void* data);
 ORN_API ornc_status_t ORNCSetAutoReconnect(const ornc_t* ornc, int enable, ornc_link_callback_t callback, void* data);
 
+/* ------------------------------------------------------------------ */
+/* Action commands                                                      */
+/* ------------------------------------------------------------------ */
+
+/* Sends one ACTION_CMD on every adapter the system asks (ORNC_INTERFACES) and to every loopback host it asks,
+   with the given keys and mask; scheduled_time 0 fires at once, otherwise at that device time (ns on the
+   devices' synchronised clock). acknowledged receives the number of ACTION_ACKs that arrived within 100 ms
+   (0 is not an error: devices may be told not to answer). ORNC_ERR_UNINITIALIZED for a null or uninitialised
+   system handle.
+   Details: each adapter gets the command once, on the subnet broadcast of each of its addresses (the
+   limited broadcast when an address has none), the loopback adapter by unicast at each ORNC_LOOPBACK_HOSTS
+   address: a device fires once per command it hears. A device answers only when its device key, the group
+   key of one of its action groups and the mask match; it fires that group's action signal. Counted are the
+   devices whose ack says the action was taken: status success, or late (its time had passed, it fired at
+   once; logged as a warning). An ack that refuses it (a full queue of scheduled actions: overflow, ...) is
+   logged with its status name and not counted; a device that answers several times counts once; datagrams
+   that are no well-formed ack of this command are dropped and logged. The call returns after 100 ms, or as
+   soon as every loopback host answered or was refused when no other adapter was asked. `acknowledged` is
+   set to 0 first; ORNC_ERROR (logged) for a null `acknowledged`, nothing sent, and when adapters were
+   there but the command could be sent on none of them. The system need not have found devices first;
+   `sys` is only checked, its device list is left as it is. */
+ORN_API ornc_status_t ORNCSysSendActionCommand(ornc_system_t* sys, uint32_t device_key, uint32_t group_key,
+                                               uint32_t group_mask, uint64_t scheduled_time, int* acknowledged);
+
 #ifdef __cplusplus
 }
 #endif

@@ -45,12 +45,13 @@ if [ "${ORNC_SKIP_SANITIZERS:-0}" != "1" ]; then
   #    acquisition thread and the message channel (device), a sensor going
   #    silent under a connection (hostile), automatic recovery replacing a
   #    connection under the application's calls (its short cases, 3 outages
-  #    instead of 10), and all of them at once (soak).
+  #    instead of 10), three connections fired by one action command, and
+  #    all of them at once (soak).
   tsan_dir="$build_dir-tsan"
   tsan_targets=(worker_thread_test logging_test sim_device_acquisition_test platform_stream_test
     acquisition_delivery_test acquisition_events_test acquisition_faults_test acquisition_frame_info_test
-    silent_sensor_test recovery_test ornc_soak)
-  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults|frame_info)_test\.|^silent_sensor_test\.|^recovery_test\.Recovery\.(AOneSecond|Callbacks|ADisconnect)|^soak\.'
+    silent_sensor_test recovery_test action_sync_test ornc_soak)
+  tsan_tests='^(Worker|Logging|ThreadShims)\.|^sim_device_acquisition_test\.|^platform_stream_test|^acquisition_(delivery|events|faults|frame_info)_test\.|^silent_sensor_test\.|^recovery_test\.Recovery\.(AOneSecond|Callbacks|ADisconnect)|^action_sync_test\.ThreeSensors\.One|^soak\.'
   cmake -S "$repo_dir" -B "$tsan_dir" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DORNC_BUILD_TESTS=ON "$@" \
     -DORNC_SANITIZE=thread >/dev/null
   # The target list is read once and whole: grep -q on a pipe would close

@@ -32,9 +32,11 @@ const Subcommand kSubcommands[] = {
     {"ipconfig", "change a device's IP configuration", ornctool::run_ipconfig},
     {"dump-xml", "save the device's GenICam description", ornctool::run_dump_xml},
     {"doctor", "what stands between this host and a clean stream, with fixes", ornctool::run_doctor},
+    {"action", "send an action command, at once or scheduled", ornctool::run_action},
 #ifdef ORNC_TOOL_HAS_ACQUISITION
     {"grab", "acquire frames into PLY point clouds and PNG images", ornctool::run_grab},
     {"events", "print device events and parameter changes as they arrive", ornctool::run_events},
+    {"sync", "fire scheduled actions at several devices; frame timestamps, PTP state", ornctool::run_sync},
 #endif
 };
 

@@ -20,7 +20,7 @@ endforeach()
 foreach(required ORNCParamGetInteger64Value ORNCParamSetInteger64Value ORNCParamGetInteger64Range
                  ORNCParamGetValueText ORNCParamSetValueText ORNCParamGetUnit ORNCSetDeliveryPacing
                  ORNCGetFrameInfo ORNCGetFramePartData ORNCConnectByDeviceMonitor
-                 ORNCSetAutoReconnect)
+                 ORNCSetAutoReconnect ORNCSysSendActionCommand)
   if(NOT symbols MATCHES " ${required}\n")
     message(FATAL_ERROR "${required} is not exported")
   endif()

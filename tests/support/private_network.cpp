@@ -62,11 +62,18 @@ void end_child(pid_t child) {
     ::waitpid(child, nullptr, 0);
 }
 
-PeerNamespace::PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address)
-    : name_("ornc-peer-" + std::to_string(::getpid())) {
+PeerNamespace::PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address,
+                             const std::string& bridge)
+    : name_("ornc-peer-" + std::to_string(::getpid()) + "-" + adapter) {
     created_ = run_command("ip netns add " + name_);
-    ok_ = created_ && run_command("ip link add " + adapter + " mtu 1500 type veth peer name ornc-dev netns " + name_) &&
-          run_command("ip addr add " + address + "/16 dev " + adapter) &&
+    const bool bridged =
+        bridge.empty() || run_command("ip link show " + bridge + " >/dev/null 2>&1") ||
+        run_command("ip link add " + bridge + " address 02:00:00:00:00:01 type bridge && ip addr add " + address +
+                    "/16 dev " + bridge + " && ip link set " + bridge + " up");
+    ok_ = created_ && bridged &&
+          run_command("ip link add " + adapter + " mtu 1500 type veth peer name ornc-dev netns " + name_) &&
+          run_command(bridge.empty() ? "ip addr add " + address + "/16 dev " + adapter
+                                     : "ip link set " + adapter + " master " + bridge) &&
           run_command("ip link set " + adapter + " up") && ip("addr add " + peer_address + "/16 dev ornc-dev") &&
           ip("link set ornc-dev mtu 1500 up") && ip("link set lo up");
 }

@@ -27,10 +27,13 @@ void end_child(pid_t child);
 // A second network namespace, named so that ip(8) reaches it, joined to the
 // caller's by a veth pair with a 1500-byte MTU: `adapter` here holds
 // `address`, "ornc-dev" there holds `peer_address` (both /16, up). Deleted,
-// with the veth pair, at scope end.
+// with the veth pair, at scope end. With `bridge`, `adapter` joins that
+// bridge (made here, holding `address`, when missing) instead; the bridge's
+// MAC address is fixed, so that it does not change as ports join.
 class PeerNamespace {
 public:
-    PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address);
+    PeerNamespace(const std::string& adapter, const std::string& address, const std::string& peer_address,
+                  const std::string& bridge = "");
     ~PeerNamespace();
     PeerNamespace(const PeerNamespace&) = delete;
     PeerNamespace& operator=(const PeerNamespace&) = delete;

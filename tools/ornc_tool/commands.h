@@ -30,5 +30,8 @@ int run_dump_xml(int argc, char** argv);
 // acquisition_commands.cpp (built once the library offers acquisition)
 int run_grab(int argc, char** argv);
 int run_events(int argc, char** argv);
+// action_commands.cpp (sync only with acquisition)
+int run_action(int argc, char** argv);
+int run_sync(int argc, char** argv);
 
 }  // namespace ornctool

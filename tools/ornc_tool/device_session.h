@@ -23,6 +23,7 @@ public:
     // Runs a discovery on the adapters the environment allows.
     ornc_status_t run();
     const ornc_system_t* system() const { return &system_; }
+    ornc_system_t* system() { return &system_; }
 
     // DEVICE as the user gives it: an IPv4 address, a serial number, or a
     // pattern matched against the device's identity ("" = first device).

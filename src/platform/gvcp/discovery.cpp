@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "base/log.h"
+#include "platform/gvcp/adapter_sockets.h"
 #include "platform/gvcp/command_transaction.h"
 #include "platform/gvcp/request_id.h"
 #include "wire/address_text.h"
@@ -16,9 +17,6 @@ namespace {
 
 constexpr uint32_t kLimitedBroadcast = 0xFFFFFFFFu;
 constexpr size_t kReceiveCapacity = 2048;  // larger than any valid ack, so oversize is seen
-// Room for a burst of acks (a device that answers many times, or many
-// devices at once) while the loop is busy elsewhere; the kernel caps it.
-constexpr int kReceiveBufferBytes = 1 << 20;
 // A loopback target that has neither answered nor been refused is asked
 // again at this pace: its ack may have been dropped under a burst from
 // another peer, and a second request costs nothing.
@@ -41,37 +39,21 @@ void open_loopback_probe(size_t index, const NetworkAdapter& adapter, const Disc
     auto probe = std::make_unique<Probe>();
     probe->adapter = index;
     probe->loopback = true;
-    std::string error;
-    if (!probe->socket.open(adapter.addresses.front().address, 0, &error)) {
-        ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s: %s", adapter.name.c_str(),
-                 error.c_str());
-        return;
+    if (open_loopback_socket(adapter, settings.loopback_targets, command, "discovery", &probe->socket,
+                             &probe->pending)) {
+        probes->push_back(std::move(probe));
     }
-    probe->socket.enable_error_queue();
-    probe->socket.set_receive_buffer(kReceiveBufferBytes);
-    for (uint32_t target : settings.loopback_targets) {
-        if (probe->socket.send_to(target, kPort, command.data(), command.size(), &error)) {
-            probe->pending.push_back(target);
-        }
-    }
-    probes->push_back(std::move(probe));
 }
 
 void open_broadcast_probes(size_t index, const NetworkAdapter& adapter, const std::vector<uint8_t>& command,
                            std::vector<std::unique_ptr<Probe>>* probes) {
     for (const AdapterAddress& address : adapter.addresses) {
-        if (address.address == 0) {
-            continue;
-        }
         auto probe = std::make_unique<Probe>();
         probe->adapter = index;
-        std::string error;
-        if (!probe->socket.open(address.address, 0, &error) || !probe->socket.enable_broadcast()) {
-            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_CONNECT, "ORNC: GVCP: discovery on %s: %s", adapter.name.c_str(),
-                     error.c_str());
+        if (address.address == 0 || !open_broadcast_socket(adapter, address.address, "discovery", &probe->socket)) {
             continue;
         }
-        probe->socket.set_receive_buffer(kReceiveBufferBytes);
+        std::string error;
         bool sent = false;
         if (address.broadcast != 0) {
             sent = probe->socket.send_to(address.broadcast, kPort, command.data(), command.size(), &error) || sent;
