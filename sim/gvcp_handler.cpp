@@ -231,16 +231,16 @@ std::vector<uint8_t> GvcpHandler::on_action(const uint8_t* p, size_t n, uint8_t 
                    req_id, nullptr, 0);
     };
     const uint64_t now = model_.timestamp_now();
-    if (!action.scheduled) {
+    if (!action.action_time) {
         actions_.fire_actions(signals, now);
         return answer(gvcp::STATUS_SUCCESS);
     }
     if ((config & gvcp::GVCP_CONFIG_IEEE1588_ENABLE) == 0) return answer(gvcp::STATUS_NO_REF_TIME);
-    if (action.action_time <= now) {
+    if (*action.action_time <= now) {
         actions_.fire_actions(signals, now);
         return answer(gvcp::STATUS_ACTION_LATE);
     }
-    if (!actions_.schedule_actions(signals, action.action_time)) return answer(gvcp::STATUS_OVERFLOW);
+    if (!actions_.schedule_actions(signals, *action.action_time)) return answer(gvcp::STATUS_OVERFLOW);
     return answer(gvcp::STATUS_SUCCESS);
 }
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <optional>
 #include <vector>
 
 #include "device_registers.h"
@@ -56,7 +57,8 @@ protected:
     }
     // Sends one action asking for an ack; the ack's status, or 0xFFFF when none came.
     uint16_t act(uint32_t device_key, uint32_t group_key, uint32_t mask, uint64_t at = 0) {
-        client_.send_raw(gvcp::build_action_command(true, ++id_, {device_key, group_key, mask, at != 0, at}));
+        client_.send_raw(gvcp::build_action_command(
+            true, ++id_, {device_key, group_key, mask, at != 0 ? std::optional<uint64_t>(at) : std::nullopt}));
         return client_.wait_ack(id_, 300).status;
     }
     // Leader timestamps of the frames that come within `wait`.

@@ -99,8 +99,10 @@ bool read_action_command(uint8_t flags, const uint8_t* payload, size_t size, Act
     action->device_key = wire::load_be32(payload + kActionDeviceKeyOffset);
     action->group_key = wire::load_be32(payload + kActionGroupKeyOffset);
     action->group_mask = wire::load_be32(payload + kActionGroupMaskOffset);
-    action->scheduled = scheduled;
-    action->action_time = scheduled ? wire::load_be64(payload + kActionTimeOffset) : 0;
+    action->action_time.reset();
+    if (scheduled) {
+        action->action_time = wire::load_be64(payload + kActionTimeOffset);
+    }
     return true;
 }
 
@@ -179,14 +181,15 @@ std::vector<uint8_t> build_resend_request(bool extended_ids, uint16_t request_id
 }
 
 std::vector<uint8_t> build_action_command(bool ack_required, uint16_t request_id, const ActionCommand& action) {
-    std::vector<uint8_t> payload(action.scheduled ? kScheduledActionCmdPayloadSize : kActionCmdPayloadSize, 0);
+    const bool scheduled = action.action_time.has_value();
+    std::vector<uint8_t> payload(scheduled ? kScheduledActionCmdPayloadSize : kActionCmdPayloadSize, 0);
     wire::store_be32(payload.data() + kActionDeviceKeyOffset, action.device_key);
     wire::store_be32(payload.data() + kActionGroupKeyOffset, action.group_key);
     wire::store_be32(payload.data() + kActionGroupMaskOffset, action.group_mask);
-    if (action.scheduled) {
-        wire::store_be64(payload.data() + kActionTimeOffset, action.action_time);
+    if (scheduled) {
+        wire::store_be64(payload.data() + kActionTimeOffset, *action.action_time);
     }
-    const uint8_t flags = (ack_required ? kFlagAckRequired : 0) | (action.scheduled ? kFlagScheduledAction : 0);
+    const uint8_t flags = (ack_required ? kFlagAckRequired : 0) | (scheduled ? kFlagScheduledAction : 0);
     return build_command(flags, ACTION_CMD, request_id, payload);
 }
 

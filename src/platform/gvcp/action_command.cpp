@@ -137,8 +137,9 @@ bool send_action_command(const ActionRequest& request, int wait_ms, ActionOutcom
     action.device_key = request.device_key;
     action.group_key = request.group_key;
     action.group_mask = request.group_mask;
-    action.scheduled = request.scheduled_time != 0;
-    action.action_time = request.scheduled_time;
+    if (request.scheduled_time != 0) {
+        action.action_time = request.scheduled_time;
+    }
     Collector collector;
     collector.request_id = next_request_id();
     collector.outcome = outcome;

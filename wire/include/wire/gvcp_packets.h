@@ -6,6 +6,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "wire/gvcp_layout.h"
@@ -69,13 +70,13 @@ struct ForceIpRequest {
 bool read_force_ip(const uint8_t* payload, size_t size, ForceIpRequest* request);
 
 // An ACTION_CMD's payload: which devices and which of their action groups it
-// fires, and when (device time in ns; only with kFlagScheduledAction).
+// fires, and when.
 struct ActionCommand {
     uint32_t device_key = 0;
     uint32_t group_key = 0;
     uint32_t group_mask = 0;
-    bool scheduled = false;
-    uint64_t action_time = 0;
+    // Only a scheduled action (kFlagScheduledAction) has one: device time in ns.
+    std::optional<uint64_t> action_time;
 };
 
 // False when the payload is too short for the form `flags` announce.
