@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <deque>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -117,9 +118,9 @@ const char kSyncUsage[] =
     "from the master exceeds 1 ms either way.\n"
     "\n"
     "  --shots N        scheduled actions to fire (default 10)\n"
-    "  --interval-ms T  time between shots (default 200); with an adapter other\n"
-    "                   than loopback asked, each command waits 100 ms for acks:\n"
-    "                   keep T above that\n"
+    "  --interval-ms T  time between shots (default 200); each command waits up\n"
+    "                   to 100 ms for acks, so closer shots are sent from\n"
+    "                   threads of their own (at most 16 at once)\n"
     "  --lead-ms L      how far ahead of its time a shot is sent (default 50)\n"
     "  --device-key K   device key (default 0x53594E43)\n"
     "  --group-key G    group key (default 1)\n"
@@ -130,6 +131,7 @@ constexpr int64_t kNsPerMs = 1000000;
 constexpr int64_t kSyncLimitNs = kNsPerMs;  // |offset from master| above this: unsynchronised
 constexpr int kPtpSettleMs = 10000;         // waited at most while a clock is still starting
 constexpr int kFrameGraceMs = 2000;         // frames waited for after the last shot's time
+constexpr size_t kSendersInFlight = 16;     // action commands waiting for their acks at once
 
 // What sync wrote, and what to write back (in reverse order).
 struct Written {
@@ -373,12 +375,28 @@ int run_sync(int argc, char** argv) {
     const int64_t interval = interval_ms * kNsPerMs;
     const int64_t first = realtime_ns() + lead_ms * kNsPerMs;
     std::vector<int> acks(static_cast<size_t>(shots), 0);
-    for (long k = 0; k < shots; ++k) {
-        const int64_t when = first + k * interval;
-        sleep_until_realtime(when - lead_ms * kNsPerMs);
-        status = ORNCSysSendActionCommand(discovery.system(), device_key, group_key, 1, static_cast<uint64_t>(when),
-                                          &acks[static_cast<size_t>(k)]);
-        if (status != ORNC_OK) return cli.fail_status("cannot send the action command", status);
+    std::vector<ornc_status_t> sent(static_cast<size_t>(shots), ORNC_OK);
+    {
+        // Each command waits up to 100 ms for its acks; shots closer than
+        // that leave on time from threads of their own.
+        std::deque<std::thread> senders;
+        for (long k = 0; k < shots; ++k) {
+            const int64_t when = first + k * interval;
+            while (senders.size() >= kSendersInFlight) {
+                senders.front().join();
+                senders.pop_front();
+            }
+            sleep_until_realtime(when - lead_ms * kNsPerMs);
+            const size_t shot = static_cast<size_t>(k);
+            senders.emplace_back([&, shot, when] {
+                sent[shot] = ORNCSysSendActionCommand(discovery.system(), device_key, group_key, 1,
+                                                      static_cast<uint64_t>(when), &acks[shot]);
+            });
+        }
+        for (std::thread& sender : senders) sender.join();
+    }
+    for (const ornc_status_t shot_status : sent) {
+        if (shot_status != ORNC_OK) return cli.fail_status("cannot send the action command", shot_status);
     }
     const int64_t last = first + (shots - 1) * interval;
     while (!all_delivered(sensors, shots) && realtime_ns() < last + kFrameGraceMs * kNsPerMs) {
