@@ -46,9 +46,9 @@ struct Triggered {
         std::lock_guard<std::mutex> lock(me->mutex);
         me->stamps.push_back(int64_t(info.timestamp * (1000000000.0 / double(info.timestamp_frequency))));
     }
-    size_t count() {
+    std::vector<int64_t> taken() {
         std::lock_guard<std::mutex> lock(mutex);
-        return stamps.size();
+        return stamps;
     }
     void start(const ornc_device_t* device) {
         ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
@@ -140,12 +140,14 @@ TEST_F(ThreeSensors, OneScheduledActionOneFrameEachAndWrongKeysNone) {
     EXPECT_EQ(ORNCSysSendActionCommand(&system.sys, kDeviceKey, kGroupKey, kGroupMask, uint64_t(when), &acknowledged),
               ORNC_OK);
     EXPECT_EQ(acknowledged, 3);
-    orntest::wait_until([&] { return triggered[0].count() + triggered[1].count() + triggered[2].count() >= 3; },
-                        std::chrono::seconds(3));
+    orntest::wait_until(
+        [&] { return triggered[0].taken().size() + triggered[1].taken().size() + triggered[2].taken().size() >= 3; },
+        std::chrono::seconds(3));
     orntest::wait_until([] { return false; }, std::chrono::milliseconds(300));  // a stray frame would come by now
     for (Triggered& t : triggered) {
-        ASSERT_EQ(t.count(), 1u) << "one frame for the one matching action";
-        EXPECT_NEAR(double(t.stamps[0] - when), 0.0, 1e6) << "ns from the scheduled time";
+        const std::vector<int64_t> stamps = t.taken();
+        ASSERT_EQ(stamps.size(), 1u) << "one frame for the one matching action";
+        EXPECT_NEAR(double(stamps[0] - when), 0.0, 1e6) << "ns from the scheduled time";
     }
     const orntest::ProgramResult tool = orntest::run_program(
         ORNC_TOOL_BINARY, {"action", "--device-key", "0x11", "--group-key", "0x22", "--mask", "4", "--at", "+100"});
