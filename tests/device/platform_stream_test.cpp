@@ -131,19 +131,23 @@ TEST(PlatformStream, AbortDuringAcquisitionReturnsEveryBuffer) {
     size_t good = 0;
     size_t aborted = 0;
     for (int round = 0; round < 5; ++round) {
+        SCOPED_TRACE("round " + std::to_string(round));
         std::this_thread::sleep_for(std::chrono::milliseconds(30));
-        ASSERT_TRUE(rig.stream()->AbortQueuedBuffers().IsOK());
+        PvResult abort = rig.stream()->AbortQueuedBuffers();
+        ASSERT_TRUE(abort.IsOK()) << describe(abort);
         PvBuffer* buffer = nullptr;
         PvResult operation;
         std::vector<PvBuffer*> back;
         while (rig.stream()->GetQueuedBufferCount() != 0) {
-            ASSERT_TRUE(rig.stream()->RetrieveBuffer(&buffer, &operation, 100).IsOK());
+            PvResult retrieved = rig.stream()->RetrieveBuffer(&buffer, &operation, 100);
+            ASSERT_TRUE(retrieved.IsOK()) << describe(retrieved) << " after " << back.size() << " buffers";
             (operation.GetCode() == PvResult::ABORTED ? aborted : good) += 1;
             back.push_back(buffer);
         }
         EXPECT_EQ(back.size(), 8u);
         for (PvBuffer* returned : back) {
-            ASSERT_TRUE(rig.stream()->QueueBuffer(returned).IsOK());
+            PvResult queued = rig.stream()->QueueBuffer(returned);
+            ASSERT_TRUE(queued.IsOK()) << describe(queued);
         }
     }
     EXPECT_GT(aborted, 0u);
