@@ -3,7 +3,7 @@
 // (kPlainMemory + the offsets below), so that what a node writes can be read
 // back behind the node map. The platform tests load the features as a file
 // of their own; the camera tests load them inside the sensor's built-in
-// file, which connecting needs. See the .cpp for the features.
+// file, which connecting needs. The features are in test_features.xml.
 #pragma once
 
 #include <cstdint>
