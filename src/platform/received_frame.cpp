@@ -131,11 +131,13 @@ TransferFacts read_aravis_transfer(ArvBuffer* wrapper, const uint8_t* memory) {
             part.offset = static_cast<uint64_t>(data - memory);
         }
         part.size = size;
-        part.width = non_negative(arv_buffer_get_part_width(wrapper, i));
-        part.height = non_negative(arv_buffer_get_part_height(wrapper, i));
-        part.pixel_format = arv_buffer_get_part_pixel_format(wrapper, i);
-        part.x = non_negative(arv_buffer_get_part_x(wrapper, i));
-        part.y = non_negative(arv_buffer_get_part_y(wrapper, i));
+        if (is_image_part(part.data_type)) {
+            part.width = non_negative(arv_buffer_get_part_width(wrapper, i));
+            part.height = non_negative(arv_buffer_get_part_height(wrapper, i));
+            part.pixel_format = arv_buffer_get_part_pixel_format(wrapper, i);
+            part.x = non_negative(arv_buffer_get_part_x(wrapper, i));
+            part.y = non_negative(arv_buffer_get_part_y(wrapper, i));
+        }
         part.purpose_id = arv_buffer_get_part_component_id(wrapper, i);
     }
     return facts;
