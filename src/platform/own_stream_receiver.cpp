@@ -237,27 +237,30 @@ private:
             watch_.active = false;
             return;
         }
+        // A gap is asked for as soon as a later packet shows it; what has
+        // not come yet after the highest packet seen only once the frame
+        // fell silent. Between two rounds only what is new is asked for.
+        const bool silent = now - watch_.last_progress >= receiver_policy::kPacketTimeout;
         const bool overdue = now - watch_.last_request >= receiver_policy::kPacketTimeout;
-        std::vector<std::pair<uint32_t, uint32_t>> ranges = frame.missing_ranges();
-        if (ranges.empty()) {
-            // Nothing missing that is known of: when the frame has fallen
-            // silent, its end (the next packet, or the trailer) is.
-            if (!overdue || now - watch_.last_progress < receiver_policy::kPacketTimeout) {
-                return;
+        std::vector<std::pair<uint32_t, uint32_t>> ranges;
+        for (std::pair<uint32_t, uint32_t> range : frame.missing_ranges()) {
+            if (!silent && range.first > frame.highest_seen()) {
+                continue;
             }
+            if (!overdue) {
+                if (range.second <= watch_.requested_up_to) {
+                    continue;
+                }
+                range.first = std::max(range.first, watch_.requested_up_to + 1);
+            }
+            ranges.push_back(range);
+        }
+        if (ranges.empty() && silent && overdue && frame.missing_count() == 0) {
+            // Nothing missing that is known of: the frame's end (the next
+            // packet, or the trailer) is.
             const uint32_t known =
                 frame.payload_packet_count() != 0 ? frame.payload_packet_count() : frame.highest_seen();
             ranges.emplace_back(known + 1, known + 1);
-        } else if (!overdue) {
-            // Between two rounds only gaps that are new are asked for.
-            ranges.erase(std::remove_if(ranges.begin(), ranges.end(),
-                                        [&](const std::pair<uint32_t, uint32_t>& range) {
-                                            return range.second <= watch_.requested_up_to;
-                                        }),
-                         ranges.end());
-            for (auto& range : ranges) {
-                range.first = std::max(range.first, watch_.requested_up_to + 1);
-            }
         }
         if (ranges.empty()) {
             return;
