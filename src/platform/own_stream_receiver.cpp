@@ -325,17 +325,11 @@ private:
                                                   report.timestamp % frequency * kNanoseconds / frequency
                                             : host_time_ns();
         for (const gvsp::PartLayout& layout : report.parts) {
-            TransferPart part;
-            part.data_type = layout.data_type;
-            part.offset = layout.offset;  // the block starts at the buffer's start
-            part.size = layout.size;
-            part.width = layout.width;
-            part.height = layout.height;
-            part.pixel_format = layout.pixel_format;
-            part.x = layout.x_offset;
-            part.y = layout.y_offset;
-            part.purpose_id = layout.data_purpose_id;
-            facts.parts.push_back(part);
+            // The block starts at the buffer's start: its offsets are the
+            // buffer's.
+            facts.parts.push_back(TransferPart{layout.data_type, layout.offset, layout.size, layout.width,
+                                               layout.height, layout.pixel_format, layout.x_offset, layout.y_offset,
+                                               layout.data_purpose_id});
         }
         return facts;
     }
