@@ -237,10 +237,12 @@ private:
             watch_.active = false;
             return;
         }
-        // A gap is asked for as soon as a later packet shows it; what has
-        // not come yet after the highest packet seen only once the frame
-        // fell silent. Between two rounds only what is new is asked for.
-        const bool silent = now - watch_.last_progress >= receiver_policy::kPacketTimeout;
+        // A gap is asked for as soon as a later packet (or the trailer)
+        // shows it; what has not come yet after the highest packet seen
+        // only once the frame fell silent. Between two rounds only what is
+        // new is asked for.
+        const bool silent = now - watch_.last_progress >= receiver_policy::kPacketTimeout ||
+                            frame.state() == gvsp::FrameState::incomplete;
         const bool overdue = now - watch_.last_request >= receiver_policy::kPacketTimeout;
         std::vector<std::pair<uint32_t, uint32_t>> ranges;
         for (std::pair<uint32_t, uint32_t> range : frame.missing_ranges()) {
