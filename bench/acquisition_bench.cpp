@@ -13,6 +13,8 @@
 // worker's base pace (at most one buffer per 10 ms pass). The library runs
 // each case twice: with the base pacing and with a pass every ms taking up
 // to 16 buffers (ORNCSetDeliveryPacing). Every
+// third time, paced so, on the library's own stream receiver
+// (ORNC_STREAM_RECEIVER=own; "own-16") instead of Aravis's. Every
 // frame has three parts, Coord3D_ABC32f + Mono8 + Confidence8, and no
 // chunk data: the library would bind each frame's chunks to its node map,
 // work plain Aravis does not do, and both clients read the timestamp from
@@ -875,9 +877,13 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
 
     RunResult ornc;
     RunResult paced;
+    RunResult own;
     RunResult aravis;
-    const bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, false, &ornc) &&
-                         run_ornc(sensor, sensor_threads, c, seconds, true, &paced);
+    bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, false, &ornc) &&
+                   run_ornc(sensor, sensor_threads, c, seconds, true, &paced);
+    setenv("ORNC_STREAM_RECEIVER", "own", 1);
+    ornc_ok = ornc_ok && run_ornc(sensor, sensor_threads, c, seconds, true, &own);
+    unsetenv("ORNC_STREAM_RECEIVER");
     const bool aravis_ok =
         ornc_ok && run_aravis(sensor, sensor_threads, c, seconds,
                               link != nullptr ? kVethInterfaceAddress : kLoopbackInterfaceAddress, &aravis);
@@ -903,11 +909,14 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     print_header();
     const Figures of = figures_of(ornc);
     const Figures pf = figures_of(paced);
+    const Figures wf = figures_of(own);
     const Figures af = figures_of(aravis);
     print_row("ORNC", ornc, of);
     print_row("ORNC-16", paced, pf);
+    print_row("own-16", own, wf);
     print_row("Aravis", aravis, af);
-    for (const auto& [client, f] : {std::pair<const char*, const Figures&>{"ORNC", of}, {"ORNC-16", pf}}) {
+    for (const auto& [client, f] :
+         {std::pair<const char*, const Figures&>{"ORNC", of}, {"ORNC-16", pf}, {"own-16", wf}}) {
         if (af.client_cpu_per_gb > 0 && af.process_cpu_per_gb > 0) {
             std::printf("ratio   %s / Aravis CPU per GB: client %.2f, whole process %.2f\n", client,
                         f.client_cpu_per_gb / af.client_cpu_per_gb, f.process_cpu_per_gb / af.process_cpu_per_gb);
@@ -917,7 +926,7 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
                         f.latency_p50_ms - af.latency_p50_ms, f.latency_p99_ms - af.latency_p99_ms);
         }
     }
-    if (of.delivered == 0 || pf.delivered == 0 || af.delivered == 0) {
+    if (of.delivered == 0 || pf.delivered == 0 || wf.delivered == 0 || af.delivered == 0) {
         std::fprintf(stderr, "case %s: a client received nothing\n", c.name);
         return false;
     }
@@ -984,11 +993,12 @@ int main(int argc, char** argv) {
         }
     }
     std::signal(SIGALRM, on_watchdog);
-    alarm(static_cast<unsigned>(case_count * (3 * seconds + 90)));
+    alarm(static_cast<unsigned>(case_count * (4 * seconds + 120)));
 
     std::printf(
-        "acquisition through libORNC's C API (ORNC: base pacing, ORNC-16: ORNCSetDeliveryPacing(h, %d, %d)) "
-        "and through plain Aravis, one after the other, %zu cases%s\n",
+        "acquisition through libORNC's C API (ORNC: base pacing, ORNC-16: ORNCSetDeliveryPacing(h, %d, %d), "
+        "own-16: the same on the library's own stream receiver) and through plain Aravis, one after the other, "
+        "%zu cases%s\n",
         kFastPeriodMs, kFastBuffersPerPass, case_count, veth ? " over a 1500-MTU veth pair" : "");
     bool ok = true;
     for (size_t i = 0; i < case_count && ok; ++i) {

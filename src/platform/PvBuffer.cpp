@@ -138,8 +138,8 @@ PvResult PvBuffer::Reset(PvPayloadType payload_type) {
     return PvResult::OK;
 }
 
-PvResult PvBuffer::TakeTransfer() {
-    PvResult result = received_->Take(arv_buffer_, data_, size_);
+PvResult PvBuffer::TakeTransfer(const platform::TransferFacts& facts) {
+    PvResult result = received_->Take(facts, data_, size_);
     if (result.IsOK()) {
         payload_type_ = received_->GetPayloadType();
     }

@@ -28,7 +28,8 @@ typedef struct _ArvBuffer ArvBuffer;
 
 namespace platform {
 class ReceivedFrame;
-}
+struct TransferFacts;
+}  // namespace platform
 
 class PvBuffer {
 public:
@@ -84,11 +85,11 @@ public:
     static PvBuffer* FromArvBuffer(ArvBuffer* buffer);
     bool IsQueued() const { return queued_; }
     void SetQueued(bool queued) { queued_ = queued; }
-    // Reads what the stream wrote into the wrapper (status, payload type,
-    // image geometry, parts) and checks it against the memory: OK for a
-    // complete transfer that fits, a failure code otherwise (the views
-    // then show nothing).
-    PvResult TakeTransfer();
+    // Takes what the stream's receiver tells of the transfer into this
+    // buffer (status, payload type, image geometry, parts) and checks it
+    // against the memory: OK for a complete transfer that fits, a failure
+    // code otherwise (the views then show nothing).
+    PvResult TakeTransfer(const platform::TransferFacts& facts);
     // Forgets the last transfer (queued again, aborted).
     void ClearTransfer();
     // The PvBuffer whose memory starts at `data`, or null.

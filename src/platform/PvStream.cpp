@@ -4,31 +4,27 @@
 
 #include <algorithm>
 #include <chrono>
-#include <thread>
 
 #include "platform/PvDevice.h"
 #include "platform/PvDeviceInfoGEV.h"
 #include "platform/PvStreamGEV.h"
-#include "platform/aravis_stream_info.h"
 #include "platform/close_on_end.h"
 #include "platform/own_node_maps.h"
+#include "platform/stream_receiver.h"
 
 namespace {
 // Rates are measured over at least this long, so two reads in a row do
 // not report noise.
 constexpr std::chrono::milliseconds kRateWindow{200};
-// Aravis's pop cannot be woken by an abort, so a blocked retrieval waits
-// on a condition of its own, which completed transfers (through the
-// subclass), aborts and the close signal; it looks at the receiver (WhileRetrieving) after each
-// slice (this long at most) that passed without a wake-up.
+// A blocked retrieval waits on a condition of its own, which completed
+// transfers (through the receiver's wake-up), aborts and the close signal;
+// it looks at the receiver (WhileRetrieving) after each slice (this long
+// at most) that passed without a wake-up.
 constexpr std::chrono::milliseconds kRetrieveSlice{20};
 constexpr uint32_t kWaitForever = 0xFFFFFFFFu;
-// After an abort the receiver is drained until the link has been quiet
-// this long (far more than the gap between two packets of a frame), but
-// never longer than the bound, for a device that keeps sending.
-constexpr std::chrono::milliseconds kDrainQuiet{10};
-constexpr std::chrono::milliseconds kDrainBound{250};
-constexpr std::chrono::milliseconds kDrainPoll{2};
+// How long QueueBuffer and Close wait for an abort's drain (the receivers
+// bound it well below this).
+constexpr std::chrono::milliseconds kDrainWait{500};
 
 // Gives back the wrappers of buffers the stream still held: their buffers
 // are no longer queued.
@@ -54,42 +50,32 @@ public:
 
     void BeforeRead(PvGenParameterArray& array, PvGenParameter& parameter) override {
         namespace feature = platform::stream_feature;
-        ArvStream* stream = stream_->GetArvStream();
-        if (stream == nullptr) {
+        std::shared_ptr<platform::StreamReceiver> receiver = stream_->receiver_;
+        if (receiver == nullptr) {
             return;
         }
         const PvString name = parameter.GetName();
-        guint64 completed = 0;
-        guint64 failures = 0;
-        guint64 underruns = 0;
-        arv_stream_get_statistics(stream, &completed, &failures, &underruns);
+        const platform::ReceiverStatistics statistics = receiver->Statistics();
         if (name == feature::kBlockCount) {
-            array.SetIntegerUnlocked(feature::kBlockCount, static_cast<int64_t>(completed));
+            array.SetIntegerUnlocked(feature::kBlockCount, static_cast<int64_t>(statistics.completed));
         } else if (name == feature::kBlocksDropped) {
-            array.SetIntegerUnlocked(feature::kBlocksDropped, static_cast<int64_t>(failures));
+            array.SetIntegerUnlocked(feature::kBlocksDropped, static_cast<int64_t>(statistics.failures));
         } else if (name == feature::kBlocksUnderrun) {
-            array.SetIntegerUnlocked(feature::kBlocksUnderrun, static_cast<int64_t>(underruns));
+            array.SetIntegerUnlocked(feature::kBlocksUnderrun, static_cast<int64_t>(statistics.underruns));
         } else if (name == feature::kResendRequests || name == feature::kPacketsMissing) {
-            guint64 missing = 0;
-            guint64 requested = 0;
-            if (ARV_IS_GV_STREAM(stream)) {
-                arv_gv_stream_get_statistics(ARV_GV_STREAM(stream), nullptr, &missing);
-                requested = arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRequests);
-            }
-            array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(requested));
-            array.SetIntegerUnlocked(feature::kPacketsMissing, static_cast<int64_t>(missing));
+            array.SetIntegerUnlocked(feature::kResendRequests, static_cast<int64_t>(statistics.resend_requests));
+            array.SetIntegerUnlocked(feature::kPacketsMissing, static_cast<int64_t>(statistics.packets_missing));
         } else if (name == feature::kQueuedBufferCount) {
             array.SetIntegerUnlocked(feature::kQueuedBufferCount, stream_->GetQueuedBufferCount());
         } else if (name == feature::kAcquisitionRate || name == feature::kBandwidth) {
-            UpdateRates(array, completed,
-                        arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kTransferredBytes));
+            UpdateRates(array, statistics.completed, statistics.transferred_bytes);
         }
     }
 
     PvResult AfterWrite(PvGenParameterArray&, PvGenParameter&) override { return PvResult::OK; }
 
 private:
-    void UpdateRates(PvGenParameterArray& array, guint64 completed, guint64 bytes) {
+    void UpdateRates(PvGenParameterArray& array, uint64_t completed, uint64_t bytes) {
         const auto now = std::chrono::steady_clock::now();
         const auto elapsed = now - last_time_;
         if (elapsed < kRateWindow) {
@@ -107,8 +93,8 @@ private:
 
     PvStream* stream_;
     std::chrono::steady_clock::time_point last_time_;
-    guint64 last_completed_ = 0;
-    guint64 last_bytes_ = 0;
+    uint64_t last_completed_ = 0;
+    uint64_t last_bytes_ = 0;
 };
 
 PvStream* PvStream::CreateAndOpen(const PvDeviceInfo* device_info, PvResult* result) {
@@ -127,8 +113,8 @@ PvStream::PvStream() = default;
 
 PvStream::~PvStream() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
-PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock) {
-    stream_ = stream;
+PvResult PvStream::Attach(std::unique_ptr<platform::StreamReceiver> receiver, std::shared_ptr<std::mutex> device_lock) {
+    receiver_ = std::move(receiver);
     device_lock_ = std::move(device_lock);
     statistics_hooks_.reset(new StatisticsHooks(this));
     PvResult result;
@@ -137,7 +123,7 @@ PvResult PvStream::Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_
 }
 
 PvResult PvStream::Close() {
-    if (stream_ == nullptr) {
+    if (receiver_ == nullptr) {
         return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
     }
     if (parameters_ != nullptr) {
@@ -146,19 +132,18 @@ PvResult PvStream::Close() {
     parameters_.reset();
     statistics_hooks_.reset();
     {
-        // Stopping the receiver releases the wrappers it holds and tells
-        // the device to stop sending through the device's node map.
-        std::lock_guard<std::mutex> queue_guard(queue_lock_);
+        // Stopping the receiver releases the wrappers it holds.
+        std::unique_lock<std::mutex> queue_guard(queue_lock_);
+        drained_.wait_for(queue_guard, kDrainWait, [this] { return !draining_; });
         // The stream may be the last holder of a disconnected device.
         PvDevice::ReleaseHere([this] {
             if (device_lock_ != nullptr) {
                 std::lock_guard<std::mutex> device_guard(*device_lock_);
-                g_object_unref(stream_);
+                receiver_.reset();
             } else {
-                g_object_unref(stream_);
+                receiver_.reset();
             }
         });
-        stream_ = nullptr;
         release_wrappers(queued_);
         release_wrappers(aborted_);
         WakeRetrievals();
@@ -177,8 +162,8 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
         return PvResult(PvResult::INVALID_PARAMETER, buffer == nullptr ? "no buffer" : "the buffer has no memory");
     }
     std::unique_lock<std::mutex> guard(queue_lock_);
-    drained_.wait_for(guard, kDrainBound, [this] { return !draining_; });
-    if (stream_ == nullptr) {
+    drained_.wait_for(guard, kDrainWait, [this] { return !draining_; });
+    if (receiver_ == nullptr) {
         return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
     }
     if (buffer->IsQueued()) {
@@ -187,14 +172,13 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
     if (queued_.size() + aborted_.size() >= kQueuedBufferMaximum) {
         return PvResult(PvResult::GENERIC_ERROR, "the queue is full");
     }
-    // One reference goes to the stream, one to the record; the
+    // One reference goes to the receiver, one to the record; the
     // PvBuffer keeps its own.
     ArvBuffer* wrapper = buffer->GetArvBuffer();
     buffer->ClearTransfer();
     g_object_ref(wrapper);
     queued_.push_back(wrapper);
-    g_object_ref(wrapper);
-    arv_stream_push_buffer(stream_, wrapper);
+    receiver_->Push(wrapper, buffer->GetDataPointer(), buffer->GetSize());
     buffer->SetQueued(true);
     return PvResult::OK;
 }
@@ -202,14 +186,14 @@ PvResult PvStream::QueueBuffer(PvBuffer* buffer) {
 PvBuffer* PvStream::ClaimCompletedLocked(ArvBuffer* wrapper) {
     auto found = std::find(queued_.begin(), queued_.end(), wrapper);
     if (found == queued_.end()) {
-        // Popped just before an abort took the record's copy: the abort
-        // hands the buffer back; only Aravis's reference is ours to drop.
+        // Not in the record (an abort took it): the abort hands the
+        // buffer back; only the receiver's reference is ours to drop.
         g_object_unref(wrapper);
         return nullptr;
     }
     queued_.erase(found);
     PvBuffer* buffer = PvBuffer::FromArvBuffer(wrapper);
-    g_object_unref(wrapper);  // Aravis's
+    g_object_unref(wrapper);  // the receiver's
     g_object_unref(wrapper);  // the record's
     if (buffer != nullptr) {
         buffer->SetQueued(false);
@@ -239,12 +223,12 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
     *buffer = nullptr;
     const auto start = std::chrono::steady_clock::now();
     const auto limit = std::chrono::milliseconds(timeout_ms);
+    platform::TransferFacts facts;
     for (;;) {
-        ArvStream* stream = nullptr;
         uint64_t seen = 0;
         {
             std::lock_guard<std::mutex> guard(queue_lock_);
-            if (stream_ == nullptr) {
+            if (receiver_ == nullptr) {
                 return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
             }
             PvBuffer* aborted = ClaimAbortedLocked();
@@ -255,42 +239,43 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
                 }
                 return PvResult::OK;
             }
-            // Kept alive across the wait even if another thread closes.
-            stream = ARV_STREAM(g_object_ref(stream_));
-            // Read before the pop: a transfer completed after it is seen
-            // as a change.
-            std::lock_guard<std::mutex> ready_guard(ready_lock_);
-            seen = ready_events_;
-        }
-        ArvBuffer* wrapper = arv_stream_try_pop_buffer(stream);
-        if (wrapper == nullptr) {
-            auto slice = std::chrono::duration_cast<std::chrono::microseconds>(kRetrieveSlice);
-            if (timeout_ms != kWaitForever) {
-                const auto elapsed = std::chrono::steady_clock::now() - start;
-                const auto remaining = std::chrono::duration_cast<std::chrono::microseconds>(limit - elapsed);
-                slice = std::max(std::chrono::microseconds(0), std::min(slice, remaining));
+            {
+                // Read before the pop: a transfer completed after it is
+                // seen as a change.
+                std::lock_guard<std::mutex> ready_guard(ready_lock_);
+                seen = ready_events_;
             }
-            if (slice.count() > 0) {
-                std::unique_lock<std::mutex> ready_guard(ready_lock_);
-                if (!ready_.wait_for(ready_guard, slice, [&] { return ready_events_ != seen; })) {
-                    ready_guard.unlock();
-                    WhileRetrieving(stream);
+            ArvBuffer* wrapper = receiver_->TryPop(&facts);
+            if (wrapper != nullptr) {
+                PvBuffer* completed = ClaimCompletedLocked(wrapper);
+                if (completed != nullptr) {
+                    PvResult transfer = completed->TakeTransfer(facts);
+                    if (operation_result != nullptr) {
+                        *operation_result = transfer;
+                    }
+                    *buffer = completed;
+                    return PvResult::OK;
                 }
+                continue;
             }
         }
-        g_object_unref(stream);
-        if (wrapper != nullptr) {
-            std::lock_guard<std::mutex> guard(queue_lock_);
-            PvBuffer* completed = ClaimCompletedLocked(wrapper);
-            if (completed != nullptr) {
-                PvResult transfer = completed->TakeTransfer();
-                if (operation_result != nullptr) {
-                    *operation_result = transfer;
+        auto slice = std::chrono::duration_cast<std::chrono::microseconds>(kRetrieveSlice);
+        if (timeout_ms != kWaitForever) {
+            const auto elapsed = std::chrono::steady_clock::now() - start;
+            const auto remaining = std::chrono::duration_cast<std::chrono::microseconds>(limit - elapsed);
+            slice = std::max(std::chrono::microseconds(0), std::min(slice, remaining));
+        }
+        if (slice.count() > 0) {
+            std::unique_lock<std::mutex> ready_guard(ready_lock_);
+            if (!ready_.wait_for(ready_guard, slice, [&] { return ready_events_ != seen; })) {
+                ready_guard.unlock();
+                // The receiver's state can be looked at while somebody
+                // waits for a frame (it takes none of the stream's locks).
+                std::lock_guard<std::mutex> guard(queue_lock_);
+                if (receiver_ != nullptr) {
+                    receiver_->WhileRetrieving();
                 }
-                *buffer = completed;
-                return PvResult::OK;
             }
-            continue;
         }
         if (timeout_ms != kWaitForever && std::chrono::steady_clock::now() - start >= limit) {
             return PvResult(PvResult::TIMEOUT, "no buffer within " + std::to_string(timeout_ms) + " ms");
@@ -299,39 +284,46 @@ PvResult PvStream::RetrieveBuffer(PvBuffer** buffer, PvResult* operation_result,
 }
 
 PvResult PvStream::AbortQueuedBuffers() {
-    ArvStream* stream = nullptr;
+    std::shared_ptr<platform::StreamReceiver> receiver;
     {
         std::lock_guard<std::mutex> guard(queue_lock_);
-        if (stream_ == nullptr) {
+        if (receiver_ == nullptr) {
             return PvResult(PvResult::NOT_CONNECTED, "the stream is not open");
         }
         if (queued_.empty()) {
-            AfterAbort();
+            receiver_->AfterAbort();
             return PvResult::OK;
         }
-        // Aravis hands nothing back on its own: stopping its receiver with
-        // buffer deletion drops its references to every queued and
-        // completed wrapper (the one being filled included); the record
-        // still holds one on each, and they go back as aborted.
-        arv_stream_stop_thread(stream_, TRUE);
+        // The receiver drops its references to every wrapper (the one
+        // being filled included); the record still holds one on each, and
+        // they go back as aborted.
+        receiver_->DropAll();
         for (ArvBuffer* wrapper : queued_) {
             aborted_.push_back(wrapper);
         }
         queued_.clear();
         WakeRetrievals();
-        arv_stream_start_thread(stream_);
         draining_ = true;
-        stream = ARV_STREAM(g_object_ref(stream_));
+        receiver = receiver_;
     }
-    DrainReceiver(stream);
-    g_object_unref(stream);
+    receiver->Drain();
+    receiver->AfterAbort();
+    receiver.reset();
     {
         std::lock_guard<std::mutex> guard(queue_lock_);
         draining_ = false;
     }
     drained_.notify_all();
-    AfterAbort();
     return PvResult::OK;
+}
+
+bool PvStream::FindResentPackets(uint64_t block_id, uint32_t* packets) {
+    std::shared_ptr<platform::StreamReceiver> receiver;
+    {
+        std::lock_guard<std::mutex> guard(queue_lock_);
+        receiver = receiver_;
+    }
+    return receiver != nullptr && receiver->FindResentPackets(block_id, packets);
 }
 
 void PvStream::WakeRetrievals() {
@@ -340,31 +332,4 @@ void PvStream::WakeRetrievals() {
         ++ready_events_;
     }
     ready_.notify_all();
-}
-
-// The restarted receiver forgets the frames it knew, while its socket
-// still holds the rest of the frame that was on the wire when the device
-// stopped. With no buffer queued those packets are counted and dropped;
-// had a buffer been queued, they would start a frame without its
-// beginning, which fails only after the frame retention and holds every
-// later frame back until then.
-void PvStream::DrainReceiver(ArvStream* stream) {
-    const auto start = std::chrono::steady_clock::now();
-    auto quiet_since = start;
-    guint64 received = arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kReceivedPackets);
-    for (;;) {
-        std::this_thread::sleep_for(kDrainPoll);
-        const auto now = std::chrono::steady_clock::now();
-        const guint64 count =
-            arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kReceivedPackets);
-        if (count != received) {
-            received = count;
-            quiet_since = now;
-        } else if (now - quiet_since >= kDrainQuiet) {
-            return;
-        }
-        if (now - start >= kDrainBound) {
-            return;
-        }
-    }
 }

@@ -6,9 +6,10 @@
 // the buffers queued into it: it keeps a record of each so that the
 // caller can get every one back (on abort) before deleting it.
 //
-// Threads: Aravis receives on a thread of its own; the queued-buffer
-// record is guarded by the stream's lock. RetrieveBuffer may block in one
-// thread while another queues or aborts.
+// Threads: the receiver (platform::StreamReceiver: Aravis's, or our own
+// with ORNC_STREAM_RECEIVER=own) receives on a thread of its own; the
+// queued-buffer record is guarded by the stream's lock. RetrieveBuffer may
+// block in one thread while another queues or aborts.
 #pragma once
 
 #include <condition_variable>
@@ -24,7 +25,9 @@
 #include "platform/PvResult.h"
 #include "platform/PvString.h"
 
-typedef struct _ArvStream ArvStream;
+namespace platform {
+class StreamReceiver;
+}
 
 class PvStream {
 public:
@@ -45,7 +48,7 @@ public:
     // returned; their memory stays with their owners). NOT_CONNECTED when
     // not open. The node map dies here.
     PvResult Close();
-    bool IsOpen() const { return stream_ != nullptr; }
+    bool IsOpen() const { return receiver_ != nullptr; }
 
     // Null when not open.
     PvGenParameterArray* GetParameters() const { return parameters_.get(); }
@@ -83,30 +86,22 @@ public:
     // The packets the receiver asked for again for the completed frame
     // `block_id` (see platform::ResentPacketLedger), waiting briefly for
     // the receiving thread to account for it. False when not known.
-    virtual bool FindResentPackets(uint64_t /*block_id*/, uint32_t* /*packets*/) { return false; }
+    bool FindResentPackets(uint64_t block_id, uint32_t* packets);
 
     // --- platform side -------------------------------------------------
-    ArvStream* GetArvStream() const { return stream_; }
     static constexpr uint32_t kQueuedBufferMaximum = 64;
 
 protected:
     PvStream();
-    // Called when a blocked RetrieveBuffer has waited a slice without
-    // being woken (lock not held), with a reference on the open stream:
-    // the receiver's state can be looked at while somebody waits for a
-    // frame.
-    virtual void WhileRetrieving(ArvStream* /*stream*/) {}
-    // Called once an abort has taken every buffer back (possibly with the
-    // queue lock held: it takes none of the stream's locks).
-    virtual void AfterAbort() {}
-    // Takes the reference on `stream`; `device_lock` is the lock of the
-    // device's node map, which Aravis touches when the stream closes.
-    PvResult Attach(ArvStream* stream, std::shared_ptr<std::mutex> device_lock);
+    // Takes `receiver`; `device_lock` is the lock of the device's node
+    // map, held while the receiver is destroyed (Aravis touches the node
+    // map when its stream closes).
+    PvResult Attach(std::unique_ptr<platform::StreamReceiver> receiver, std::shared_ptr<std::mutex> device_lock);
 
     // Guards queued_ and aborted_: the wrappers of the buffers handed to
-    // Aravis (and those taken back by an abort, oldest first), each with a
-    // reference of the record's own, so that a buffer deleted while queued
-    // (its wrapper then maps back to null) is still accounted for.
+    // the receiver (and those taken back by an abort, oldest first), each
+    // with a reference of the record's own, so that a buffer deleted while
+    // queued (its wrapper then maps back to null) is still accounted for.
     mutable std::mutex queue_lock_;
     std::vector<ArvBuffer*> queued_;  // in queueing order
     std::deque<ArvBuffer*> aborted_;
@@ -114,9 +109,9 @@ protected:
     bool draining_ = false;
     std::condition_variable drained_;
 
-    // Bumps ready_events_ and wakes every waiting retrieval: the subclass
-    // calls it once the receiver has handed a completed transfer over
-    // (any thread; takes only ready_lock_).
+    // Bumps ready_events_ and wakes every waiting retrieval: the receiver
+    // calls it once it has handed a completed transfer over (any thread;
+    // takes only ready_lock_).
     void WakeRetrievals();
 
     // What ends a wait in RetrieveBuffer: a transfer completed, an abort,
@@ -129,17 +124,15 @@ protected:
 private:
     class StatisticsHooks;
 
-    // Takes `wrapper` (popped from Aravis, one reference handed over)
-    // back from the record. Null when an abort already claimed it or its
+    // Takes `wrapper` (popped from the receiver, one reference handed
+    // over) back from the record. Null when an abort already claimed it or its
     // PvBuffer is gone. Lock held.
     PvBuffer* ClaimCompletedLocked(ArvBuffer* wrapper);
     // The oldest aborted buffer that still exists, or null. Lock held.
     PvBuffer* ClaimAbortedLocked();
-    // Waits, without buffers in the receiver, until no datagram has arrived
-    // for a short while (bounded). Lock not held.
-    static void DrainReceiver(ArvStream* stream);
-
-    ArvStream* stream_ = nullptr;
+    // Shared only with an abort that drains it without the lock; Close
+    // waits for that drain before it destroys the receiver.
+    std::shared_ptr<platform::StreamReceiver> receiver_;
     std::shared_ptr<std::mutex> device_lock_;
     std::unique_ptr<PvGenParameterArray> parameters_;
     std::unique_ptr<StatisticsHooks> statistics_hooks_;

@@ -1,223 +1,88 @@
 #include "platform/PvStreamGEV.h"
 
 #include <arv.h>
-#include <dirent.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
 
-#include <atomic>
-#include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <mutex>
 
+#include "base/log.h"
 #include "platform/PvDeviceGEV.h"
 #include "platform/aravis_result.h"
-#include "platform/aravis_stream_info.h"
+#include "platform/aravis_stream_receiver.h"
 #include "platform/close_on_end.h"
-#include "platform/local_address.h"
 #include "platform/own_node_maps.h"
-#include "platform/resent_packet_ledger.h"
+#include "platform/own_stream_receiver.h"
 #include "wire/address_text.h"
+#include "wire/gvcp_layout.h"
 
 namespace {
 
-// Aravis sizes its receive socket to about one frame by default; a burst
-// of frames on a fast link (loopback above all) overflows it while its
-// thread sleeps. A fixed large buffer absorbs several frames.
-constexpr gint kSocketBufferBytes = 8 * 1024 * 1024;
-// How long an incomplete frame waits for its resent packets before it is
-// given up (Aravis's default, 0.1 s, is shorter than a resend round trip
-// on a loaded host).
-constexpr guint kFrameRetentionUs = 1000000;
-// Aravis closes frames in the order they started: an unfinished frame at
-// the head holds every later one, whole or not, until its retention runs
-// out, and each of them keeps a buffer. A frame the device will never
-// finish (cut short, its resends refused) would so hold a second of
-// frames; at 20 fps that is more than the camera layer's 16 buffers, and
-// Aravis then drops whole frames behind it for want of a buffer. So the
-// long retention lasts only while buffers are plentiful: once a starting
-// frame leaves fewer than kReserveBuffers free, the head gets Aravis's own
-// default retention and, silent that long, is given up (its frames behind
-// it close at once).
-constexpr gint kReserveBuffers = 4;
-constexpr guint kShortFrameRetentionUs = 100000;
-// Aravis asks again for the missing packets of an unfinished frame each
-// time they are overdue (its packet time-out, also while nothing else
-// arrives), but compares each run of missing packets with this share of
-// the frame's packets and, once a run is longer, never asks for that frame
-// again. Its default (a quarter) gives up on exactly the frame whose tail
-// and trailer are lost, such as a single triggered frame: nothing follows
-// to split the run. No run is longer than the whole frame. Requests stay
-// bounded: one per run and packet time-out, within the frame retention.
-constexpr double kPacketRequestRatio = 1.0;
-// The receiving thread accounts for a frame just after handing it over; a
-// reader that comes first waits at most this long.
-constexpr std::chrono::milliseconds kResentAccountingWait{20};
+constexpr const char* kReceiverVariable = "ORNC_STREAM_RECEIVER";
 
-// Aravis reads the channel's packet size once, when the stream is
-// created, and places the data of single images by it (packet id times the
-// data per packet): a stream that believes another size than the device
-// sends puts every packet after the first at the wrong offset. The packet
-// size is therefore negotiated before the stream is created; negotiating
-// again later on the same link finds the same size. Node map lock held.
-//
-// The receiver is a UDP socket, never Aravis's packet socket (its choice
-// when it runs as root): a packet socket sees every datagram on the
-// adapter until its port filter is attached, and it is opened again each
-// time buffers are aborted. Control traffic and other sensors' streams
-// that slip in during that window count as frames with foreign ids, and
-// the device's next real frames are then discarded as late. The kernel
-// hands a UDP socket only what is addressed to its port.
-ArvStream* create_stream_at_negotiated_size(ArvDevice* device, ArvStreamCallback callback, void* callback_data,
-                                            GError** error) {
-    if (ARV_IS_GV_DEVICE(device)) {
-        arv_gv_device_set_stream_options(ARV_GV_DEVICE(device), ARV_GV_STREAM_OPTION_PACKET_SOCKET_DISABLED);
-        GError* negotiation = nullptr;
-        arv_gv_device_auto_packet_size(ARV_GV_DEVICE(device), &negotiation);
-        g_clear_error(&negotiation);  // the size set before stays
+// True when the environment asks for our own receiver. Read each time a
+// stream opens.
+bool own_receiver_wanted() {
+    const char* value = std::getenv(kReceiverVariable);
+    if (value == nullptr || std::strcmp(value, "aravis") == 0) {
+        return false;
     }
-    return arv_device_create_stream(device, callback, callback_data, error);
+    if (std::strcmp(value, "own") == 0) {
+        return true;
+    }
+    ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER,
+             "ORNC: %s=\"%s\" names no stream receiver (\"own\" or \"aravis\"): receiving through Aravis",
+             kReceiverVariable, value);
+    return false;
 }
 
-// Aravis applies its receive buffer size only when the first frame starts,
-// on its receiving thread. Until then the socket has the system default
-// (about 90 datagrams of a 1500-byte link), and the first frame's burst
-// overflows it while that thread wakes; with more than a quarter of a
-// frame missing Aravis asks for no resend, and the frame fails a second
-// later. So the socket bound to `address`:`port` (host byte order) gets
-// the buffer at once: it is found among this process's descriptors by its
-// local address.
-void size_receive_buffer_now(uint32_t address, uint16_t port) {
-    DIR* descriptors = opendir("/proc/self/fd");
-    if (descriptors == nullptr) {
-        return;
+uint64_t read_tick_frequency(ArvDevice* device) {
+    guint32 high = 0;
+    guint32 low = 0;
+    GError* error = nullptr;
+    if (!arv_device_read_register(device, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH, &high, &error) ||
+        !arv_device_read_register(device, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW, &low, &error)) {
+        g_clear_error(&error);
+        return 0;
     }
-    while (dirent* entry = readdir(descriptors)) {
-        const int fd = std::atoi(entry->d_name);
-        int type = 0;
-        socklen_t type_size = sizeof type;
-        sockaddr_in local{};
-        socklen_t local_size = sizeof local;
-        if (fd > 2 && getsockopt(fd, SOL_SOCKET, SO_TYPE, &type, &type_size) == 0 && type == SOCK_DGRAM &&
-            getsockname(fd, reinterpret_cast<sockaddr*>(&local), &local_size) == 0 && local.sin_family == AF_INET &&
-            ntohl(local.sin_addr.s_addr) == address && ntohs(local.sin_port) == port) {
-            setsockopt(fd, SOL_SOCKET, SO_RCVBUF, &kSocketBufferBytes, sizeof kSocketBufferBytes);
-            break;
-        }
-    }
-    closedir(descriptors);
+    return (static_cast<uint64_t>(high) << 32) | low;
 }
 
-void tune_receiver(ArvStream* stream, const PvString& local_ip) {
-    g_object_set(stream, "socket-buffer", ARV_GV_STREAM_SOCKET_BUFFER_FIXED, "socket-buffer-size", kSocketBufferBytes,
-                 "frame-retention", kFrameRetentionUs, "packet-resend", ARV_GV_STREAM_PACKET_RESEND_ALWAYS,
-                 "packet-request-ratio", kPacketRequestRatio, nullptr);
-    uint32_t address = 0;
-    if (wire::parse_ipv4(local_ip.str(), &address)) {
-        size_receive_buffer_now(address, arv_gv_stream_get_port(ARV_GV_STREAM(stream)));
+// Our own receiver on `device` (node map lock held): the packet size is
+// negotiated as for Aravis's stream, the socket opened on the control
+// connection's local address, and the device's stream channel pointed at
+// it.
+std::unique_ptr<platform::StreamReceiver> open_own(PvDeviceGEV* device, uint32_t device_address,
+                                                   std::function<void()> wake_up, PvResult* result) {
+    ArvDevice* arv_device = device->GetArvDevice();
+    platform::OwnReceiverSetup setup;
+    GError* error = nullptr;
+    if (ARV_IS_GV_DEVICE(arv_device)) {
+        arv_gv_device_auto_packet_size(ARV_GV_DEVICE(arv_device), &error);
+        g_clear_error(&error);  // the size set before stays
+        setup.packet_size = arv_gv_device_get_packet_size(ARV_GV_DEVICE(arv_device), &error);
+        g_clear_error(&error);
     }
+    const gint64 payload = arv_device_get_integer_feature_value(arv_device, "PayloadSize", &error);
+    g_clear_error(&error);
+    wire::parse_ipv4(device->GetLocalIPAddress().str(), &setup.local_address);
+    setup.device_address = device_address;
+    setup.device_control_port = gvcp::kPort;
+    setup.tick_frequency = read_tick_frequency(arv_device);
+    setup.burst_bytes = payload > 0 ? static_cast<size_t>(payload) : 0;
+    std::unique_ptr<platform::StreamReceiver> receiver = platform::open_own_receiver(setup, std::move(wake_up), result);
+    if (receiver == nullptr) {
+        return nullptr;
+    }
+    PvResult pointed = device->SetStreamDestination(device->GetLocalIPAddress(), receiver->LocalPort());
+    if (pointed.IsFailure()) {
+        *result = pointed;
+        return nullptr;
+    }
+    return receiver;
 }
 
 }  // namespace
-
-// Chooses the frame retention each time the receiver starts or closes a
-// frame (on Aravis's receiving thread) and when a waiting retrieval finds
-// that the device refused a resend.
-//
-// A device that no longer holds a frame answers its resend request with
-// PACKET_UNAVAILABLE. Aravis then stops asking but still holds the frame
-// (and every frame behind it) for the whole retention. Once such a refusal
-// is seen, the short retention applies until a failed frame has closed:
-// the refused frame, silent since the refusal, closes within it.
-class PvStreamGEV::RetentionGuard {
-public:
-    // stream is null until the stream exists; no frame starts before that.
-    void OnStreamEvent(ArvStream* stream, ArvStreamCallbackType type, ArvBuffer* buffer) {
-        if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr &&
-            arv_buffer_get_status(buffer) != ARV_BUFFER_STATUS_SUCCESS) {
-            refused_pending_ = false;
-        }
-        if (type == ARV_STREAM_CALLBACK_TYPE_START_BUFFER || type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE) {
-            Choose(stream);
-        }
-    }
-
-    // Looks for refusals the receiver met since the last look.
-    void CheckRefusals(ArvStream* stream) {
-        const guint64 refused =
-            arv_stream_get_info_uint64_by_name(stream, platform::aravis_stream_info::kResendRefused);
-        if (refusals_seen_.exchange(refused) != refused) {
-            refused_pending_ = true;
-            Choose(stream);
-        }
-    }
-
-private:
-    void Choose(ArvStream* stream) {
-        if (stream == nullptr) {
-            return;
-        }
-        gint free_buffers = 0;
-        arv_stream_get_n_buffers(stream, &free_buffers, nullptr);
-        const bool short_retention = refused_pending_ || free_buffers < kReserveBuffers;
-        const guint retention = short_retention ? kShortFrameRetentionUs : kFrameRetentionUs;
-        std::lock_guard<std::mutex> guard(lock_);
-        if (retention != retention_us_) {
-            g_object_set(stream, "frame-retention", retention, nullptr);
-            retention_us_ = retention;
-        }
-    }
-
-    std::mutex lock_;                           // the receiving and the retrieving thread choose
-    guint retention_us_ = kFrameRetentionUs;    // as tune_receiver sets it
-    std::atomic<bool> refused_pending_{false};  // a refusal whose frame has not closed yet
-    std::atomic<guint64> refusals_seen_{0};
-};
-
-// What Aravis's receiving thread tells, from the stream's creation on.
-struct PvStreamGEV::ReceiverWatch {
-    RetentionGuard retention;
-    platform::ResentPacketLedger resent;
-
-    static void OnStreamEvent(void* data, ArvStreamCallbackType type, ArvBuffer* buffer) {
-        ReceiverWatch* watch = static_cast<ReceiverWatch*>(data);
-        if (watch == nullptr) {
-            return;
-        }
-        watch->retention.OnStreamEvent(watch->stream.load(), type, buffer);
-        if (type == ARV_STREAM_CALLBACK_TYPE_BUFFER_DONE && buffer != nullptr) {
-            watch->resent.FrameClosed(arv_buffer_get_frame_id(buffer), watch->requested_packets());
-            // Aravis has handed the buffer over by now, and the ledger
-            // knows the frame: a retrieval woken here finds both.
-            PvStreamGEV* owner = watch->owner.load();
-            if (owner != nullptr) {
-                owner->WakeRetrievals();
-            }
-        }
-    }
-
-    // Set once the stream exists, before any buffer is queued: no frame
-    // starts before that, but the receiving thread may already report.
-    std::atomic<ArvStream*> stream{nullptr};
-    // Set once the stream object exists, before any buffer is queued.
-    std::atomic<PvStreamGEV*> owner{nullptr};
-
-private:
-    uint64_t requested_packets() const {
-        ArvStream* known = stream.load();
-        return known != nullptr
-                   ? arv_stream_get_info_uint64_by_name(known, platform::aravis_stream_info::kResendRequests)
-                   : 0;
-    }
-};
-
-void PvStreamGEV::WhileRetrieving(ArvStream* stream) { receiver_->retention.CheckRefusals(stream); }
-
-void PvStreamGEV::AfterAbort() { receiver_->resent.Forget(); }
-
-bool PvStreamGEV::FindResentPackets(uint64_t block_id, uint32_t* packets) {
-    return packets != nullptr && receiver_->resent.Find(block_id, kResentAccountingWait, packets);
-}
 
 PvStreamGEV::~PvStreamGEV() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
@@ -237,36 +102,29 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         return fail(PvResult(PvResult::NOT_CONNECTED, device_ip.str() + " is not connected"));
     }
     std::shared_ptr<std::mutex> device_lock = device->GetParameters()->GetSharedLock();
-    ArvStream* stream = nullptr;
-    GError* error = nullptr;
-    // The receiving thread calls it from the stream's creation on: every
-    // path below releases the stream before the guard.
-    std::unique_ptr<ReceiverWatch> receiver(new ReceiverWatch);
+    std::unique_ptr<PvStreamGEV> opened(new PvStreamGEV);
+    PvStreamGEV* stream = opened.get();
+    // The receiving thread calls it from the receiver's creation on; the
+    // receiver dies before the stream.
+    auto wake_up = [stream] { stream->WakeRetrievals(); };
+    std::unique_ptr<platform::StreamReceiver> receiver;
+    PvResult opening;
     {
         // Opening points the device's stream channel at the new socket
         // through the device's node map.
         std::lock_guard<std::mutex> guard(*device_lock);
-        stream = create_stream_at_negotiated_size(device->GetArvDevice(), &ReceiverWatch::OnStreamEvent, receiver.get(),
-                                                  &error);
-    }
-    if (stream == nullptr || error != nullptr) {
-        if (stream != nullptr) {
-            g_object_unref(stream);
+        receiver = own_receiver_wanted() ? open_own(device, address, wake_up, &opening)
+                                         : platform::open_aravis_receiver(
+                                               device->GetArvDevice(), device->GetLocalIPAddress(), wake_up, &opening);
+        if (receiver == nullptr) {
+            return fail(opening);
         }
-        return fail(error != nullptr ? platform::take_error(error)
-                                     : PvResult(PvResult::GENERIC_ERROR, "the stream cannot be opened"));
     }
-    tune_receiver(stream, device->GetLocalIPAddress());
-    receiver->stream = stream;
-    PvStreamGEV* opened = new PvStreamGEV;
-    opened->receiver_ = std::move(receiver);
-    opened->receiver_->owner = opened;
-    opened->local_port_ = arv_gv_stream_get_port(ARV_GV_STREAM(stream));
+    opened->local_port_ = receiver->LocalPort();
     opened->local_ip_ = device->GetLocalIPAddress();
-    PvResult attached = opened->Attach(stream, device_lock);
+    PvResult attached = opened->Attach(std::move(receiver), device_lock);
     if (attached.IsFailure()) {
-        delete opened;  // closes
-        return fail(attached);
+        return fail(attached);  // closes
     }
     PvGenParameterArray* parameters = opened->GetParameters();
     {
@@ -279,5 +137,5 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     if (result != nullptr) {
         *result = PvResult::OK;
     }
-    return opened;
+    return opened.release();
 }

@@ -32,17 +32,17 @@ PvResult status_result(ArvBufferStatus status) {
     }
 }
 
-bool is_image_part(ArvBufferPartDataType type) {
+bool is_image_part(uint32_t type) {
     switch (type) {
-        case ARV_BUFFER_PART_DATA_TYPE_2D_IMAGE:
-        case ARV_BUFFER_PART_DATA_TYPE_2D_PLANE_BIPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_2D_PLANE_TRIPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_2D_PLANE_QUADPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_3D_IMAGE:
-        case ARV_BUFFER_PART_DATA_TYPE_3D_PLANE_BIPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_3D_PLANE_TRIPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_3D_PLANE_QUADPLANAR:
-        case ARV_BUFFER_PART_DATA_TYPE_CONFIDENCE_MAP:
+        case gvsp::PART_2D_IMAGE:
+        case gvsp::PART_2D_PLANE_BIPLANAR:
+        case gvsp::PART_2D_PLANE_TRIPLANAR:
+        case gvsp::PART_2D_PLANE_QUADPLANAR:
+        case gvsp::PART_3D_IMAGE:
+        case gvsp::PART_3D_PLANE_BIPLANAR:
+        case gvsp::PART_3D_PLANE_TRIPLANAR:
+        case gvsp::PART_3D_PLANE_QUADPLANAR:
+        case gvsp::PART_CONFIDENCE_MAP:
             return true;
         default:
             return false;
@@ -51,21 +51,14 @@ bool is_image_part(ArvBufferPartDataType type) {
 
 uint32_t non_negative(gint value) { return value > 0 ? static_cast<uint32_t>(value) : 0; }
 
-// Where a part's data lies in the memory; false when Aravis points
-// outside [memory, memory + limit).
-bool part_span(ArvBuffer* wrapper, guint part, const uint8_t* memory, uint32_t limit, uint32_t& offset,
-               uint32_t& size) {
-    size_t part_size = 0;
-    const uint8_t* data = static_cast<const uint8_t*>(arv_buffer_get_part_data(wrapper, part, &part_size));
-    if (data == nullptr || data < memory) {
+// Where a part's data lies in the memory; false when it lies outside
+// [memory, memory + limit).
+bool part_span(const TransferPart& part, uint32_t limit, uint32_t& offset, uint32_t& size) {
+    if (part.offset == TransferPart::kOutside || part.offset > limit || part.size > limit - part.offset) {
         return false;
     }
-    const uint64_t start = static_cast<uint64_t>(data - memory);
-    if (start > limit || part_size > limit - start) {
-        return false;
-    }
-    offset = static_cast<uint32_t>(start);
-    size = static_cast<uint32_t>(part_size);
+    offset = static_cast<uint32_t>(part.offset);
+    size = static_cast<uint32_t>(part.size);
     return true;
 }
 
@@ -115,70 +108,99 @@ void ReceivedFrame::Clear() {
     parts_.clear();
 }
 
-PvResult ReceivedFrame::Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity) {
-    Clear();
-    if (wrapper == nullptr || memory == nullptr) {
-        return PvResult(PvResult::GENERIC_ERROR, "the buffer has no memory");
-    }
-    PvResult status = status_result(arv_buffer_get_status(wrapper));
-    if (status.IsFailure()) {
-        return status;
-    }
+TransferFacts read_aravis_transfer(ArvBuffer* wrapper, const uint8_t* memory) {
+    TransferFacts facts;
+    facts.status = status_result(arv_buffer_get_status(wrapper));
+    const ArvBufferPayloadType type = arv_buffer_get_payload_type(wrapper);
+    facts.payload_type = type > 0 ? static_cast<uint32_t>(type) : 0;
+    facts.has_chunks = arv_buffer_has_chunks(wrapper);
     size_t received = 0;
     arv_buffer_get_data(wrapper, &received);
-    if (received > capacity) {
-        return PvResult(PvResult::GENERIC_ERROR, "a payload of " + std::to_string(received) +
+    facts.received_size = received;
+    facts.block_id = arv_buffer_get_frame_id(wrapper);
+    facts.timestamp_ns = arv_buffer_get_timestamp(wrapper);
+    const guint count = arv_buffer_get_n_parts(wrapper);
+    facts.parts.resize(count);
+    for (guint i = 0; i < count; ++i) {
+        TransferPart& part = facts.parts[i];
+        const ArvBufferPartDataType data_type = arv_buffer_get_part_data_type(wrapper, i);
+        part.data_type = data_type > 0 ? static_cast<uint32_t>(data_type) : 0;
+        size_t size = 0;
+        const uint8_t* data = static_cast<const uint8_t*>(arv_buffer_get_part_data(wrapper, i, &size));
+        if (data != nullptr && memory != nullptr && data >= memory) {
+            part.offset = static_cast<uint64_t>(data - memory);
+        }
+        part.size = size;
+        if (is_image_part(part.data_type)) {
+            part.width = non_negative(arv_buffer_get_part_width(wrapper, i));
+            part.height = non_negative(arv_buffer_get_part_height(wrapper, i));
+            part.pixel_format = arv_buffer_get_part_pixel_format(wrapper, i);
+            part.x = non_negative(arv_buffer_get_part_x(wrapper, i));
+            part.y = non_negative(arv_buffer_get_part_y(wrapper, i));
+        }
+        part.purpose_id = arv_buffer_get_part_component_id(wrapper, i);
+    }
+    return facts;
+}
+
+PvResult ReceivedFrame::Take(const TransferFacts& facts, uint8_t* memory, uint32_t capacity) {
+    Clear();
+    if (memory == nullptr) {
+        return PvResult(PvResult::GENERIC_ERROR, "the buffer has no memory");
+    }
+    if (facts.status.IsFailure()) {
+        return facts.status;
+    }
+    if (facts.received_size > capacity) {
+        return PvResult(PvResult::GENERIC_ERROR, "a payload of " + std::to_string(facts.received_size) +
                                                      " bytes does not fit a buffer of " + std::to_string(capacity));
     }
     PvResult taken;
-    payload_size_ = static_cast<uint32_t>(received);
-    switch (arv_buffer_get_payload_type(wrapper)) {
-        case ARV_BUFFER_PAYLOAD_TYPE_IMAGE:
+    payload_size_ = static_cast<uint32_t>(facts.received_size);
+    switch (facts.payload_type) {
+        case gvsp::PAYLOAD_IMAGE:
             // An image with chunk data (extended chunk mode) is an image
-            // whose chunks Aravis found.
-            taken = TakeImage(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
+            // whose chunks the receiver found.
+            taken = TakeImage(facts, memory, capacity, facts.has_chunks);
             payload_type_ = PvPayloadTypeImage;
             break;
-        case ARV_BUFFER_PAYLOAD_TYPE_EXTENDED_CHUNK_DATA:
-            taken = TakeImage(wrapper, memory, capacity, true);
+        case gvsp::PAYLOAD_EXTENDED_CHUNK_DATA:
+            taken = TakeImage(facts, memory, capacity, true);
             payload_type_ = PvPayloadTypeImage;
             break;
-        case ARV_BUFFER_PAYLOAD_TYPE_MULTIPART:
-            taken = TakeParts(wrapper, memory, capacity, arv_buffer_has_chunks(wrapper));
+        case gvsp::PAYLOAD_MULTIPART:
+            taken = TakeParts(facts, memory, capacity, facts.has_chunks);
             payload_type_ = PvPayloadTypeMultiPart;
             break;
-        case ARV_BUFFER_PAYLOAD_TYPE_CHUNK_DATA:
+        case gvsp::PAYLOAD_CHUNK_DATA:
             chunk_count_ = count_chunks(memory, payload_size_);
             payload_type_ = PvPayloadTypeChunkData;
             break;
-        case ARV_BUFFER_PAYLOAD_TYPE_RAWDATA:
+        case gvsp::PAYLOAD_RAW_DATA:
             payload_type_ = PvPayloadTypeRawData;
             break;
         default:
             taken = PvResult(PvResult::NOT_SUPPORTED,
-                             "payload type " + std::to_string(static_cast<int>(arv_buffer_get_payload_type(wrapper))) +
-                                 " is not supported");
+                             "payload type " + std::to_string(facts.payload_type) + " is not supported");
             break;
     }
     if (taken.IsFailure()) {
         Clear();
         return taken;
     }
-    block_id_ = arv_buffer_get_frame_id(wrapper);
-    timestamp_ns_ = arv_buffer_get_timestamp(wrapper);
-    wire_payload_type_ = static_cast<uint32_t>(arv_buffer_get_payload_type(wrapper));
+    block_id_ = facts.block_id;
+    timestamp_ns_ = facts.timestamp_ns;
+    wire_payload_type_ = facts.payload_type;
     valid_ = true;
     return PvResult::OK;
 }
 
-PvResult ReceivedFrame::TakeImage(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity, bool with_chunks) {
-    if (arv_buffer_get_n_parts(wrapper) < 1) {
+PvResult ReceivedFrame::TakeImage(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks) {
+    if (facts.parts.empty()) {
         return PvResult(PvResult::INVALID_ANSWER, "the image has no descriptor");
     }
-    const uint32_t width = non_negative(arv_buffer_get_image_width(wrapper));
-    const uint32_t height = non_negative(arv_buffer_get_image_height(wrapper));
-    const uint32_t pixel_type = arv_buffer_get_image_pixel_format(wrapper);
-    const uint64_t needed = image_bytes(width, height, pixel_type);
+    const TransferPart& image = facts.parts[0];
+    const uint64_t needed = image_bytes(image.width, image.height, image.pixel_format);
     // The image starts at the beginning of the payload: a leader that
     // announces more pixels than the memory holds means the buffer was too
     // small for the frame (Aravis still calls that a success).
@@ -188,58 +210,50 @@ PvResult ReceivedFrame::TakeImage(ArvBuffer* wrapper, uint8_t* memory, uint32_t 
     }
     uint32_t offset = 0;
     uint32_t size = 0;
-    if (!part_span(wrapper, 0, memory, capacity, offset, size) || needed > capacity - offset) {
+    if (!part_span(image, capacity, offset, size) || needed > capacity - offset) {
         return PvResult(PvResult::GENERIC_ERROR, "the image lies outside the buffer");
     }
-    // Aravis's byte count of a plain image may leave out the end of the
+    // A receiver's byte count of a plain image may leave out the end of the
     // last packet; the payload of a plain image is the image.
     if (!with_chunks) {
         payload_size_ = static_cast<uint32_t>(needed);
     }
-    gint x = 0;
-    gint y = 0;
-    arv_buffer_get_image_region(wrapper, &x, &y, nullptr, nullptr);
-    image_.Set(memory + offset, static_cast<uint32_t>(needed), width, height, static_cast<PvPixelType>(pixel_type),
-               non_negative(x), non_negative(y));
+    image_.Set(memory + offset, static_cast<uint32_t>(needed), image.width, image.height,
+               static_cast<PvPixelType>(image.pixel_format), image.x, image.y);
     if (with_chunks) {
         chunk_count_ = count_chunks(memory, payload_size_);
     }
     return PvResult::OK;
 }
 
-PvResult ReceivedFrame::TakeParts(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity, bool with_chunks) {
-    const guint count = arv_buffer_get_n_parts(wrapper);
-    // Aravis places each part at the offset the device announced, without
-    // a bound: each is checked against the memory the buffer really has.
-    const uint32_t limit = capacity;
-    parts_.resize(count);
-    for (guint i = 0; i < count; ++i) {
+PvResult ReceivedFrame::TakeParts(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks) {
+    // A receiver may place each part at the offset the device announced,
+    // without a bound: each is checked against the memory the buffer
+    // really has.
+    parts_.resize(facts.parts.size());
+    for (size_t i = 0; i < facts.parts.size(); ++i) {
+        const TransferPart& placed = facts.parts[i];
         ReceivedPart& part = parts_[i];
-        const ArvBufferPartDataType type = arv_buffer_get_part_data_type(wrapper, i);
         uint32_t offset = 0;
         uint32_t size = 0;
-        if (!part_span(wrapper, i, memory, limit, offset, size)) {
+        if (!part_span(placed, capacity, offset, size)) {
             return PvResult(PvResult::GENERIC_ERROR, "part " + std::to_string(i) + " lies outside the buffer");
         }
-        part.data_type_ = static_cast<PvMultiPartDataType>(type);
-        part.purpose_id_ = arv_buffer_get_part_component_id(wrapper, i);
-        part.is_image_ = is_image_part(type);
+        part.data_type_ = static_cast<PvMultiPartDataType>(placed.data_type);
+        part.purpose_id_ = placed.purpose_id;
+        part.is_image_ = is_image_part(placed.data_type);
         if (!part.is_image_) {
             part.image_.Set(memory + offset, size, 0, 0, PvPixelUndefined, 0, 0);
-            if (type == ARV_BUFFER_PART_DATA_TYPE_CHUNK_DATA && with_chunks) {
+            if (placed.data_type == gvsp::PART_CHUNK_DATA && with_chunks) {
                 chunk_count_ += count_chunks(memory + offset, size);
             }
             continue;
         }
-        const uint32_t width = non_negative(arv_buffer_get_part_width(wrapper, i));
-        const uint32_t height = non_negative(arv_buffer_get_part_height(wrapper, i));
-        const uint32_t pixel_type = arv_buffer_get_part_pixel_format(wrapper, i);
-        if (image_bytes(width, height, pixel_type) > size) {
+        if (image_bytes(placed.width, placed.height, placed.pixel_format) > size) {
             return PvResult(PvResult::GENERIC_ERROR, "part " + std::to_string(i) + " is smaller than its image");
         }
-        part.image_.Set(memory + offset, size, width, height, static_cast<PvPixelType>(pixel_type),
-                        non_negative(arv_buffer_get_part_x(wrapper, i)),
-                        non_negative(arv_buffer_get_part_y(wrapper, i)));
+        part.image_.Set(memory + offset, size, placed.width, placed.height,
+                        static_cast<PvPixelType>(placed.pixel_format), placed.x, placed.y);
     }
     return PvResult::OK;
 }

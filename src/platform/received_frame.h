@@ -1,9 +1,10 @@
-// What one transfer left in a stream buffer, read from Aravis's wrapper
-// once the stream hands the buffer back and checked against the memory
-// the buffer really has: the payload type, the single image, the parts of
-// a multipart frame and the chunk count. Nothing here is trusted from the
-// wire without a bounds check: a part or image that does not lie inside
-// the memory makes the whole transfer a failure.
+// What one transfer left in a stream buffer, as the receiver that filled
+// it tells (TransferFacts: read from Aravis's wrapper, or from our own
+// receiver's report), checked against the memory the buffer really has:
+// the payload type, the single image, the parts of a multipart frame and
+// the chunk count. Nothing here is trusted from the wire without a bounds
+// check: a part or image that does not lie inside the memory makes the
+// whole transfer a failure.
 //
 // Ownership: owned by its PvBuffer; the views point into that buffer's
 // memory and are valid until the next Take or Clear.
@@ -21,6 +22,32 @@
 typedef struct _ArvBuffer ArvBuffer;
 
 namespace platform {
+
+// One part of a transfer as its receiver placed it (a single image is one
+// part). Offsets are from the start of the buffer's memory; a part the
+// receiver placed outside that memory has kOutside.
+struct TransferPart {
+    static constexpr uint64_t kOutside = UINT64_MAX;
+    uint32_t data_type = 0;  // GVSP part data type
+    uint64_t offset = kOutside;
+    uint64_t size = 0;
+    uint32_t width = 0, height = 0, pixel_format = 0, x = 0, y = 0;
+    uint32_t purpose_id = 0;
+};
+
+// What a receiver tells of one transfer, before any check.
+struct TransferFacts {
+    PvResult status;            // OK, or why the transfer failed
+    uint32_t payload_type = 0;  // GVSP payload type without its extended-chunk bit
+    bool has_chunks = false;    // the extended-chunk bit, or chunk data announced otherwise
+    uint64_t received_size = 0;
+    uint64_t block_id = 0;
+    uint64_t timestamp_ns = 0;
+    std::vector<TransferPart> parts;
+};
+
+// The facts Aravis wrote into `wrapper`, whose memory starts at `memory`.
+TransferFacts read_aravis_transfer(ArvBuffer* wrapper, const uint8_t* memory);
 
 class ReceivedImage : public IPvImage {
 public:
@@ -71,10 +98,10 @@ public:
     uint32_t GetPartCount() const override { return static_cast<uint32_t>(parts_.size()); }
     IPvMultiPartSection* GetPart(uint32_t index) override { return index < parts_.size() ? &parts_[index] : nullptr; }
 
-    // Reads the transfer Aravis wrote into `wrapper`, whose memory is
-    // `memory` with room for `capacity` bytes. OK when it completed and
-    // fits; otherwise the reason, and the record stays empty.
-    PvResult Take(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity);
+    // Reads the transfer `facts` tells of into `memory`, with room for
+    // `capacity` bytes. OK when it completed and fits; otherwise the
+    // reason, and the record stays empty.
+    PvResult Take(const TransferFacts& facts, uint8_t* memory, uint32_t capacity);
     void Clear();
 
     bool IsValid() const { return valid_; }
@@ -83,17 +110,17 @@ public:
     uint32_t GetChunkCount() const { return chunk_count_; }
     ReceivedImage& GetImage() { return image_; }
     // The frame's identity, as the receiver read it from the leader: the
-    // block id, the device timestamp in nanoseconds (Aravis converts the
-    // ticks with the device's tick frequency, or puts the host's arrival
-    // time there when the device gives none) and the GVSP payload type
-    // without its extended-chunk bit.
+    // block id, the device timestamp in nanoseconds (the ticks converted
+    // with the device's tick frequency, or the host's arrival time when the
+    // device gives none) and the GVSP payload type without its
+    // extended-chunk bit.
     uint64_t GetBlockId() const { return block_id_; }
     uint64_t GetTimestampNs() const { return timestamp_ns_; }
     uint32_t GetWirePayloadType() const { return wire_payload_type_; }
 
 private:
-    PvResult TakeImage(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity, bool with_chunks);
-    PvResult TakeParts(ArvBuffer* wrapper, uint8_t* memory, uint32_t capacity, bool with_chunks);
+    PvResult TakeImage(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks);
+    PvResult TakeParts(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks);
 
     bool valid_ = false;
     PvPayloadType payload_type_ = PvPayloadTypeNone;

@@ -89,11 +89,11 @@ void BatchReceiver::aim(size_t i, uint32_t next_id) {
     msgs_[i].msg_hdr.msg_iovlen = a.slot == spill ? 2 : 3;
 }
 
-bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished) {
-    struct pollfd pfd = {socket_.fd(), POLLIN, 0};
-    const int ready = ::poll(&pfd, 1, timeout_ms);
+bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd) {
+    struct pollfd pfd[2] = {{socket_.fd(), POLLIN, 0}, {wake_fd, POLLIN, 0}};
+    const int ready = ::poll(pfd, wake_fd >= 0 ? 2 : 1, timeout_ms);
     if (ready < 0) return errno == EINTR;
-    if (ready == 0) return true;
+    if (ready == 0 || pfd[0].revents == 0) return true;
     for (int round = 0; round < kMaxBatchesPerWake; ++round) {
         // Slots for the packets expected next: after the highest in place.
         const uint32_t next = receiving() ? assembler_.highest_seen() + 1 : 1;

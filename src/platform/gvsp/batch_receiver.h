@@ -72,15 +72,22 @@ public:
 
     void queue_buffer(uint8_t* data, size_t capacity, void* cookie);
 
-    // Waits at most `timeout_ms` for the socket, then drains it (a bounded
-    // number of batches) and appends the frames that finished. False on a
-    // socket error.
-    bool receive(int timeout_ms, std::vector<FrameReport>* finished);
+    // Waits at most `timeout_ms` for the socket (or for `wake_fd` to become
+    // readable, which returns at once), then drains it (a bounded number of
+    // batches) and appends the frames that finished. False on a socket
+    // error.
+    bool receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd = -1);
+    // Sends `datagram` from the stream's socket (resend requests).
+    bool send_to(uint32_t address, uint16_t port, const std::vector<uint8_t>& datagram) {
+        return socket_.send_to(address, port, datagram.data(), datagram.size());
+    }
 
     // The frame in progress: its block id and the packets it still lacks.
     bool receiving() const { return in_frame_; }
     uint64_t current_block_id() const { return assembler_.block_id(); }
     std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const { return assembler_.missing_ranges(); }
+    // Its assembler (meaningful while receiving()).
+    const FrameAssembler& frame() const { return assembler_; }
     // Gives up the frame in progress (a time-out): reported as it stands.
     void fail_current(std::vector<FrameReport>* finished);
     // Hands back the frame in progress and every queued buffer, aborted.

@@ -6,6 +6,7 @@
 
 #include "base/log.h"
 #include "wire/byte_order.h"
+#include "wire/gvcp_layout.h"
 #include "wire/gvsp_layout.h"
 
 namespace gvsp {
@@ -61,6 +62,7 @@ void FrameAssembler::reset() {
     last_packet_ = highest_seen_ = max_packet_ = in_place_ = 0;
     received_bytes_ = 0;
     resent_in_frame_ = 0;
+    refused_ = false;
     payload_type_ = 0;
     timestamp_ = 0;
 }
@@ -123,6 +125,8 @@ FrameState FrameAssembler::begin(const uint8_t* d, size_t size, uint8_t* buffer,
             p.region_id = wire::read_be16(area, len, at + kPartRegionIdOffset);
             p.width = wire::read_be32(area, len, at + kPartWidthOffset);
             p.height = wire::read_be32(area, len, at + kPartHeightOffset);
+            p.x_offset = wire::read_be32(area, len, at + kPartXOffsetOffset);
+            p.y_offset = wire::read_be32(area, len, at + kPartYOffsetOffset);
             p.offset = offset;
             offset += p.size;  // at most 255 parts of 2^48 bytes: no overflow
             p.first_packet = static_cast<uint32_t>(packets + 1);
@@ -144,6 +148,8 @@ FrameState FrameAssembler::begin(const uint8_t* d, size_t size, uint8_t* buffer,
             p.pixel_format = wire::read_be32(area, len, kImageLeaderPixelFormatOffset);
             p.width = wire::read_be32(area, len, kImageLeaderWidthOffset);
             p.height = wire::read_be32(area, len, kImageLeaderHeightOffset);
+            p.x_offset = wire::read_be32(area, len, kImageLeaderXOffsetOffset);
+            p.y_offset = wire::read_be32(area, len, kImageLeaderYOffsetOffset);
         }
         parts_.push_back(p);
         const uint64_t max_id = h.extended_ids ? kExtMaxPacketId - 1 : kStdMaxPacketId - 1;
@@ -223,6 +229,7 @@ FrameState FrameAssembler::accept(const uint8_t* d, size_t size) {
     }
     if (h.status != 0) {
         ++counters_.error_status;
+        refused_ = refused_ || h.status == gvcp::STATUS_PACKET_UNAVAILABLE;
         return state_;
     }
     const uint8_t* data = d + h.size;

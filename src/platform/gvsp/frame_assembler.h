@@ -41,7 +41,7 @@ bool parse_packet_header(const uint8_t* datagram, size_t size, PacketHeader* hea
 
 struct PartLayout {
     uint16_t data_type = 0;
-    uint32_t pixel_format = 0, width = 0, height = 0;
+    uint32_t pixel_format = 0, width = 0, height = 0, x_offset = 0, y_offset = 0;
     uint16_t data_purpose_id = 0, region_id = 0;
     uint8_t source_id = 0;
     uint64_t offset = 0, size = 0;  // in the block
@@ -109,6 +109,9 @@ public:
     // known to exist (the highest id seen before the trailer).
     std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const;
     uint32_t missing_count() const;
+    // The device answered a resend request for this block with
+    // PACKET_UNAVAILABLE: what is missing now will not come.
+    bool refused() const { return refused_; }
     const AssemblerCounters& counters() const { return counters_; }
 
 private:
@@ -133,6 +136,7 @@ private:
     uint32_t in_place_ = 0;
     uint64_t received_bytes_ = 0;
     uint32_t resent_in_frame_ = 0;
+    bool refused_ = false;
     AssemblerCounters counters_;
 };
 

@@ -1,0 +1,392 @@
+#include "platform/own_stream_receiver.h"
+
+#include <arv.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "base/log.h"
+#include "platform/gvcp/request_id.h"
+#include "platform/gvsp/batch_receiver.h"
+#include "platform/resent_packet_ledger.h"
+#include "wire/gvcp_packets.h"
+#include "wire/gvsp_layout.h"
+
+namespace platform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// The receiving thread accounts for a frame just before handing it over;
+// a reader waits at most this long.
+constexpr std::chrono::milliseconds kResentAccountingWait{20};
+// How long DropAll waits for the receiving thread (which answers within
+// one batch).
+constexpr std::chrono::seconds kCommandWait{2};
+constexpr uint64_t kNanoseconds = 1000000000;
+
+PvResult frame_status(const gvsp::FrameReport& report) {
+    switch (report.state) {
+        case gvsp::FrameState::complete:
+            return PvResult::OK;
+        case gvsp::FrameState::incomplete:
+        case gvsp::FrameState::receiving:
+            return PvResult(PvResult::NETWORK_ERROR, "packets missing after resends");
+        case gvsp::FrameState::buffer_too_small:
+            return PvResult(PvResult::GENERIC_ERROR, "the frame does not fit the buffer");
+        case gvsp::FrameState::unsupported:
+            return PvResult(PvResult::NOT_SUPPORTED,
+                            "payload type " + std::to_string(report.payload_type) + " is not supported");
+        case gvsp::FrameState::idle:
+            break;
+    }
+    return PvResult(PvResult::GENERIC_ERROR, "transfer not completed");
+}
+
+uint64_t host_time_ns() {
+    return static_cast<uint64_t>(
+        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count());
+}
+
+class OwnStreamReceiver : public StreamReceiver {
+public:
+    OwnStreamReceiver(const OwnReceiverSetup& setup, std::function<void()> wake_up)
+        : setup_(setup), wake_up_(std::move(wake_up)), receiver_(setup.packet_size) {}
+
+    ~OwnStreamReceiver() override {
+        if (thread_.joinable()) {
+            {
+                std::lock_guard<std::mutex> guard(lock_);
+                stop_ = true;
+            }
+            Signal();
+            thread_.join();
+        }
+        // The thread is gone: its receiver and the finished frames are ours.
+        std::vector<gvsp::FrameReport> held;
+        receiver_.abort(&held);
+        for (const gvsp::FrameReport& report : held) {
+            g_object_unref(static_cast<ArvBuffer*>(report.cookie));
+        }
+        for (const Done& done : done_) {
+            g_object_unref(done.wrapper);
+        }
+        if (wake_fd_ >= 0) {
+            ::close(wake_fd_);
+        }
+    }
+
+    bool Start(PvResult* result) {
+        std::string error;
+        if (!receiver_.open(setup_.local_address, 0, setup_.burst_bytes, &error)) {
+            *result = PvResult(PvResult::GENERIC_ERROR, "the stream socket cannot be opened: " + error);
+            return false;
+        }
+        wake_fd_ = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+        if (wake_fd_ < 0) {
+            *result = PvResult(PvResult::GENERIC_ERROR, "no event descriptor for the receiving thread");
+            return false;
+        }
+        thread_ = std::thread([this] { Run(); });
+        *result = PvResult::OK;
+        return true;
+    }
+
+    uint16_t LocalPort() const override { return receiver_.port(); }
+
+    void Push(ArvBuffer* wrapper, uint8_t* data, uint32_t capacity) override {
+        g_object_ref(wrapper);  // the receiver's, until the buffer comes back
+        free_buffers_.fetch_add(1);
+        receiver_.queue_buffer(data, capacity, wrapper);
+    }
+
+    ArvBuffer* TryPop(TransferFacts* facts) override {
+        std::lock_guard<std::mutex> guard(lock_);
+        if (done_.empty()) {
+            return nullptr;
+        }
+        Done done = std::move(done_.front());
+        done_.pop_front();
+        *facts = std::move(done.facts);
+        return done.wrapper;
+    }
+
+    void DropAll() override {
+        std::unique_lock<std::mutex> guard(lock_);
+        const uint64_t ticket = ++drops_asked_;
+        Signal();
+        if (!dropped_.wait_for(guard, kCommandWait, [&] { return drops_done_ >= ticket; })) {
+            ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER, "ORNC: The stream's receiving thread did not answer");
+        }
+    }
+
+    void Drain() override {
+        wait_until_quiet([this] {
+            std::lock_guard<std::mutex> guard(lock_);
+            return statistics_.datagrams;
+        });
+    }
+
+    ReceiverStatistics Statistics() override {
+        std::lock_guard<std::mutex> guard(lock_);
+        return statistics_;
+    }
+
+    bool FindResentPackets(uint64_t block_id, uint32_t* packets) override {
+        return packets != nullptr && resent_.Find(block_id, kResentAccountingWait, packets);
+    }
+
+    void AfterAbort() override { resent_.Forget(); }
+
+private:
+    struct Done {
+        ArvBuffer* wrapper;
+        TransferFacts facts;
+    };
+
+    // What the receiving thread follows of the frame in progress.
+    struct Watch {
+        bool active = false;
+        uint64_t block_id = 0;
+        uint64_t packets = 0;             // the assembler's count when it last moved
+        Clock::time_point last_progress;  // a packet of the frame arrived
+        Clock::time_point last_request;   // missing packets were asked for
+        uint32_t requested_up_to = 0;     // highest packet id asked for
+    };
+
+    void Signal() {
+        const uint64_t one = 1;
+        if (::write(wake_fd_, &one, sizeof one) < 0) {
+            // The counter is full: the thread is woken anyway.
+        }
+    }
+
+    void Run() {
+        std::vector<gvsp::FrameReport> finished;
+        for (;;) {
+            uint64_t drops_asked = 0;
+            {
+                std::lock_guard<std::mutex> guard(lock_);
+                if (stop_) {
+                    return;
+                }
+                drops_asked = drops_asked_;
+            }
+            if (drops_asked != drops_done_seen_) {
+                DropHeld(&finished);
+                std::lock_guard<std::mutex> guard(lock_);
+                drops_done_ = drops_done_seen_ = drops_asked;
+                dropped_.notify_all();
+                continue;
+            }
+            if (!receiver_.receive(NextWakeMs(), &finished, wake_fd_)) {
+                ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER, "ORNC: The stream socket failed: %s",
+                         std::strerror(errno));
+                std::this_thread::sleep_for(receiver_policy::kPacketTimeout);  // not a loop: the socket broke
+            }
+            uint64_t wakes = 0;
+            if (::read(wake_fd_, &wakes, sizeof wakes) < 0) {
+                // Nothing to read: woken by the socket or the time-out.
+            }
+            Supervise(Clock::now(), &finished);
+            Deliver(&finished);
+        }
+    }
+
+    // While a frame is in progress the thread wakes to ask for its missing
+    // packets and to give it up; otherwise only the socket wakes it.
+    int NextWakeMs() const {
+        if (!receiver_.receiving()) {
+            return -1;
+        }
+        return static_cast<int>(receiver_policy::kPacketTimeout.count());
+    }
+
+    // Resend requests and retention for the frame in progress.
+    void Supervise(Clock::time_point now, std::vector<gvsp::FrameReport>* finished) {
+        if (!receiver_.receiving()) {
+            watch_.active = false;
+            return;
+        }
+        const gvsp::FrameAssembler& frame = receiver_.frame();
+        if (!watch_.active || watch_.block_id != frame.block_id()) {
+            watch_ = Watch{true, frame.block_id(), frame.counters().packets, now, Clock::time_point{}, 0};
+        }
+        if (frame.counters().packets != watch_.packets) {
+            watch_.packets = frame.counters().packets;
+            watch_.last_progress = now;
+        }
+        // PACKET_UNAVAILABLE: the device no longer holds the frame.
+        const bool short_retention = free_buffers_.load() < receiver_policy::kReserveBuffers;
+        const auto retention =
+            short_retention ? receiver_policy::kShortFrameRetention : receiver_policy::kFrameRetention;
+        if (frame.refused() || now - watch_.last_progress >= retention) {
+            receiver_.fail_current(finished);
+            watch_.active = false;
+            return;
+        }
+        // A gap is asked for as soon as a later packet (or the trailer)
+        // shows it; what has not come yet after the highest packet seen
+        // only once the frame fell silent. Between two rounds only what is
+        // new is asked for.
+        const bool silent = now - watch_.last_progress >= receiver_policy::kPacketTimeout ||
+                            frame.state() == gvsp::FrameState::incomplete;
+        const bool overdue = now - watch_.last_request >= receiver_policy::kPacketTimeout;
+        std::vector<std::pair<uint32_t, uint32_t>> ranges;
+        for (std::pair<uint32_t, uint32_t> range : frame.missing_ranges()) {
+            if (!silent && range.first > frame.highest_seen()) {
+                continue;
+            }
+            if (!overdue) {
+                if (range.second <= watch_.requested_up_to) {
+                    continue;
+                }
+                range.first = std::max(range.first, watch_.requested_up_to + 1);
+            }
+            ranges.push_back(range);
+        }
+        if (ranges.empty() && silent && overdue && frame.missing_count() == 0) {
+            // Nothing missing that is known of: the frame's end (the next
+            // packet, or the trailer) is.
+            const uint32_t known =
+                frame.payload_packet_count() != 0 ? frame.payload_packet_count() : frame.highest_seen();
+            ranges.emplace_back(known + 1, known + 1);
+        }
+        if (ranges.empty()) {
+            return;
+        }
+        uint64_t packets = 0;
+        for (const auto& range : ranges) {
+            gvcp::ResendRequest request;
+            request.block_id = frame.block_id();
+            request.first_packet = range.first;
+            request.last_packet = range.second;
+            receiver_.send_to(setup_.device_address, setup_.device_control_port,
+                              gvcp::build_resend_request(frame.extended_ids(), gvcp::next_request_id(), request));
+            packets += range.second - range.first + 1;
+            watch_.requested_up_to = std::max(watch_.requested_up_to, range.second);
+        }
+        watch_.last_request = now;
+        std::lock_guard<std::mutex> guard(lock_);
+        statistics_.resend_requests += packets;
+    }
+
+    // Hands the finished frames over and publishes the counters.
+    void Deliver(std::vector<gvsp::FrameReport>* finished) {
+        const gvsp::ReceiverCounters counters = receiver_.counters();
+        std::unique_lock<std::mutex> guard(lock_);
+        statistics_.datagrams = counters.datagrams;
+        statistics_.underruns = counters.no_buffer;
+        if (finished->empty()) {
+            return;
+        }
+        for (gvsp::FrameReport& report : *finished) {
+            ArvBuffer* wrapper = static_cast<ArvBuffer*>(report.cookie);
+            free_buffers_.fetch_sub(1);
+            Done done{wrapper, Facts(report)};
+            if (done.facts.status.IsOK()) {
+                ++statistics_.completed;
+                statistics_.transferred_bytes += report.payload_size;
+            } else {
+                ++statistics_.failures;
+                statistics_.packets_missing += report.packets_missing;
+            }
+            // The wrapper carries the frame's identity on both receivers.
+            arv_buffer_set_frame_id(wrapper, done.facts.block_id);
+            arv_buffer_set_timestamp(wrapper, done.facts.timestamp_ns);
+            resent_.FrameClosed(report.block_id, statistics_.resend_requests);
+            done_.push_back(std::move(done));
+        }
+        finished->clear();
+        guard.unlock();
+        wake_up_();
+    }
+
+    // What a report tells, in the terms the buffers read.
+    TransferFacts Facts(const gvsp::FrameReport& report) const {
+        TransferFacts facts;
+        facts.status = frame_status(report);
+        facts.payload_type = report.payload_type & gvsp::kPayloadTypeMask;
+        facts.has_chunks = (report.payload_type & gvsp::kPayloadExtendedChunkFlag) != 0;
+        facts.received_size = report.payload_size;
+        facts.block_id = report.block_id;
+        const uint64_t frequency = setup_.tick_frequency;
+        facts.timestamp_ns = frequency != 0 ? report.timestamp / frequency * kNanoseconds +
+                                                  report.timestamp % frequency * kNanoseconds / frequency
+                                            : host_time_ns();
+        for (const gvsp::PartLayout& layout : report.parts) {
+            // The block starts at the buffer's start: its offsets are the
+            // buffer's.
+            facts.parts.push_back(TransferPart{layout.data_type, layout.offset, layout.size, layout.width,
+                                               layout.height, layout.pixel_format, layout.x_offset, layout.y_offset,
+                                               layout.data_purpose_id});
+        }
+        return facts;
+    }
+
+    // Every buffer the receiver holds goes back to nobody: the frame in
+    // progress, those queued and those finished but not popped.
+    void DropHeld(std::vector<gvsp::FrameReport>* finished) {
+        Deliver(finished);
+        std::vector<gvsp::FrameReport> held;
+        receiver_.abort(&held);
+        watch_.active = false;
+        // The frame cut short by the abort is no failure of the link: it
+        // is not counted.
+        std::deque<Done> undelivered;
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            undelivered.swap(done_);
+        }
+        for (const gvsp::FrameReport& report : held) {
+            free_buffers_.fetch_sub(1);
+            g_object_unref(static_cast<ArvBuffer*>(report.cookie));
+        }
+        for (const Done& done : undelivered) {
+            g_object_unref(done.wrapper);
+        }
+    }
+
+    const OwnReceiverSetup setup_;
+    const std::function<void()> wake_up_;
+    gvsp::BatchReceiver receiver_;  // the receiving thread's (queue_buffer: any thread)
+    int wake_fd_ = -1;
+    std::thread thread_;
+    Watch watch_;                   // the receiving thread's
+    uint64_t drops_done_seen_ = 0;  // the receiving thread's
+    std::atomic<int> free_buffers_{0};
+    ResentPacketLedger resent_;
+
+    std::mutex lock_;  // guards what follows
+    std::condition_variable dropped_;
+    bool stop_ = false;
+    uint64_t drops_asked_ = 0;
+    uint64_t drops_done_ = 0;
+    std::deque<Done> done_;
+    ReceiverStatistics statistics_;
+};
+
+}  // namespace
+
+std::unique_ptr<StreamReceiver> open_own_receiver(const OwnReceiverSetup& setup, std::function<void()> wake_up,
+                                                  PvResult* result) {
+    std::unique_ptr<OwnStreamReceiver> receiver(new OwnStreamReceiver(setup, std::move(wake_up)));
+    if (!receiver->Start(result)) {
+        return nullptr;
+    }
+    return receiver;
+}
+
+}  // namespace platform
