@@ -11,10 +11,11 @@
 // multipart frames at a rate the library's worker keeps up with, large
 // frames near a gigabit of payload, and small frames faster than the
 // worker's base pace (at most one buffer per 10 ms pass). The library runs
-// each case twice: with the base pacing and with a pass every ms taking up
-// to 16 buffers (ORNCSetDeliveryPacing). Every
-// third time, paced so, on the library's own stream receiver
-// (ORNC_STREAM_RECEIVER=own; "own-16") instead of Aravis's. Every
+// each case three times: with the base pacing, with a pass every ms taking
+// up to 16 buffers (ORNCSetDeliveryPacing), and with that pacing on its own
+// stream receiver (ORNC_STREAM_RECEIVER=own) instead of Aravis's. On
+// loopback a last case runs four sensors at once (127.0.48.11 to .14), a
+// paced library client each, on both receivers. Every
 // frame has three parts, Coord3D_ABC32f + Mono8 + Confidence8, and no
 // chunk data: the library would bind each frame's chunks to its node map,
 // work plain Aravis does not do, and both clients read the timestamp from
@@ -446,10 +447,15 @@ std::string ornc_receiver_counters(ornc_t* ornc) {
     return text;
 }
 
-// One acquisition of `seconds` through the library on `sensor`. Everything
-// it opens is closed before it returns.
+// One acquisition of `seconds` through the library on `sensor`, its stream
+// received by `receiver` (ORNC_STREAM_RECEIVER's values; null: as the
+// environment says, for runs in parallel threads, which must not change
+// it). Everything it opens is closed before it returns.
 bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sensor_threads, const Case& c,
-              double seconds, bool fast_pacing, RunResult* result) {
+              double seconds, bool fast_pacing, const char* receiver, RunResult* result) {
+    if (receiver != nullptr) {
+        setenv("ORNC_STREAM_RECEIVER", receiver, 1);  // read when the stream opens, at connect
+    }
     result->log = std::make_unique<DeliveryLog>(log_capacity(c, seconds));
     OrncContext context;
     context.log = result->log.get();
@@ -545,6 +551,9 @@ bool run_ornc(const ornsim::VirtualSensor& sensor, const std::vector<pid_t>& sen
     ORNCDisconnect(&ornc);
     ORNCDestroy(&ornc);
     ORNCSysDestroy(&sys);
+    if (receiver != nullptr) {
+        unsetenv("ORNC_STREAM_RECEIVER");
+    }
     return ok;
 }
 
@@ -817,17 +826,18 @@ Figures figures_of(const RunResult& run) {
 }
 
 void print_header() {
-    std::printf("%-7s %6s %9s %6s %6s %7s %9s %11s   %s\n", "client", "sent", "delivered", "lost", "failed", "Gbit/s",
+    std::printf("%-8s %6s %9s %6s %6s %7s %9s %11s   %s\n", "client", "sent", "delivered", "lost", "failed", "Gbit/s",
                 "cpu s/GB", "client s/GB", "latency ms min / p50 / p99 / max (frames)");
 }
 
 void print_row(const char* client, const RunResult& run, const Figures& f) {
-    std::printf("%-7s %6llu %9llu %6lld %6llu %7.3f %9.3f %11.3f   %.2f / %.2f / %.2f / %.2f (%zu of %llu)\n", client,
+    std::printf("%-8s %6llu %9llu %6lld %6llu %7.3f %9.3f %11.3f   %.2f / %.2f / %.2f / %.2f (%zu of %llu)\n", client,
                 static_cast<unsigned long long>(f.sent), static_cast<unsigned long long>(f.delivered),
                 static_cast<long long>(f.lost), static_cast<unsigned long long>(f.failed), f.gbps, f.process_cpu_per_gb,
                 f.client_cpu_per_gb, f.latency_min_ms, f.latency_p50_ms, f.latency_p99_ms, f.latency_max_ms,
                 f.latency_samples, static_cast<unsigned long long>(f.window_delivered));
-    std::printf("        receiver: %s; clock mapped to +-%.1f us", run.receiver.c_str(),
+    std::printf("        receiver: %s; clock mapped to +-%.1f us",
+                run.receiver.empty() ? "(per client, below)" : run.receiver.c_str(),
                 static_cast<double>(run.clock.half_width_ns) / 1e3);
     if (run.log->unrecorded() != 0) {
         std::printf("; %llu deliveries beyond the log", static_cast<unsigned long long>(run.log->unrecorded()));
@@ -840,18 +850,24 @@ void print_row(const char* client, const RunResult& run, const Figures& f) {
     }
 }
 
-// One case; over `link` when given, else on loopback.
-bool run_case(int index, const Case& c, double seconds, const bench::SensorLink* link) {
+ornsim::SensorConfig sensor_config(const Case& c, const std::string& address, int index) {
     ornsim::SensorConfig config;
-    config.address = link != nullptr ? "169.254.48." + std::to_string(10 + index) : sensor_address(index);
+    config.address = address;
     config.serial = "BENCH48" + std::to_string(index + 1);
-    config.mac = "02:00:00:00:48:0" + std::to_string(index + 1);
+    char mac[18];
+    std::snprintf(mac, sizeof mac, "02:00:00:00:48:%02x", (index + 1) & 0xFF);
+    config.mac = mac;
     config.width = c.width;
     config.height = c.height;
     config.fps = c.fps;
     config.link_speed_mbps = c.link_speed_mbps;
+    return config;
+}
 
-    // The sensor's threads are those that appear while it starts.
+// Starts a sensor in this process (or in the link's namespace); the threads
+// that appeared while it started are added to `threads`. Null on failure.
+std::unique_ptr<ornsim::VirtualSensor> start_sensor(const ornsim::SensorConfig& config, const bench::SensorLink* link,
+                                                    std::vector<pid_t>* threads) {
     const std::vector<pid_t> before = thread_ids();
     std::unique_ptr<ornsim::VirtualSensor> started;
     std::string error = "cannot be started in the sensor namespace";
@@ -863,12 +879,25 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     }
     if (!started) {
         std::fprintf(stderr, "sensor %s: %s\n", config.address.c_str(), error.c_str());
+        return nullptr;
+    }
+    const std::vector<pid_t> after = thread_ids();
+    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(*threads));
+    std::sort(threads->begin(), threads->end());
+    return started;
+}
+
+// One case; over `link` when given, else on loopback.
+bool run_case(int index, const Case& c, double seconds, const bench::SensorLink* link) {
+    const ornsim::SensorConfig config =
+        sensor_config(c, link != nullptr ? "169.254.48." + std::to_string(10 + index) : sensor_address(index), index);
+
+    std::vector<pid_t> sensor_threads;
+    std::unique_ptr<ornsim::VirtualSensor> started = start_sensor(config, link, &sensor_threads);
+    if (!started) {
         return false;
     }
     ornsim::VirtualSensor& sensor = *started;
-    const std::vector<pid_t> after = thread_ids();
-    std::vector<pid_t> sensor_threads;
-    std::set_difference(after.begin(), after.end(), before.begin(), before.end(), std::back_inserter(sensor_threads));
 
     // Discovery asks this sensor's address only, on loopback only; or
     // broadcasts on the veth end.
@@ -879,11 +908,9 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     RunResult paced;
     RunResult own;
     RunResult aravis;
-    bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, false, &ornc) &&
-                   run_ornc(sensor, sensor_threads, c, seconds, true, &paced);
-    setenv("ORNC_STREAM_RECEIVER", "own", 1);
-    ornc_ok = ornc_ok && run_ornc(sensor, sensor_threads, c, seconds, true, &own);
-    unsetenv("ORNC_STREAM_RECEIVER");
+    const bool ornc_ok = run_ornc(sensor, sensor_threads, c, seconds, false, "aravis", &ornc) &&
+                         run_ornc(sensor, sensor_threads, c, seconds, true, "aravis", &paced) &&
+                         run_ornc(sensor, sensor_threads, c, seconds, true, "own", &own);
     const bool aravis_ok =
         ornc_ok && run_aravis(sensor, sensor_threads, c, seconds,
                               link != nullptr ? kVethInterfaceAddress : kLoopbackInterfaceAddress, &aravis);
@@ -913,10 +940,10 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
     const Figures af = figures_of(aravis);
     print_row("ORNC", ornc, of);
     print_row("ORNC-16", paced, pf);
-    print_row("own-16", own, wf);
+    print_row("ORNC-own", own, wf);
     print_row("Aravis", aravis, af);
     for (const auto& [client, f] :
-         {std::pair<const char*, const Figures&>{"ORNC", of}, {"ORNC-16", pf}, {"own-16", wf}}) {
+         {std::pair<const char*, const Figures&>{"ORNC", of}, {"ORNC-16", pf}, {"ORNC-own", wf}}) {
         if (af.client_cpu_per_gb > 0 && af.process_cpu_per_gb > 0) {
             std::printf("ratio   %s / Aravis CPU per GB: client %.2f, whole process %.2f\n", client,
                         f.client_cpu_per_gb / af.client_cpu_per_gb, f.process_cpu_per_gb / af.process_cpu_per_gb);
@@ -931,6 +958,95 @@ bool run_case(int index, const Case& c, double seconds, const bench::SensorLink*
         return false;
     }
     return true;
+}
+
+// Several sensors at once on loopback, each with a library client of its own
+// in a thread of this process (paced as ORNC-16), first on Aravis's
+// receiver, then on the library's own: the frames each sensor sent and its
+// client received, and all clients' CPU time per GB together (the clients
+// share the process, so only their sum means anything).
+constexpr int kParallelSensors = 4;
+constexpr int kParallelFirstIndex = 10;  // 127.0.48.11 and on
+constexpr Case kParallelCase = {"four sensors", 640, 480, 10.0, 10000};
+
+// The runs of the parallel clients as one: the earliest start and latest
+// end mark, every delivery and failure, the frames sent by every sensor.
+// Its clock map is the identity, with the widest uncertainty of theirs.
+RunResult combine(const std::vector<RunResult>& runs, double seconds) {
+    RunResult all;
+    all.log = std::make_unique<DeliveryLog>(log_capacity(kParallelCase, seconds) * runs.size());
+    all.start = runs.front().start;
+    all.end = runs.front().end;
+    for (const RunResult& run : runs) {
+        if (run.start.host_ns < all.start.host_ns) all.start = run.start;
+        if (run.end.host_ns > all.end.host_ns) all.end = run.end;
+        all.sent += run.sent;
+        // Device timestamps go onto the host clock, each sensor's by its own map.
+        for (const Delivery& d : run.log->deliveries()) {
+            all.log->add({d.host_ns, d.bytes, d.device_ns < 0 ? -1 : d.device_ns + run.clock.offset_ns});
+        }
+        all.clock.half_width_ns = std::max(all.clock.half_width_ns, run.clock.half_width_ns);
+        for (uint64_t i = 0; i < run.log->failed(); ++i) all.log->add_failure();
+    }
+    return all;
+}
+
+bool run_parallel(double seconds) {
+    std::vector<std::unique_ptr<ornsim::VirtualSensor>> sensors;
+    std::vector<pid_t> sensor_threads;
+    std::string hosts;
+    for (int i = kParallelFirstIndex; i < kParallelFirstIndex + kParallelSensors; ++i) {
+        const ornsim::SensorConfig config = sensor_config(kParallelCase, sensor_address(i), i);
+        sensors.push_back(start_sensor(config, nullptr, &sensor_threads));
+        if (!sensors.back()) {
+            return false;
+        }
+        hosts += (hosts.empty() ? "" : ",") + config.address;
+    }
+    setenv("ORNC_INTERFACES", "lo", 1);
+    setenv("ORNC_LOOPBACK_HOSTS", hosts.c_str(), 1);
+    std::printf(
+        "\n%s: %d sensors at once (%s), each %ux%u Coord3D_ABC32f + Mono8 + Confidence8 at %.0f/s, "
+        "%.1f s window\n",
+        kParallelCase.name, kParallelSensors, hosts.c_str(), kParallelCase.width, kParallelCase.height,
+        kParallelCase.fps, seconds);
+    print_header();
+    bool ok = true;
+    for (const char* receiver : {"aravis", "own"}) {
+        std::vector<RunResult> runs(kParallelSensors);
+        std::vector<char> run_ok(kParallelSensors, 0);
+        setenv("ORNC_STREAM_RECEIVER", receiver, 1);  // no client thread runs yet
+        std::vector<std::thread> clients;
+        for (int i = 0; i < kParallelSensors; ++i) {
+            clients.emplace_back([&, i] {
+                run_ok[i] = run_ornc(*sensors[i], sensor_threads, kParallelCase, seconds, true, nullptr, &runs[i]);
+            });
+        }
+        for (std::thread& client : clients) {
+            client.join();
+        }
+        unsetenv("ORNC_STREAM_RECEIVER");
+        if (std::count(run_ok.begin(), run_ok.end(), 1) != kParallelSensors) {
+            std::fprintf(stderr, "case %s: a client on the %s receiver failed\n", kParallelCase.name, receiver);
+            ok = false;
+            break;
+        }
+        const RunResult all = combine(runs, seconds);
+        const Figures f = figures_of(all);
+        print_row(std::string("4x ").append(receiver).c_str(), all, f);
+        for (int i = 0; i < kParallelSensors; ++i) {
+            const Figures one = figures_of(runs[i]);
+            std::printf("        %s: sent %llu, delivered %llu, lost %lld; receiver: %s\n",
+                        sensors[i]->config().address.c_str(), static_cast<unsigned long long>(one.sent),
+                        static_cast<unsigned long long>(one.delivered), static_cast<long long>(one.lost),
+                        runs[i].receiver.c_str());
+        }
+        ok = ok && f.delivered > 0;
+    }
+    for (auto& sensor : sensors) {
+        sensor->stop();
+    }
+    return ok;
 }
 
 extern "C" void on_watchdog(int) {
@@ -993,16 +1109,19 @@ int main(int argc, char** argv) {
         }
     }
     std::signal(SIGALRM, on_watchdog);
-    alarm(static_cast<unsigned>(case_count * (4 * seconds + 120)));
+    alarm(static_cast<unsigned>((case_count + 2) * (4 * seconds + 90)));
 
     std::printf(
         "acquisition through libORNC's C API (ORNC: base pacing, ORNC-16: ORNCSetDeliveryPacing(h, %d, %d), "
-        "own-16: the same on the library's own stream receiver) and through plain Aravis, one after the other, "
-        "%zu cases%s\n",
+        "ORNC-own: the same pacing on the library's own stream receiver) and through plain Aravis, one after "
+        "the other, %zu cases%s\n",
         kFastPeriodMs, kFastBuffersPerPass, case_count, veth ? " over a 1500-MTU veth pair" : "");
     bool ok = true;
     for (size_t i = 0; i < case_count && ok; ++i) {
         ok = run_case(static_cast<int>(i), cases[i], seconds, link.get());
+    }
+    if (ok && !veth) {
+        ok = run_parallel(seconds);
     }
     alarm(0);
     std::fflush(stdout);
