@@ -47,9 +47,6 @@ constexpr guint kShortFrameRetentionUs = receiver_policy::kShortFrameRetention.c
 // to split the run. No run is longer than the whole frame. Requests stay
 // bounded: one per run and packet time-out, within the frame retention.
 constexpr double kPacketRequestRatio = 1.0;
-// The receiving thread accounts for a frame just after handing it over; a
-// reader that comes first waits at most this long.
-constexpr std::chrono::milliseconds kResentAccountingWait{20};
 
 // Aravis reads the channel's packet size once, when the stream is
 // created, and places the data of single images by it (packet id times the
@@ -265,7 +262,7 @@ public:
     }
 
     bool FindResentPackets(uint64_t block_id, uint32_t* packets) override {
-        return packets != nullptr && watch_->resent.Find(block_id, kResentAccountingWait, packets);
+        return packets != nullptr && watch_->resent.Find(block_id, receiver_policy::kResentAccountingWait, packets);
     }
 
     void WhileRetrieving() override { watch_->retention.CheckRefusals(stream_); }

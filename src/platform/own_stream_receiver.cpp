@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "base/log.h"
+#include "platform/device_clock.h"
 #include "platform/gvcp/request_id.h"
 #include "platform/gvsp/batch_receiver.h"
 #include "platform/resent_packet_ledger.h"
@@ -28,13 +29,9 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// The receiving thread accounts for a frame just before handing it over;
-// a reader waits at most this long.
-constexpr std::chrono::milliseconds kResentAccountingWait{20};
 // How long DropAll waits for the receiving thread (which answers within
 // one batch).
 constexpr std::chrono::seconds kCommandWait{2};
-constexpr uint64_t kNanoseconds = 1000000000;
 
 PvResult frame_status(const gvsp::FrameReport& report) {
     switch (report.state) {
@@ -52,12 +49,6 @@ PvResult frame_status(const gvsp::FrameReport& report) {
             break;
     }
     return PvResult(PvResult::GENERIC_ERROR, "transfer not completed");
-}
-
-uint64_t host_time_ns() {
-    return static_cast<uint64_t>(
-        std::chrono::duration_cast<std::chrono::nanoseconds>(std::chrono::system_clock::now().time_since_epoch())
-            .count());
 }
 
 class OwnStreamReceiver : public StreamReceiver {
@@ -145,7 +136,7 @@ public:
     }
 
     bool FindResentPackets(uint64_t block_id, uint32_t* packets) override {
-        return packets != nullptr && resent_.Find(block_id, kResentAccountingWait, packets);
+        return packets != nullptr && resent_.Find(block_id, receiver_policy::kResentAccountingWait, packets);
     }
 
     void AfterAbort() override { resent_.Forget(); }
@@ -322,10 +313,8 @@ private:
         facts.has_chunks = (report.payload_type & gvsp::kPayloadExtendedChunkFlag) != 0;
         facts.received_size = report.payload_size;
         facts.block_id = report.block_id;
-        const uint64_t frequency = setup_.tick_frequency;
-        facts.timestamp_ns = frequency != 0 ? report.timestamp / frequency * kNanoseconds +
-                                                  report.timestamp % frequency * kNanoseconds / frequency
-                                            : host_time_ns();
+        facts.timestamp_ns = setup_.tick_frequency != 0 ? ticks_to_ns(report.timestamp, setup_.tick_frequency)
+                                                        : static_cast<uint64_t>(host_realtime_ns());
         for (const gvsp::PartLayout& layout : report.parts) {
             // The block starts at the buffer's start: its offsets are the
             // buffer's.

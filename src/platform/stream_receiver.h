@@ -38,6 +38,9 @@ constexpr int kReserveBuffers = 4;
 // gap, then again each time this passes without them, within the
 // retention.
 constexpr std::chrono::milliseconds kPacketTimeout{20};
+// The receiving thread accounts for the packets asked for again just as it
+// hands a frame over; a reader that comes first waits at most this long.
+constexpr std::chrono::milliseconds kResentAccountingWait{20};
 }  // namespace receiver_policy
 
 // The running counts behind the stream node map's statistics.
