@@ -45,6 +45,9 @@ public:
     PvString GetLocalIPAddress() const { return interface_ip_; }
 
     // --- platform side -------------------------------------------------
+    // The device's timestamp tick frequency from its bootstrap registers
+    // (0 when it gives none). Node map lock held.
+    PvResult ReadTickFrequencyLocked(uint64_t* frequency);
     // The connected device at `ip`, or null. Streams open through it.
     static PvDeviceGEV* FindConnected(const PvString& ip);
     // A controller holds the device's control privilege; a monitor only

@@ -29,6 +29,16 @@ bool read_register_pair(ArvDevice* device, uint32_t high_address, uint32_t low_a
 
 }  // namespace
 
+PvResult PvDeviceGEV::ReadTickFrequencyLocked(uint64_t* frequency) {
+    *frequency = 0;
+    GError* error = nullptr;
+    if (!read_register_pair(GetArvDevice(), gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH,
+                            gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW, frequency, &error)) {
+        return platform::take_error(error);
+    }
+    return PvResult::OK;
+}
+
 PvResult PvDeviceGEV::MapClock(platform::DeviceClockMap* map) {
     if (map == nullptr) {
         return PvResult(PvResult::INVALID_PARAMETER, "no clock map to fill");
@@ -41,9 +51,9 @@ PvResult PvDeviceGEV::MapClock(platform::DeviceClockMap* map) {
     ArvDevice* device = GetArvDevice();
     GError* error = nullptr;
     uint64_t frequency = 0;
-    if (!read_register_pair(device, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW,
-                            &frequency, &error)) {
-        return platform::take_error(error);
+    const PvResult read = ReadTickFrequencyLocked(&frequency);
+    if (read.IsFailure()) {
+        return read;
     }
     if (frequency == 0) {
         return PvResult(PvResult::NOT_SUPPORTED, "the device gives no timestamp tick frequency");

@@ -36,18 +36,6 @@ bool own_receiver_wanted() {
     return false;
 }
 
-uint64_t read_tick_frequency(ArvDevice* device) {
-    guint32 high = 0;
-    guint32 low = 0;
-    GError* error = nullptr;
-    if (!arv_device_read_register(device, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_HIGH, &high, &error) ||
-        !arv_device_read_register(device, gvcp::REG_TIMESTAMP_TICK_FREQUENCY_LOW, &low, &error)) {
-        g_clear_error(&error);
-        return 0;
-    }
-    return (static_cast<uint64_t>(high) << 32) | low;
-}
-
 // Our own receiver on `device` (node map lock held): the packet size is
 // negotiated as for Aravis's stream, the socket opened on the control
 // connection's local address, and the device's stream channel pointed at
@@ -68,7 +56,7 @@ std::unique_ptr<platform::StreamReceiver> open_own(PvDeviceGEV* device, uint32_t
     wire::parse_ipv4(device->GetLocalIPAddress().str(), &setup.local_address);
     setup.device_address = device_address;
     setup.device_control_port = gvcp::kPort;
-    setup.tick_frequency = read_tick_frequency(arv_device);
+    device->ReadTickFrequencyLocked(&setup.tick_frequency);  // 0 on failure: frames get the host's time
     setup.burst_bytes = payload > 0 ? static_cast<size_t>(payload) : 0;
     std::unique_ptr<platform::StreamReceiver> receiver = platform::open_own_receiver(setup, std::move(wake_up), result);
     if (receiver == nullptr) {
