@@ -86,6 +86,17 @@ void ORN_ThreadSetDelay(orn_thread_t* thread, int delay, bool is_period) {
     thread->priv->delay_is_period.store(is_period);
 }
 
+bool ORN_ThreadAwaitEnd(orn_thread_t* thread, int timeout_ms) {
+    if (thread == nullptr || thread->priv == nullptr) return true;
+    const orn_thread_priv_* priv = thread->priv;
+    if (priv->thread_running.load() == 0) return true;
+    for (int waited = 0; priv->thread_stopped.load() == 0; waited += static_cast<int>(kDestroyPollMs)) {
+        if (waited >= timeout_ms) return false;
+        Sleep(kDestroyPollMs);
+    }
+    return true;
+}
+
 extern "C" {
 
 orn_status_t ORNThreadInit(orn_thread_t* thread, orn_thread_func_t thread_func, void* userdata, int delay) {

@@ -7,6 +7,7 @@
 
 #include "ORNC.h"
 #include "base/log.h"
+#include "base/worker_thread.h"
 #include "camera/acquisition_internal.h"
 #include "camera/acquisition_state.h"
 #include "camera/frame_tracking.h"
@@ -248,6 +249,19 @@ void ORNC_AbortQueuedBuffers(ornc_priv_t* priv) {
              static_cast<int>(priv->lStream->GetQueuedBufferCount()));
 }
 
+void ORNC_RetireWorker(ornc_priv_t* priv) {
+    if (priv->acquisition_thread.priv == nullptr) {
+        return;
+    }
+    ORNThreadStop(&priv->acquisition_thread);
+    if (!ORN_ThreadAwaitEnd(&priv->acquisition_thread, kORNCWorkerEndWaitMs)) {
+        ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "ORNC: The acquisition worker did not end within %d ms",
+                 kORNCWorkerEndWaitMs);
+    }
+    ORNThreadDestroy(&priv->acquisition_thread);
+    priv->acquisition_thread.priv = nullptr;
+}
+
 extern "C" {
 
 ornc_status_t ORNCStart(ornc_t* ornc) {
@@ -262,11 +276,7 @@ ornc_status_t ORNCStart(ornc_t* ornc) {
     // only asks it to end): starting it again in that instant would be
     // lost, leaving no worker at all. So it is retired first (after any
     // delivery in progress) and a fresh one takes its place.
-    if (priv->acquisition_thread.priv != nullptr) {
-        ORNThreadStop(&priv->acquisition_thread);
-        ORNThreadDestroy(&priv->acquisition_thread);
-        priv->acquisition_thread.priv = nullptr;
-    }
+    ORNC_RetireWorker(priv);
     orn_status_t status =
         ORNThreadInit(&priv->acquisition_thread, ORNC_AcquisitionFunc, priv, ORNC_DeliveryPeriodMs(priv));
     if (status != ORN_OK) {

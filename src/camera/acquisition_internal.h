@@ -19,6 +19,13 @@ int ORNC_DeliveryBuffersPerPass(ornc_priv_t* priv);
 bool ORNC_DeliveryPaced(ornc_priv_t* priv);
 void ORNC_ApplyDeliveryPacing(ornc_priv_t* priv);
 
+// Ends the handle's acquisition worker, if it has one, and frees it:
+// after a delivery in progress returned, the worker is given
+// kORNCWorkerEndWaitMs to end its loop before it is destroyed, so that a
+// worker the scheduler runs late on a loaded machine is not signalled.
+constexpr int kORNCWorkerEndWaitMs = 2000;
+void ORNC_RetireWorker(ornc_priv_t* priv);
+
 // The acquisition and trigger nodes of the connected device (null for
 // those it lacks).
 void ORNC_LookupAcquisitionNodes(ornc_priv_t* priv);

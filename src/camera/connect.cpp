@@ -234,11 +234,7 @@ ornc_status_t ORNCDisconnect(ornc_t* ornc) {
     ORNC_DisableDisconnectNotification(priv);
 
     // No image callback may run while the stream and its buffers go.
-    if (priv->acquisition_thread.priv != nullptr) {
-        ORNThreadStop(&priv->acquisition_thread);
-        ORNThreadDestroy(&priv->acquisition_thread);
-        priv->acquisition_thread.priv = nullptr;
-    }
+    ORNC_RetireWorker(priv);
     if (priv->lStream != nullptr) {
         ORN_LOGF(ORN_LOGLVL_INFO, ORN_LOGCAT_CONNECT, "ORNC: Closing stream");
         priv->lStream->Close();

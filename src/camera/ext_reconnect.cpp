@@ -238,9 +238,7 @@ bool ORNC_TakeOut(ORNCRecoveryWorker& worker, ornc_t* scratch, Running* running)
         // Callbacks on the acquisition worker take no lock: it ends first.
         running->server = priv->acquisition_thread.priv != nullptr;
         if (running->server) {
-            ORNThreadStop(&priv->acquisition_thread);
-            ORNThreadDestroy(&priv->acquisition_thread);
-            priv->acquisition_thread.priv = nullptr;
+            ORNC_RetireWorker(priv);
         }
         running->handle = priv;
         running->period_ms = ORNC_DeliveryPeriodMs(priv);

@@ -13,6 +13,7 @@
 
 #include "ORNCExt.h"
 #include "acquisition_test_support.h"
+#include "log_capture.h"
 
 namespace {
 
@@ -187,6 +188,22 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecondAndAChangeTak
     EXPECT_GT(blocks[1].size(), 0u);
     EXPECT_EQ(missing[1], 0u);
     for (size_t i = 1; i < blocks[1].size(); ++i) EXPECT_EQ(blocks[1][i], blocks[1][i - 1] + 1) << i;
+}
+
+// With the longest pacing period the worker sleeps up to a second between
+// passes: a disconnect during that sleep waits for it instead of
+// signalling the process (which would end this test).
+TEST_F(Delivery, ADisconnectDuringALongPacingPeriodWaitsForTheWorker) {
+    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(18, "AQ000018", 128, 96, 30.0)));
+    ornc_t* h = connection_->get();
+    orntest::LogCapture log;
+    ASSERT_EQ(ORNCSetDeliveryPacing(h, 1000, 16), ORNC_OK);
+    recorder_.attach(h);
+    ASSERT_EQ(ORNCStart(h), ORNC_OK);
+    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+    EXPECT_TRUE(recorder_.wait_frames(1, 5s));
+    EXPECT_EQ(ORNCDisconnect(h), ORNC_OK);
+    EXPECT_EQ(log.count_containing("Still not stopped"), 0);
 }
 
 }  // namespace
