@@ -1058,9 +1058,10 @@ extern "C" void on_watchdog(int) {
 
 void usage(const char* program) {
     std::printf(
-        "usage: %s [--veth] [--seconds S]\n"
+        "usage: %s [--veth] [--seconds S] [--case TEXT]\n"
         "  --veth        the cases over a 1500-MTU veth pair into a sensor namespace (root)\n"
-        "  --seconds S   measurement window per client and case, 0.5 to %.0f (default 5)\n",
+        "  --seconds S   measurement window per client and case, 0.5 to %.0f (default 5)\n"
+        "  --case TEXT   only the cases whose name contains TEXT (e.g. large, four)\n",
         program, kMaxSeconds);
 }
 
@@ -1069,6 +1070,7 @@ void usage(const char* program) {
 int main(int argc, char** argv) {
     double seconds = 5.0;
     bool veth = false;
+    std::string only;  // every case
     for (int i = 1; i < argc; ++i) {
         const std::string arg = argv[i];
         if (arg == "--help" || arg == "-h") {
@@ -1077,6 +1079,10 @@ int main(int argc, char** argv) {
         }
         if (arg == "--veth") {
             veth = true;
+            continue;
+        }
+        if (arg == "--case" && i + 1 < argc) {
+            only = argv[++i];
             continue;
         }
         if (arg == "--seconds" && i + 1 < argc) {
@@ -1117,10 +1123,13 @@ int main(int argc, char** argv) {
         "the other, %zu cases%s\n",
         kFastPeriodMs, kFastBuffersPerPass, case_count, veth ? " over a 1500-MTU veth pair" : "");
     bool ok = true;
+    const auto chosen = [&only](const char* name) { return std::string(name).find(only) != std::string::npos; };
     for (size_t i = 0; i < case_count && ok; ++i) {
-        ok = run_case(static_cast<int>(i), cases[i], seconds, link.get());
+        if (chosen(cases[i].name)) {
+            ok = run_case(static_cast<int>(i), cases[i], seconds, link.get());
+        }
     }
-    if (ok && !veth) {
+    if (ok && !veth && chosen(kParallelCase.name)) {
         ok = run_parallel(seconds);
     }
     alarm(0);

@@ -89,10 +89,14 @@ void BatchReceiver::aim(size_t i, uint32_t next_id) {
     msgs_[i].msg_hdr.msg_iovlen = a.slot == spill ? 2 : 3;
 }
 
-bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd) {
+bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd, Wake* wake) {
+    Wake ignored;
+    Wake& seen = wake != nullptr ? *wake : ignored;
+    seen = Wake{};
     struct pollfd pfd[2] = {{socket_.fd(), POLLIN, 0}, {wake_fd, POLLIN, 0}};
     const int ready = ::poll(pfd, wake_fd >= 0 ? 2 : 1, timeout_ms);
     if (ready < 0) return errno == EINTR;
+    seen.woken = wake_fd >= 0 && pfd[1].revents != 0;
     if (ready == 0 || pfd[0].revents == 0) return true;
     for (int round = 0; round < kMaxBatchesPerWake; ++round) {
         // Slots for the packets expected next: after the highest in place.
@@ -105,6 +109,7 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
         if (got < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
         ++counters_.batches;
         counters_.datagrams += static_cast<uint64_t>(got);
+        seen.datagrams += static_cast<size_t>(got);
         // First every datagram that landed in its slot, and a staging copy of
         // each one that did not, before any slot is written again.
         std::vector<std::pair<size_t, size_t>> staged;  // (message, bytes)

@@ -72,11 +72,17 @@ public:
 
     void queue_buffer(uint8_t* data, size_t capacity, void* cookie);
 
+    // What one receive() saw: whether `wake_fd` was readable, and how many
+    // datagrams it took.
+    struct Wake {
+        bool woken = false;
+        size_t datagrams = 0;
+    };
     // Waits at most `timeout_ms` for the socket (or for `wake_fd` to become
     // readable, which returns at once), then drains it (a bounded number of
     // batches) and appends the frames that finished. False on a socket
     // error.
-    bool receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd = -1);
+    bool receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd = -1, Wake* wake = nullptr);
     // Sends `datagram` from the stream's socket (resend requests).
     bool send_to(uint32_t address, uint16_t port, const std::vector<uint8_t>& datagram) {
         return socket_.send_to(address, port, datagram.data(), datagram.size());

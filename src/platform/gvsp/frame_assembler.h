@@ -109,6 +109,9 @@ public:
     // known to exist (the highest id seen before the trailer).
     std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const;
     uint32_t missing_count() const;
+    // Packets missing below the highest id seen: the gaps a later packet
+    // has shown.
+    uint32_t missing_below_highest() const { return highest_seen_ - in_place_; }
     // The device answered a resend request for this block with
     // PACKET_UNAVAILABLE: what is missing now will not come.
     bool refused() const { return refused_; }
