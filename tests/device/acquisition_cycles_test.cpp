@@ -63,7 +63,7 @@ TEST_F(Cycles, ConnectAcquireDisconnect) {
         recorder.attach(&ornc);
         ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
         ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 0), ORNC_OK);
-        ASSERT_TRUE(recorder.wait_frames(1, 5s));
+        ASSERT_TRUE(recorder.wait_frames(1, 5s)) << recorder.null_calls() << " failed transfers";
         // Disconnect while acquiring: it stops the worker before the
         // stream and its buffers go.
         ASSERT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
