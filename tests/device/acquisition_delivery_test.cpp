@@ -27,11 +27,9 @@ protected:
     void acquire(int frames, acqtest::Recorder* recorder = nullptr) {
         acqtest::Recorder& r = recorder != nullptr ? *recorder : recorder_;
         r.attach(connection_->get());
-        ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
+        ASSERT_EQ(acqtest::start(connection_->get(), 0, 0), ORNC_OK);
         const bool got = r.wait_frames(frames, 10s);
-        EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-        EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
+        EXPECT_EQ(acqtest::stop(connection_->get()), ORNC_OK);
         ASSERT_TRUE(got) << "only " << r.frames() << " frames delivered";
         EXPECT_EQ(r.null_calls(), 0);
     }
@@ -166,8 +164,7 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecondAndAChangeTak
         phase = next;
     };
     recorder_.attach(h);
-    ASSERT_EQ(ORNCStart(h), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(h, 0, 0), ORNC_OK);
     std::this_thread::sleep_for(200ms);
     enter(1);
     const int failed_before = recorder_.null_calls();
@@ -182,8 +179,7 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecondAndAChangeTak
         },
         5s))
         << "the base pacing again, none missing";
-    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
-    EXPECT_EQ(ORNCStop(h), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(h), ORNC_OK);
     std::lock_guard<std::mutex> guard(lock);
     EXPECT_GT(blocks[1].size(), 0u);
     EXPECT_EQ(missing[1], 0u);

@@ -43,11 +43,9 @@ protected:
             seen.push_back(s);
         };
         recorder.attach(h);
-        EXPECT_EQ(ORNCStart(h), ORNC_OK);
-        EXPECT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+        EXPECT_EQ(acqtest::start(h, 0, 0), ORNC_OK);
         EXPECT_TRUE(recorder.wait_frames(frames, 20s)) << recorder.frames() << " frames";
-        EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
-        EXPECT_EQ(ORNCStop(h), ORNC_OK);
+        EXPECT_EQ(acqtest::stop(h), ORNC_OK);
         if (failed != nullptr) {
             *failed = recorder.null_calls();
         }

@@ -47,8 +47,7 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
         blocks.push_back(info.block_id);
     };
     recorder.attach(controller);
-    ASSERT_EQ(ORNCStart(controller), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(controller, 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(controller, 0, 0), ORNC_OK);
 
     orntest::Handle monitor;
     ornc_t* m = monitor.get();
@@ -82,8 +81,7 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
 
     // Every frame of the controller arrives, the monitor beside it.
     EXPECT_TRUE(recorder.wait_frames(20, 20s)) << recorder.frames() << " frames";
-    EXPECT_EQ(ORNCAcquisitionStop(controller), ORNC_OK);
-    EXPECT_EQ(ORNCStop(controller), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(controller), ORNC_OK);
     for (size_t i = 1; i < blocks.size(); ++i) EXPECT_EQ(blocks[i], blocks[i - 1] + 1) << i;
 
     // The monitor outlives the controller and holds no control: a new one

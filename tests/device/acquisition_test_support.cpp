@@ -105,6 +105,17 @@ bool Recorder::wait_frames(int count, std::chrono::milliseconds timeout) const {
                              [&] { return static_cast<int>(vectors_.size() + images_.size()) >= count; });
 }
 
+ornc_status_t start(ornc_t* ornc, int acquisition_mode, int trigger_mode) {
+    const ornc_status_t status = ORNCStart(ornc);
+    return status != ORNC_OK ? status : ORNCAcquisitionStartMode(ornc, acquisition_mode, trigger_mode);
+}
+
+ornc_status_t stop(ornc_t* ornc) {
+    const ornc_status_t status = ORNCAcquisitionStop(ornc);
+    const ornc_status_t stopped = ORNCStop(ornc);
+    return status != ORNC_OK ? status : stopped;
+}
+
 ornc_status_t trigger(ornc_t* ornc, Recorder& recorder) {
     recorder.hold(true);
     const ornc_status_t status = ORNCTriggerSoftware(ornc);

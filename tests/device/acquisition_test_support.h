@@ -108,6 +108,11 @@ private:
     std::atomic<bool> held_{false};
 };
 
+// ORNCStart, then ORNCAcquisitionStartMode: the first status that is not ORNC_OK.
+ornc_status_t start(ornc_t* ornc, int acquisition_mode, int trigger_mode);
+// ORNCAcquisitionStop and ORNCStop, both: the first status that is not ORNC_OK.
+ornc_status_t stop(ornc_t* ornc);
+
 // A software trigger whose image `recorder` cannot take before the call has
 // returned. The library marks the trigger pending after the command went
 // out; an image delivered before that would leave it pending (busy).
