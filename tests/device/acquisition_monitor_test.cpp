@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <mutex>
+#include <tuple>
 #include <vector>
 
 #include "ORNCExt.h"
@@ -38,14 +38,6 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(71, "AQ000071")));
     ornc_t* controller = connection_->get();
     acqtest::Recorder recorder;
-    std::mutex lock;
-    std::vector<uint64_t> blocks;
-    recorder.on_delivery = [&] {
-        ornc_frame_info_t info{};
-        EXPECT_EQ(ORNCGetFrameInfo(controller, &info), ORNC_OK);
-        std::lock_guard<std::mutex> guard(lock);
-        blocks.push_back(info.block_id);
-    };
     recorder.attach(controller);
     ASSERT_EQ(acqtest::start(controller, 0, 0), ORNC_OK);
 
@@ -82,7 +74,12 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
     // Every frame of the controller arrives, the monitor beside it.
     EXPECT_TRUE(recorder.wait_frames(20, 20s)) << recorder.frames() << " frames";
     EXPECT_EQ(acqtest::stop(controller), ORNC_OK);
-    for (size_t i = 1; i < blocks.size(); ++i) EXPECT_EQ(blocks[i], blocks[i - 1] + 1) << i;
+    const std::vector<acqtest::Delivered> delivered = recorder.delivered();
+    for (size_t i = 1; i < delivered.size(); ++i) {
+        EXPECT_EQ(std::make_tuple(delivered[i].status, delivered[i].info.block_id),
+                  std::make_tuple(ORNC_OK, delivered[i - 1].info.block_id + 1))
+            << i;
+    }
 
     // The monitor outlives the controller and holds no control: a new one
     // connects and its write shows through the monitor; the new controller

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ORNC.h"
+#include "ORNCExt.h"
 #include "handles.h"
 #include "scene_check.h"
 #include "sensor.h"
@@ -61,11 +62,23 @@ private:
 };
 
 // A fixture whose tests start a sensor and, unless told not to, connect to it.
+class Recorder;
 class SensorTest : public orntest::SensorTest {
 protected:
     void start_sensor(const ornsim::SensorConfig& config, bool connect = true);
+    // Continuous acquisition on connection_ into `recorder` until `frames`
+    // deliveries in all, then stopped; unless allowed, no transfer may fail.
+    void acquire(int frames, Recorder& recorder, bool failures_allowed = false);
 
     std::unique_ptr<Connection> connection_;
+};
+
+// One non-null delivery: ORNCGetFrameInfo's status and record, and the
+// host's CLOCK_REALTIME (ns), taken inside the callback.
+struct Delivered {
+    ornc_status_t status = ORNC_ERROR;
+    ornc_frame_info_t info{};
+    int64_t host_ns = 0;
 };
 
 // What the callbacks received, in order. Callbacks run on the worker
@@ -81,6 +94,7 @@ public:
     std::vector<ImageCopy> images() const;
     // Time of each non-null delivery.
     std::vector<std::chrono::steady_clock::time_point> times() const;
+    std::vector<Delivered> delivered() const;
     bool wait_frames(int count, std::chrono::milliseconds timeout) const;
     // Called inside the callback (on the worker thread) before recording.
     std::function<void()> on_delivery;
@@ -104,6 +118,8 @@ private:
     std::vector<std::vector<ImageCopy>> vectors_;
     std::vector<ImageCopy> images_;
     std::vector<std::chrono::steady_clock::time_point> times_;
+    std::vector<Delivered> delivered_;
+    ornc_t* ornc_ = nullptr;
     int null_calls_ = 0;
     std::atomic<bool> held_{false};
 };
