@@ -155,9 +155,7 @@ TEST_F(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
     ASSERT_EQ(ORNCParamSetIntegerValue(frame_count, 7), ORNC_OK);
     EXPECT_EQ(other.calls.load(), 1);
     // A refused write changes nothing and tells nobody.
-    ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "Gain";
-    sensor().set_faults(faults);
+    sensor().set_faults({0.0, "Gain"});  // its writes refused
     EXPECT_NE(ORNCParamSetFloatValue(gain, 5.0f), ORNC_OK);
     EXPECT_EQ(first.calls.load(), 2);
 
