@@ -212,9 +212,6 @@ TEST_F(ToolTest, ComponentsListsEnablesAndDisables) {
     EXPECT_EQ(param_row(r.out, "0").back(), "format") << r.out;
     EXPECT_EQ(param_row(r.out, "1").back(), "yes") << r.out;
     EXPECT_EQ(param_row(r.out, "2").back(), "yes") << r.out;
-    // Enabling set the component's pixel format on the device.
-    expect_output({"set", "TOOL-COMP", "ComponentSelector", "Range"}, "ComponentSelector = Range\n");
-    expect_output({"get", "TOOL-COMP", "PixelFormat"}, "Coord3D_C16\n");
 
     expect_failure({"components", "TOOL-COMP", "enable", "Colour"}, 1,
                    "no component 'Colour': Element not found (-16); the device offers Range:Coord3D_ABC32f, "
