@@ -79,7 +79,8 @@ protected:
         ORNCSetImageVecCallback(ornc, &LinkLog::OnVector, &log_);
         ORNCSetEventCallback(ornc, &LinkLog::OnEvent, &log_);
         ASSERT_EQ(ORNCSetAutoReconnect(ornc, 1, &LinkLog::OnLink, &log_), ORNC_OK);
-        ASSERT_EQ(acqtest::start(ornc, 0, 0), ORNC_OK);
+        ASSERT_EQ(ORNCStart(ornc), ORNC_OK);
+        ASSERT_EQ(ORNCAcquisitionStartMode(ornc, 0, 0), ORNC_OK);
         ASSERT_TRUE(wait_until([&] { return log_.frames > 3; }, 10s));
     }
 
