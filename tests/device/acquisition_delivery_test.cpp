@@ -137,17 +137,18 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecondAndAChangeTak
     }
     connection_->configure_component("Range", false);
     connection_->configure_component("Confidence", false);
-    recorder_.attach(h);
+    acqtest::Recorder recorder(true);
+    recorder.attach(h);
     ASSERT_EQ(acqtest::start(h, 0, 0), ORNC_OK);
     std::this_thread::sleep_for(200ms);  // the start, not counted
-    const size_t first = recorder_.delivered().size();
-    const int failed_before = recorder_.null_calls();
+    const size_t first = recorder.delivered().size();
+    const int failed_before = recorder.null_calls();
     std::this_thread::sleep_for(1s);
-    EXPECT_EQ(recorder_.null_calls(), failed_before);
+    EXPECT_EQ(recorder.null_calls(), failed_before);
     ASSERT_EQ(ORNCSetDeliveryPacing(h, 10, 1), ORNC_OK);
-    const std::vector<acqtest::Delivered> fast = recorder_.delivered();
+    const std::vector<acqtest::Delivered> fast = recorder.delivered();
     const auto missing_again = [&] {
-        const std::vector<acqtest::Delivered> all = recorder_.delivered();
+        const std::vector<acqtest::Delivered> all = recorder.delivered();
         return std::any_of(all.begin() + static_cast<std::ptrdiff_t>(fast.size()), all.end(),
                            [](const acqtest::Delivered& d) { return d.info.blocks_missing > 0; });
     };

@@ -29,7 +29,7 @@ TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
     int64_t frequency = 0;
     ASSERT_EQ(ORNCParamGetInteger64Value(orntest::device_param(h, "GevTimestampTickFrequency"), &frequency), ORNC_OK);
 
-    acqtest::Recorder recorder;
+    acqtest::Recorder recorder(true);
     ASSERT_NO_FATAL_FAILURE(acquire(6, recorder));
     const std::vector<acqtest::Delivered> seen = recorder.delivered();
     ASSERT_GE(seen.size(), 6u);
@@ -91,7 +91,7 @@ TEST_F(FrameInfo, CountsBlocksThatNeverCameAndPacketsThatCameByResend) {
     faults.hold_tail_every = 3;
     sensor().set_faults(faults);
 
-    acqtest::Recorder recorder;
+    acqtest::Recorder recorder(true);
     ASSERT_NO_FATAL_FAILURE(acquire(14, recorder, true));
     const int failed = recorder.null_calls();
     const std::vector<acqtest::Delivered> seen = recorder.delivered();

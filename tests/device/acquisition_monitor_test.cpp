@@ -37,7 +37,7 @@ class Monitor : public acqtest::SensorTest {};
 TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(71, "AQ000071")));
     ornc_t* controller = connection_->get();
-    acqtest::Recorder recorder;
+    acqtest::Recorder recorder(true);
     recorder.attach(controller);
     ASSERT_EQ(acqtest::start(controller, 0, 0), ORNC_OK);
 

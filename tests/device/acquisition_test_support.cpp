@@ -95,17 +95,19 @@ void Recorder::record(bool failed, const std::function<void(Recorder&)>& store) 
     if (held_) wait_until([&] { return !held_.load(); }, std::chrono::seconds(5));
     if (!failed && on_delivery) on_delivery();
     Delivered delivered;
-    timespec now{};
-    if (!failed) delivered.status = ORNCGetFrameInfo(ornc_, &delivered.info);
-    clock_gettime(CLOCK_REALTIME, &now);
-    delivered.host_ns = static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+    if (!failed && frame_info_) {
+        delivered.status = ORNCGetFrameInfo(ornc_, &delivered.info);
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        delivered.host_ns = static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+    }
     std::lock_guard<std::mutex> guard(lock_);
     if (failed) {
         ++null_calls_;
     } else {
         store(*this);
         times_.push_back(std::chrono::steady_clock::now());
-        delivered_.push_back(delivered);
+        if (frame_info_) delivered_.push_back(delivered);
     }
     changed_.notify_all();
 }

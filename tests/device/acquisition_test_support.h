@@ -85,6 +85,9 @@ struct Delivered {
 // thread; the test thread reads under the lock.
 class Recorder {
 public:
+    // With `frame_info`, each delivery's ORNCGetFrameInfo is recorded (it
+    // may ask the device for its clock inside the callback).
+    explicit Recorder(bool frame_info = false) : frame_info_(frame_info) {}
     // Installs this recorder's image and vector callbacks on `ornc`.
     void attach(ornc_t* ornc);
 
@@ -94,7 +97,7 @@ public:
     std::vector<ImageCopy> images() const;
     // Time of each non-null delivery.
     std::vector<std::chrono::steady_clock::time_point> times() const;
-    std::vector<Delivered> delivered() const;
+    std::vector<Delivered> delivered() const;  // with frame_info
     bool wait_frames(int count, std::chrono::milliseconds timeout) const;
     // Called inside the callback (on the worker thread) before recording.
     std::function<void()> on_delivery;
@@ -120,6 +123,7 @@ private:
     std::vector<std::chrono::steady_clock::time_point> times_;
     std::vector<Delivered> delivered_;
     ornc_t* ornc_ = nullptr;
+    const bool frame_info_;
     int null_calls_ = 0;
     std::atomic<bool> held_{false};
 };
