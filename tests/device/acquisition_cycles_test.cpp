@@ -44,11 +44,9 @@ TEST_F(Cycles, StartAndStopOnOneConnection) {
     recorder.attach(connection_->get());
     expect_cycles_leave_nothing_behind([&](int) {
         const int before = recorder.frames();
-        ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
+        ASSERT_EQ(acqtest::start(connection_->get(), 0, 0), ORNC_OK);
         ASSERT_TRUE(recorder.wait_frames(before + 1, 5s));
-        ASSERT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-        ASSERT_EQ(ORNCStop(connection_->get()), ORNC_OK);
+        ASSERT_EQ(acqtest::stop(connection_->get()), ORNC_OK);
     });
     EXPECT_EQ(recorder.null_calls(), 0);
 }
@@ -61,8 +59,7 @@ TEST_F(Cycles, ConnectAcquireDisconnect) {
         ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
         ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000052"), ORNC_OK);
         recorder.attach(&ornc);
-        ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 0), ORNC_OK);
+        ASSERT_EQ(acqtest::start(&ornc, 0, 0), ORNC_OK);
         ASSERT_TRUE(recorder.wait_frames(1, 5s)) << recorder.null_calls() << " failed transfers";
         // Disconnect while acquiring: it stops the worker before the
         // stream and its buffers go.

@@ -5,8 +5,8 @@
 // multipart is off.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
-#include <mutex>
 #include <thread>
 #include <tuple>
 #include <vector>
@@ -23,19 +23,6 @@ constexpr int kFrames = 5;
 
 class Delivery : public acqtest::SensorTest {
 protected:
-    // Continuous acquisition until `frames` deliveries in all, then stop.
-    void acquire(int frames, acqtest::Recorder* recorder = nullptr) {
-        acqtest::Recorder& r = recorder != nullptr ? *recorder : recorder_;
-        r.attach(connection_->get());
-        ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 0), ORNC_OK);
-        const bool got = r.wait_frames(frames, 10s);
-        EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-        EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
-        ASSERT_TRUE(got) << "only " << r.frames() << " frames delivered";
-        EXPECT_EQ(r.null_calls(), 0);
-    }
-
     acqtest::Recorder recorder_;
 };
 
@@ -63,7 +50,7 @@ TEST_F(Delivery, MultipartPartsArriveInOrderAsRenderedWithoutTheChunkPart) {
         connection_->configure_component("Intensity", true);
         connection_->configure_component("Confidence", true);
         ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(c.chunks));
-        ASSERT_NO_FATAL_FAILURE(acquire(kFrames, &recorder));
+        ASSERT_NO_FATAL_FAILURE(acquire(kFrames, recorder));
 
         EXPECT_TRUE(recorder.images().empty()) << "multipart frames never reach the single-image callback";
         const auto vectors = recorder.vectors();
@@ -93,7 +80,7 @@ TEST_F(Delivery, WithMultipartOffSingleImagesReachTheImageCallback) {
     ASSERT_EQ(connection_->set_bool("GevSCCFGMultiPartEnabled", false), ORNC_OK);
     connection_->configure_component("Range", true, "Coord3D_ABC32f");
     ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
-    ASSERT_NO_FATAL_FAILURE(acquire(kFrames));
+    ASSERT_NO_FATAL_FAILURE(acquire(kFrames, recorder_));
 
     EXPECT_TRUE(recorder_.vectors().empty());
     const auto images = recorder_.images();
@@ -113,12 +100,12 @@ TEST_F(Delivery, ARestartAfterThePayloadGrewDeliversTheBiggerFrames) {
     connection_->configure_component("Intensity", true);
     connection_->configure_component("Confidence", false);
     ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(false));
-    ASSERT_NO_FATAL_FAILURE(acquire(2));
+    ASSERT_NO_FATAL_FAILURE(acquire(2, recorder_));
 
     connection_->configure_component("Range", true, "Coord3D_ABC32f");
     connection_->configure_component("Confidence", true);
     const int before = recorder_.frames();
-    ASSERT_NO_FATAL_FAILURE(acquire(before + 3));
+    ASSERT_NO_FATAL_FAILURE(acquire(before + 3, recorder_));
     const auto vectors = recorder_.vectors();
     for (size_t i = static_cast<size_t>(before); i < vectors.size(); ++i) {
         EXPECT_EQ(acqtest::whole_frame(vectors[i], 128, 96), "");
@@ -150,44 +137,30 @@ TEST_F(Delivery, FasterPacingDeliversEveryFrameAt250FramesPerSecondAndAChangeTak
     }
     connection_->configure_component("Range", false);
     connection_->configure_component("Confidence", false);
-    std::mutex lock;
-    int phase = 0;  // 0: the start, not counted
-    std::vector<uint64_t> blocks[3];
-    uint32_t missing[3] = {};
-    recorder_.on_delivery = [&] {
-        ornc_frame_info_t info{};
-        const bool ok = ORNCGetFrameInfo(h, &info) == ORNC_OK;
-        std::lock_guard<std::mutex> guard(lock);
-        blocks[phase].push_back(ok ? info.block_id : 0);
-        missing[phase] += ok ? info.blocks_missing : 1000;
-    };
-    const auto enter = [&](int next) {
-        std::lock_guard<std::mutex> guard(lock);
-        phase = next;
-    };
-    recorder_.attach(h);
-    ASSERT_EQ(ORNCStart(h), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
-    std::this_thread::sleep_for(200ms);
-    enter(1);
-    const int failed_before = recorder_.null_calls();
+    acqtest::Recorder recorder(true);
+    recorder.attach(h);
+    ASSERT_EQ(acqtest::start(h, 0, 0), ORNC_OK);
+    std::this_thread::sleep_for(200ms);  // the start, not counted
+    const size_t first = recorder.delivered().size();
+    const int failed_before = recorder.null_calls();
     std::this_thread::sleep_for(1s);
-    EXPECT_EQ(recorder_.null_calls(), failed_before);
+    EXPECT_EQ(recorder.null_calls(), failed_before);
     ASSERT_EQ(ORNCSetDeliveryPacing(h, 10, 1), ORNC_OK);
-    enter(2);
-    EXPECT_TRUE(orntest::wait_until(
-        [&] {
-            std::lock_guard<std::mutex> guard(lock);
-            return missing[2] > 0;
-        },
-        5s))
-        << "the base pacing again, none missing";
-    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
-    EXPECT_EQ(ORNCStop(h), ORNC_OK);
-    std::lock_guard<std::mutex> guard(lock);
-    EXPECT_GT(blocks[1].size(), 0u);
-    EXPECT_EQ(missing[1], 0u);
-    for (size_t i = 1; i < blocks[1].size(); ++i) EXPECT_EQ(blocks[1][i], blocks[1][i - 1] + 1) << i;
+    const std::vector<acqtest::Delivered> fast = recorder.delivered();
+    const auto missing_again = [&] {
+        const std::vector<acqtest::Delivered> all = recorder.delivered();
+        return std::any_of(all.begin() + static_cast<std::ptrdiff_t>(fast.size()), all.end(),
+                           [](const acqtest::Delivered& d) { return d.info.blocks_missing > 0; });
+    };
+    EXPECT_TRUE(orntest::wait_until(missing_again, 5s)) << "the base pacing again, none missing";
+    EXPECT_EQ(acqtest::stop(h), ORNC_OK);
+    ASSERT_GT(fast.size(), first);
+    for (size_t i = first; i < fast.size(); ++i) {
+        EXPECT_EQ(std::make_tuple(fast[i].status, fast[i].info.blocks_missing), std::make_tuple(ORNC_OK, 0u)) << i;
+        if (i > first) {
+            EXPECT_EQ(fast[i].info.block_id, fast[i - 1].info.block_id + 1) << i;
+        }
+    }
 }
 
 // With the longest pacing period the worker sleeps up to a second between

@@ -99,8 +99,7 @@ TEST_F(Events, FrameEndEventsCarryTheFramesIdAndTimestampToTheCallbackOfTheMomen
     std::this_thread::sleep_for(300ms);
     EXPECT_EQ(later.size(), 1u);
     EXPECT_GE(sensor().counters().events_sent, static_cast<uint64_t>(kTriggers + 2));
-    EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(connection_->get()), ORNC_OK);
 }
 
 // A start before the connect makes the sink; the first start that has a
@@ -115,12 +114,10 @@ TEST_F(Events, AStartBeforeTheConnectStillHearsTheDeviceConnectedLater) {
     ASSERT_EQ(ORNCParamSetEnumValueByName(handle.param("EventNotification"), "On"), ORNC_OK);
     acqtest::EventRecorder log;
     log.attach(h);
-    ASSERT_EQ(ORNCStart(h), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 1), ORNC_OK);
+    ASSERT_EQ(acqtest::start(h, 0, 1), ORNC_OK);
     ASSERT_EQ(ORNCTriggerSoftware(h), ORNC_OK);
     EXPECT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
-    EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
-    EXPECT_EQ(ORNCStop(h), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(h), ORNC_OK);
     EXPECT_EQ(ORNCDisconnect(h), ORNC_OK);
 }
 
@@ -158,9 +155,7 @@ TEST_F(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
     ASSERT_EQ(ORNCParamSetIntegerValue(frame_count, 7), ORNC_OK);
     EXPECT_EQ(other.calls.load(), 1);
     // A refused write changes nothing and tells nobody.
-    ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "Gain";
-    sensor().set_faults(faults);
+    sensor().set_faults({0.0, "Gain"});  // its writes refused
     EXPECT_NE(ORNCParamSetFloatValue(gain, 5.0f), ORNC_OK);
     EXPECT_EQ(first.calls.load(), 2);
 

@@ -44,8 +44,7 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     const bool all = recorder.wait_frames(kLossFrames, 30s);
     // A few more passes: nothing beyond what was sent may arrive.
     std::this_thread::sleep_for(200ms);
-    EXPECT_EQ(ORNCAcquisitionStop(connection_->get()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(connection_->get()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(connection_->get()), ORNC_OK);
 
     const ornsim::SensorCounters counters = sensor().counters();
     EXPECT_TRUE(all);
@@ -73,8 +72,7 @@ TEST_F(Faults, ATriggeredFrameGetsItsLostTailAgainAndARefusedResendFailsItAtOnce
     ornsim::FaultSwitches faults;
     faults.hold_tail_every = 1;  // nothing follows the tail: only its time-out can reveal it
     sensor().set_faults(faults);
-    ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(connection_->get(), 0, 1), ORNC_OK);
+    ASSERT_EQ(acqtest::start(connection_->get(), 0, 1), ORNC_OK);
     for (int i = 1; i <= 3; ++i) {
         ASSERT_EQ(trigger(connection_->get()), ORNC_OK);
         ASSERT_TRUE(recorder.wait_frames(i, 5s)) << "trigger " << i << ", failed " << recorder.null_calls();
@@ -132,8 +130,7 @@ TEST(TriggeredLoad, ThreeSensorsDeliverEveryTriggeredFrameWhileBothCoresAreBusy)
         connections.push_back(std::make_unique<acqtest::Connection>("AQ00003" + std::to_string(5 + i)));
         ASSERT_EQ(connections[i]->status(), ORNC_OK);
         recorders[i].attach(connections[i]->get());
-        ASSERT_EQ(ORNCStart(connections[i]->get()), ORNC_OK);
-        ASSERT_EQ(ORNCAcquisitionStartMode(connections[i]->get(), 0, 1), ORNC_OK);
+        ASSERT_EQ(acqtest::start(connections[i]->get(), 0, 1), ORNC_OK);
     }
     BusyLoops load;
     for (int round = 1; round <= kRounds; ++round) {
@@ -157,8 +154,7 @@ TEST_F(Faults, ASilentSensorFiresTheDisconnectCallbackOnceAndDisconnectStaysBoun
     recorder.attach(&ornc);
     std::atomic<int> calls{0};
     ORNCSetDisconnectCallback(&ornc, &count_call, &calls);
-    ASSERT_EQ(ORNCStart(&ornc), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(&ornc, 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(&ornc, 0, 0), ORNC_OK);
     ASSERT_TRUE(recorder.wait_frames(3, 10s));
 
     ornsim::FaultSwitches faults;

@@ -3,10 +3,8 @@
 // placed on the host's, the blocks that never became a frame and the
 // packets that came by resend; and nothing outside a callback.
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <cstring>
-#include <mutex>
 #include <tuple>
 #include <vector>
 
@@ -19,42 +17,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-struct Seen {
-    ornc_status_t status;
-    ornc_frame_info_t info;
-    int64_t host_ns;  // CLOCK_REALTIME inside the callback
-};
-
-class FrameInfo : public acqtest::SensorTest {
-protected:
-    // Records every delivery's frame information until `frames` came.
-    std::vector<Seen> acquire(int frames, int* failed = nullptr) {
-        ornc_t* h = connection_->get();
-        acqtest::Recorder recorder;
-        std::vector<Seen> seen;
-        std::mutex lock;
-        recorder.on_delivery = [&] {
-            Seen s{};
-            s.status = ORNCGetFrameInfo(h, &s.info);
-            timespec now{};
-            clock_gettime(CLOCK_REALTIME, &now);
-            s.host_ns = static_cast<int64_t>(now.tv_sec) * 1000000000LL + now.tv_nsec;
-            std::lock_guard<std::mutex> guard(lock);
-            seen.push_back(s);
-        };
-        recorder.attach(h);
-        EXPECT_EQ(ORNCStart(h), ORNC_OK);
-        EXPECT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
-        EXPECT_TRUE(recorder.wait_frames(frames, 20s)) << recorder.frames() << " frames";
-        EXPECT_EQ(ORNCAcquisitionStop(h), ORNC_OK);
-        EXPECT_EQ(ORNCStop(h), ORNC_OK);
-        if (failed != nullptr) {
-            *failed = recorder.null_calls();
-        }
-        std::lock_guard<std::mutex> guard(lock);
-        return seen;
-    }
-};
+using FrameInfo = acqtest::SensorTest;
 
 TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(18, "AQ000018")));
@@ -66,7 +29,9 @@ TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
     int64_t frequency = 0;
     ASSERT_EQ(ORNCParamGetInteger64Value(orntest::device_param(h, "GevTimestampTickFrequency"), &frequency), ORNC_OK);
 
-    const std::vector<Seen> seen = acquire(6);
+    acqtest::Recorder recorder(true);
+    ASSERT_NO_FATAL_FAILURE(acquire(6, recorder));
+    const std::vector<acqtest::Delivered> seen = recorder.delivered();
     ASSERT_GE(seen.size(), 6u);
     const uint32_t formats[] = {wire::kPixelFormatCoord3D_ABC32f, wire::kPixelFormatMono8,
                                 wire::kPixelFormatConfidence8};
@@ -126,8 +91,10 @@ TEST_F(FrameInfo, CountsBlocksThatNeverCameAndPacketsThatCameByResend) {
     faults.hold_tail_every = 3;
     sensor().set_faults(faults);
 
-    int failed = 0;
-    const std::vector<Seen> seen = acquire(14, &failed);
+    acqtest::Recorder recorder(true);
+    ASSERT_NO_FATAL_FAILURE(acquire(14, recorder, true));
+    const int failed = recorder.null_calls();
+    const std::vector<acqtest::Delivered> seen = recorder.delivered();
     ASSERT_GE(seen.size(), 14u);
     uint32_t missing = 0;
     int resent_frames = 0;

@@ -83,10 +83,8 @@ TEST_F(Modes, ModeSettersCheckTheirRangeAndATriggeredStartAndStopLogTheirSteps) 
 
     // A triggered start and stop without triggers log their steps in order.
     orntest::LogCapture log;
-    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 1), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    ASSERT_EQ(ORNCStop(ornc()), ORNC_OK);
+    ASSERT_EQ(acqtest::start(ornc(), 0, 1), ORNC_OK);
+    ASSERT_EQ(acqtest::stop(ornc()), ORNC_OK);
     const std::vector<std::string> steps = {"ORNC: Starting server",
                                             "ORNC: Acquisition thread initialized",
                                             "ORNC: Acquisition thread started",
@@ -154,8 +152,7 @@ TEST_F(Modes, ADeviceWithoutTriggerAndAcquisitionModeIsAlwaysUntriggeredAndConti
     ASSERT_EQ(ORNCAcquisitionStart(ornc()), ORNC_OK);  // nothing to keep: untriggered, continuous
     EXPECT_TRUE(recorder_.wait_frames(3, 10s));
     EXPECT_EQ(ORNCTriggerSoftware(ornc()), ORNC_ERR_ACQUI_WRONG_MODE);
-    EXPECT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(ornc()), ORNC_OK);
 }
 
 TEST_F(Modes, WithoutATriggerSelectorATriggeredStartOnlyWarns) {
@@ -171,8 +168,7 @@ TEST_F(Modes, WithoutATriggerSelectorATriggeredStartOnlyWarns) {
     EXPECT_EQ(connection_->value("TriggerMode"), "1");
     EXPECT_EQ(ORNCTriggerSoftware(ornc()), ORNC_OK);
     EXPECT_TRUE(recorder_.wait_frames(1, 5s));
-    EXPECT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(ornc()), ORNC_OK);
 }
 
 TEST_F(Modes, SoftwareTriggerStatesAndOneImagePerTrigger) {
@@ -222,16 +218,13 @@ TEST_F(Modes, SoftwareTriggerStatesAndOneImagePerTrigger) {
     ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
     ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 1), ORNC_OK);
     EXPECT_EQ(acqtest::trigger(ornc(), recorder_), ORNC_OK);
-    EXPECT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(ornc()), ORNC_OK);
     EXPECT_EQ(recorder_.null_calls(), 0);
 }
 
 TEST_F(Modes, SingleFrameAndTheDevicesOwnModes) {
     ASSERT_NO_FATAL_FAILURE(start(25, "AQ000025"));
-    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
-
-    ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 1, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(ornc(), 1, 0), ORNC_OK);
     EXPECT_EQ(connection_->value("AcquisitionMode"), "1");
     ASSERT_TRUE(recorder_.wait_frames(1, 5s));
     EXPECT_TRUE(stays_at(1, 500ms)) << "single frame delivered " << recorder_.frames();
@@ -245,8 +238,7 @@ TEST_F(Modes, SingleFrameAndTheDevicesOwnModes) {
     ASSERT_EQ(ORNCAcquisitionStart(ornc()), ORNC_OK);
     ASSERT_TRUE(recorder_.wait_frames(5, 5s));
     EXPECT_TRUE(stays_at(5, 500ms)) << recorder_.frames();
-    ASSERT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
+    ASSERT_EQ(acqtest::stop(ornc()), ORNC_OK);
     EXPECT_EQ(frames_sent(), 5u);
 }
 
@@ -257,11 +249,9 @@ TEST_F(Modes, TheWorkerDeliversOneBufferPerPass) {
     ASSERT_NO_FATAL_FAILURE(start(26, "AQ000026", 400.0));
     ASSERT_EQ(connection_->set_enum("AcquisitionMode", "MultiFrame"), ORNC_OK);
     ASSERT_EQ(connection_->set_int("AcquisitionFrameCount", 12), ORNC_OK);
-    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), -1, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(ornc(), -1, 0), ORNC_OK);
     ASSERT_TRUE(recorder_.wait_frames(12, 10s)) << recorder_.frames();
-    EXPECT_EQ(ORNCAcquisitionStop(ornc()), ORNC_OK);
-    EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
+    EXPECT_EQ(acqtest::stop(ornc()), ORNC_OK);
     const auto times = recorder_.times();
     ASSERT_EQ(times.size(), 12u);
     auto min_gap = std::chrono::duration<double, std::milli>(1e9);
@@ -283,8 +273,7 @@ TEST_F(Modes, StopWaitsForTheCallbackInProgress) {
             finished.store(1);
         }
     };
-    ASSERT_EQ(ORNCStart(ornc()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(ornc(), 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(ornc(), 0, 0), ORNC_OK);
     ASSERT_TRUE(acqtest::wait_until([&] { return entered.load() > 0; }, 10s));
     EXPECT_EQ(ORNCStop(ornc()), ORNC_OK);
     EXPECT_EQ(finished.load(), 1) << "ORNCStop returned while the callback still ran";

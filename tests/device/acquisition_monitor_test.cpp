@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
-#include <mutex>
+#include <tuple>
 #include <vector>
 
 #include "ORNCExt.h"
@@ -37,18 +37,9 @@ class Monitor : public acqtest::SensorTest {};
 TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(71, "AQ000071")));
     ornc_t* controller = connection_->get();
-    acqtest::Recorder recorder;
-    std::mutex lock;
-    std::vector<uint64_t> blocks;
-    recorder.on_delivery = [&] {
-        ornc_frame_info_t info{};
-        EXPECT_EQ(ORNCGetFrameInfo(controller, &info), ORNC_OK);
-        std::lock_guard<std::mutex> guard(lock);
-        blocks.push_back(info.block_id);
-    };
+    acqtest::Recorder recorder(true);
     recorder.attach(controller);
-    ASSERT_EQ(ORNCStart(controller), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(controller, 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(controller, 0, 0), ORNC_OK);
 
     orntest::Handle monitor;
     ornc_t* m = monitor.get();
@@ -82,9 +73,13 @@ TEST_F(Monitor, ReadsBesideAnAcquiringControllerWritesNothingAndOutlivesIt) {
 
     // Every frame of the controller arrives, the monitor beside it.
     EXPECT_TRUE(recorder.wait_frames(20, 20s)) << recorder.frames() << " frames";
-    EXPECT_EQ(ORNCAcquisitionStop(controller), ORNC_OK);
-    EXPECT_EQ(ORNCStop(controller), ORNC_OK);
-    for (size_t i = 1; i < blocks.size(); ++i) EXPECT_EQ(blocks[i], blocks[i - 1] + 1) << i;
+    EXPECT_EQ(acqtest::stop(controller), ORNC_OK);
+    const std::vector<acqtest::Delivered> delivered = recorder.delivered();
+    for (size_t i = 1; i < delivered.size(); ++i) {
+        EXPECT_EQ(std::make_tuple(delivered[i].status, delivered[i].info.block_id),
+                  std::make_tuple(ORNC_OK, delivered[i - 1].info.block_id + 1))
+            << i;
+    }
 
     // The monitor outlives the controller and holds no control: a new one
     // connects and its write shows through the monitor; the new controller

@@ -1,6 +1,7 @@
 #include "acquisition_test_support.h"
 
 #include <gtest/gtest.h>
+#include <time.h>
 
 #include <algorithm>
 #include <thread>
@@ -60,7 +61,19 @@ void SensorTest::start_sensor(const ornsim::SensorConfig& config, bool connect) 
     ASSERT_EQ(connection_->status(), ORNC_OK);
 }
 
+void SensorTest::acquire(int frames, Recorder& recorder, bool failures_allowed) {
+    recorder.attach(connection_->get());
+    ASSERT_EQ(acqtest::start(connection_->get(), 0, 0), ORNC_OK);
+    const bool got = recorder.wait_frames(frames, std::chrono::seconds(20));
+    EXPECT_EQ(stop(connection_->get()), ORNC_OK);
+    ASSERT_TRUE(got) << "only " << recorder.frames() << " frames delivered";
+    if (!failures_allowed) {
+        EXPECT_EQ(recorder.null_calls(), 0);
+    }
+}
+
 void Recorder::attach(ornc_t* ornc) {
+    ornc_ = ornc;
     ORNCSetImageCallback(ornc, &Recorder::OnImage, this);
     ORNCSetImageVecCallback(ornc, &Recorder::OnVector, this);
 }
@@ -81,12 +94,20 @@ void Recorder::OnVector(orn_image_vec_t* vec, void* self) {
 void Recorder::record(bool failed, const std::function<void(Recorder&)>& store) {
     if (held_) wait_until([&] { return !held_.load(); }, std::chrono::seconds(5));
     if (!failed && on_delivery) on_delivery();
+    Delivered delivered;
+    if (!failed && frame_info_) {
+        delivered.status = ORNCGetFrameInfo(ornc_, &delivered.info);
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        delivered.host_ns = static_cast<int64_t>(now.tv_sec) * 1000000000 + now.tv_nsec;
+    }
     std::lock_guard<std::mutex> guard(lock_);
     if (failed) {
         ++null_calls_;
     } else {
         store(*this);
         times_.push_back(std::chrono::steady_clock::now());
+        if (frame_info_) delivered_.push_back(delivered);
     }
     changed_.notify_all();
 }
@@ -99,10 +120,22 @@ int Recorder::null_calls() const { return locked_copy(null_calls_); }
 std::vector<std::vector<ImageCopy>> Recorder::vectors() const { return locked_copy(vectors_); }
 std::vector<ImageCopy> Recorder::images() const { return locked_copy(images_); }
 std::vector<std::chrono::steady_clock::time_point> Recorder::times() const { return locked_copy(times_); }
+std::vector<Delivered> Recorder::delivered() const { return locked_copy(delivered_); }
 bool Recorder::wait_frames(int count, std::chrono::milliseconds timeout) const {
     std::unique_lock<std::mutex> guard(lock_);
     return changed_.wait_for(guard, timeout,
                              [&] { return static_cast<int>(vectors_.size() + images_.size()) >= count; });
+}
+
+ornc_status_t start(ornc_t* ornc, int acquisition_mode, int trigger_mode) {
+    const ornc_status_t status = ORNCStart(ornc);
+    return status != ORNC_OK ? status : ORNCAcquisitionStartMode(ornc, acquisition_mode, trigger_mode);
+}
+
+ornc_status_t stop(ornc_t* ornc) {
+    const ornc_status_t status = ORNCAcquisitionStop(ornc);
+    const ornc_status_t stopped = ORNCStop(ornc);
+    return status != ORNC_OK ? status : stopped;
 }
 
 ornc_status_t trigger(ornc_t* ornc, Recorder& recorder) {

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "ORNC.h"
+#include "ORNCExt.h"
 #include "handles.h"
 #include "scene_check.h"
 #include "sensor.h"
@@ -61,17 +62,32 @@ private:
 };
 
 // A fixture whose tests start a sensor and, unless told not to, connect to it.
+class Recorder;
 class SensorTest : public orntest::SensorTest {
 protected:
     void start_sensor(const ornsim::SensorConfig& config, bool connect = true);
+    // Continuous acquisition on connection_ into `recorder` until `frames`
+    // deliveries in all, then stopped; unless allowed, no transfer may fail.
+    void acquire(int frames, Recorder& recorder, bool failures_allowed = false);
 
     std::unique_ptr<Connection> connection_;
+};
+
+// One non-null delivery: ORNCGetFrameInfo's status and record, and the
+// host's CLOCK_REALTIME (ns), taken inside the callback.
+struct Delivered {
+    ornc_status_t status = ORNC_ERROR;
+    ornc_frame_info_t info{};
+    int64_t host_ns = 0;
 };
 
 // What the callbacks received, in order. Callbacks run on the worker
 // thread; the test thread reads under the lock.
 class Recorder {
 public:
+    // With `frame_info`, each delivery's ORNCGetFrameInfo is recorded (it
+    // may ask the device for its clock inside the callback).
+    explicit Recorder(bool frame_info = false) : frame_info_(frame_info) {}
     // Installs this recorder's image and vector callbacks on `ornc`.
     void attach(ornc_t* ornc);
 
@@ -81,6 +97,7 @@ public:
     std::vector<ImageCopy> images() const;
     // Time of each non-null delivery.
     std::vector<std::chrono::steady_clock::time_point> times() const;
+    std::vector<Delivered> delivered() const;  // with frame_info
     bool wait_frames(int count, std::chrono::milliseconds timeout) const;
     // Called inside the callback (on the worker thread) before recording.
     std::function<void()> on_delivery;
@@ -104,9 +121,17 @@ private:
     std::vector<std::vector<ImageCopy>> vectors_;
     std::vector<ImageCopy> images_;
     std::vector<std::chrono::steady_clock::time_point> times_;
+    std::vector<Delivered> delivered_;
+    ornc_t* ornc_ = nullptr;
+    const bool frame_info_;
     int null_calls_ = 0;
     std::atomic<bool> held_{false};
 };
+
+// ORNCStart, then ORNCAcquisitionStartMode: the first status that is not ORNC_OK.
+ornc_status_t start(ornc_t* ornc, int acquisition_mode, int trigger_mode);
+// ORNCAcquisitionStop and ORNCStop, both: the first status that is not ORNC_OK.
+ornc_status_t stop(ornc_t* ornc);
 
 // A software trigger whose image `recorder` cannot take before the call has
 // returned. The library marks the trigger pending after the command went

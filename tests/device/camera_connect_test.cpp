@@ -225,9 +225,7 @@ TEST_F(Connect, PersistentIPIsWrittenInOrderAndKeptOnFailure) {
     EXPECT_EQ(persistent(handle.get()), (std::vector<unsigned>{0xA9FE0A14u, 0xFFFF0000u, 0xA9FE0001u}));
 
     // A refused mask write stops there: the address before it stays.
-    ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "GevPersistentSubnetMask";
-    sensor_->sensor().set_faults(faults);
+    sensor_->sensor().set_faults({0.0, "GevPersistentSubnetMask"});  // its writes refused
     EXPECT_EQ(ORNCIPMakePersistent(handle.get(), "169.254.30.40", "255.255.255.0", "169.254.30.1", 0),
               ORNC_ERR_PARAM_WRITE_FAILED);
     sensor_->sensor().set_faults(ornsim::FaultSwitches{});
@@ -373,9 +371,7 @@ TEST_F(Components, EnableAndDisableLeaveTheSelectorsOnTheComponent) {
     // The device refusing the enable bit is reported as a failed write (the
     // sensor refuses the register at the feature's base address, which is
     // the Range component's).
-    ornsim::FaultSwitches faults;
-    faults.refuse_writes_feature = "ComponentEnable";
-    sensor_->sensor().set_faults(faults);
+    sensor_->sensor().set_faults({0.0, "ComponentEnable"});  // its writes refused
     EXPECT_EQ(ORNCComponentEnable(handle.get(), abc, 0), ORNC_ERR_PARAM_WRITE_FAILED);
     sensor_->sensor().set_faults(ornsim::FaultSwitches{});
     EXPECT_EQ(ORNCComponentIsEnabled(handle.get(), abc), 1);

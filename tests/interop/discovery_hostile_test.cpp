@@ -10,6 +10,8 @@
 #include <cstring>
 #include <functional>
 #include <memory>
+#include <regex>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -171,7 +173,8 @@ protected:
         int host = 1;
         for (const Hostile& hostile : kHostiles) {
             const std::string where = address(host++);
-            auto peer = std::make_unique<ScriptedResponder>(where, [where, bend = hostile.bend](uint16_t id) {
+            auto peer = std::make_unique<ScriptedResponder>(where, [this, where, bend = hostile.bend](uint16_t id) {
+                ++hostile_answers_;
                 Bytes ack = ack_from(id, "HOSTILE", where);
                 bend(ack);
                 return Datagrams{ack};
@@ -190,6 +193,7 @@ protected:
     orntest::TempWorkDir workdir_;
     std::vector<std::unique_ptr<ScriptedResponder>> peers_;
     std::unique_ptr<ScriptedResponder> honest_;
+    std::atomic<int> hostile_answers_{0};
 };
 
 TEST_F(HostileDiscovery, OnlyTheHonestPeerIsListedAndEveryBadAckIsLogged) {
@@ -208,43 +212,39 @@ TEST_F(HostileDiscovery, OnlyTheHonestPeerIsListedAndEveryBadAckIsLogged) {
     EXPECT_EQ("lumenGAUGE Honest", orntest::text_of(ORNCDeviceGetModelName, device));
     EXPECT_EQ(honest_fields().vendor, orntest::text_of(ORNCDeviceGetVendorName, device));
 
-    const int hostile_count = static_cast<int>(sizeof kHostiles / sizeof kHostiles[0]);
-    EXPECT_EQ(hostile_count, log.count_containing("ORNC: GVCP: dropped"));
+    // Every hostile peer is named, and no answer in more than one line. A
+    // peer whose answer waited past the repeat (a loaded machine) is asked,
+    // and answers, again; an answer after the last is not read.
+    std::set<std::string> senders;
+    std::smatch from;
     for (const std::string& line : log.lines()) {
         EXPECT_EQ(std::string::npos, line.find("XXXXXXXX")) << line;
+        if (std::regex_search(line, from, std::regex("GVCP: dropped .*? from ([0-9.]+)"))) senders.insert(from[1]);
     }
+    EXPECT_EQ(sizeof kHostiles / sizeof kHostiles[0], senders.size());
+    EXPECT_LE(log.count_containing("ORNC: GVCP: dropped"), hostile_answers_.load());
 }
 
-TEST_F(HostileDiscovery, FloodOfCopiesYieldsOneDevice) {
+// Beside the hostile peers, in one discovery: one that floods copies of its
+// ack, one whose first ack is lost (a loopback target that has not answered
+// is asked again) and one that answers from another port.
+TEST_F(HostileDiscovery, CopiesAreOneDeviceALostAckIsAskedAgainAndAnotherPortIsDropped) {
     ScriptedResponder flood(address(19),
                             [](uint16_t id) { return Datagrams(200, ack_from(id, "FLOOD", address(19))); });
-    ASSERT_TRUE(flood.start());
-    orntest::SystemScope scope;
-    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
-    EXPECT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
-    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "FLOOD"));
-}
-
-TEST_F(HostileDiscovery, PeerWhoseFirstAckWasLostIsAskedAgainAndFound) {
     auto asked = std::make_shared<std::atomic<int>>(0);
     ScriptedResponder late(address(17), [asked](uint16_t id) {
         return asked->fetch_add(1) == 0 ? Datagrams{} : Datagrams{ack_from(id, "SECOND", address(17))};
     });
-    ASSERT_TRUE(late.start());
-    orntest::SystemScope scope;
-    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
-    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "SECOND"));
-    EXPECT_EQ(2, ORNCSysGetDeviceCount(&scope.sys));
-    EXPECT_EQ(2, asked->load());
-}
-
-TEST_F(HostileDiscovery, AnswerFromAnotherPortIsDropped) {
     ScriptedResponder stray(
         address(18), [](uint16_t id) { return Datagrams{ack_from(id, "STRAY", address(18))}; }, true);
-    ASSERT_TRUE(stray.start());
+    ASSERT_TRUE(flood.start() && late.start() && stray.start());
     orntest::LogCapture log;
     orntest::SystemScope scope;
     ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope.sys));
+    EXPECT_EQ(3, ORNCSysGetDeviceCount(&scope.sys));  // the honest peer, FLOOD once and SECOND
+    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "FLOOD"));
+    EXPECT_NE(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "SECOND"));
+    EXPECT_EQ(2, asked->load());
     EXPECT_EQ(nullptr, ORNCSysGetDeviceBySerialNumber(&scope.sys, "STRAY"));
     EXPECT_EQ(1, log.count_containing("not the control port"));
 }
