@@ -128,13 +128,23 @@ std::vector<uint8_t> leader(uint16_t payload_type) {
     return area;
 }
 
-TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
-    gvsp::BatchReceiver rx(576);
-    std::string error;
-    ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
+// Hand-built datagrams from a socket of the test's own, 576-byte packets.
+class GvspHandBuilt : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
+        ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
+    }
+    void send(const std::vector<uint8_t>& d) {
+        ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error));
+    }
+    gvsp::BatchReceiver rx{576};
     wire::UdpSocket tx;
-    ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
+    std::string error;
     const size_t data = 576 - gvsp::kIpUdpOverhead - gvsp::kStdHeaderSize;
+};
+
+TEST_F(GvspHandBuilt, HostileDatagramsStayInsideTheBuffer) {
     std::vector<uint8_t> guarded(3 * data + 64, 0xAB);  // the buffer is the first 2.5 slices
     const size_t capacity = 2 * data + data / 2;
     for (int i = 0; i < 4; ++i) rx.queue_buffer(guarded.data(), capacity, nullptr);
@@ -154,7 +164,7 @@ TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
         datagram(7, gvsp::FORMAT_LEADER, 0, leader(gvsp::PAYLOAD_JPEG)),
         datagram(8, gvsp::FORMAT_LEADER, 0, multipart),
     };
-    for (const auto& d : hostile) ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error)) << error;
+    for (const auto& d : hostile) send(d);
     std::vector<gvsp::FrameReport> done = drain(rx, 4);
     EXPECT_TRUE(done.empty());  // behind the frames still open
     rx.fail(5, &done);
@@ -172,13 +182,7 @@ TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
 // Two frames whose packets interleave, then one whose leader is lost and
 // comes again when asked for (ids wrapping past 0xFFFF): each arrives
 // whole, handed over in block order.
-TEST(GvspReceiver, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
-    gvsp::BatchReceiver rx(576);
-    std::string error;
-    ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
-    wire::UdpSocket tx;
-    ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
-    const size_t data = 576 - gvsp::kIpUdpOverhead - gvsp::kStdHeaderSize;
+TEST_F(GvspHandBuilt, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
     std::vector<std::vector<uint8_t>> buffers(3, std::vector<uint8_t>(2 * data));
     for (auto& b : buffers) rx.queue_buffer(b.data(), b.size(), &b);
     auto frame = [&](uint16_t block) {
@@ -187,9 +191,6 @@ TEST(GvspReceiver, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
             datagram(block, gvsp::FORMAT_PAYLOAD, 1, pattern(data, static_cast<uint8_t>(block))),
             datagram(block, gvsp::FORMAT_PAYLOAD, 2, pattern(data, static_cast<uint8_t>(block + 1))),
             datagram(block, gvsp::FORMAT_TRAILER, 3, std::vector<uint8_t>(gvsp::kImageTrailerSize))};
-    };
-    auto send = [&](const std::vector<uint8_t>& d) {
-        ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error));
     };
     auto whole = [&](const gvsp::FrameReport& r, uint16_t block) {
         EXPECT_EQ(r.block_id, block);
