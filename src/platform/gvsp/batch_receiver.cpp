@@ -189,9 +189,13 @@ void BatchReceiver::route(const uint8_t* d, size_t size, std::vector<FrameReport
     }
     if (h.format == FORMAT_LEADER && h.status == 0 && (f == nullptr || !f->leader)) {
         if (f == nullptr && h.block_id == last_ended_) return;  // a resent leader of an ended frame
-        seen_block_ = true;
-        newest_block_ = h.block_id;
-        if (f == nullptr && (f = open_frame(h, finished)) == nullptr) return;
+        if (f == nullptr) {
+            // A leader opens its frame even of an older block (the device
+            // counts again from the start).
+            seen_block_ = true;
+            newest_block_ = h.block_id;
+            if ((f = open_frame(h, finished)) == nullptr) return;
+        }
         f->leader = true;
         const FrameState s = f->assembler.begin(d, size, f->buffer.data, f->buffer.capacity);
         if (s != FrameState::receiving) {
