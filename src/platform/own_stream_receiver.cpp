@@ -219,16 +219,13 @@ private:
     // silent is back to waits that only the socket ends, since no packet
     // came to call this.
     void Gather(Clock::time_point now) {
-        if (!receiver_.receiving()) {
-            return;
-        }
-        const gvsp::FrameAssembler& frame = receiver_.frame();
-        const Watch* watch = FindWatch(frame.block_id());
+        const gvsp::FrameAssembler* frame = receiver_.newest();
+        const Watch* watch = frame != nullptr ? FindWatch(frame->block_id()) : nullptr;
         if (watch == nullptr) {
             return;
         }
-        const uint32_t seen = frame.highest_seen();
-        const uint32_t total = frame.payload_packet_count();
+        const uint32_t seen = frame->highest_seen();
+        const uint32_t total = frame->payload_packet_count();
         if (seen == 0 || (total != 0 && total <= seen)) {
             return;  // the trailer is what comes next: no waiting for it
         }

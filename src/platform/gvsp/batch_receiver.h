@@ -118,11 +118,14 @@ public:
         explicit Frame(uint32_t packet_size) : assembler(packet_size) {}
     };
     const std::deque<std::unique_ptr<Frame>>& frames() const { return open_; }
-    // Whether a frame is open (not yet ended), and the newest of those with
-    // its leader (meaningful while receiving()).
+    // Whether a frame is open (not yet ended).
     bool receiving() const;
-    const FrameAssembler& frame() const { return newest_->assembler; }
-    std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const { return frame().missing_ranges(); }
+    // The newest open frame with its leader (the fast path's), or null.
+    const FrameAssembler* newest() const { return newest_ != nullptr ? &newest_->assembler : nullptr; }
+    // What that frame lacks.
+    std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const {
+        return newest_ != nullptr ? newest_->assembler.missing_ranges() : std::vector<std::pair<uint32_t, uint32_t>>{};
+    }
     // Gives up the open frame of `block_id`: reported as it stands.
     void fail(uint64_t block_id, std::vector<FrameReport>* finished);
     // Hands back every open frame and every queued buffer, aborted.
