@@ -1,8 +1,9 @@
 // Stream datagrams as anyone on the network can send them to the stream
 // port, through the platform's own receiver over loopback: the kernel
 // scatters them into slots of a frame buffer, the receiver moves and
-// drops. The frame buffer is exactly as large as announced, so a write
-// past it is caught by AddressSanitizer.
+// drops. Two frame buffers are queued (two frames may be open at once),
+// each exactly as large as announced, so a write past one is caught by
+// AddressSanitizer.
 //
 // Input: mode(1) packet_size(2) capacity(2), then datagrams as
 // length(2) bytes. Mode bit 0 opens a frame first with a leader of our
@@ -51,7 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     if (size < 5) return 0;
     const uint8_t mode = data[0];
     const uint32_t packet_size = 576 + wire::load_be16(data + 1) % 4000;
-    std::vector<uint8_t> buffer(1 + wire::load_be16(data + 3));
+    std::vector<uint8_t> buffer(1 + wire::load_be16(data + 3)), other(buffer.size());
     const bool extended = (mode & 2) != 0;
     static gvsp::BatchReceiver* rx = nullptr;  // one socket for the process; frames never outlive an input
     static uint32_t rx_packet_size = 0;
@@ -65,6 +66,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static wire::UdpSocket tx;
     if (!tx.is_open() && !tx.open(kLoopback, 0, nullptr)) __builtin_trap();
     rx->queue_buffer(buffer.data(), buffer.size(), &buffer);
+    rx->queue_buffer(other.data(), other.size(), &other);
     std::vector<std::vector<uint8_t>> datagrams;
     if ((mode & 1) != 0) datagrams.push_back(own_leader(extended, (mode & 4) != 0, static_cast<uint16_t>(size * 16)));
     for (size_t at = 5; at + 2 <= size;) {
@@ -88,11 +90,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     for (size_t i = 0; i <= datagrams.size() / gvsp::BatchReceiver::kBatch + 1; ++i) rx->receive(0, &done);
     rx->abort(&done);
     for (const gvsp::FrameReport& r : done) {
-        if (r.buffer != buffer.data() || r.payload_size > buffer.size()) __builtin_trap();
+        if ((r.buffer != buffer.data() && r.buffer != other.data()) || r.payload_size > buffer.size()) __builtin_trap();
         for (const gvsp::PartLayout& p : r.parts) {
             if (r.state == gvsp::FrameState::complete && p.offset + p.size > buffer.size()) __builtin_trap();
         }
     }
-    if (done.size() != 1) __builtin_trap();  // the one buffer always comes back, once
+    if (done.size() != 2) __builtin_trap();  // each buffer always comes back, once
     return 0;
 }

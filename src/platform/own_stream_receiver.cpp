@@ -155,11 +155,11 @@ private:
         TransferFacts facts;
     };
 
-    // What the receiving thread follows of the frame in progress.
+    // What the receiving thread follows of each open frame.
     struct Watch {
         bool active = false;
         uint64_t block_id = 0;
-        uint64_t packets = 0;             // the assembler's count when it last moved
+        uint64_t packets = 0;             // the frame's datagrams when they last moved in number
         Clock::time_point began;          // the thread first saw the frame
         Clock::time_point last_progress;  // a packet of the frame arrived
         Clock::time_point last_request;   // missing packets were asked for
@@ -219,17 +219,18 @@ private:
     // silent is back to waits that only the socket ends, since no packet
     // came to call this.
     void Gather(Clock::time_point now) {
-        if (!receiver_.receiving() || !watch_.active) {
+        const gvsp::FrameAssembler* frame = receiver_.newest();
+        const Watch* watch = frame != nullptr ? FindWatch(frame->block_id()) : nullptr;
+        if (watch == nullptr) {
             return;
         }
-        const gvsp::FrameAssembler& frame = receiver_.frame();
-        const uint32_t seen = frame.highest_seen();
-        const uint32_t total = frame.payload_packet_count();
+        const uint32_t seen = frame->highest_seen();
+        const uint32_t total = frame->payload_packet_count();
         if (seen == 0 || (total != 0 && total <= seen)) {
             return;  // the trailer is what comes next: no waiting for it
         }
         using std::chrono::microseconds;
-        const microseconds pace = std::chrono::duration_cast<microseconds>(now - watch_.began) / int64_t{seen};
+        const microseconds pace = std::chrono::duration_cast<microseconds>(now - watch->began) / int64_t{seen};
         microseconds wait = std::min(kMaxGather, pace * static_cast<int64_t>(gvsp::BatchReceiver::kBatch));
         if (total != 0) {
             wait = std::min(wait, pace * int64_t{total - seen});
@@ -242,7 +243,16 @@ private:
         ::ppoll(&wake, 1, &span, nullptr);
     }
 
-    // While a frame is in progress the thread wakes to ask for its missing
+    const Watch* FindWatch(uint64_t block_id) const {
+        for (const Watch& watch : watches_) {
+            if (watch.active && watch.block_id == block_id) {
+                return &watch;
+            }
+        }
+        return nullptr;
+    }
+
+    // While a frame is open the thread wakes to ask for its missing
     // packets and to give it up; otherwise only the socket wakes it.
     int NextWakeMs() const {
         if (!receiver_.receiving()) {
@@ -251,49 +261,94 @@ private:
         return static_cast<int>(receiver_policy::kPacketTimeout.count());
     }
 
-    // Resend requests and retention for the frame in progress.
+    // Resend requests and retention for every open frame, each with a
+    // watch of its own (a frame's watch is found by its block id).
     void Supervise(Clock::time_point now, std::vector<gvsp::FrameReport>* finished) {
-        if (!receiver_.receiving()) {
-            watch_.active = false;
-            return;
+        const gvsp::BatchReceiver::Frame* frame_of[kWatchSlots] = {};  // by watch
+        std::vector<const gvsp::BatchReceiver::Frame*> unwatched;
+        for (const auto& open : receiver_.frames()) {
+            if (open->ended) {
+                continue;
+            }
+            size_t i = 0;
+            while (i < kWatchSlots && !(watches_[i].active && watches_[i].block_id == open->block_id)) {
+                ++i;
+            }
+            if (i < kWatchSlots) {
+                frame_of[i] = open.get();
+            } else {
+                unwatched.push_back(open.get());
+            }
         }
-        const gvsp::FrameAssembler& frame = receiver_.frame();
-        if (!watch_.active || watch_.block_id != frame.block_id()) {
-            watch_ = Watch{true, frame.block_id(), frame.counters().packets, now, now, Clock::time_point{}, 0};
+        // No more frames are open than there are watches.
+        for (size_t i = 0; i < kWatchSlots; ++i) {
+            if (frame_of[i] == nullptr && !unwatched.empty()) {
+                frame_of[i] = unwatched.back();
+                unwatched.pop_back();
+                watches_[i] = Watch{true, frame_of[i]->block_id, Progress(*frame_of[i]), now, now, {}, 0};
+            }
+            watches_[i].active = frame_of[i] != nullptr;
         }
-        if (frame.counters().packets != watch_.packets) {
-            watch_.packets = frame.counters().packets;
-            watch_.last_progress = now;
+        std::vector<uint64_t> give_up;
+        for (size_t i = 0; i < kWatchSlots; ++i) {
+            if (frame_of[i] != nullptr && !SuperviseFrame(*frame_of[i], &watches_[i], now)) {
+                give_up.push_back(frame_of[i]->block_id);
+            }
+        }
+        for (const uint64_t block_id : give_up) {
+            receiver_.fail(block_id, finished);
+        }
+    }
+
+    static uint64_t Progress(const gvsp::BatchReceiver::Frame& open) {
+        return open.assembler.counters().packets + open.before_leader;
+    }
+
+    // False when the frame is given up.
+    bool SuperviseFrame(const gvsp::BatchReceiver::Frame& open, Watch* watch, Clock::time_point now) {
+        const gvsp::FrameAssembler& frame = open.assembler;
+        if (Progress(open) != watch->packets) {
+            watch->packets = Progress(open);
+            watch->last_progress = now;
         }
         // PACKET_UNAVAILABLE: the device no longer holds the frame.
         const bool short_retention = free_buffers_.load() < receiver_policy::kReserveBuffers;
         const auto retention =
             short_retention ? receiver_policy::kShortFrameRetention : receiver_policy::kFrameRetention;
-        if (frame.refused() || now - watch_.last_progress >= retention) {
-            receiver_.fail_current(finished);
-            watch_.active = false;
-            return;
+        if (frame.refused() || open.refused || now - watch->last_progress >= retention) {
+            return false;
+        }
+        std::vector<std::pair<uint32_t, uint32_t>> ranges;
+        if (!open.leader || open.highest_before_leader > watch->requested_up_to) {
+            // Its leader was lost: asked for once, with the packets that came
+            // before it (they had no place yet) and any that came since.
+            if (!open.leader && watch->requested_up_to == 0 && watch->last_request == Clock::time_point{}) {
+                ranges.emplace_back(0, open.highest_before_leader);
+            } else if (open.leader) {
+                ranges.emplace_back(watch->requested_up_to + 1, open.highest_before_leader);
+            }
+            Request(open.block_id, open.extended_ids, ranges, watch, now);
+            return true;
         }
         // A gap is asked for as soon as a later packet (or the trailer)
         // shows it; what has not come yet after the highest packet seen
         // only once the frame fell silent. Between two rounds only what is
         // new is asked for.
-        const bool silent = now - watch_.last_progress >= receiver_policy::kPacketTimeout ||
+        const bool silent = now - watch->last_progress >= receiver_policy::kPacketTimeout ||
                             frame.state() == gvsp::FrameState::incomplete;
         if (!silent && frame.missing_below_highest() == 0) {
-            return;  // no gap known: nothing to ask for yet
+            return true;  // no gap known: nothing to ask for yet
         }
-        const bool overdue = now - watch_.last_request >= receiver_policy::kPacketTimeout;
-        std::vector<std::pair<uint32_t, uint32_t>> ranges;
+        const bool overdue = now - watch->last_request >= receiver_policy::kPacketTimeout;
         for (std::pair<uint32_t, uint32_t> range : frame.missing_ranges()) {
             if (!silent && range.first > frame.highest_seen()) {
                 continue;
             }
             if (!overdue) {
-                if (range.second <= watch_.requested_up_to) {
+                if (range.second <= watch->requested_up_to) {
                     continue;
                 }
-                range.first = std::max(range.first, watch_.requested_up_to + 1);
+                range.first = std::max(range.first, watch->requested_up_to + 1);
             }
             ranges.push_back(range);
         }
@@ -304,21 +359,27 @@ private:
                 frame.payload_packet_count() != 0 ? frame.payload_packet_count() : frame.highest_seen();
             ranges.emplace_back(known + 1, known + 1);
         }
+        Request(open.block_id, open.extended_ids, ranges, watch, now);
+        return true;
+    }
+
+    void Request(uint64_t block_id, bool extended_ids, const std::vector<std::pair<uint32_t, uint32_t>>& ranges,
+                 Watch* watch, Clock::time_point now) {
         if (ranges.empty()) {
             return;
         }
         uint64_t packets = 0;
         for (const auto& range : ranges) {
             gvcp::ResendRequest request;
-            request.block_id = frame.block_id();
+            request.block_id = block_id;
             request.first_packet = range.first;
             request.last_packet = range.second;
             receiver_.send_to(setup_.device_address, setup_.device_control_port,
-                              gvcp::build_resend_request(frame.extended_ids(), gvcp::next_request_id(), request));
+                              gvcp::build_resend_request(extended_ids, gvcp::next_request_id(), request));
             packets += range.second - range.first + 1;
-            watch_.requested_up_to = std::max(watch_.requested_up_to, range.second);
+            watch->requested_up_to = std::max(watch->requested_up_to, range.second);
         }
-        watch_.last_request = now;
+        watch->last_request = now;
         std::lock_guard<std::mutex> guard(lock_);
         statistics_.resend_requests += packets;
     }
@@ -380,7 +441,6 @@ private:
         Deliver(finished);
         std::vector<gvsp::FrameReport> held;
         receiver_.abort(&held);
-        watch_.active = false;
         // The frame cut short by the abort is no failure of the link: it
         // is not counted.
         std::deque<Done> undelivered;
@@ -402,7 +462,9 @@ private:
     gvsp::BatchReceiver receiver_;  // the receiving thread's (queue_buffer: any thread)
     int wake_fd_ = -1;
     std::thread thread_;
-    Watch watch_;                   // the receiving thread's
+    // The receiving thread's: one watch per open frame.
+    static constexpr size_t kWatchSlots = gvsp::BatchReceiver::kMaxOpen;
+    Watch watches_[kWatchSlots];
     uint64_t drops_done_seen_ = 0;  // the receiving thread's
     std::atomic<int> free_buffers_{0};
     ResentPacketLedger resent_;

@@ -27,10 +27,13 @@ ornsim::GvspPart part(uint16_t purpose, uint32_t w, uint32_t h, uint8_t seed) {
     return ornsim::GvspPart{0x01080001, w, h, 0, 0, purpose, gvsp::PART_3D_IMAGE, pattern(size_t{w} * h, seed)};
 }
 
-// Receives (bounded) until a frame finishes or nothing more comes.
+// Receives (bounded) until `frames` are handed over or nothing more comes.
 std::vector<gvsp::FrameReport> drain(gvsp::BatchReceiver& rx, size_t frames) {
     std::vector<gvsp::FrameReport> done;
-    for (int i = 0; i < 40 && done.size() < frames; ++i) EXPECT_TRUE(rx.receive(50, &done));
+    gvsp::BatchReceiver::Wake wake{false, 1};
+    for (int i = 0; i < 40 && done.size() < frames && wake.datagrams > 0; ++i) {
+        EXPECT_TRUE(rx.receive(50, &done, -1, &wake));
+    }
     return done;
 }
 
@@ -125,16 +128,26 @@ std::vector<uint8_t> leader(uint16_t payload_type) {
     return area;
 }
 
-TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
-    gvsp::BatchReceiver rx(576);
-    std::string error;
-    ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
+// Hand-built datagrams from a socket of the test's own, 576-byte packets.
+class GvspHandBuilt : public ::testing::Test {
+protected:
+    void SetUp() override {
+        ASSERT_TRUE(rx.open(kLoopback, 0, 4096, &error)) << error;
+        ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
+    }
+    void send(const std::vector<uint8_t>& d) {
+        ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error));
+    }
+    gvsp::BatchReceiver rx{576};
     wire::UdpSocket tx;
-    ASSERT_TRUE(tx.open(kLoopback, 0, &error)) << error;
+    std::string error;
     const size_t data = 576 - gvsp::kIpUdpOverhead - gvsp::kStdHeaderSize;
+};
+
+TEST_F(GvspHandBuilt, HostileDatagramsStayInsideTheBuffer) {
     std::vector<uint8_t> guarded(3 * data + 64, 0xAB);  // the buffer is the first 2.5 slices
     const size_t capacity = 2 * data + data / 2;
-    for (int i = 0; i < 3; ++i) rx.queue_buffer(guarded.data(), capacity, nullptr);
+    for (int i = 0; i < 4; ++i) rx.queue_buffer(guarded.data(), capacity, nullptr);
     std::vector<uint8_t> multipart(gvsp::kMultipartLeaderPartsOffset + gvsp::kPartDescriptorSize);
     wire::store_be16(multipart.data() + gvsp::kLeaderPayloadTypeOffset, gvsp::PAYLOAD_MULTIPART);
     wire::store_be48(multipart.data() + gvsp::kMultipartLeaderPartsOffset + gvsp::kPartLengthHighOffset, 1ull << 40);
@@ -145,20 +158,63 @@ TEST(GvspReceiver, HostileDatagramsStayInsideTheBuffer) {
         datagram(5, gvsp::FORMAT_PAYLOAD, 9, std::vector<uint8_t>(4, 1)),         // far past it
         datagram(5, gvsp::FORMAT_PAYLOAD, 1, std::vector<uint8_t>(data + 1, 1)),  // too long
         datagram(5, gvsp::FORMAT_PAYLOAD, 1, std::vector<uint8_t>(2000, 1)),      // longer than any datagram
-        datagram(6, gvsp::FORMAT_PAYLOAD, 2, std::vector<uint8_t>(data, 1)),      // other block
+        datagram(6, gvsp::FORMAT_PAYLOAD, 2, std::vector<uint8_t>(data, 1)),      // other block, no leader
         datagram(5, gvsp::FORMAT_MULTIPART, 2, std::vector<uint8_t>(data, 1)),    // wrong format
         datagram(5, gvsp::FORMAT_PAYLOAD, 0x00FFFFFF, {}),
         datagram(7, gvsp::FORMAT_LEADER, 0, leader(gvsp::PAYLOAD_JPEG)),
         datagram(8, gvsp::FORMAT_LEADER, 0, multipart),
     };
-    for (const auto& d : hostile) ASSERT_TRUE(tx.send_to(kLoopback, rx.port(), d.data(), d.size(), &error)) << error;
-    std::vector<gvsp::FrameReport> done = drain(rx, 3);
-    ASSERT_EQ(done.size(), 3u);
+    for (const auto& d : hostile) send(d);
+    std::vector<gvsp::FrameReport> done = drain(rx, 4);
+    EXPECT_TRUE(done.empty());  // behind the frames still open
+    rx.fail(5, &done);
+    rx.fail(6, &done);
+    ASSERT_EQ(done.size(), 4u);
     EXPECT_EQ(done[0].state, gvsp::FrameState::incomplete);
-    EXPECT_EQ(done[1].state, gvsp::FrameState::unsupported);
-    EXPECT_EQ(done[2].state, gvsp::FrameState::buffer_too_small);
+    EXPECT_EQ(done[1].block_id, 6u);
+    EXPECT_EQ(done[1].state, gvsp::FrameState::incomplete);
+    EXPECT_EQ(done[2].state, gvsp::FrameState::unsupported);
+    EXPECT_EQ(done[3].state, gvsp::FrameState::buffer_too_small);
     EXPECT_GE(rx.assembler_counters().dropped + rx.counters().truncated, 6u);
     for (size_t i = capacity; i < guarded.size(); ++i) ASSERT_EQ(guarded[i], 0xAB) << "byte " << i;
+}
+
+// Two frames whose packets interleave, then one whose leader is lost and
+// comes again when asked for (ids wrapping past 0xFFFF): each arrives
+// whole, handed over in block order.
+TEST_F(GvspHandBuilt, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
+    std::vector<std::vector<uint8_t>> buffers(3, std::vector<uint8_t>(2 * data));
+    for (auto& b : buffers) rx.queue_buffer(b.data(), b.size(), &b);
+    auto frame = [&](uint16_t block) {
+        return std::vector<std::vector<uint8_t>>{
+            datagram(block, gvsp::FORMAT_LEADER, 0, leader(gvsp::PAYLOAD_IMAGE)),
+            datagram(block, gvsp::FORMAT_PAYLOAD, 1, pattern(data, static_cast<uint8_t>(block))),
+            datagram(block, gvsp::FORMAT_PAYLOAD, 2, pattern(data, static_cast<uint8_t>(block + 1))),
+            datagram(block, gvsp::FORMAT_TRAILER, 3, std::vector<uint8_t>(gvsp::kImageTrailerSize))};
+    };
+    auto whole = [&](const gvsp::FrameReport& r, uint16_t block) {
+        EXPECT_EQ(r.block_id, block);
+        EXPECT_EQ(r.state, gvsp::FrameState::complete);
+        const uint8_t* got = static_cast<std::vector<uint8_t>*>(r.cookie)->data();
+        EXPECT_EQ(0, std::memcmp(got, pattern(data, static_cast<uint8_t>(block)).data(), data));
+        EXPECT_EQ(0, std::memcmp(got + data, pattern(data, static_cast<uint8_t>(block + 1)).data(), data));
+    };
+    const auto a = frame(0xFFFE), b = frame(0xFFFF);
+    for (const auto* d : {&a[0], &b[0], &a[1], &b[1], &a[2], &b[2], &b[3], &a[3]}) send(*d);  // B ends first
+    std::vector<gvsp::FrameReport> done = drain(rx, 2);
+    ASSERT_EQ(done.size(), 2u);
+    whole(done[0], 0xFFFE);
+    whole(done[1], 0xFFFF);
+    const auto c = frame(1);
+    for (size_t i = 1; i < 4; ++i) send(c[i]);
+    EXPECT_TRUE(drain(rx, 1).empty());
+    ASSERT_EQ(rx.frames().size(), 1u);
+    EXPECT_FALSE(rx.frames()[0]->leader);
+    EXPECT_EQ(rx.frames()[0]->highest_before_leader, 3u);
+    for (const auto& d : c) send(d);  // what the device sends again when asked
+    done = drain(rx, 1);
+    ASSERT_EQ(done.size(), 1u);
+    whole(done[0], 1);
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "base/log.h"
+#include "wire/gvcp_packets.h"
 
 namespace gvsp {
 
@@ -26,8 +27,7 @@ int system_receive_ceiling() {
 }
 }  // namespace
 
-BatchReceiver::BatchReceiver(uint32_t packet_size)
-    : packet_size_(std::max<uint32_t>(packet_size, 576)), assembler_(packet_size) {
+BatchReceiver::BatchReceiver(uint32_t packet_size) : packet_size_(std::max<uint32_t>(packet_size, 576)) {
     spill_size_ = std::min<size_t>(packet_size_, kMaxUdpPayload);
     headers_.assign(kBatch * kHeaderScratch, 0);
     spill_.assign(kBatch * spill_size_, 0);
@@ -67,14 +67,42 @@ void BatchReceiver::queue_buffer(uint8_t* data, size_t capacity, void* cookie) {
     queue_.push_back(Pending{data, capacity, cookie});
 }
 
+bool BatchReceiver::receiving() const {
+    for (const auto& f : open_) {
+        if (!f->ended) return true;
+    }
+    return false;
+}
+
+BatchReceiver::Frame* BatchReceiver::find(uint64_t block_id) {
+    for (const auto& f : open_) {
+        if (f->block_id == block_id) return f.get();
+    }
+    return nullptr;
+}
+
+// Standard ids count 16 bits and wrap: newer is up to half the range ahead.
+bool BatchReceiver::newer_than_seen(const PacketHeader& h) const {
+    if (!seen_block_) return false;
+    if (h.extended_ids) return h.block_id > newest_block_;
+    return static_cast<int16_t>(static_cast<uint16_t>(h.block_id - newest_block_)) > 0;
+}
+
+void BatchReceiver::update_newest() {
+    newest_ = nullptr;
+    for (const auto& f : open_) {
+        if (!f->ended && f->leader) newest_ = f.get();
+    }
+}
+
 void BatchReceiver::aim(size_t i, uint32_t next_id) {
     Aim& a = aims_[i];
     uint8_t* spill = &spill_[i * spill_size_];
     size_t offset = 0, length = 0;
     a.packet_id = next_id;
-    if (receiving() && assembler_.slot(next_id, &offset, &length)) {
-        a.header_length = assembler_.payload_header_size();
-        a.slot = current_.data + offset;
+    if (newest_ != nullptr && newest_->assembler.slot(next_id, &offset, &length)) {
+        a.header_length = newest_->assembler.payload_header_size();
+        a.slot = newest_->buffer.data + offset;
         a.slot_length = length;
     } else {
         a.header_length = kHeaderScratch;
@@ -99,11 +127,13 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
     seen.woken = wake_fd >= 0 && pfd[1].revents != 0;
     if (ready == 0 || pfd[0].revents == 0) return true;
     for (int round = 0; round < kMaxBatchesPerWake; ++round) {
-        // Slots for the packets expected next: after the highest in place.
-        const uint32_t next = receiving() ? assembler_.highest_seen() + 1 : 1;
+        // Slots for the packets expected next: after the highest in place
+        // in the newest frame.
+        Frame* const target = newest_;
+        const uint32_t next = target != nullptr ? target->assembler.highest_seen() + 1 : 1;
         // Without a frame in progress the next datagram should be a leader:
         // take it alone, so that the packets after it find their slots.
-        const size_t batch = receiving() ? kBatch : 1;
+        const size_t batch = target != nullptr ? kBatch : 1;
         for (size_t i = 0; i < batch; ++i) aim(i, next + static_cast<uint32_t>(i));
         const int got = ::recvmmsg(socket_.fd(), msgs_, static_cast<unsigned>(batch), MSG_DONTWAIT, nullptr);
         if (got < 0) return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
@@ -122,7 +152,7 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
             }
             if (a.slot != &spill_[i * spill_size_] && size > a.header_length &&
                 size - a.header_length <= a.slot_length &&
-                assembler_.accept_in_place(&headers_[i * kHeaderScratch], a.packet_id, size - a.header_length)) {
+                target->assembler.accept_in_place(&headers_[i * kHeaderScratch], a.packet_id, size - a.header_length)) {
                 ++counters_.in_place;
                 continue;
             }
@@ -137,11 +167,13 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
             std::memmove(out + head, a.slot, in_slot);
             std::memcpy(out + head + in_slot, &spill_[i * spill_size_], size - head - in_slot);
         }
+        // The target stays open through the staged datagrams unless one
+        // ends it (then it is not newest_ any more).
+        if (target != nullptr && target->assembler.state() == FrameState::complete) end(target, finished);
         for (const auto& [i, size] : staged) {
             ++counters_.moved;
             route(&stage_[i * stage_stride_], size, finished);
         }
-        if (receiving() && assembler_.state() == FrameState::complete) finish(finished);
         if (static_cast<size_t>(got) < batch) break;
     }
     return true;
@@ -150,56 +182,128 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
 void BatchReceiver::route(const uint8_t* d, size_t size, std::vector<FrameReport>* finished) {
     PacketHeader h;
     if (!parse_packet_header(d, size, &h)) return;
-    if (h.format == FORMAT_LEADER && h.status == 0 && !(receiving() && h.block_id == assembler_.block_id())) {
-        if (!receiving() && h.block_id == last_block_) return;  // a resent leader of a finished frame
-        if (receiving()) finish(finished);
-        {
-            std::lock_guard<std::mutex> lock(queue_mutex_);
-            if (queue_.empty()) {
-                ++counters_.no_buffer;
-                assembler_.reset();
-                return;
-            }
-            current_ = queue_.front();
-            queue_.pop_front();
-            in_frame_ = true;
-        }
-        const FrameState s = assembler_.begin(d, size, current_.data, current_.capacity);
-        if (s != FrameState::receiving) finish(finished);
+    Frame* f = find(h.block_id);
+    if (f != nullptr && f->ended) {
+        ++unplaced_;
         return;
     }
-    if (receiving()) assembler_.accept(d, size);
-    if (receiving() && assembler_.state() == FrameState::complete) finish(finished);
+    if (h.format == FORMAT_LEADER && h.status == 0 && (f == nullptr || !f->leader)) {
+        if (f == nullptr && h.block_id == last_ended_) return;  // a resent leader of an ended frame
+        if (f == nullptr) {
+            // A leader opens its frame even of an older block (the device
+            // counts again from the start).
+            seen_block_ = true;
+            newest_block_ = h.block_id;
+            if ((f = open_frame(h, finished)) == nullptr) return;
+        }
+        f->leader = true;
+        const FrameState s = f->assembler.begin(d, size, f->buffer.data, f->buffer.capacity);
+        if (s != FrameState::receiving) {
+            end(f, finished);
+        } else {
+            update_newest();
+        }
+        return;
+    }
+    if (f == nullptr && h.format != FORMAT_LEADER && h.status == 0 && newer_than_seen(h)) {
+        // Its leader was lost: the frame opens without it, and the caller asks for it.
+        newest_block_ = h.block_id;
+        f = open_frame(h, finished);
+    }
+    if (f == nullptr) {
+        ++unplaced_;
+        return;
+    }
+    if (!f->leader) {
+        ++f->before_leader;
+        f->refused = f->refused || h.status == gvcp::STATUS_PACKET_UNAVAILABLE;
+        if (h.status == 0) f->highest_before_leader = std::max(f->highest_before_leader, h.packet_id);
+        return;
+    }
+    if (f->assembler.accept(d, size) == FrameState::complete) end(f, finished);
 }
 
-void BatchReceiver::finish(std::vector<FrameReport>* finished) {
-    FrameReport r;
-    r.cookie = current_.cookie;
-    r.buffer = current_.data;
-    r.capacity = current_.capacity;
-    r.state = assembler_.state() == FrameState::receiving ? FrameState::incomplete : assembler_.state();
-    r.block_id = assembler_.block_id();
-    r.timestamp = assembler_.timestamp();
-    r.payload_type = assembler_.payload_type();
-    r.payload_size = assembler_.received_bytes();
-    r.parts = assembler_.parts();
-    if (r.parts.size() == 1 && r.parts[0].size == 0) r.parts[0].size = r.payload_size;
-    r.packets_missing = assembler_.missing_count();
-    r.packets_resent = assembler_.resent_in_frame();
+BatchReceiver::Frame* BatchReceiver::open_frame(const PacketHeader& h, std::vector<FrameReport>* finished) {
+    Pending buffer;
+    {
+        std::lock_guard<std::mutex> lock(queue_mutex_);
+        if (queue_.empty()) {
+            ++counters_.no_buffer;
+            return nullptr;
+        }
+        buffer = queue_.front();
+        queue_.pop_front();
+    }
+    while (open_.size() >= kMaxOpen) {
+        Frame* oldest = open_.front().get();
+        if (!oldest->ended) end(oldest, finished);
+        hand_over(finished);
+    }
+    std::unique_ptr<Frame> f;
+    if (spare_.empty()) {
+        f = std::make_unique<Frame>(packet_size_);
+    } else {
+        f = std::move(spare_.back());
+        spare_.pop_back();
+    }
+    f->buffer = buffer;
+    f->block_id = h.block_id;
+    f->extended_ids = h.extended_ids;
+    f->leader = f->refused = f->ended = false;
+    f->before_leader = f->highest_before_leader = 0;
+    open_.push_back(std::move(f));
+    return open_.back().get();
+}
+
+void BatchReceiver::end(Frame* f, std::vector<FrameReport>* finished) {
+    const FrameAssembler& a = f->assembler;
+    FrameReport& r = f->report;
+    r = FrameReport{};
+    r.cookie = f->buffer.cookie;
+    r.buffer = f->buffer.data;
+    r.capacity = f->buffer.capacity;
+    r.block_id = f->block_id;
+    if (f->leader) {
+        r.state = a.state() == FrameState::receiving ? FrameState::incomplete : a.state();
+        r.timestamp = a.timestamp();
+        r.payload_type = a.payload_type();
+        r.payload_size = a.received_bytes();
+        r.parts = a.parts();
+        if (r.parts.size() == 1 && r.parts[0].size == 0) r.parts[0].size = r.payload_size;
+        r.packets_missing = a.missing_count();
+        r.packets_resent = a.resent_in_frame();
+    } else {
+        r.state = FrameState::incomplete;  // its leader never came
+        r.packets_missing = 1;
+    }
     (r.state == FrameState::complete ? counters_.frames_complete : counters_.frames_failed)++;
-    finished->push_back(std::move(r));
-    current_ = Pending{};
-    in_frame_ = false;
-    last_block_ = assembler_.block_id();
-    assembler_.reset();
+    f->ended = true;
+    last_ended_ = f->block_id;
+    f->assembler.reset();
+    update_newest();
+    hand_over(finished);
 }
 
-void BatchReceiver::fail_current(std::vector<FrameReport>* finished) {
-    if (receiving()) finish(finished);
+// Ended frames go out in the order they opened.
+void BatchReceiver::hand_over(std::vector<FrameReport>* finished) {
+    while (!open_.empty() && open_.front()->ended) {
+        finished->push_back(std::move(open_.front()->report));
+        open_.front()->buffer = Pending{};
+        spare_.push_back(std::move(open_.front()));
+        open_.pop_front();
+    }
+}
+
+void BatchReceiver::fail(uint64_t block_id, std::vector<FrameReport>* finished) {
+    Frame* f = find(block_id);
+    if (f != nullptr && !f->ended) end(f, finished);
 }
 
 void BatchReceiver::abort(std::vector<FrameReport>* finished) {
-    fail_current(finished);
+    while (!open_.empty()) {
+        if (!open_.front()->ended) end(open_.front().get(), finished);
+        hand_over(finished);
+    }
     std::lock_guard<std::mutex> lock(queue_mutex_);
     for (const Pending& p : queue_) {
         FrameReport r;
@@ -210,6 +314,22 @@ void BatchReceiver::abort(std::vector<FrameReport>* finished) {
         finished->push_back(std::move(r));
     }
     queue_.clear();
+}
+
+AssemblerCounters BatchReceiver::assembler_counters() const {
+    AssemblerCounters sum;
+    sum.dropped = unplaced_;
+    auto add = [&sum](const Frame& f) {
+        const AssemblerCounters& c = f.assembler.counters();
+        sum.packets += c.packets;
+        sum.resent += c.resent;
+        sum.duplicates += c.duplicates;
+        sum.dropped += c.dropped;
+        sum.error_status += c.error_status;
+    };
+    for (const auto& f : open_) add(*f);
+    for (const auto& f : spare_) add(*f);
+    return sum;
 }
 
 }  // namespace gvsp

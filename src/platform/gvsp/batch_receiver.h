@@ -21,6 +21,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <memory>
 #include <mutex>
 #include <string>
 #include <utility>
@@ -57,6 +58,12 @@ struct ReceiverCounters {
 
 class BatchReceiver {
 public:
+    struct Pending {
+        uint8_t* data = nullptr;
+        size_t capacity = 0;
+        void* cookie = nullptr;
+    };
+
     static constexpr size_t kBatch = 32;
 
     // `packet_size`: the stream's packet size as the device is told it.
@@ -88,29 +95,57 @@ public:
         return socket_.send_to(address, port, datagram.data(), datagram.size());
     }
 
-    // The frame in progress: its block id and the packets it still lacks.
-    bool receiving() const { return in_frame_; }
-    uint64_t current_block_id() const { return assembler_.block_id(); }
-    std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const { return assembler_.missing_ranges(); }
-    // Its assembler (meaningful while receiving()).
-    const FrameAssembler& frame() const { return assembler_; }
-    // Gives up the frame in progress (a time-out): reported as it stands.
-    void fail_current(std::vector<FrameReport>* finished);
-    // Hands back the frame in progress and every queued buffer, aborted.
+    // The frames open, in the order they opened (the order they are handed
+    // over in): each has its buffer and assembler, or (leader not yet
+    // come) only the block id its packets carry. A leader of a newer block
+    // opens a frame beside those open; a payload packet or trailer of a
+    // block newer than any seen opens one without a leader, whose leader
+    // the caller asks the device for. A frame ends when complete, when the
+    // caller gives it up, or as the oldest when more than kMaxOpen would be
+    // open; an ended frame is handed over once every older one has ended.
+    static constexpr size_t kMaxOpen = 4;
+    struct Frame {
+        Pending buffer;
+        FrameAssembler assembler;
+        uint64_t block_id = 0;
+        bool extended_ids = false;
+        bool leader = false;                 // the assembler began on the leader
+        uint32_t before_leader = 0;          // datagrams of the block that came before its leader
+        uint32_t highest_before_leader = 0;  // their highest packet id
+        bool refused = false;                // PACKET_UNAVAILABLE before the leader
+        bool ended = false;
+        FrameReport report;  // once ended
+        explicit Frame(uint32_t packet_size) : assembler(packet_size) {}
+    };
+    const std::deque<std::unique_ptr<Frame>>& frames() const { return open_; }
+    // Whether a frame is open (not yet ended).
+    bool receiving() const;
+    // The newest open frame with its leader (the fast path's), or null.
+    const FrameAssembler* newest() const { return newest_ != nullptr ? &newest_->assembler : nullptr; }
+    // What that frame lacks.
+    std::vector<std::pair<uint32_t, uint32_t>> missing_ranges() const {
+        return newest_ != nullptr ? newest_->assembler.missing_ranges() : std::vector<std::pair<uint32_t, uint32_t>>{};
+    }
+    // Gives up the open frame of `block_id`: reported as it stands.
+    void fail(uint64_t block_id, std::vector<FrameReport>* finished);
+    // Hands back every open frame and every queued buffer, aborted.
     void abort(std::vector<FrameReport>* finished);
 
     ReceiverCounters counters() const { return counters_; }
-    const AssemblerCounters& assembler_counters() const { return assembler_.counters(); }
+    // Of every frame's assembler, with the datagrams no open frame took as dropped.
+    AssemblerCounters assembler_counters() const;
 
 private:
-    struct Pending {
-        uint8_t* data = nullptr;
-        size_t capacity = 0;
-        void* cookie = nullptr;
-    };
     void aim(size_t i, uint32_t next_id);
     void route(const uint8_t* datagram, size_t size, std::vector<FrameReport>* finished);
-    void finish(std::vector<FrameReport>* finished);
+    // Opens a frame for `h`'s block on the next queued buffer (the oldest
+    // open frame ends first when kMaxOpen are); null when no buffer is queued.
+    Frame* open_frame(const PacketHeader& h, std::vector<FrameReport>* finished);
+    Frame* find(uint64_t block_id);
+    bool newer_than_seen(const PacketHeader& h) const;
+    void end(Frame* frame, std::vector<FrameReport>* finished);
+    void hand_over(std::vector<FrameReport>* finished);
+    void update_newest();
     void raise_receive_buffer(size_t burst_bytes);
 
     uint32_t packet_size_;
@@ -119,10 +154,13 @@ private:
     int rcvbuf_ = 0;
     std::mutex queue_mutex_;
     std::deque<Pending> queue_;
-    Pending current_;
-    bool in_frame_ = false;
-    uint64_t last_block_ = UINT64_MAX;  // of the frame reported last
-    FrameAssembler assembler_;
+    std::deque<std::unique_ptr<Frame>> open_;
+    std::vector<std::unique_ptr<Frame>> spare_;  // ended and handed over, for reuse
+    Frame* newest_ = nullptr;                    // the newest open frame with its leader: the fast path's
+    uint64_t last_ended_ = UINT64_MAX;           // the block of the frame that ended last
+    bool seen_block_ = false;
+    uint64_t newest_block_ = 0;  // of the newest leader or frame opened
+    uint64_t unplaced_ = 0;      // datagrams of no open frame
     ReceiverCounters counters_;
     // Per datagram of a batch: header scratch, spill area, and what iov[1] pointed at.
     static constexpr size_t kHeaderScratch = kExtHeaderSize + kMultipartDataHeaderSize;
