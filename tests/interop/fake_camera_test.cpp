@@ -5,11 +5,11 @@
 
 #include <chrono>
 #include <mutex>
-#include <thread>
 #include <vector>
 
 #include "ORNC.h"
 #include "aravis_fake_camera.h"
+#include "wait.h"
 
 namespace {
 
@@ -39,8 +39,11 @@ TEST_F(AravisFakeCamera, IsFoundWithItsDetailsOnlyWhileTheModelFileAdmitsIt) {
 TEST_F(AravisFakeCamera, ImagesArriveWholeOnEitherStreamReceiver) {
     struct Frames {
         std::mutex lock;
-        std::vector<orn_image_t> shapes;
-        int broken = 0, failed = 0;
+        int images = 0, other_shape = 0, broken = 0, failed = 0;
+        int count() {
+            std::lock_guard<std::mutex> guard(lock);
+            return images;
+        }
     };
     for (const char* receiver : {"aravis", "own"}) {
         SCOPED_TRACE(receiver);
@@ -54,37 +57,27 @@ TEST_F(AravisFakeCamera, ImagesArriveWholeOnEitherStreamReceiver) {
             [](orn_image_t* image, void* userdata) {
                 Frames* f = static_cast<Frames*>(userdata);
                 std::lock_guard<std::mutex> guard(f->lock);
+                ++f->images;
                 if (image == nullptr || image->data == nullptr) {
                     ++f->failed;
-                    return;
-                }
-                const auto* p = static_cast<const uint8_t*>(image->data);
-                const int w = image->width;
-                for (int y = 0; y + 1 < image->height; ++y) {
-                    for (int x = 0; x + 1 < w; ++x) {
-                        f->broken += p[y * w + x + 1] != p[(y + 1) * w + x] ? 1 : 0;
+                } else if (image->width != 512 || image->height != 512 || image->type != ORN_PIX_MONO8) {
+                    ++f->other_shape;
+                } else {
+                    const auto* p = static_cast<const uint8_t*>(image->data);
+                    for (int y = 0; y + 1 < 512; ++y) {
+                        for (int x = 0; x + 1 < 512; ++x) f->broken += p[y * 512 + x + 1] != p[(y + 1) * 512 + x];
                     }
                 }
-                f->shapes.push_back(orn_image_t{nullptr, image->width, image->height, image->type, 0, 0});
             },
             &frames);
         ASSERT_EQ(ORNCStart(handle.get()), ORNC_OK);
         ASSERT_EQ(ORNCAcquisitionStartMode(handle.get(), -1, -1), ORNC_OK);  // its own modes
-        for (int i = 0; i < 100; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            std::lock_guard<std::mutex> guard(frames.lock);
-            if (frames.shapes.size() >= 5) break;
-        }
+        const bool got = orntest::wait_until([&] { return frames.count() >= 5; }, std::chrono::seconds(5));
         EXPECT_EQ(ORNCStop(handle.get()), ORNC_OK);
         ORNCDisconnect(handle.get());
+        ASSERT_TRUE(got);
         std::lock_guard<std::mutex> guard(frames.lock);
-        ASSERT_GE(frames.shapes.size(), 5u);
-        EXPECT_EQ(frames.failed, 0);
-        EXPECT_EQ(frames.broken, 0);
-        for (const orn_image_t& shape : frames.shapes) {
-            EXPECT_EQ(std::vector<int>({shape.width, shape.height, static_cast<int>(shape.type)}),
-                      std::vector<int>({512, 512, static_cast<int>(ORN_PIX_MONO8)}));
-        }
+        EXPECT_EQ(std::vector<int>({frames.failed, frames.other_shape, frames.broken}), std::vector<int>({0, 0, 0}));
     }
 }
 
