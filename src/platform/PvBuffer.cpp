@@ -123,6 +123,10 @@ IPvMultiPartContainer* PvBuffer::GetMultiPartContainer() { return received_.get(
 
 uint32_t PvBuffer::GetChunkCount() const { return received_->GetChunkCount(); }
 
+bool PvBuffer::FindChunk(uint32_t chunk_id, const uint8_t*& data, uint32_t& size) const {
+    return received_->FindChunk(chunk_id, data, size);
+}
+
 uint64_t PvBuffer::GetBlockId() const { return received_->GetBlockId(); }
 
 uint64_t PvBuffer::GetTimestampNs() const { return received_->GetTimestampNs(); }

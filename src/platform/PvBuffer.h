@@ -67,6 +67,9 @@ public:
     // chunk data, or the chunk part of a multipart frame); 0 when none.
     uint32_t GetChunkCount() const;
     bool HasChunks() const { return GetChunkCount() != 0; }
+    // The data of the chunk `chunk_id` in the last transfer; false when it
+    // carries none (see platform::ReceivedFrame::FindChunk).
+    bool FindChunk(uint32_t chunk_id, const uint8_t*& data, uint32_t& size) const;
 
     // The identity of the last transfer (see platform::ReceivedFrame): its
     // block id, device timestamp in nanoseconds and GVSP payload type; 0

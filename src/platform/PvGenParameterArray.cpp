@@ -16,6 +16,7 @@
 #include "platform/PvGenRegister.h"
 #include "platform/PvGenString.h"
 #include "platform/aravis_result.h"
+#include "platform/chunk_data_ports.h"
 
 namespace {
 
@@ -74,10 +75,10 @@ PvGenParameterArray::PvGenParameterArray(ArvGc* genicam) : genicam_(genicam), lo
 }
 
 PvGenParameterArray::~PvGenParameterArray() {
-    DetachDataChunks();
     // Parameters refer to nodes of the document: release them first.
     parameters_.clear();
     categories_.clear();
+    chunk_ports_.reset();
     g_object_unref(genicam_);
 }
 
@@ -345,24 +346,18 @@ PvResult PvGenParameterArray::AttachDataChunks(uint8_t* data, uint32_t size) {
         return PvResult(PvResult::INVALID_PARAMETER, std::to_string(size) + " bytes asked of a payload of " +
                                                          std::to_string(buffer->GetPayloadSize()));
     }
-    ArvBuffer* wrapper = buffer->GetArvBuffer();
     std::lock_guard<std::mutex> guard(*lock_);
-    // The chunk ports read the bound buffer's chunks (Aravis finds them from
-    // the end of the received data). Aravis keeps only a weak reference.
-    arv_gc_set_buffer(genicam_, wrapper);
-    chunks_attached_ = true;
+    if (chunk_ports_ == nullptr) {
+        chunk_ports_ = platform::ChunkDataPorts::Replace(genicam_);
+    }
+    chunk_ports_->Bind(*buffer);
     return PvResult::OK;
 }
 
 PvResult PvGenParameterArray::DetachDataChunks() {
     std::lock_guard<std::mutex> guard(*lock_);
-    if (chunks_attached_) {
-        // Aravis cannot unbind: bind a buffer that never received anything
-        // and let it go, which makes Aravis forget it (weak reference).
-        ArvBuffer* blank = arv_buffer_new_allocate(1);
-        arv_gc_set_buffer(genicam_, blank);
-        g_object_unref(blank);
-        chunks_attached_ = false;
+    if (chunk_ports_ != nullptr) {
+        chunk_ports_->Unbind();
     }
     return PvResult::OK;
 }

@@ -23,6 +23,9 @@
 #include "platform/PvString.h"
 
 typedef struct _ArvGc ArvGc;
+namespace platform {
+class ChunkDataPorts;
+}
 
 class PvGenParameterArray {
 public:
@@ -109,8 +112,8 @@ private:
 
     ArvGc* genicam_;
     std::shared_ptr<std::mutex> lock_;
-    bool chunks_attached_ = false;
-    bool read_only_ = false;  // a buffer is bound to the chunk ports
+    std::unique_ptr<platform::ChunkDataPorts> chunk_ports_;  // made at the first attach
+    bool read_only_ = false;
     ValueHooks* hooks_ = nullptr;
     WriteObserver observer_ = nullptr;
     void* observer_context_ = nullptr;

@@ -2,8 +2,6 @@
 
 #include <arv.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <mutex>
@@ -11,7 +9,8 @@
 #include <string>
 
 #include "platform/aravis_xml_lock.h"
-#include "platform/event_data_device.h"
+#include "platform/bound_data_device.h"
+#include "platform/description_nodes.h"
 
 namespace platform {
 
@@ -26,31 +25,6 @@ constexpr const char* kValueReferences[] = {"pValue", "pVariable"};
 // also stops a broken description that refers in a circle.
 constexpr int kMaxReferenceDepth = 8;
 
-const char* element_text(ArvDomNode* element) {
-    ArvDomNode* text = arv_dom_node_get_first_child(element);
-    return text != nullptr ? arv_dom_node_get_node_value(text) : nullptr;
-}
-
-bool parse_event_id(const char* text, uint16_t& event_id) {
-    if (text == nullptr) {
-        return false;
-    }
-    while (*text == ' ' || *text == '\t' || *text == '\n' || *text == '\r') {
-        ++text;
-    }
-    if (text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-        text += 2;
-    }
-    errno = 0;
-    char* end = nullptr;
-    const unsigned long value = std::strtoul(text, &end, 16);
-    if (errno != 0 || end == text || value > 0xFFFF) {
-        return false;
-    }
-    event_id = static_cast<uint16_t>(value);
-    return true;
-}
-
 bool is_value_reference(const char* element_name) {
     for (const char* reference : kValueReferences) {
         if (std::strcmp(element_name, reference) == 0) {
@@ -58,39 +32,6 @@ bool is_value_reference(const char* element_name) {
         }
     }
     return false;
-}
-
-// Every feature node of the document, depth first.
-void collect_features(ArvDomNode* parent, std::vector<ArvDomNode*>& features) {
-    for (ArvDomNode* child = arv_dom_node_get_first_child(parent); child != nullptr;
-         child = arv_dom_node_get_next_sibling(child)) {
-        if (ARV_IS_GC_FEATURE_NODE(child)) {
-            features.push_back(child);
-        }
-        collect_features(child, features);
-    }
-}
-
-// Ports with an event id, by name.
-std::map<std::string, uint16_t> event_ports(ArvGc* genicam) {
-    std::vector<ArvDomNode*> nodes;
-    collect_features(ARV_DOM_NODE(genicam), nodes);
-    std::map<std::string, uint16_t> event_of_port;
-    for (ArvDomNode* node : nodes) {
-        if (!ARV_IS_GC_PORT(node)) {
-            continue;
-        }
-        for (ArvDomNode* child = arv_dom_node_get_first_child(node); child != nullptr;
-             child = arv_dom_node_get_next_sibling(child)) {
-            uint16_t event_id = 0;
-            const char* name = arv_gc_feature_node_get_name(ARV_GC_FEATURE_NODE(node));
-            if (name != nullptr && std::strcmp(arv_dom_node_get_node_name(child), kEventIdElement) == 0 &&
-                parse_event_id(element_text(child), event_id)) {
-                event_of_port[name] = event_id;
-            }
-        }
-    }
-    return event_of_port;
 }
 
 // `xml` without its <EventID> elements (leaf elements holding a number).
@@ -129,10 +70,10 @@ std::unique_ptr<EventDataMap> EventDataMap::Create(const char* xml, size_t size,
     if (device_map == nullptr) {
         return fail(PvResult(PvResult::INVALID_PARAMETER, "no node map"));
     }
-    const std::map<std::string, uint16_t> event_of_port = event_ports(device_map);
+    const std::map<std::string, uint32_t> event_of_port = ports_with_id(device_map, kEventIdElement, 0xFFFF);
     const std::string readable = without_event_ids(xml, size);
     std::unique_ptr<EventDataMap> map(new EventDataMap);
-    map->data_device_ = ornc_event_data_device_new();
+    map->data_device_ = ornc_bound_data_device_new("event data");
     ArvGc* genicam = nullptr;
     {
         std::lock_guard<std::mutex> parsing(platform::aravis_xml_parse_lock());
@@ -163,7 +104,7 @@ EventDataMap::~EventDataMap() {
     }
 }
 
-void EventDataMap::FindEventFeatures(const std::map<std::string, uint16_t>& event_of_port) {
+void EventDataMap::FindEventFeatures(const std::map<std::string, uint32_t>& event_of_port) {
     if (event_of_port.empty()) {
         return;
     }
@@ -241,7 +182,7 @@ void EventDataMap::FindEventFeatures(const std::map<std::string, uint16_t>& even
         }
     }
     for (const auto& port : event_of_port) {
-        lists_[port.second];  // an event with no data still has its (empty) list
+        lists_[static_cast<uint16_t>(port.second)];  // an event with no data still has its (empty) list
     }
     for (uint32_t i = 0; i < array_->GetCount(); ++i) {
         PvGenParameter* parameter = array_->Get(i);
@@ -260,7 +201,7 @@ PvGenParameterList* EventDataMap::Bind(uint16_t event_id, const uint8_t* data, s
     }
     std::lock_guard<std::mutex> guard(array_->GetLock());
     data_.assign(data, data + size);
-    ornc_event_data_device_set_data(data_device_, data_.data(), data_.size());
+    ornc_bound_data_device_bind(data_device_, data_.data(), data_.size());
     return &list->second;
 }
 

@@ -50,7 +50,7 @@ public:
 
 private:
     EventDataMap() = default;
-    void FindEventFeatures(const std::map<std::string, uint16_t>& event_of_port);
+    void FindEventFeatures(const std::map<std::string, uint32_t>& event_of_port);
 
     ArvDevice* data_device_ = nullptr;
     std::unique_ptr<PvGenParameterArray> array_;

@@ -80,7 +80,8 @@ uint64_t image_bytes(uint32_t width, uint32_t height, uint32_t pixel_type) {
     return (static_cast<uint64_t>(width) * height * bits + 7) / 8;
 }
 
-uint32_t count_chunks(const uint8_t* data, uint32_t size) {
+uint32_t walk_chunks(const uint8_t* data, uint32_t size,
+                     const std::function<bool(uint32_t, const uint8_t*, uint32_t)>& visit) {
     uint32_t count = 0;
     uint64_t end = size;  // the chunk chain ends here
     while (end >= gvsp::kChunkTagSize) {
@@ -92,8 +93,36 @@ uint32_t count_chunks(const uint8_t* data, uint32_t size) {
         }
         ++count;
         end -= chunk_size;
+        if (!visit(wire::load_be32(tag + gvsp::kChunkTagIdOffset), data + end, length)) {
+            break;
+        }
     }
     return count;
+}
+
+void ReceivedFrame::AddChunks(const uint8_t* data, uint32_t size) {
+    chunk_count_ += walk_chunks(data, size, [](uint32_t, const uint8_t*, uint32_t) { return true; });
+    chunk_spans_.push_back({data, size});
+}
+
+bool ReceivedFrame::FindChunk(uint32_t chunk_id, const uint8_t*& data, uint32_t& size) const {
+    // Spans lie in buffer order and each chain is walked from its end: the
+    // first match of the last span that has one is the last chunk of the id.
+    for (auto span = chunk_spans_.rbegin(); span != chunk_spans_.rend(); ++span) {
+        bool found = false;
+        walk_chunks(span->data, span->size, [&](uint32_t id, const uint8_t* chunk, uint32_t length) {
+            found = id == chunk_id;
+            if (found) {
+                data = chunk;
+                size = length;
+            }
+            return !found;
+        });
+        if (found) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void ReceivedFrame::Clear() {
@@ -101,6 +130,7 @@ void ReceivedFrame::Clear() {
     payload_type_ = PvPayloadTypeNone;
     payload_size_ = 0;
     chunk_count_ = 0;
+    chunk_spans_.clear();
     block_id_ = 0;
     timestamp_ns_ = 0;
     wire_payload_type_ = 0;
@@ -173,7 +203,7 @@ PvResult ReceivedFrame::Take(const TransferFacts& facts, uint8_t* memory, uint32
             payload_type_ = PvPayloadTypeMultiPart;
             break;
         case gvsp::PAYLOAD_CHUNK_DATA:
-            chunk_count_ = count_chunks(memory, payload_size_);
+            AddChunks(memory, payload_size_);
             payload_type_ = PvPayloadTypeChunkData;
             break;
         case gvsp::PAYLOAD_RAW_DATA:
@@ -221,7 +251,7 @@ PvResult ReceivedFrame::TakeImage(const TransferFacts& facts, uint8_t* memory, u
     image_.Set(memory + offset, static_cast<uint32_t>(needed), image.width, image.height,
                static_cast<PvPixelType>(image.pixel_format), image.x, image.y);
     if (with_chunks) {
-        chunk_count_ = count_chunks(memory, payload_size_);
+        AddChunks(memory, payload_size_);
     }
     return PvResult::OK;
 }
@@ -245,7 +275,7 @@ PvResult ReceivedFrame::TakeParts(const TransferFacts& facts, uint8_t* memory, u
         if (!part.is_image_) {
             part.image_.Set(memory + offset, size, 0, 0, PvPixelUndefined, 0, 0);
             if (placed.data_type == gvsp::PART_CHUNK_DATA && with_chunks) {
-                chunk_count_ += count_chunks(memory + offset, size);
+                AddChunks(memory + offset, size);
             }
             continue;
         }

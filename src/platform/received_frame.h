@@ -11,6 +11,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "platform/IPvImage.h"
@@ -108,6 +109,9 @@ public:
     PvPayloadType GetPayloadType() const { return payload_type_; }
     uint32_t GetPayloadSize() const { return payload_size_; }
     uint32_t GetChunkCount() const { return chunk_count_; }
+    // The data of the chunk `chunk_id` (the last of that id when several
+    // carry it), or false when the frame has none.
+    bool FindChunk(uint32_t chunk_id, const uint8_t*& data, uint32_t& size) const;
     ReceivedImage& GetImage() { return image_; }
     // The frame's identity, as the receiver read it from the leader: the
     // block id, the device timestamp in nanoseconds (the ticks converted
@@ -121,11 +125,18 @@ public:
 private:
     PvResult TakeImage(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks);
     PvResult TakeParts(const TransferFacts& facts, uint8_t* memory, uint32_t capacity, bool with_chunks);
+    void AddChunks(const uint8_t* data, uint32_t size);
+
+    struct ChunkSpan {
+        const uint8_t* data;
+        uint32_t size;
+    };
 
     bool valid_ = false;
     PvPayloadType payload_type_ = PvPayloadTypeNone;
     uint32_t payload_size_ = 0;
     uint32_t chunk_count_ = 0;
+    std::vector<ChunkSpan> chunk_spans_;  // where the chunk chains lie, in the buffer's memory
     uint64_t block_id_ = 0;
     uint64_t timestamp_ns_ = 0;
     uint32_t wire_payload_type_ = 0;
@@ -133,10 +144,13 @@ private:
     std::vector<ReceivedPart> parts_;
 };
 
-// Chunks in `size` bytes at `data`, walked from the end (each chunk is its
-// data followed by a big-endian id and length). Stops at the first tag
-// whose length runs out of the bytes; returns how many chunks it found.
-uint32_t count_chunks(const uint8_t* data, uint32_t size);
+// Walks the chunks in `size` bytes at `data` from the end (each chunk is
+// its data followed by a big-endian id and length) and calls
+// `visit(id, chunk_data, chunk_size)` for each until it returns false.
+// Stops at the first tag whose length runs out of the bytes; returns how
+// many chunks it visited.
+uint32_t walk_chunks(const uint8_t* data, uint32_t size,
+                     const std::function<bool(uint32_t, const uint8_t*, uint32_t)>& visit);
 
 // Bytes that `width` x `height` pixels of `pixel_type` take (the bits per
 // pixel are in the type's code); 0 when the type names no size.
