@@ -140,8 +140,10 @@ PvResult PvStream::Close() {
             if (device_lock_ != nullptr) {
                 std::lock_guard<std::mutex> device_guard(*device_lock_);
                 receiver_.reset();
+                AfterReceiverClosedLocked();
             } else {
                 receiver_.reset();
+                AfterReceiverClosedLocked();
             }
         });
         release_wrappers(queued_);

@@ -97,6 +97,10 @@ protected:
     // map, held while the receiver is destroyed (Aravis touches the node
     // map when its stream closes).
     PvResult Attach(std::unique_ptr<platform::StreamReceiver> receiver, std::shared_ptr<std::mutex> device_lock);
+    // Called by Close once the receiver is gone, with the device's node
+    // map lock held (when there is one): what the transport leaves behind
+    // on the device.
+    virtual void AfterReceiverClosedLocked() {}
 
     // Guards queued_ and aborted_: the wrappers of the buffers handed to
     // the receiver (and those taken back by an abort, oldest first), each

@@ -74,6 +74,22 @@ std::unique_ptr<platform::StreamReceiver> open_own(PvDeviceGEV* device, uint32_t
 
 PvStreamGEV::~PvStreamGEV() { platform::close_if_open(this, &PvStream::IsOpen, &PvStream::Close); }
 
+void PvStreamGEV::AfterReceiverClosedLocked() {
+    if (!own_receiver_) {
+        return;  // Aravis's stream closes the channel itself
+    }
+    // A device disconnected (or lost) before its stream is left alone.
+    PvDeviceGEV* device = PvDeviceGEV::FindConnected(device_ip_);
+    if (device == nullptr) {
+        return;
+    }
+    const PvResult closed = device->SetStreamDestination(local_ip_, 0);
+    if (closed.IsFailure()) {
+        ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER, "ORNC: the stream channel of %s stays open: %s",
+                 device_ip_.GetAscii(), closed.GetDescription().GetAscii());
+    }
+}
+
 PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     auto fail = [result](PvResult failure) -> PvStreamGEV* {
         if (result != nullptr) {
@@ -101,7 +117,8 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
         // Opening points the device's stream channel at the new socket
         // through the device's node map.
         std::lock_guard<std::mutex> guard(*device_lock);
-        receiver = own_receiver_wanted() ? open_own(device, address, wake_up, &opening)
+        opened->own_receiver_ = own_receiver_wanted();
+        receiver = opened->own_receiver_ ? open_own(device, address, wake_up, &opening)
                                          : platform::open_aravis_receiver(
                                                device->GetArvDevice(), device->GetLocalIPAddress(), wake_up, &opening);
         if (receiver == nullptr) {
@@ -110,6 +127,7 @@ PvStreamGEV* PvStreamGEV::Open(const PvString& device_ip, PvResult* result) {
     }
     opened->local_port_ = receiver->LocalPort();
     opened->local_ip_ = device->GetLocalIPAddress();
+    opened->device_ip_ = wire::format_ipv4(address);
     PvResult attached = opened->Attach(std::move(receiver), device_lock);
     if (attached.IsFailure()) {
         return fail(attached);  // closes

@@ -22,7 +22,13 @@ public:
 
 private:
     PvStreamGEV() = default;
+    // Our own receiver closes the device's stream channel (port 0) when it
+    // goes, as Aravis's stream does, so that a device still streaming does
+    // not send to a closed port.
+    void AfterReceiverClosedLocked() override;
 
     uint16_t local_port_ = 0;
     PvString local_ip_;
+    PvString device_ip_;
+    bool own_receiver_ = false;
 };

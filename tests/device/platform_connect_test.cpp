@@ -164,6 +164,10 @@ TEST(PlatformStream, OpensOnTheConnectedDevicePointsItAtTheHostQueuesUpToItsMaxi
 
     DevicePtr device = connect(kSensorAddress);
     ASSERT_NE(device, nullptr);
+    StreamPtr first(PvStream::CreateAndOpen(PvString(kSensorAddress), &result));
+    ASSERT_NE(first, nullptr) << result.GetDescription().GetAscii();
+    EXPECT_TRUE(first->Close().IsOK());
+    EXPECT_EQ(read_register(device.get(), gvcp::REG_SCP0), 0u) << "a closed stream closes the device's channel";
     StreamPtr stream(PvStream::CreateAndOpen(PvString(kSensorAddress), &result));
     ASSERT_NE(stream, nullptr) << result.GetDescription().GetAscii();
     PvStreamGEV* gev = dynamic_cast<PvStreamGEV*>(stream.get());
