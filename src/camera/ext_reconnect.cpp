@@ -47,6 +47,7 @@
 #include "camera/recovery.h"
 #include "camera/write_journal.h"
 #include "platform/PvDevice.h"
+#include "platform/PvDeviceGEV.h"
 #include "platform/PvDeviceInfo.h"
 
 struct ORNCRecoveryWorker {
@@ -235,6 +236,12 @@ bool ORNC_TakeOut(ORNCRecoveryWorker& worker, ornc_t* scratch, Running* running)
     const bool taken = exclusive.owns_lock();
     if (taken) {
         ornc_priv_t* priv = worker.priv;
+        // The dead connection is disconnected after this, against time-outs;
+        // meanwhile the device's address is free for the new connection, or
+        // for the application's own after a disconnect that ends the search.
+        if (priv->lDeviceGEV != nullptr) {
+            priv->lDeviceGEV->ReleaseAddress();
+        }
         // Callbacks on the acquisition worker take no lock: it ends first.
         running->server = priv->acquisition_thread.priv != nullptr;
         if (running->server) {

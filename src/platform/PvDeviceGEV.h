@@ -50,6 +50,11 @@ public:
     PvResult ReadTickFrequencyLocked(uint64_t* frequency);
     // The connected device at `ip`, or null. Streams open through it.
     static PvDeviceGEV* FindConnected(const PvString& ip);
+    // Gives up this connection's claim on its device's address: it is no
+    // longer found, and a new connection to the device is not refused as
+    // "already connected". For a connection whose link is lost and that is
+    // taken down in the background, which may take seconds of time-outs.
+    void ReleaseAddress();
     // A controller holds the device's control privilege; a monitor only
     // reads (PvDevice::CreateAndConnectMonitor), is not found by
     // FindConnected and may share the device with a controller.

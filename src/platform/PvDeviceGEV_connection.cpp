@@ -185,6 +185,8 @@ PvDeviceGEV* PvDeviceGEV::Connect(const PvString& interface_ip, const PvString& 
     return connected;
 }
 
+void PvDeviceGEV::ReleaseAddress() { BeforeDisconnect(); }
+
 void PvDeviceGEV::BeforeDisconnect() {
     ConnectedDevices& devices = connected_devices();
     std::lock_guard<std::mutex> guard(devices.lock);
