@@ -6,8 +6,8 @@
 // the buffers queued into it: it keeps a record of each so that the
 // caller can get every one back (on abort) before deleting it.
 //
-// Threads: the receiver (platform::StreamReceiver: Aravis's, or our own
-// with ORNC_STREAM_RECEIVER=own) receives on a thread of its own; the
+// Threads: the receiver (platform::StreamReceiver: our own, or Aravis's
+// with ORNC_STREAM_RECEIVER=aravis) receives on a thread of its own; the
 // queued-buffer record is guarded by the stream's lock. RetrieveBuffer may
 // block in one thread while another queues or aborts.
 #pragma once

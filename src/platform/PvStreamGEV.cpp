@@ -20,20 +20,21 @@ namespace {
 
 constexpr const char* kReceiverVariable = "ORNC_STREAM_RECEIVER";
 
-// True when the environment asks for our own receiver. Read each time a
-// stream opens.
+// Our own receiver unless the environment asks for Aravis's (kept
+// selectable for one release, so that both can be compared on the same
+// frames). Read each time a stream opens.
 bool own_receiver_wanted() {
     const char* value = std::getenv(kReceiverVariable);
-    if (value == nullptr || std::strcmp(value, "aravis") == 0) {
-        return false;
-    }
-    if (std::strcmp(value, "own") == 0) {
+    if (value == nullptr || std::strcmp(value, "own") == 0) {
         return true;
     }
+    if (std::strcmp(value, "aravis") == 0) {
+        return false;
+    }
     ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER,
-             "ORNC: %s=\"%s\" names no stream receiver (\"own\" or \"aravis\"): receiving through Aravis",
+             "ORNC: %s=\"%s\" names no stream receiver (\"own\" or \"aravis\"): receiving through our own",
              kReceiverVariable, value);
-    return false;
+    return true;
 }
 
 // Our own receiver on `device` (node map lock held): the packet size is

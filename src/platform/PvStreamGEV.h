@@ -15,9 +15,9 @@ public:
     PvString GetLocalIPAddress() const { return local_ip_; }
 
     // --- platform side -------------------------------------------------
-    // Receives through Aravis, or through our own receiver when the
-    // environment says ORNC_STREAM_RECEIVER=own (read here; any other value
-    // than "own" or "aravis" is logged and means Aravis).
+    // Receives through our own receiver, or through Aravis's when the
+    // environment says ORNC_STREAM_RECEIVER=aravis (read here; any other
+    // value than "own" or "aravis" is logged and means our own).
     static PvStreamGEV* Open(const PvString& device_ip, PvResult* result);
 
 private:

@@ -1,7 +1,7 @@
 // What PvStream needs from the receiver that fills its buffers: two
-// implementations side by side, Aravis's GVSP receiver
-// (aravis_stream_receiver.h, the default) and our own
-// (own_stream_receiver.h, chosen with ORNC_STREAM_RECEIVER=own).
+// implementations side by side, our own GVSP receiver
+// (own_stream_receiver.h, the default) and Aravis's
+// (aravis_stream_receiver.h, chosen with ORNC_STREAM_RECEIVER=aravis).
 //
 // Buffers travel as their Aravis wrappers (PvBuffer::GetArvBuffer): the
 // wrapper owns the buffer's memory, so a receiver that holds a reference
