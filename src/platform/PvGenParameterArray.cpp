@@ -17,6 +17,7 @@
 #include "platform/PvGenString.h"
 #include "platform/aravis_result.h"
 #include "platform/chunk_data_ports.h"
+#include "platform/description_nodes.h"
 
 namespace {
 
@@ -36,15 +37,6 @@ constexpr const char* kSelectedReference = "pSelected";
 // Dependency chains in a description are short; the bound also ends a
 // circle in a broken one.
 constexpr size_t kMaxDependencyDepth = 16;
-
-bool is_dependency_reference(const char* element) {
-    for (const char* reference : kDependencyReferences) {
-        if (std::strcmp(element, reference) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
 
 bool is_aravis_node(const char* name) {
     return std::strncmp(name, kAravisNodePrefix, std::strlen(kAravisNodePrefix)) == 0;
@@ -244,7 +236,7 @@ void PvGenParameterArray::BuildDependencyEdges() {
                 const char* tag = arv_dom_node_get_node_name(element);
                 ArvDomNode* text = arv_dom_node_get_first_child(element);
                 const char* referenced = text != nullptr ? arv_dom_node_get_node_value(text) : nullptr;
-                if (tag == nullptr || referenced == nullptr || !is_dependency_reference(tag)) {
+                if (tag == nullptr || referenced == nullptr || !platform::is_one_of(tag, kDependencyReferences)) {
                     continue;
                 }
                 // A selector lists what it selects: those depend on it.

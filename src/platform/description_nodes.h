@@ -3,7 +3,9 @@
 // chunk data) need to find their ports and features.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <string>
 #include <vector>
@@ -13,6 +15,16 @@ typedef struct _ArvGc ArvGc;
 
 namespace platform {
 
+// Whether the element name `name` is one of `names`.
+template <size_t N>
+bool is_one_of(const char* name, const char* const (&names)[N]) {
+    for (const char* candidate : names) {
+        if (std::strcmp(name, candidate) == 0) {
+            return true;
+        }
+    }
+    return false;
+}
 // The text of a leaf element (<pPort>Name</pPort>), or null.
 const char* element_text(ArvDomNode* element);
 // Every feature node under `parent`, depth first, in document order.

@@ -25,15 +25,6 @@ constexpr const char* kValueReferences[] = {"pValue", "pVariable"};
 // also stops a broken description that refers in a circle.
 constexpr int kMaxReferenceDepth = 8;
 
-bool is_value_reference(const char* element_name) {
-    for (const char* reference : kValueReferences) {
-        if (std::strcmp(element_name, reference) == 0) {
-            return true;
-        }
-    }
-    return false;
-}
-
 // `xml` without its <EventID> elements (leaf elements holding a number).
 std::string without_event_ids(const char* xml, size_t size) {
     static const std::string kOpen = std::string("<") + kEventIdElement;
@@ -129,7 +120,7 @@ void EventDataMap::FindEventFeatures(const std::map<std::string, uint32_t>& even
             }
             if (std::strcmp(element, kPortElement) == 0) {
                 port_of[name] = text;
-            } else if (is_value_reference(element)) {
+            } else if (is_one_of(element, kValueReferences)) {
                 sources_of[name].push_back(text);
             }
         }
