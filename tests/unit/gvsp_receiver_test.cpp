@@ -27,12 +27,17 @@ ornsim::GvspPart part(uint16_t purpose, uint32_t w, uint32_t h, uint8_t seed) {
     return ornsim::GvspPart{0x01080001, w, h, 0, 0, purpose, gvsp::PART_3D_IMAGE, pattern(size_t{w} * h, seed)};
 }
 
-// Receives (bounded) until `frames` are handed over or nothing more comes.
-std::vector<gvsp::FrameReport> drain(gvsp::BatchReceiver& rx, size_t frames) {
+// Receives (bounded) until `frames` are handed over or nothing more comes;
+// with `requeue`, each buffer handed over is queued again at once.
+std::vector<gvsp::FrameReport> drain(gvsp::BatchReceiver& rx, size_t frames, bool requeue = false) {
     std::vector<gvsp::FrameReport> done;
     gvsp::BatchReceiver::Wake wake{false, 1};
     for (int i = 0; i < 40 && done.size() < frames && wake.datagrams > 0; ++i) {
+        const size_t before = done.size();
         EXPECT_TRUE(rx.receive(50, &done, -1, &wake));
+        for (size_t j = before; requeue && j < done.size(); ++j) {
+            rx.queue_buffer(done[j].buffer, done[j].capacity, done[j].cookie);
+        }
     }
     return done;
 }
@@ -90,6 +95,19 @@ TEST(GvspReceiver, SingleImagesAndMultipartLandByteExact) {
     }
     EXPECT_EQ(0,
               std::memcmp(buffer.data() + done[0].parts[3].offset, frame.chunk_data.data(), frame.chunk_data.size()));
+}
+
+// Four frames already in the socket, two buffers: each frame is handed
+// over before the next batch, so its buffer is back for the frames behind.
+TEST(GvspReceiver, ABacklogOfFramesNeedsNoMoreBuffersThanAreInFlight) {
+    Peer peer(false);
+    std::vector<uint8_t> buffers[2] = {std::vector<uint8_t>(64 * 1024), std::vector<uint8_t>(64 * 1024)};
+    for (auto& b : buffers) peer.rx.queue_buffer(b.data(), b.size(), &b);
+    for (uint16_t id = 1; id <= 4; ++id) ASSERT_TRUE(peer.tx.send_frame({id, 0, false, {part(1, 240, 240, 4)}, {}}));
+    const std::vector<gvsp::FrameReport> done = drain(peer.rx, 4, true);
+    ASSERT_EQ(done.size(), 4u);
+    EXPECT_EQ(done[3].block_id, 4u);
+    EXPECT_EQ(peer.rx.counters().no_buffer, 0u);
 }
 
 TEST(GvspReceiver, LostPacketsAreListedAndResendsCompleteTheFrame) {

@@ -126,6 +126,7 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
     if (ready < 0) return errno == EINTR;
     seen.woken = wake_fd >= 0 && pfd[1].revents != 0;
     if (ready == 0 || pfd[0].revents == 0) return true;
+    const size_t handed_before = finished->size();
     for (int round = 0; round < kMaxBatchesPerWake; ++round) {
         // Slots for the packets expected next: after the highest in place
         // in the newest frame.
@@ -174,7 +175,9 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
             ++counters_.moved;
             route(&stage_[i * stage_stride_], size, finished);
         }
-        if (static_cast<size_t>(got) < batch) break;
+        // A frame handed over goes to the caller before the next batch: its
+        // buffer may be what the frames queued in the socket behind it need.
+        if (static_cast<size_t>(got) < batch || finished->size() > handed_before) break;
     }
     return true;
 }

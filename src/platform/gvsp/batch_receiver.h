@@ -87,8 +87,8 @@ public:
     };
     // Waits at most `timeout_ms` for the socket (or for `wake_fd` to become
     // readable, which returns at once), then drains it (a bounded number of
-    // batches) and appends the frames that finished. False on a socket
-    // error.
+    // batches, none after the one that handed a frame over) and appends the
+    // frames that finished. False on a socket error.
     bool receive(int timeout_ms, std::vector<FrameReport>* finished, int wake_fd = -1, Wake* wake = nullptr);
     // Sends `datagram` from the stream's socket (resend requests).
     bool send_to(uint32_t address, uint16_t port, const std::vector<uint8_t>& datagram) {
