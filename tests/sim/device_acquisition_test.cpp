@@ -78,22 +78,6 @@ protected:
     stream_test::StreamReceiver receiver_;
 };
 
-TEST_F(Acquisition, FiniteModesStopByThemselves) {
-    set_frame_rate(50.0);
-    // Single frame (whatever the frame count says), then three frames: that
-    // many go out and the device falls idle.
-    for (const auto& [mode, count] :
-         {std::pair<uint32_t, size_t>{reg::kAcquisitionModeSingleFrame, 1}, {reg::kAcquisitionModeMultiFrame, 3}}) {
-        receiver_.blocks().clear();
-        ASSERT_TRUE(write({{reg::AcquisitionMode, mode}, {reg::AcquisitionFrameCount, 3}}));
-        ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
-        ASSERT_TRUE(wait_blocks(count)) << mode;
-        receiver_.drain(milliseconds(300));
-        EXPECT_EQ(receiver_.blocks().size(), count) << mode;
-        EXPECT_EQ(read(reg::AcquisitionStatus), 0u) << mode;
-    }
-}
-
 // Consecutive block ids and rising timestamps are checked through the
 // library in tests/device and tests/hostile.
 TEST_F(Acquisition, ContinuousModeRunsUntilStoppedAndFrameShapeIsBusyMeanwhile) {
