@@ -219,13 +219,7 @@ TEST_F(Acquisition, SilentControllerLosesControlAndTheStreamAfterTheHeartbeatTim
     ASSERT_TRUE(write({{reg::AcquisitionStart, 1}}));
     ASSERT_TRUE(wait_blocks(2));
     GvcpClient other(ip_);
-    // Commands keep the privilege alive past the timeout...
-    for (int i = 0; i < 4; ++i) {
-        receiver_.pump([] { return false; }, milliseconds(250));
-        EXPECT_EQ(read(gvcp::REG_CCP), gvcp::CCP_CONTROL);
-    }
-    EXPECT_EQ(other.write_register(gvcp::REG_CCP, gvcp::CCP_CONTROL), gvcp::STATUS_ACCESS_DENIED);
-    // ...silence does not: the privilege goes, and the stream with it.
+    // Silence past the timeout: the privilege goes, and the stream with it.
     receiver_.drain(milliseconds(1200));
     const size_t before = receiver_.blocks().size();
     receiver_.drain(milliseconds(400));
@@ -233,8 +227,6 @@ TEST_F(Acquisition, SilentControllerLosesControlAndTheStreamAfterTheHeartbeatTim
     EXPECT_EQ(other.read_register(gvcp::REG_CCP), 0u);
     EXPECT_EQ(other.read_register(gvcp::REG_SCP0), 0u);  // the stream channel closed with the privilege
     EXPECT_EQ(other.read_register(reg::AcquisitionStatus), 0u);
-    EXPECT_TRUE(other.take_control());
-    EXPECT_EQ(client_->write_register(reg::Width, 32), gvcp::STATUS_ACCESS_DENIED);
 }
 
 }  // namespace
