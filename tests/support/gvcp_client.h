@@ -111,8 +111,6 @@ class ControlHolder : public GvcpClient {
 public:
     explicit ControlHolder(const std::string& device) : GvcpClient(ipv4(device), "0.0.0.0") {}
     ~ControlHolder() { take_control(0); }
-    // True when the device acknowledged the write of the privilege bits.
-    bool write_ccp(uint32_t value) { return take_control(value); }
 };
 
 }  // namespace orntest
