@@ -86,7 +86,7 @@ TEST_F(ControlChannel, WriteRegisterAckCountsTheRegistersWrittenAndNoAckFlagSile
     std::vector<uint8_t> silent(8);
     wire::store_be32(silent.data(), ornsim::reg::Width);
     wire::store_be32(silent.data() + 4, 24);
-    client_->send_raw(GvcpClient::command(gvcp::WRITEREG_CMD, silent, 300, 0));
+    client_->send_raw(gvcp::build_command(0, gvcp::WRITEREG_CMD, 300, silent));
     EXPECT_FALSE(client_->wait_ack(300, 200).received);
     EXPECT_EQ(client_->read_register(ornsim::reg::Width), 24u);
 }
@@ -133,12 +133,12 @@ TEST_F(ControlChannel, MalformedPacketsAreAnsweredOrIgnoredNeverTrusted) {
     client_->send_raw({0x43, 0x01, 0x00, 0x80, 0x00, 0x04, 0x00, 0x05, 0, 0, 0, 0});
     EXPECT_FALSE(client_->wait_ack(5, 300).received);
     // Length field longer than the datagram.
-    std::vector<uint8_t> truncated = GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 9);
+    std::vector<uint8_t> truncated = gvcp::build_command(gvcp::kFlagAckRequired, gvcp::READREG_CMD, 9, {0, 0, 0, 0});
     wire::store_be16(truncated.data() + gvcp::kCmdLengthOffset, 400);
     client_->send_raw(truncated);
     EXPECT_EQ(client_->wait_ack(9).status, gvcp::STATUS_INVALID_HEADER);
     // Request id 0 is not a request.
-    client_->send_raw(GvcpClient::command(gvcp::READREG_CMD, {0, 0, 0, 0}, 0));
+    client_->send_raw(gvcp::build_command(gvcp::kFlagAckRequired, gvcp::READREG_CMD, 0, {0, 0, 0, 0}));
     EXPECT_EQ(client_->wait_ack(0).status, gvcp::STATUS_INVALID_HEADER);
     // Payload sizes that do not fit the command.
     EXPECT_EQ(client_->transact(gvcp::READREG_CMD, {0, 0, 0}).status, gvcp::STATUS_INVALID_PARAMETER);
