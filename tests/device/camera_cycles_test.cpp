@@ -44,11 +44,7 @@ TEST(ConnectCycles, LeaveNoMemoryBehind) {
         ornc_t ornc{nullptr};
         ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
         ASSERT_EQ(ORNCConnectByDevice(&ornc, device), ORNC_OK) << "cycle " << i;
-        int width = 0;
-        ASSERT_EQ(ORNCParamGetIntegerValue(ORNCParamsGetParamByName(ORNCGetDeviceParams(&ornc), "Width"), &width),
-                  ORNC_OK);
-        EXPECT_EQ(width, 640);
-        ASSERT_EQ(ORNCGetComponentCount(&ornc), 4);
+        EXPECT_EQ(orntest::value_text(orntest::device_param(&ornc, "Width")), "640");
         ASSERT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
         ORNCDestroy(&ornc);
     };

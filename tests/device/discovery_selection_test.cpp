@@ -311,9 +311,9 @@ TEST_F(SensorDetails, AccessTypeFollowsTheControlPrivilegeAndIsUnknownWithoutADe
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
     {
         orntest::ControlHolder other(kAddress);
-        ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
+        ASSERT_TRUE(other.take_control(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ACCESS_TYPE_CONTROL, ORNCGetAccessTypeByIPAddress(kAddress));
-        ASSERT_TRUE(other.write_ccp(gvcp::CCP_EXCLUSIVE));
+        ASSERT_TRUE(other.take_control(gvcp::CCP_EXCLUSIVE));
         EXPECT_EQ(ORNC_ACCESS_TYPE_EXCLUSIVE, ORNCGetAccessTypeByIPAddress(kAddress));
     }
     EXPECT_EQ(ORNC_ACCESS_TYPE_OPEN, ORNCGetAccessTypeByIPAddress(kAddress));
@@ -334,7 +334,7 @@ TEST_F(SensorDetails, ForceIPRefusesBadTextsAndAControlledDeviceElseMovesItWhere
     EXPECT_EQ(kAddress, fleet_[0].current_address());
     {
         orntest::ControlHolder other(kAddress);
-        ASSERT_TRUE(other.write_ccp(gvcp::CCP_CONTROL));
+        ASSERT_TRUE(other.take_control(gvcp::CCP_CONTROL));
         EXPECT_EQ(ORNC_ERROR, ORNCDeviceSetIPConfiguration(device_, "127.0.44.6", "255.0.0.0", "0.0.0.0"));
         EXPECT_EQ(kAddress, fleet_[0].current_address());
     }

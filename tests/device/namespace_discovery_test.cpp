@@ -29,7 +29,6 @@ using orntest::text_of;
 constexpr const char* kHostAdapter = "ornc-host";
 constexpr const char* kHostAddress = "169.254.10.1";
 constexpr const char* kSensorAddress = "169.254.10.2";
-constexpr const char* kMovedAddress = "169.254.20.7";
 constexpr const char* kGateway = "169.254.10.254";
 constexpr const char* kSensorSerial = "VSN0005";
 
@@ -104,22 +103,6 @@ TEST_F(LinkLocalSensor, IsFoundOnTheVethAdapterWithTheAdapterDetails) {
     const std::string mac = text_of(ORNCInterfaceGetMACAddress, adapter_);
     EXPECT_EQ(17u, mac.size());
     EXPECT_NE(std::string::npos, link.find(mac)) << link;
-}
-
-// How the access type follows another client's control is the loopback
-// suite's (SensorDetails in discovery_selection_test); here the device is moved over the link.
-TEST_F(LinkLocalSensor, ForceIPMovesIt) {
-    // A real device re-addresses its own interface; the virtual sensor can
-    // only bind an address its namespace already holds.
-    ASSERT_TRUE(peer_->ip(std::string("addr add ") + kMovedAddress + "/16 dev ornc-dev"));
-    ASSERT_EQ(ORNC_OK, ORNCDeviceSetIPConfiguration(device_, kMovedAddress, "255.255.0.0", "0.0.0.0"));
-    ASSERT_EQ(ORNC_OK, ORNCSysFindDevices(&scope_->sys));
-    adapter_ = orntest::interface_named(&scope_->sys, kHostAdapter);
-    ASSERT_NE(nullptr, adapter_);
-    const ornc_device_t* moved = ORNCInterfaceGetDevice(&scope_->sys, adapter_, 0);
-    ASSERT_NE(nullptr, moved);
-    EXPECT_EQ(kMovedAddress, orntest::device_ip(moved));
-    EXPECT_EQ(kSensorSerial, orntest::device_serial(moved));
 }
 
 // Connect negotiates a packet size that fits the link (the sensor's test

@@ -79,10 +79,9 @@ protected:
     uint16_t id_ = 0x4000;
 };
 
+// Wrong device key, group key or mask are neither acknowledged nor acted on: checked through the library in
+// ThreeSensors.OneScheduledActionOneFrameEachAndWrongKeysNone (tests/device).
 TEST_F(Actions, OnlyMatchingActionsFireAndAreAcknowledged) {
-    EXPECT_EQ(act(kDeviceKey + 1, kGroupKey, kGroupMask), 0xFFFF);
-    EXPECT_EQ(act(kDeviceKey, kGroupKey + 1, kGroupMask), 0xFFFF);
-    EXPECT_EQ(act(kDeviceKey, kGroupKey, 0x4), 0xFFFF);  // shares no bit with the group's mask
     // Too short for the time its flag announces: silence, and the sensor goes on.
     client_.send_raw(gvcp::build_command(gvcp::kFlagAckRequired | gvcp::kFlagScheduledAction, gvcp::ACTION_CMD, ++id_,
                                          std::vector<uint8_t>(12, 0)));
@@ -121,13 +120,6 @@ TEST_F(Actions, ScheduledActionsFireOnTheSkewedClockLateOnesAtOnceAndTheQueueIsB
     ASSERT_EQ(client_.read_register(gvcp::REG_SCHEDULED_ACTION_QUEUE_SIZE), reg::kActionQueueSize);
     for (uint32_t i = 0; i < reg::kActionQueueSize; ++i) ASSERT_EQ(act(kDeviceKey, kGroupKey, kGroupMask, far + i), 0);
     EXPECT_EQ(act(kDeviceKey, kGroupKey, kGroupMask, far), gvcp::STATUS_OVERFLOW);
-
-    // The clock they run on: the host's, skewed, and said to be so.
-    EXPECT_EQ(client_.read_register(gvcp::REG_IEEE1588_STATUS) & gvcp::IEEE1588_STATE_MASK, reg::kPtpStateUncalibrated);
-    ASSERT_EQ(client_.write_register(reg::PtpDataSetLatch, 1), 0);
-    const auto word = [&](uint32_t a) { return uint64_t{client_.read_register(a)}; };
-    EXPECT_EQ(static_cast<int64_t>(word(reg::PtpOffsetFromMaster) << 32 | word(reg::PtpOffsetFromMaster + 4)),
-              kSkewMs * 1000000);
 }
 
 }  // namespace

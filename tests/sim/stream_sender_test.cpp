@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <random>
+#include <tuple>
 
 #include "chunk_writer.h"
 #include "gvsp_sender.h"
@@ -109,9 +110,8 @@ TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
         EXPECT_EQ((std::vector<uint64_t>{b.leader->extended, b.leader->packet_id, b.leader->status}),
                   (std::vector<uint64_t>{true, 0, 0}));
         const uint16_t payload_type = chunked ? 0x4001 : 0x0001;
-        EXPECT_EQ(leader.payload_type, payload_type);
-        EXPECT_EQ(leader.timestamp, timestamp);
-        EXPECT_EQ(leader.pixel_format_size_offset, (std::vector<uint64_t>{kPixelFormatMono8, 640, 480, 0, 0}));
+        EXPECT_EQ(std::tie(leader.payload_type, leader.timestamp, leader.pixel_format_size_offset),
+                  std::make_tuple(payload_type, timestamp, std::vector<uint64_t>{kPixelFormatMono8, 640, 480, 0, 0}));
 
         // The image, then (chunked) its own chunk tag and the frame's chunks (read through the node map in
         // tests/device/platform_stream_test).
@@ -130,10 +130,9 @@ TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
         // whole payload) length and a layout id.
         stream_test::Trailer trailer{};
         ASSERT_TRUE(stream_test::decode_trailer(*b.trailer, 1, &trailer));
-        EXPECT_EQ(trailer.payload_type, payload_type);
-        EXPECT_EQ(trailer.parts[0].height, 480u);
-        EXPECT_EQ(trailer.chunk_length, chunked ? payload.size() : 0u);
-        EXPECT_EQ(trailer.chunk_layout_id != 0, chunked);
+        EXPECT_EQ(std::make_tuple(trailer.payload_type, trailer.parts[0].height, trailer.chunk_length,
+                                  trailer.chunk_layout_id != 0),
+                  std::make_tuple(payload_type, uint64_t{480}, uint32_t(chunked ? payload.size() : 0), chunked));
     }
     EXPECT_LE(receiver.largest_datagram, 1500u - 28u);
     EXPECT_EQ(
@@ -172,8 +171,7 @@ TEST_F(StreamSenderTest, MultipartFrameDescribesEveryPartAndPlacesItsBytes) {
     const CollectedBlock& b = receiver.blocks()[block_id];
     stream_test::MultipartLeader leader;
     ASSERT_TRUE(stream_test::decode_multipart_leader(*b.leader, &leader));
-    EXPECT_EQ(leader.payload_type, 0x400A);
-    EXPECT_EQ(leader.timestamp, timestamp);
+    EXPECT_EQ(std::tie(leader.payload_type, leader.timestamp), std::make_tuple(uint16_t{0x400A}, timestamp));
     // A descriptor per part as sent (source and region 0), then the chunk part.
     std::vector<stream_test::PartDescriptor> expected;
     std::vector<uint8_t> bytes;
@@ -200,10 +198,9 @@ TEST_F(StreamSenderTest, MultipartFrameDescribesEveryPartAndPlacesItsBytes) {
     // size y), then the chunk part's length and a layout id.
     stream_test::Trailer trailer{};
     ASSERT_TRUE(stream_test::decode_trailer(*b.trailer, 4, &trailer));
-    EXPECT_EQ(trailer.payload_type, 0x400A);
     for (auto& part : expected) part.pixel_format = part.data_purpose_id = part.width = 0;
-    EXPECT_EQ(trailer.parts, expected);
-    EXPECT_EQ(trailer.chunk_length, sent.chunk_data.size());
+    EXPECT_EQ(std::tie(trailer.payload_type, trailer.parts, trailer.chunk_length),
+              std::make_tuple(uint16_t{0x400A}, expected, uint32_t(sent.chunk_data.size())));
     EXPECT_NE(trailer.chunk_layout_id, 0u);
 }
 

@@ -30,10 +30,6 @@ public:
     explicit GvcpClient(uint32_t device_ip, const std::string& local_ip = "127.0.0.1")
         : socket_(local_ip), device_ip_(device_ip) {}
 
-    static std::vector<uint8_t> command(uint16_t code, const std::vector<uint8_t>& payload, uint16_t id,
-                                        uint8_t flags = gvcp::kFlagAckRequired) {
-        return gvcp::build_command(flags, code, id, payload);
-    }
     void send_raw(const std::vector<uint8_t>& bytes) { socket_.send(bytes, device_ip_, gvcp::kPort); }
     // Discards every pending datagram (bounded: stops after 100 ms of quiet).
     void drain() {
@@ -58,7 +54,7 @@ public:
     Ack transact(uint16_t code, const std::vector<uint8_t>& payload, uint8_t flags = gvcp::kFlagAckRequired,
                  int timeout_ms = 1000) {
         id_ = static_cast<uint16_t>(id_ == 0xFFFF ? 1 : id_ + 1);
-        send_raw(command(code, payload, id_, flags));
+        send_raw(gvcp::build_command(flags, code, id_, payload));
         return wait_ack(id_, timeout_ms);
     }
     Ack discovery() { return transact(gvcp::DISCOVERY_CMD, {}); }
@@ -111,8 +107,6 @@ class ControlHolder : public GvcpClient {
 public:
     explicit ControlHolder(const std::string& device) : GvcpClient(ipv4(device), "0.0.0.0") {}
     ~ControlHolder() { take_control(0); }
-    // True when the device acknowledged the write of the privilege bits.
-    bool write_ccp(uint32_t value) { return take_control(value); }
 };
 
 }  // namespace orntest
