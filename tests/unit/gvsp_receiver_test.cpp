@@ -223,6 +223,9 @@ TEST_F(GvspHandBuilt, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
     ASSERT_EQ(done.size(), 2u);
     whole(done[0], 0xFFFE);
     whole(done[1], 0xFFFF);
+    // Neither block 0 (a test packet's) nor a datagram of no block's format opens a frame.
+    send(datagram(0, gvsp::FORMAT_PAYLOAD, 1, std::vector<uint8_t>(data)));
+    send(datagram(2, 0, 0, std::vector<uint8_t>(data)));
     const auto c = frame(1);
     for (size_t i = 1; i < 4; ++i) send(c[i]);
     EXPECT_TRUE(drain(rx, 1).empty());
@@ -233,6 +236,17 @@ TEST_F(GvspHandBuilt, InterleavedFramesAndALateLeaderArriveWholeInOrder) {
     done = drain(rx, 1);
     ASSERT_EQ(done.size(), 1u);
     whole(done[0], 1);
+}
+
+// The stream's very first frame may lose its leader too.
+TEST_F(GvspHandBuilt, TheFirstFrameOpensWithoutItsLeader) {
+    std::vector<uint8_t> buffer(2 * data);
+    rx.queue_buffer(buffer.data(), buffer.size(), &buffer);
+    send(datagram(9, gvsp::FORMAT_PAYLOAD, 2, pattern(data, 9)));
+    EXPECT_TRUE(drain(rx, 1).empty());
+    ASSERT_EQ(rx.frames().size(), 1u);
+    EXPECT_EQ(rx.frames()[0]->block_id, 9u);
+    EXPECT_FALSE(rx.frames()[0]->leader);
 }
 
 }  // namespace

@@ -82,8 +82,10 @@ BatchReceiver::Frame* BatchReceiver::find(uint64_t block_id) {
 }
 
 // Standard ids count 16 bits and wrap: newer is up to half the range ahead.
+// Before any block, every block is: the stream's first frame may have lost
+// its leader too.
 bool BatchReceiver::newer_than_seen(const PacketHeader& h) const {
-    if (!seen_block_) return false;
+    if (!seen_block_) return true;
     if (h.extended_ids) return h.block_id > newest_block_;
     return static_cast<int16_t>(static_cast<uint16_t>(h.block_id - newest_block_)) > 0;
 }
@@ -185,6 +187,12 @@ bool BatchReceiver::receive(int timeout_ms, std::vector<FrameReport>* finished, 
 void BatchReceiver::route(const uint8_t* d, size_t size, std::vector<FrameReport>* finished) {
     PacketHeader h;
     if (!parse_packet_header(d, size, &h)) return;
+    // Block 0 is no block (devices count from 1 and skip 0 when ids wrap):
+    // a test packet (fire-test-packet) carries it, with no block's format.
+    if (h.block_id == 0) {
+        ++unplaced_;
+        return;
+    }
     Frame* f = find(h.block_id);
     if (f != nullptr && f->ended) {
         ++unplaced_;
@@ -208,8 +216,10 @@ void BatchReceiver::route(const uint8_t* d, size_t size, std::vector<FrameReport
         }
         return;
     }
-    if (f == nullptr && h.format != FORMAT_LEADER && h.status == 0 && newer_than_seen(h)) {
+    const bool block_data = h.format == FORMAT_PAYLOAD || h.format == FORMAT_MULTIPART || h.format == FORMAT_TRAILER;
+    if (f == nullptr && block_data && h.status == 0 && newer_than_seen(h)) {
         // Its leader was lost: the frame opens without it, and the caller asks for it.
+        seen_block_ = true;
         newest_block_ = h.block_id;
         f = open_frame(h, finished);
     }
