@@ -22,6 +22,7 @@
 #include "platform/PvGenRegister.h"
 #include "platform/PvGenString.h"
 #include "platform/aravis_result.h"
+#include "platform/description_nodes.h"
 
 namespace {
 
@@ -51,8 +52,7 @@ const char* child_text(ArvDomNode* element, const char* tag) {
         if (std::strcmp(arv_dom_node_get_node_name(child), tag) != 0) {
             continue;
         }
-        ArvDomNode* text = arv_dom_node_get_first_child(child);
-        return text != nullptr ? arv_dom_node_get_node_value(text) : nullptr;
+        return platform::element_text(child);
     }
     return nullptr;
 }

@@ -234,8 +234,7 @@ void PvGenParameterArray::BuildDependencyEdges() {
             for (ArvDomNode* element = arv_dom_node_get_first_child(child); name != nullptr && element != nullptr;
                  element = arv_dom_node_get_next_sibling(element)) {
                 const char* tag = arv_dom_node_get_node_name(element);
-                ArvDomNode* text = arv_dom_node_get_first_child(element);
-                const char* referenced = text != nullptr ? arv_dom_node_get_node_value(text) : nullptr;
+                const char* referenced = platform::element_text(element);
                 if (tag == nullptr || referenced == nullptr || !platform::is_one_of(tag, kDependencyReferences)) {
                     continue;
                 }

@@ -137,14 +137,12 @@ PvResult PvStream::Close() {
         drained_.wait_for(queue_guard, kDrainWait, [this] { return !draining_; });
         // The stream may be the last holder of a disconnected device.
         PvDevice::ReleaseHere([this] {
+            std::unique_lock<std::mutex> device_guard;
             if (device_lock_ != nullptr) {
-                std::lock_guard<std::mutex> device_guard(*device_lock_);
-                receiver_.reset();
-                AfterReceiverClosedLocked();
-            } else {
-                receiver_.reset();
-                AfterReceiverClosedLocked();
+                device_guard = std::unique_lock<std::mutex>(*device_lock_);
             }
+            receiver_.reset();
+            AfterReceiverClosedLocked();
         });
         release_wrappers(queued_);
         release_wrappers(aborted_);

@@ -88,13 +88,10 @@ ChunkDataPorts::~ChunkDataPorts() {
 
 void ChunkDataPorts::Bind(const PvBuffer& buffer) {
     for (Port& port : ports_) {
-        const uint8_t* data = nullptr;
+        const uint8_t* data = nullptr;  // stays null when the buffer lacks the chunk
         uint32_t size = 0;
-        if (buffer.FindChunk(port.chunk_id, data, size)) {
-            ornc_bound_data_device_bind(port.data, data, size);
-        } else {
-            ornc_bound_data_device_bind(port.data, nullptr, 0);
-        }
+        buffer.FindChunk(port.chunk_id, data, size);
+        ornc_bound_data_device_bind(port.data, data, size);
     }
 }
 

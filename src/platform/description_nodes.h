@@ -1,6 +1,6 @@
-// Reading a parsed GenICam description through Aravis's DOM: the walks and
-// texts that the maps built beside the device's node map (event data,
-// chunk data) need to find their ports and features.
+// Reading a parsed GenICam description through Aravis's DOM: element
+// texts and names, and the walks that the maps built beside the device's
+// node map (event data, chunk data) need to find their ports and features.
 #pragma once
 
 #include <cstddef>

@@ -110,7 +110,8 @@ public:
     uint32_t GetPayloadSize() const { return payload_size_; }
     uint32_t GetChunkCount() const { return chunk_count_; }
     // The data of the chunk `chunk_id` (the last of that id when several
-    // carry it), or false when the frame has none.
+    // carry it), or false when the frame has none (`data` and `size` are
+    // then left as they were).
     bool FindChunk(uint32_t chunk_id, const uint8_t*& data, uint32_t& size) const;
     ReceivedImage& GetImage() { return image_; }
     // The frame's identity, as the receiver read it from the leader: the
