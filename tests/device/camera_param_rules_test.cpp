@@ -235,6 +235,11 @@ TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
     char back[8] = {};
     ASSERT_EQ(ORNCParamGetRegisterValue(reg, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
+    // Only the register's whole length is written; a shorter read stops at its size.
+    EXPECT_EQ(ORNCParamSetRegisterValue(reg, raw, 4), ORNC_ERR_PARAM_WRITE_FAILED);
+    char head[4] = {0, 0, 0, 'z'};
+    ASSERT_EQ(ORNCParamGetRegisterValue(reg, head, 3), ORNC_OK);
+    EXPECT_EQ(std::string(head, 4), std::string("\x01\x00\x7fz", 4));
     // Neither text form exists for registers.
     EXPECT_EQ(text_in("TestRegister", 32), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(reg, "1"), ORNC_ERR_INTERNAL);
@@ -274,20 +279,38 @@ Text entry_text(ornc_status_t (*getter)(const ornc_param_t*, int, char*, int), o
 }
 
 TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
-    // Entries by index: what the camera layer adds to the node (PlatformNodeMap).
+    // Entries by index, in document order: name, display name, value and
+    // whether it is available ("Mid" only while TestBoolean is set).
     ornc_param_t* e = param("TestEnum");
+    using Entry = std::tuple<std::string, std::string, int, orn_bool_t>;
+    const auto entries = [&] {
+        std::vector<Entry> all;
+        for (int nr = 0; nr < 3; ++nr) {
+            int value = -1;
+            orn_bool_t available = -1;
+            EXPECT_EQ(ORNCParamGetEnumEntryValue(e, nr, &value), ORNC_OK);
+            EXPECT_EQ(ORNCParamGetEnumEntryAvailable(e, nr, &available), ORNC_OK);
+            all.emplace_back(entry_text(ORNCParamGetEnumEntryName, e, nr, 32).second,
+                             entry_text(ORNCParamGetEnumEntryDisplayName, e, nr, 32).second, value, available);
+        }
+        return all;
+    };
+    EXPECT_EQ(got(ORNCParamGetEnumEntryCount, "TestEnum", 0), Int(ORNC_OK, 3));
+    EXPECT_EQ(entries(),
+              (std::vector<Entry>{{"Zebra", "Zebra", 5, 1}, {"Alpha", "First Letter", 1, 1}, {"Mid", "Mid", 3, 0}}));
     int value = 0;
     EXPECT_EQ(ORNCParamGetEnumEntryValue(e, 3, &value), ORNC_ERROR);
     EXPECT_EQ(entry_text(ORNCParamGetEnumEntryName, e, 1, 4), Text(ORNC_OK, "Alp"));
     EXPECT_EQ(entry_text(ORNCParamGetEnumEntryName, e, -1, 32).first, ORNC_ERROR);
 
-    ASSERT_EQ(ORNCParamSetBooleanValue(param("TestBoolean"), 1), ORNC_OK);  // "Mid" (3) is available
+    ASSERT_EQ(ORNCParamSetBooleanValue(param("TestBoolean"), 1), ORNC_OK);
+    EXPECT_EQ(std::get<3>(entries()[2]), 1) << "Mid (3) is available";
     ASSERT_EQ(ORNCParamSetValue(e, "3"), ORNC_OK);
     EXPECT_EQ(got(ORNCParamGetEnumValue, "TestEnum", 0), Int(ORNC_OK, 3));
     EXPECT_EQ(ORNCParamSetValue(e, "Alpha"), ORNC_ERR_PARAM_INVALID_VALUE);
     ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Alpha"), ORNC_OK);
     EXPECT_EQ(value_text(e), "1");
-    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "Nope"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);
+    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "alpha"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);  // names are exact
     ASSERT_EQ(ORNCParamSetEnumValue(e, 5), ORNC_OK);
     // A number no entry has is the node's to refuse.
     EXPECT_EQ(ORNCParamSetEnumValue(e, 42), ORNC_ERR_PARAM_WRITE_FAILED);
