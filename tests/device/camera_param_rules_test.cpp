@@ -372,6 +372,12 @@ TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
     }
     ASSERT_EQ(ORNCParamSetIntegerValue(selector, 1), ORNC_OK);
     EXPECT_EQ(value_text(selected), "111");
+    // What a selector selects comes in document order, not in the order it
+    // names them; each selected feature knows its selector.
+    ornc_param_t* listing = param("TestSelector");
+    EXPECT_EQ(std::vector<ornc_param_t*>({ORNCParamGetSelectedIndex(listing, 0), ORNCParamGetSelectedIndex(listing, 1),
+                                          ORNCParamGetSelectingIndex(param("TestSelectedB"), 0)}),
+              std::vector<ornc_param_t*>({param("TestSelectedA"), param("TestSelectedB"), listing}));
 
     // The stream channel selector of the built-in file selects 8 features;
     // a short array is filled with nulls up to its length.

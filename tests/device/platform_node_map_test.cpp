@@ -163,19 +163,16 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
     EXPECT_EQ(got<int64_t>(read_only, &PvGenInteger::GetValue), 77);
 }
 
+// Declared ranges and increments of integers and floats: ParamRules, through
+// the calls that read them here.
 TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     PvGenInteger* integer = node<PvGenInteger>("TestInteger");
-    EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetMin, -1), 0);
-    EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetMax), 100);
-    EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetIncrement), 10);
     ASSERT_TRUE(integer->SetValue(40).IsOK());
     EXPECT_EQ(device_register(kInteger), 40u);
     set_device_register(kInteger, 0xFFFFFFFEu);  // -2 in the signed register
     EXPECT_EQ(got<int64_t>(integer, &PvGenInteger::GetValue), -2);
 
     PvGenInteger* wide = node<PvGenInteger>("TestWide");
-    EXPECT_EQ(got<int64_t>(wide, &PvGenInteger::GetMin, -1), 0);
-    EXPECT_EQ(got<int64_t>(wide, &PvGenInteger::GetMax), 4294967295LL);
     ASSERT_TRUE(wide->SetValue(4000000000LL).IsOK());
     EXPECT_EQ(device_register(kWide), 4000000000u);
     // A formula declares no range: it spans the whole 64-bit range.
@@ -193,14 +190,13 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     PvGenFloat* without_step = node<PvGenFloat>("TestFloatReg");
     EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetIncrement), 0.5);
     EXPECT_DOUBLE_EQ(got<double>(without_step, &PvGenFloat::GetIncrement, -1.0), 0.0);
-    EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetMin, -1.0), 0.0);
-    EXPECT_DOUBLE_EQ(got<double>(with_step, &PvGenFloat::GetMax), 100.0);
     ASSERT_TRUE(with_step->SetValue(12.5).IsOK());
     EXPECT_EQ(device_memory(kFloat, 8), std::string("\x40\x29\0\0\0\0\0\0", 8)) << "12.5, big-endian";
     EXPECT_DOUBLE_EQ(got<double>(without_step, &PvGenFloat::GetValue), 12.5);
 }
 
-TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisibleAndSelectorRelationsRunBothWays) {
+// (Selector relations: ParamRules.SelectorsKnowWhatTheySelect.)
+TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisible) {
     const std::pair<const char*, PvGenVisibility> cases[] = {{"TestInteger", PvGenVisibilityBeginner},
                                                              {"TestSelector", PvGenVisibilityExpert},
                                                              {"TestRegister", PvGenVisibilityGuru},
@@ -215,25 +211,6 @@ TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisibleAndSelectorRelati
     EXPECT_TRUE(expert->IsVisible(PvGenVisibilityUndefined));
     EXPECT_TRUE(params_->Get("TestInnerValue")->IsVisible(PvGenVisibilityUndefined));
     EXPECT_FALSE(params_->Get("TestInnerValue")->IsVisible(PvGenVisibilityGuru));
-
-    // Selector relations run both ways.
-    PvGenParameter* selector = params_->Get("TestSelector");
-    EXPECT_TRUE(got<bool>(selector, &PvGenParameter::IsSelector));
-    PvGenParameterList selected;
-    EXPECT_TRUE(selector->GetSelectedParameters(selected).IsOK());
-    ASSERT_EQ(selected.GetSize(), 2u);
-    EXPECT_EQ(selected.GetItem(0), params_->Get("TestSelectedA")) << "document order, not pSelected order";
-    EXPECT_EQ(selected.GetItem(1), params_->Get("TestSelectedB"));
-    EXPECT_EQ(selected.GetItem(2), nullptr);
-
-    PvGenParameterList selecting;
-    EXPECT_TRUE(params_->Get("TestSelectedB")->GetSelectingParameters(selecting).IsOK());
-    ASSERT_EQ(selecting.GetSize(), 1u);
-    EXPECT_EQ(selecting.GetItem(0), selector);
-
-    EXPECT_FALSE(got<bool>(params_->Get("TestInteger"), &PvGenParameter::IsSelector, true));
-    EXPECT_TRUE(params_->Get("TestInteger")->GetSelectingParameters(selecting).IsOK());
-    EXPECT_EQ(selecting.GetSize(), 0u);
 }
 
 TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
