@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -351,6 +352,31 @@ TEST_F(ParamRules, RefusedWritesAreReportedAndLogged) {
     EXPECT_EQ(read_int("TestInteger"), 30);
     EXPECT_EQ(ORNCParamSetIntegerValue(p, 70), ORNC_OK);
     EXPECT_EQ(read_int("TestInteger"), 70);
+}
+
+// A parameter's callback hears of a write through it and through every
+// parameter its value depends on (formulas, invalidators, bounds,
+// selectors, transitively), and of nothing else. (A refused write tells
+// nobody: Events.ParameterCallbacksFireAfterWritesThroughTheLibrary.)
+TEST_F(ParamRules, CallbacksHearOfWhatTheirValueDependsOn) {
+    using Counts = std::map<std::string, int>;  // calls by parameter name
+    Counts heard;
+    const auto count = [](ornc_param_t* p, void* counts) { ++(*static_cast<Counts*>(counts))[orntest::param_name(p)]; };
+    for (const char* name : {"Source", "Doubled", "Quadrupled", "Cached", "Bounded", "Indexed", "Unrelated",
+                             "ComponentEnable", "PixelFormat", "Width"}) {
+        ASSERT_EQ(ORNCParamSetCallback(param(name), count, &heard), ORNC_OK) << name;
+    }
+    const auto take = [&heard] { return std::exchange(heard, Counts{}); };
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Source"), 21), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Source", 1}, {"Doubled", 1}, {"Quadrupled", 1}, {"Cached", 1}, {"Bounded", 1}}));
+    EXPECT_EQ(read_int("Quadrupled"), 84);
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Selector"), 2), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Indexed", 1}})) << "the selector's own callback is not registered";
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Unrelated"), 5), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Unrelated", 1}}));
+    // The component features hear of their selector; the width does not depend on it.
+    ASSERT_EQ(ORNCParamSetEnumValueByName(param("ComponentSelector"), "Intensity"), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"ComponentEnable", 1}, {"PixelFormat", 1}}));
 }
 
 TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
