@@ -112,10 +112,11 @@ TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
 // unreadable one (TestWriteOnly, 32-bit unsigned) is an integer.
 TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     const std::pair<const char*, orn_param_type_t> kinds[] = {
-        {"TestInteger", ORN_PARAM_INTEGER}, {"TestWide", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
-        {"IntFull64", ORN_PARAM_INTEGER},   {"IntTo2Pow32", ORN_PARAM_NONE},  {"TestWriteOnly", ORN_PARAM_INTEGER},
-        {"RawSpan", ORN_PARAM_REGISTER},    {"TestFloat", ORN_PARAM_FLOAT},   {"TestString", ORN_PARAM_STRING},
-        {"TestBoolean", ORN_PARAM_BOOLEAN}, {"TestEnum", ORN_PARAM_ENUM},     {"TestCommand", ORN_PARAM_COMMAND}};
+        {"TestInteger", ORN_PARAM_INTEGER},    {"TestWide", ORN_PARAM_UINTEGER},  {"IntMinusOneToU32", ORN_PARAM_NONE},
+        {"IntFull64", ORN_PARAM_INTEGER},      {"IntTo2Pow32", ORN_PARAM_NONE},   {"TestWriteOnly", ORN_PARAM_INTEGER},
+        {"RawSpan", ORN_PARAM_REGISTER},       {"TestFloat", ORN_PARAM_FLOAT},    {"TestString", ORN_PARAM_STRING},
+        {"TestBoolean", ORN_PARAM_BOOLEAN},    {"TestEnum", ORN_PARAM_ENUM},      {"TestCommand", ORN_PARAM_COMMAND},
+        {"TestIntegerReg", ORN_PARAM_INTEGER}, {"TestFloatReg", ORN_PARAM_FLOAT}, {"TestStructLow", ORN_PARAM_INTEGER}};
     for (const auto& kind : kinds) EXPECT_EQ(ORNCParamGetType(param(kind.first)), kind.second) << kind.first;
     EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
 
