@@ -3,7 +3,7 @@
 // starts a sensor and connects), recorders that copy what the image
 // and event callbacks receive (the data is only valid during the callback),
 // and a check of their contents against the scene the sensor renders (whose
-// formulas tests/sim checks).
+// formulas tests/python checks).
 #pragma once
 
 #include <atomic>

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <string>
 #include <tuple>
 #include <utility>
@@ -111,10 +112,11 @@ TEST_F(ParamRules, IntegerWritesAreRoundedToTheStepAndClamped) {
 // unreadable one (TestWriteOnly, 32-bit unsigned) is an integer.
 TEST_F(ParamRules, KindsAndIntegerRangeGettersFollowThe32BitViews) {
     const std::pair<const char*, orn_param_type_t> kinds[] = {
-        {"TestInteger", ORN_PARAM_INTEGER}, {"TestWide", ORN_PARAM_UINTEGER}, {"IntMinusOneToU32", ORN_PARAM_NONE},
-        {"IntFull64", ORN_PARAM_INTEGER},   {"IntTo2Pow32", ORN_PARAM_NONE},  {"TestWriteOnly", ORN_PARAM_INTEGER},
-        {"RawSpan", ORN_PARAM_REGISTER},    {"TestFloat", ORN_PARAM_FLOAT},   {"TestString", ORN_PARAM_STRING},
-        {"TestBoolean", ORN_PARAM_BOOLEAN}, {"TestEnum", ORN_PARAM_ENUM},     {"TestCommand", ORN_PARAM_COMMAND}};
+        {"TestInteger", ORN_PARAM_INTEGER},    {"TestWide", ORN_PARAM_UINTEGER},  {"IntMinusOneToU32", ORN_PARAM_NONE},
+        {"IntFull64", ORN_PARAM_INTEGER},      {"IntTo2Pow32", ORN_PARAM_NONE},   {"TestWriteOnly", ORN_PARAM_INTEGER},
+        {"RawSpan", ORN_PARAM_REGISTER},       {"TestFloat", ORN_PARAM_FLOAT},    {"TestString", ORN_PARAM_STRING},
+        {"TestBoolean", ORN_PARAM_BOOLEAN},    {"TestEnum", ORN_PARAM_ENUM},      {"TestCommand", ORN_PARAM_COMMAND},
+        {"TestIntegerReg", ORN_PARAM_INTEGER}, {"TestFloatReg", ORN_PARAM_FLOAT}, {"TestStructLow", ORN_PARAM_INTEGER}};
     for (const auto& kind : kinds) EXPECT_EQ(ORNCParamGetType(param(kind.first)), kind.second) << kind.first;
     EXPECT_EQ(ORNCParamGetType(nullptr), ORN_PARAM_NONE);
 
@@ -235,6 +237,11 @@ TEST_F(ParamRules, StringsAreCutToTheBufferAndRegistersCopiedRaw) {
     char back[8] = {};
     ASSERT_EQ(ORNCParamGetRegisterValue(reg, back, sizeof back), ORNC_OK);
     EXPECT_EQ(std::memcmp(raw, back, sizeof raw), 0);
+    // Only the register's whole length is written; a shorter read stops at its size.
+    EXPECT_EQ(ORNCParamSetRegisterValue(reg, raw, 4), ORNC_ERR_PARAM_WRITE_FAILED);
+    char head[4] = {0, 0, 0, 'z'};
+    ASSERT_EQ(ORNCParamGetRegisterValue(reg, head, 3), ORNC_OK);
+    EXPECT_EQ(std::string(head, 4), std::string("\x01\x00\x7fz", 4));
     // Neither text form exists for registers.
     EXPECT_EQ(text_in("TestRegister", 32), Text(ORNC_ERROR, ""));
     EXPECT_EQ(ORNCParamSetValue(reg, "1"), ORNC_ERR_INTERNAL);
@@ -274,20 +281,38 @@ Text entry_text(ornc_status_t (*getter)(const ornc_param_t*, int, char*, int), o
 }
 
 TEST_F(ParamRules, EnumerationsAreReadAndWrittenByTheirNumbers) {
-    // Entries by index: what the camera layer adds to the node (PlatformNodeMap).
+    // Entries by index, in document order: name, display name, value and
+    // whether it is available ("Mid" only while TestBoolean is set).
     ornc_param_t* e = param("TestEnum");
+    using Entry = std::tuple<std::string, std::string, int, orn_bool_t>;
+    const auto entries = [&] {
+        std::vector<Entry> all;
+        for (int nr = 0; nr < 3; ++nr) {
+            int value = -1;
+            orn_bool_t available = -1;
+            EXPECT_EQ(ORNCParamGetEnumEntryValue(e, nr, &value), ORNC_OK);
+            EXPECT_EQ(ORNCParamGetEnumEntryAvailable(e, nr, &available), ORNC_OK);
+            all.emplace_back(entry_text(ORNCParamGetEnumEntryName, e, nr, 32).second,
+                             entry_text(ORNCParamGetEnumEntryDisplayName, e, nr, 32).second, value, available);
+        }
+        return all;
+    };
+    EXPECT_EQ(got(ORNCParamGetEnumEntryCount, "TestEnum", 0), Int(ORNC_OK, 3));
+    EXPECT_EQ(entries(),
+              (std::vector<Entry>{{"Zebra", "Zebra", 5, 1}, {"Alpha", "First Letter", 1, 1}, {"Mid", "Mid", 3, 0}}));
     int value = 0;
     EXPECT_EQ(ORNCParamGetEnumEntryValue(e, 3, &value), ORNC_ERROR);
     EXPECT_EQ(entry_text(ORNCParamGetEnumEntryName, e, 1, 4), Text(ORNC_OK, "Alp"));
     EXPECT_EQ(entry_text(ORNCParamGetEnumEntryName, e, -1, 32).first, ORNC_ERROR);
 
-    ASSERT_EQ(ORNCParamSetBooleanValue(param("TestBoolean"), 1), ORNC_OK);  // "Mid" (3) is available
+    ASSERT_EQ(ORNCParamSetBooleanValue(param("TestBoolean"), 1), ORNC_OK);
+    EXPECT_EQ(std::get<3>(entries()[2]), 1) << "Mid (3) is available";
     ASSERT_EQ(ORNCParamSetValue(e, "3"), ORNC_OK);
     EXPECT_EQ(got(ORNCParamGetEnumValue, "TestEnum", 0), Int(ORNC_OK, 3));
     EXPECT_EQ(ORNCParamSetValue(e, "Alpha"), ORNC_ERR_PARAM_INVALID_VALUE);
     ASSERT_EQ(ORNCParamSetEnumValueByName(e, "Alpha"), ORNC_OK);
     EXPECT_EQ(value_text(e), "1");
-    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "Nope"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);
+    EXPECT_EQ(ORNCParamSetEnumValueByName(e, "alpha"), ORNC_ERR_ENUM_ENTRY_NOT_FOUND);  // names are exact
     ASSERT_EQ(ORNCParamSetEnumValue(e, 5), ORNC_OK);
     // A number no entry has is the node's to refuse.
     EXPECT_EQ(ORNCParamSetEnumValue(e, 42), ORNC_ERR_PARAM_WRITE_FAILED);
@@ -330,6 +355,31 @@ TEST_F(ParamRules, RefusedWritesAreReportedAndLogged) {
     EXPECT_EQ(read_int("TestInteger"), 70);
 }
 
+// A parameter's callback hears of a write through it and through every
+// parameter its value depends on (formulas, invalidators, bounds,
+// selectors, transitively), and of nothing else. (A refused write tells
+// nobody: Events.ParameterCallbacksFireAfterWritesThroughTheLibrary.)
+TEST_F(ParamRules, CallbacksHearOfWhatTheirValueDependsOn) {
+    using Counts = std::map<std::string, int>;  // calls by parameter name
+    Counts heard;
+    const auto count = [](ornc_param_t* p, void* counts) { ++(*static_cast<Counts*>(counts))[orntest::param_name(p)]; };
+    for (const char* name : {"Source", "Doubled", "Quadrupled", "Cached", "Bounded", "Indexed", "Unrelated",
+                             "ComponentEnable", "PixelFormat", "Width"}) {
+        ASSERT_EQ(ORNCParamSetCallback(param(name), count, &heard), ORNC_OK) << name;
+    }
+    const auto take = [&heard] { return std::exchange(heard, Counts{}); };
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Source"), 21), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Source", 1}, {"Doubled", 1}, {"Quadrupled", 1}, {"Cached", 1}, {"Bounded", 1}}));
+    EXPECT_EQ(read_int("Quadrupled"), 84);
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Selector"), 2), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Indexed", 1}})) << "the selector's own callback is not registered";
+    ASSERT_EQ(ORNCParamSetIntegerValue(param("Unrelated"), 5), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"Unrelated", 1}}));
+    // The component features hear of their selector; the width does not depend on it.
+    ASSERT_EQ(ORNCParamSetEnumValueByName(param("ComponentSelector"), "Intensity"), ORNC_OK);
+    EXPECT_EQ(take(), (Counts{{"ComponentEnable", 1}, {"PixelFormat", 1}}));
+}
+
 TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
     ornc_param_t* selector = param("Selector");
     ornc_param_t* selected = param("Indexed");
@@ -349,6 +399,12 @@ TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
     }
     ASSERT_EQ(ORNCParamSetIntegerValue(selector, 1), ORNC_OK);
     EXPECT_EQ(value_text(selected), "111");
+    // What a selector selects comes in document order, not in the order it
+    // names them; each selected feature knows its selector.
+    ornc_param_t* listing = param("TestSelector");
+    EXPECT_EQ(std::vector<ornc_param_t*>({ORNCParamGetSelectedIndex(listing, 0), ORNCParamGetSelectedIndex(listing, 1),
+                                          ORNCParamGetSelectingIndex(param("TestSelectedB"), 0)}),
+              std::vector<ornc_param_t*>({param("TestSelectedA"), param("TestSelectedB"), listing}));
 
     // The stream channel selector of the built-in file selects 8 features;
     // a short array is filled with nulls up to its length.

@@ -1,5 +1,5 @@
 // Images as the library delivers them, compared with the scene the
-// virtual sensor renders (whose formulas tests/sim checks): byte for byte,
+// virtual sensor renders (whose formulas tests/python checks): byte for byte,
 // through the sensor's own renderer.
 #pragma once
 

@@ -79,7 +79,7 @@ bool read_ply(const std::string& path, PlyFile* ply) {
 }
 
 // The sensor's scene at the grab's size (its formulas are checked against
-// sim/stream/README.md in tests/sim), and the number of valid pixels.
+// sim/stream/README.md in tests/python), and the number of valid pixels.
 ornsim::ScenePixel pixel(uint64_t frame, int u, int v) {
     return ornsim::scene_pixel({kWidth, kHeight, ornsim::kSceneDefaultC16ScaleMm, 0.0f}, frame,
                                static_cast<uint32_t>(u), static_cast<uint32_t>(v));
