@@ -35,6 +35,8 @@
 //   frame inside that figure; its threads' own CPU time is read from
 //   /proc/self/task/<tid>/schedstat, so the "client" column is the process
 //   figure minus what was measured on the sensor's threads, nothing else.
+// - busiest client thread: the client thread with the most CPU time in
+//   the window (schedstat), with how many times it ran.
 // - sent, delivered, lost: over the whole acquisition. After the window
 //   the sensor is told to stop (AcquisitionStop sent to the device alone)
 //   while the client keeps receiving until nothing has come for longer
@@ -72,6 +74,7 @@
 #include <cstring>
 #include <functional>
 #include <iterator>
+#include <map>
 #include <memory>
 #include <string>
 #include <thread>
@@ -178,24 +181,62 @@ std::vector<pid_t> thread_ids() {
     return ids;
 }
 
-// Time on the CPU of the given threads (schedstat's first field, in ns).
-// A thread that has ended counts nothing; the sensor's threads live until
-// it stops, after the measurement.
-double threads_cpu_s(const std::vector<pid_t>& ids) {
-    double total = 0.0;
-    for (pid_t id : ids) {
-        const std::string path = "/proc/self/task/" + std::to_string(id) + "/schedstat";
-        FILE* file = std::fopen(path.c_str(), "r");
-        if (file == nullptr) {
-            continue;
-        }
-        unsigned long long on_cpu_ns = 0;
-        if (std::fscanf(file, "%llu", &on_cpu_ns) == 1) {
-            total += static_cast<double>(on_cpu_ns) / 1e9;
+// A thread's schedstat: time on the CPU (ns) and how many times it ran.
+struct ThreadRuns {
+    unsigned long long on_cpu_ns = 0, runs = 0;
+};
+
+ThreadRuns thread_runs(pid_t id) {
+    ThreadRuns r;
+    const std::string path = "/proc/self/task/" + std::to_string(id) + "/schedstat";
+    if (FILE* file = std::fopen(path.c_str(), "r")) {
+        unsigned long long waited_ns = 0;
+        if (std::fscanf(file, "%llu %llu %llu", &r.on_cpu_ns, &waited_ns, &r.runs) != 3) {
+            r = ThreadRuns{};
         }
         std::fclose(file);
     }
+    return r;
+}
+
+// Time on the CPU of the given threads. A thread that has ended counts
+// nothing; the sensor's threads live until it stops, after the measurement.
+double threads_cpu_s(const std::vector<pid_t>& ids) {
+    double total = 0.0;
+    for (pid_t id : ids) {
+        total += static_cast<double>(thread_runs(id).on_cpu_ns) / 1e9;
+    }
     return total;
+}
+
+// The client thread that spent the most CPU time in the window (for one
+// library client, its stream receiver; for plain Aravis, its stream
+// thread): how much, and in how many runs on the CPU, which shows whether
+// the time goes to work or to wake-ups.
+std::map<pid_t, ThreadRuns> client_threads(const std::vector<pid_t>& sensor_threads) {
+    std::map<pid_t, ThreadRuns> runs;
+    for (pid_t id : thread_ids()) {
+        if (std::find(sensor_threads.begin(), sensor_threads.end(), id) == sensor_threads.end()) {
+            runs[id] = thread_runs(id);
+        }
+    }
+    return runs;
+}
+
+std::string busiest_thread(const std::map<pid_t, ThreadRuns>& before, const std::map<pid_t, ThreadRuns>& after) {
+    ThreadRuns most;
+    for (const auto& [id, end] : after) {
+        const auto start = before.find(id);
+        const ThreadRuns begun = start != before.end() ? start->second : ThreadRuns{};
+        if (end.on_cpu_ns - begun.on_cpu_ns > most.on_cpu_ns) {
+            most = {end.on_cpu_ns - begun.on_cpu_ns, end.runs - begun.runs};
+        }
+    }
+    char text[96];
+    std::snprintf(text, sizeof text, "%.3f s in %llu runs (%.1f us a run)", static_cast<double>(most.on_cpu_ns) / 1e9,
+                  most.runs,
+                  most.runs != 0 ? static_cast<double>(most.on_cpu_ns) / 1e3 / static_cast<double>(most.runs) : 0.0);
+    return text;
 }
 
 // --- what a client received ------------------------------------------------------
@@ -311,6 +352,7 @@ struct RunResult {
     uint64_t frame_bytes = 0;  // PayloadSize the client sized its buffers to
     int64_t packet_size = 0;   // GevSCPSPacketSize once the client had negotiated it
     std::string receiver;      // the receiver's own counters, as text
+    std::string busiest;       // the busiest client thread in the window, as text
     std::unique_ptr<DeliveryLog> log;
 };
 
@@ -319,9 +361,11 @@ void sleep_seconds(double seconds) { std::this_thread::sleep_for(std::chrono::du
 // The measured window, once the device streams: the sensor threads' marks
 // around `seconds` of streaming.
 void measure_window(const std::vector<pid_t>& sensor_threads, double seconds, RunResult* result) {
+    const std::map<pid_t, ThreadRuns> before = client_threads(sensor_threads);
     result->start = take_mark(sensor_threads);
     sleep_seconds(seconds);
     result->end = take_mark(sensor_threads);
+    result->busiest = busiest_thread(before, client_threads(sensor_threads));
 }
 
 // After the device stopped: what is still on its way is delivered, and the
@@ -845,6 +889,9 @@ void print_row(const char* client, const RunResult& run, const Figures& f) {
         std::printf("; %llu deliveries beyond the log", static_cast<unsigned long long>(run.log->unrecorded()));
     }
     std::printf("\n");
+    if (!run.busiest.empty()) {
+        std::printf("        busiest client thread: %s\n", run.busiest.c_str());
+    }
     // A delay below zero beyond the mapping's uncertainty means the mapping is wrong.
     if (f.latency_samples > 0 && f.latency_min_ms * 1e6 < -static_cast<double>(run.clock.half_width_ns)) {
         std::printf("        warning: a frame arrived %.3f ms before its device timestamp: the clock mapping is off\n",
