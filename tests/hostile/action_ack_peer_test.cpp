@@ -4,6 +4,7 @@
 // ack says the action was taken; the call returns within its bound.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <memory>
 #include <string>
 #include <thread>
@@ -19,6 +20,7 @@
 
 namespace {
 
+using namespace std::chrono_literals;
 constexpr uint16_t kControlPort = 3956;
 
 std::vector<uint8_t> ack(uint16_t status, uint16_t answer, uint16_t id, size_t extra = 0, uint16_t length = 0) {
@@ -32,30 +34,33 @@ std::vector<uint8_t> ack(uint16_t status, uint16_t answer, uint16_t id, size_t e
 // its one good ack, 1 refuses (queue overflow), 2 fired late and repeats
 // itself, 3 floods with another request's acks and never answers this one.
 std::vector<std::vector<uint8_t>> answers(int which, uint16_t id) {
-    std::vector<std::vector<uint8_t>> out;
     if (which == 0) {
-        out = {{0x00, 0x00, 0x01, 0x01},  // short
-               ack(0, 0x0101, id, 600),   // oversized, length field 0
-               ack(0, 0x0101, id, 4, 4),  // a payload an action ack has not
-               ack(0, 0x0003, id),        // a discovery ack
-               ack(0, 0x0101, id)};
+        return {{0x00, 0x00, 0x01, 0x01},  // short
+                ack(0, 0x0101, id, 600),   // oversized, length field 0
+                ack(0, 0x0101, id, 4, 4),  // a payload an action ack has not
+                ack(0, 0x0003, id),        // a discovery ack
+                ack(0, 0x0101, id)};
     }
-    if (which == 1) out = {ack(0x8015, 0x0101, id)};
-    if (which == 2) out = {ack(0x8016, 0x0101, id), ack(0, 0x0101, id)};
-    for (int i = 0; i < 3000 && (which == 0 || which == 3); ++i) {
-        out.push_back(which == 0 ? ack(0, 0x0101, id) : ack(0, 0x0101, uint16_t(id + 1)));
-    }
-    return out;
+    if (which == 1) return {ack(0x8015, 0x0101, id)};
+    if (which == 2) return {ack(0x8016, 0x0101, id), ack(0, 0x0101, id)};
+    return {};
 }
 
-// Waits for one ACTION_CMD and answers it.
-void answer_once(const orntest::UdpEndpoint* peer, int which) {
+// Waits for one ACTION_CMD and answers it; the floods (peers 0 and 3) start
+// once every peer has answered, so that no answer is lost to a socket queue
+// the flood already filled.
+void answer_once(const orntest::UdpEndpoint* peer, int which, std::atomic<int>* answered) {
     uint32_t from = 0;
     uint16_t port = 0;
     const std::vector<uint8_t> command = peer->receive(2000, &from, &port);
-    if (command.size() < 8 || command[2] != 0x01 || command[3] != 0x00) return;
-    for (const auto& datagram : answers(which, uint16_t(command[6] << 8 | command[7])))
+    const bool valid = command.size() >= 8 && command[2] == 0x01 && command[3] == 0x00;
+    const uint16_t id = valid ? uint16_t(command[6] << 8 | command[7]) : 0;
+    for (const auto& datagram : valid ? answers(which, id) : std::vector<std::vector<uint8_t>>{})
         peer->send(datagram, from, port);
+    ++*answered;
+    if (!valid || (which != 0 && which != 3) || !orntest::wait_until([&] { return *answered == 4; }, 2s)) return;
+    const std::vector<uint8_t> flood = ack(0, 0x0101, which == 0 ? id : uint16_t(id + 1));
+    for (int i = 0; i < 3000; ++i) peer->send(flood, from, port);
 }
 
 TEST(ActionAckPeers, OnlyWellFormedAcksCountOncePerSender) {
@@ -69,7 +74,8 @@ TEST(ActionAckPeers, OnlyWellFormedAcksCountOncePerSender) {
     }
     const orntest::ScopedEnv asked("ORNC_LOOPBACK_HOSTS", hosts.c_str());
     std::vector<std::thread> threads;
-    for (int i = 0; i < 4; ++i) threads.emplace_back(answer_once, peers[i].get(), i);
+    std::atomic<int> answered{0};
+    for (int i = 0; i < 4; ++i) threads.emplace_back(answer_once, peers[i].get(), i, &answered);
     orntest::LogCapture log;
     orntest::SystemScope system;
     int acknowledged = -1;
