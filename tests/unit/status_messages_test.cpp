@@ -13,14 +13,13 @@ protected:
     void SetUp() override { ORNCResetErrorMessages(); }
 };
 
-// The default texts: base codes 0 to -16 (-5, empty here, is not a code: UNKNOWN), camera codes
-// from -200 down.
+// The default texts: base codes 0 to -16 (-5 is not a code: UNKNOWN), camera codes from -200 down.
 const char* const kBase[] = {"OK",
                              "Generic error",
                              "Out of memory",
                              "Failed because uninitialized",
                              "Internal inconsistency",
-                             "",
+                             "UNKNOWN",
                              "Argument out of range",
                              "Illegal range",
                              "String is NULL or empty",
@@ -44,9 +43,8 @@ const char* const kCamera[] = {
 
 TEST_F(StatusMessages, DefaultTextsOfBothCodeSets) {
     for (int i = 0; i < 17; ++i) {
-        const char* text = *kBase[i] != '\0' ? kBase[i] : "UNKNOWN";
-        EXPECT_STREQ(ORNGetErrorMessage(-i), text) << -i;
-        EXPECT_STREQ(ORNCGetErrorMessage(-i), text) << -i;  // repeated under ORNC_
+        EXPECT_STREQ(ORNGetErrorMessage(-i), kBase[i]) << -i;
+        EXPECT_STREQ(ORNCGetErrorMessage(-i), kBase[i]) << -i;  // repeated under ORNC_
     }
     for (int i = 0; i < 24; ++i) {
         EXPECT_STREQ(ORNCGetErrorMessage(-200 - i), kCamera[i]) << -200 - i;

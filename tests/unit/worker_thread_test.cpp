@@ -105,11 +105,9 @@ TEST(Worker, StopWaitsForTheRunningCallToReturnAndIsHarmlessWithoutAWorker) {
     ORNThreadActive(&worker, 1);
     ASSERT_TRUE(wait_until([&] { return counter.inside.load(); }, 2s));
 
-    const auto start = Clock::now();
     EXPECT_EQ(ORNThreadStop(&worker), ORN_OK);
-    EXPECT_TRUE(counter.finished_call.load());  // the call ended before Stop returned
+    EXPECT_TRUE(counter.finished_call.load());  // the 250 ms call ended before Stop returned
     EXPECT_FALSE(counter.inside.load());
-    EXPECT_GE(elapsed_ms(start), 100);
     const int calls = counter.calls.load();
     ORNThreadDestroy(&worker);
     EXPECT_EQ(counter.calls.load(), calls);
