@@ -209,10 +209,7 @@ double threads_cpu_s(const std::vector<pid_t>& ids) {
     return total;
 }
 
-// The client thread that spent the most CPU time in the window (for one
-// library client, its stream receiver; for plain Aravis, its stream
-// thread): how much, and in how many runs on the CPU, which shows whether
-// the time goes to work or to wake-ups.
+// The schedstat of every thread that is not the sensor's.
 std::map<pid_t, ThreadRuns> client_threads(const std::vector<pid_t>& sensor_threads) {
     std::map<pid_t, ThreadRuns> runs;
     for (pid_t id : thread_ids()) {
@@ -223,6 +220,10 @@ std::map<pid_t, ThreadRuns> client_threads(const std::vector<pid_t>& sensor_thre
     return runs;
 }
 
+// The client thread that spent the most CPU time between the two readings
+// (for one library client, its stream receiver; for plain Aravis, its
+// stream thread): how much, and in how many runs on the CPU, which shows
+// whether the time goes to work or to wake-ups.
 std::string busiest_thread(const std::map<pid_t, ThreadRuns>& before, const std::map<pid_t, ThreadRuns>& after) {
     ThreadRuns most;
     for (const auto& [id, end] : after) {
