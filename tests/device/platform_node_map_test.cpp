@@ -123,7 +123,7 @@ TEST_F(PlatformNodeMap, NameTextsFallBackToTheNameAndCategoriesGiveEachFeatureIt
     EXPECT_EQ(got<PvString>(wide, &PvGenParameter::GetCategory), "") << "listed by no category";
 }
 
-TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollowsTheDeclaration) {
+TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLock) {
     struct Case {
         const char* name;
         bool readable;
@@ -137,8 +137,6 @@ TEST_F(PlatformNodeMap, AccessFlagsCombineModeAvailabilityAndLockAndCachingFollo
         EXPECT_EQ(got<bool>(node(c.name), &PvGenParameter::IsReadable, !c.readable), c.readable) << c.name;
         EXPECT_EQ(got<bool>(node(c.name), &PvGenParameter::IsWritable, !c.writable), c.writable) << c.name;
     }
-    EXPECT_FALSE(params_->Get("TestReadOnly")->IsValueCached());
-    EXPECT_TRUE(params_->Get("TestInteger")->IsValueCached());
     EXPECT_FALSE(params_->Get("TestUnavailable")->IsAvailable());
     set_device_register(kBoolean, 1);
     EXPECT_TRUE(params_->Get("TestUnavailable")->IsAvailable());
@@ -185,24 +183,6 @@ TEST_F(PlatformNodeMap, NumbersReachTheDeviceWithTheirRangesAndIncrements) {
     ASSERT_TRUE(with_step->SetValue(12.5).IsOK());
     EXPECT_EQ(device_memory(kFloat, 8), std::string("\x40\x29\0\0\0\0\0\0", 8)) << "12.5, big-endian";
     EXPECT_DOUBLE_EQ(got<double>(without_step, &PvGenFloat::GetValue), 12.5);
-}
-
-// (Selector relations: ParamRules.SelectorsKnowWhatTheySelect.)
-TEST_F(PlatformNodeMap, VisibilityCountsFromBeginnerToInvisible) {
-    const std::pair<const char*, PvGenVisibility> cases[] = {{"TestInteger", PvGenVisibilityBeginner},
-                                                             {"TestSelector", PvGenVisibilityExpert},
-                                                             {"TestRegister", PvGenVisibilityGuru},
-                                                             {"TestInnerValue", PvGenVisibilityInvisible}};
-    for (const auto& [name, visibility] : cases) {
-        EXPECT_EQ(got(node(name), &PvGenParameter::GetVisibility, PvGenVisibilityUndefined), visibility) << name;
-    }
-    PvGenParameter* expert = params_->Get("TestSelector");
-    EXPECT_FALSE(expert->IsVisible(PvGenVisibilityBeginner));
-    EXPECT_TRUE(expert->IsVisible(PvGenVisibilityExpert));
-    EXPECT_TRUE(expert->IsVisible(PvGenVisibilityGuru));
-    EXPECT_TRUE(expert->IsVisible(PvGenVisibilityUndefined));
-    EXPECT_TRUE(params_->Get("TestInnerValue")->IsVisible(PvGenVisibilityUndefined));
-    EXPECT_FALSE(params_->Get("TestInnerValue")->IsVisible(PvGenVisibilityGuru));
 }
 
 TEST_F(PlatformNodeMap, TextFormsOfEveryKind) {
