@@ -155,8 +155,7 @@ TEST_F(SensorDiscovery, SelectionByIndexSerialNumberIPAndPatternLogsItsSteps) {
 
 TEST_F(SensorDiscovery, SharedSystemServesCallsWithoutAHandle) {
     workdir_.write_model_file("Model X\n");
-    ornc_t ornc;
-    ASSERT_EQ(ORNC_OK, ORNCInit(&ornc));
+    orntest::Handle handle;  // its destroy releases the shared system
     const ornc_device_t* file_only = ORNCSysGetDeviceBySerialNumber(nullptr, "VSB0002");
     ASSERT_NE(nullptr, file_only);
     // A later call renews the shared system; the earlier handle stays usable.
@@ -165,7 +164,6 @@ TEST_F(SensorDiscovery, SharedSystemServesCallsWithoutAHandle) {
     EXPECT_EQ(kFileOnlyAddress, device_ip(file_only));
     EXPECT_EQ(2, ORNCSysGetDeviceCount(nullptr));
     EXPECT_EQ("VSA0001", device_serial(ORNCSysGetDeviceByPattern(nullptr, "VSA0001")));
-    ORNCDestroy(&ornc);
 }
 
 TEST_F(SensorDiscovery, EnvironmentLimitsWhatIsAsked) {
