@@ -435,8 +435,6 @@ TEST_F(ParamRules, SelectorsKnowWhatTheySelect) {
 
 TEST_F(ParamRules, NamesAndAttributesComeFromTheDescriptionFile) {
     ornc_param_t* width = param("Width");
-    EXPECT_EQ(ORNCParamGetName(width, nullptr, 0), 6);
-    EXPECT_EQ(named(ORNCParamGetName, width, 5), std::make_pair(0, std::string()));
     EXPECT_EQ(named(ORNCParamGetName, width, 6), std::make_pair(6, std::string("Width")));
     EXPECT_EQ(named(ORNCParamGetDisplayName, param("TestInteger"), 64).second, "Test Integer");
 
