@@ -54,17 +54,15 @@ TEST_F(Cycles, StartAndStopOnOneConnection) {
 TEST_F(Cycles, ConnectAcquireDisconnect) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(52, "AQ000052", 128, 96, 50.0), false));
     expect_cycles_leave_nothing_behind([&](int) {
-        acqtest::Recorder recorder;
-        ornc_t ornc{nullptr};
-        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, nullptr, "AQ000052"), ORNC_OK);
-        recorder.attach(&ornc);
-        ASSERT_EQ(acqtest::start(&ornc, 0, 0), ORNC_OK);
+        acqtest::Recorder recorder;  // outlives the handle's callbacks
+        orntest::Handle handle;      // destroyed at the end of the cycle
+        ASSERT_EQ(ORNCConnectBySerialNumber(handle.get(), nullptr, "AQ000052"), ORNC_OK);
+        recorder.attach(handle.get());
+        ASSERT_EQ(acqtest::start(handle.get(), 0, 0), ORNC_OK);
         ASSERT_TRUE(recorder.wait_frames(1, 5s)) << recorder.null_calls() << " failed transfers";
         // Disconnect while acquiring: it stops the worker before the
         // stream and its buffers go.
-        ASSERT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
-        ORNCDestroy(&ornc);
+        ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     });
 }
 

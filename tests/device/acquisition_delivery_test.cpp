@@ -172,8 +172,7 @@ TEST_F(Delivery, ADisconnectDuringALongPacingPeriodWaitsForTheWorker) {
     orntest::LogCapture log;
     ASSERT_EQ(ORNCSetDeliveryPacing(h, 1000, 16), ORNC_OK);
     recorder_.attach(h);
-    ASSERT_EQ(ORNCStart(h), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStartMode(h, 0, 0), ORNC_OK);
+    ASSERT_EQ(acqtest::start(h, 0, 0), ORNC_OK);
     EXPECT_TRUE(recorder_.wait_frames(1, 5s));
     EXPECT_EQ(ORNCDisconnect(h), ORNC_OK);
     EXPECT_EQ(log.count_containing("Still not stopped"), 0);

@@ -1,10 +1,9 @@
-// Device events and parameter callbacks through the public API: FrameEnd
-// events from the sensor's message channel reach the event callback with
-// data parameters that read the frame's id and timestamp, and parameter
-// callbacks fire after writes made through the library.
+// Device events through the public API: FrameEnd events from the sensor's
+// message channel reach the event callback with data parameters that read
+// the frame's id and timestamp. (Parameter callbacks:
+// ParamRules.CallbacksHearOfWhatTheirValueDependsOn.)
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <regex>
@@ -119,49 +118,6 @@ TEST_F(Events, AStartBeforeTheConnectStillHearsTheDeviceConnectedLater) {
     EXPECT_TRUE(acqtest::wait_until([&] { return log.size() == 1; }, 5s));
     EXPECT_EQ(acqtest::stop(h), ORNC_OK);
     EXPECT_EQ(ORNCDisconnect(h), ORNC_OK);
-}
-
-struct ParamCalls {
-    std::atomic<int> calls{0};
-    std::atomic<ornc_param_t*> last{nullptr};
-    static void On(ornc_param_t* param, void* self) {
-        ParamCalls* calls = static_cast<ParamCalls*>(self);
-        calls->last.store(param);
-        calls->calls.fetch_add(1);
-    }
-};
-
-TEST_F(Events, ParameterCallbacksFireAfterWritesThroughTheLibrary) {
-    ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(43, "AQ000043")));
-    ornc_param_t* gain = connection_->param("Gain");
-    ornc_param_t* frame_count = connection_->param("AcquisitionFrameCount");
-    ParamCalls first;
-    ParamCalls second;
-    ParamCalls other;
-    ASSERT_EQ(ORNCParamSetCallback(gain, &ParamCalls::On, &first), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetCallback(frame_count, &ParamCalls::On, &other), ORNC_OK);
-
-    ASSERT_EQ(ORNCParamSetFloatValue(gain, 3.0f), ORNC_OK);
-    EXPECT_EQ(first.calls.load(), 1);
-    EXPECT_EQ(first.last.load(), gain);
-    EXPECT_EQ(other.calls.load(), 0);
-
-    // A second registration adds a callback: both fire.
-    ASSERT_EQ(ORNCParamSetCallback(gain, &ParamCalls::On, &second), ORNC_OK);
-    ASSERT_EQ(ORNCParamSetValue(gain, "4.5"), ORNC_OK);
-    EXPECT_EQ(first.calls.load(), 2);
-    EXPECT_EQ(second.calls.load(), 1);
-
-    ASSERT_EQ(ORNCParamSetIntegerValue(frame_count, 7), ORNC_OK);
-    EXPECT_EQ(other.calls.load(), 1);
-    // A refused write changes nothing and tells nobody.
-    sensor().set_faults({0.0, "Gain"});  // its writes refused
-    EXPECT_NE(ORNCParamSetFloatValue(gain, 5.0f), ORNC_OK);
-    EXPECT_EQ(first.calls.load(), 2);
-
-    EXPECT_EQ(ORNCParamSetCallback(nullptr, &ParamCalls::On, &first), ORNC_ERROR);
-    EXPECT_EQ(ORNCGetParameterListCount(nullptr), 0);
-    EXPECT_EQ(ORNCGetParameterListIndex(nullptr, 0), nullptr);
 }
 
 }  // namespace

@@ -39,8 +39,7 @@ TEST_F(Faults, OnePercentPacketLossStillDeliversEveryFrameThroughResends) {
     faults.stream_loss_ratio = 0.01;
     sensor().set_faults(faults);
 
-    ASSERT_EQ(ORNCStart(connection_->get()), ORNC_OK);
-    ASSERT_EQ(ORNCAcquisitionStart(connection_->get()), ORNC_OK);
+    ASSERT_EQ(acqtest::start(connection_->get(), -1, -1), ORNC_OK);  // the device's MultiFrame
     const bool all = recorder.wait_frames(kLossFrames, 30s);
     // A few more passes: nothing beyond what was sent may arrive.
     std::this_thread::sleep_for(200ms);

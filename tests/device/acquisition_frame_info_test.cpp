@@ -22,9 +22,7 @@ using FrameInfo = acqtest::SensorTest;
 TEST_F(FrameInfo, DescribesEachMultipartFrameAsSentAndNothingOutsideACallback) {
     ASSERT_NO_FATAL_FAILURE(start_sensor(acqtest::sensor_config(18, "AQ000018")));
     ornc_t* h = connection_->get();
-    connection_->configure_component("Range", true, "Coord3D_ABC32f");
-    connection_->configure_component("Intensity", true);
-    connection_->configure_component("Confidence", true);
+    // The sensor starts with every component on, Range in Coord3D_ABC32f.
     ASSERT_NO_FATAL_FAILURE(connection_->set_chunks(true));
     int64_t frequency = 0;
     ASSERT_EQ(ORNCParamGetInteger64Value(orntest::device_param(h, "GevTimestampTickFrequency"), &frequency), ORNC_OK);

@@ -260,7 +260,6 @@ TEST_F(Modes, TheWorkerDeliversOneBufferPerPass) {
     }
     // 12 frames at 400 fps arrive within 30 ms; the worker spreads them.
     EXPECT_GE(min_gap.count(), 9.5) << "two deliveries within one 10 ms pass";
-    EXPECT_EQ(recorder_.null_calls(), 0);
 }
 
 TEST_F(Modes, StopWaitsForTheCallbackInProgress) {

@@ -43,8 +43,6 @@ TEST_F(Connect, ByEveryKeyAndByDeviceAndFailuresByKeyAndHandle) {
     const Case cases[] = {
         {"serial", [&](const ornc_t* o) { return ORNCConnectBySerialNumber(o, &system.sys, "CN000020"); },
          "ORNC: Connecting by serial number CN000020"},
-        {"serial, shared system", [&](const ornc_t* o) { return ORNCConnectBySerialNumber(o, nullptr, "CN000020"); },
-         "ORNC: Connecting by serial number CN000020"},
         {"pattern", [&](const ornc_t* o) { return ORNCConnectByPattern(o, &system.sys, "Virtual 3D"); },
          "ORNC: Connecting by pattern Virtual 3D"},
         {"empty pattern", [&](const ornc_t* o) { return ORNCConnectByPattern(o, nullptr, nullptr); },

@@ -41,12 +41,10 @@ TEST(ConnectCycles, LeaveNoMemoryBehind) {
     ASSERT_NE(device, nullptr);
 
     auto cycle = [&](int i) {
-        ornc_t ornc{nullptr};
-        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        ASSERT_EQ(ORNCConnectByDevice(&ornc, device), ORNC_OK) << "cycle " << i;
-        EXPECT_EQ(orntest::value_text(orntest::device_param(&ornc, "Width")), "640");
-        ASSERT_EQ(ORNCDisconnect(&ornc), ORNC_OK);
-        ORNCDestroy(&ornc);
+        orntest::Handle handle;  // destroyed at the end of the cycle
+        ASSERT_EQ(ORNCConnectByDevice(handle.get(), device), ORNC_OK) << "cycle " << i;
+        EXPECT_EQ(orntest::value_text(handle.param("Width")), "640");
+        ASSERT_EQ(ORNCDisconnect(handle.get()), ORNC_OK);
     };
     for (int i = 0; i < kWarmUpCycles; ++i) {
         ASSERT_NO_FATAL_FAILURE(cycle(i));

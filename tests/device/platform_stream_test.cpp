@@ -45,7 +45,7 @@ PvBuffer* retrieve_good(PvStream* stream, uint32_t timeout_ms = 3000) {
 TEST(PlatformStream, BuffersTooSmallForTheFrameComeBackAsFailedTransfers) {
     Rig rig("127.0.47.4", kWidth, kHeight);
     ASSERT_TRUE(rig.ready());
-    rig.configure_multipart("Coord3D_C16", true, true);
+    rig.configure(true, "Range", "Coord3D_C16");
     rig.open_stream(3, rig.device()->GetPayloadSize() / 2);
     rig.start();
     for (int frame = 0; frame < 3; ++frame) {
@@ -65,7 +65,7 @@ TEST(PlatformStream, BuffersTooSmallForTheFrameComeBackAsFailedTransfers) {
 TEST(PlatformStream, RetrieveTimesOutAndAbortWakesABlockedRetrieval) {
     Rig rig("127.0.47.6", kWidth, kHeight);
     ASSERT_TRUE(rig.ready());
-    rig.configure_single("Intensity", "Mono8");
+    rig.configure(false, "Intensity", "Mono8");
     rig.open_stream(5);
     EXPECT_EQ(rig.stream()->GetQueuedBufferCount(), 5u);
 
@@ -140,13 +140,9 @@ TEST(PlatformStream, FramesCarryTheirPartsInOrderAndChunksReadThroughTheNodeMap)
         SCOPED_TRACE(multipart ? "multipart" : "single image");
         Rig rig(multipart ? "127.0.47.9" : "127.0.47.10", kWidth, kHeight);
         ASSERT_TRUE(rig.ready());
-        if (multipart) {
-            // Multipart needs extended ids; enabling the stream turns them on.
-            rig.set_enum("GevGVSPExtendedIDMode", "Off");
-            rig.configure_multipart("Coord3D_ABC32f", true, true);
-        } else {
-            rig.configure_single("Intensity", "Mono8");
-        }
+        // Multipart needs extended ids; enabling the stream turns them on.
+        if (multipart) rig.set_enum("GevGVSPExtendedIDMode", "Off");
+        rig.configure(multipart, multipart ? "Range" : "Intensity", multipart ? "Coord3D_ABC32f" : "Mono8");
         rig.set_bool("ChunkModeActive", true);
         for (const char* chunk : {"Timestamp", "FrameID"}) {
             rig.set_enum("ChunkSelector", chunk);

@@ -112,26 +112,14 @@ public:
     void set_enum(const char* name, const char* value) { set<PvGenEnum>(name, PvString(value)); }
     void set_bool(const char* name, bool value) { set<PvGenBoolean>(name, value); }
 
-    // Multipart on (as connect does it) with Range in `range_format` and
-    // the other components on or off.
-    void configure_multipart(const char* range_format, bool intensity, bool confidence) {
+    // Multipart on (as connect does it) with every component, or single
+    // images of `component` alone; `component` selected, in `pixel_format`.
+    void configure(bool multipart, const char* component, const char* pixel_format) {
         set<PvGenInteger>("GevStreamChannelSelector", 0);
-        set_bool("GevSCCFGMultiPartEnabled", true);
-        for (const auto& [component, on] :
-             {std::pair{"Range", true}, {"Intensity", intensity}, {"Confidence", confidence}}) {
-            set_enum("ComponentSelector", component);
-            set_bool("ComponentEnable", on);
-        }
-        set_enum("ComponentSelector", "Range");
-        set_enum("PixelFormat", range_format);
-    }
-    // Single images of `component` alone.
-    void configure_single(const char* component, const char* pixel_format) {
-        set<PvGenInteger>("GevStreamChannelSelector", 0);
-        set_bool("GevSCCFGMultiPartEnabled", false);
+        set_bool("GevSCCFGMultiPartEnabled", multipart);
         for (const char* each : {"Range", "Intensity", "Confidence"}) {
             set_enum("ComponentSelector", each);
-            set_bool("ComponentEnable", std::string(each) == component);
+            set_bool("ComponentEnable", multipart || std::string(each) == component);
         }
         set_enum("ComponentSelector", component);
         set_enum("PixelFormat", pixel_format);
