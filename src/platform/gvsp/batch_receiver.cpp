@@ -284,7 +284,6 @@ void BatchReceiver::end(Frame* f, std::vector<FrameReport>* finished) {
         r.parts = a.parts();
         if (r.parts.size() == 1 && r.parts[0].size == 0) r.parts[0].size = r.payload_size;
         r.packets_missing = a.missing_count();
-        r.packets_resent = a.resent_in_frame();
     } else {
         r.state = FrameState::incomplete;  // its leader never came
         r.packets_missing = 1;

@@ -43,7 +43,7 @@ struct FrameReport {
     uint16_t payload_type = 0;
     uint64_t payload_size = 0;  // bytes placed in the buffer
     std::vector<PartLayout> parts;
-    uint32_t packets_missing = 0, packets_resent = 0;
+    uint32_t packets_missing = 0;
 };
 
 struct ReceiverCounters {

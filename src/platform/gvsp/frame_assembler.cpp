@@ -61,7 +61,6 @@ void FrameAssembler::reset() {
     arrived_.clear();
     last_packet_ = highest_seen_ = max_packet_ = in_place_ = 0;
     received_bytes_ = 0;
-    resent_in_frame_ = 0;
     refused_ = false;
     payload_type_ = 0;
     timestamp_ = 0;
@@ -212,10 +211,7 @@ bool FrameAssembler::place(uint32_t n, const uint8_t* data, size_t length, bool 
     received_bytes_ += length;
     highest_seen_ = std::max(highest_seen_, n);
     ++counters_.packets;
-    if ((flags & kFlagPacketResend) != 0) {
-        ++counters_.resent;
-        ++resent_in_frame_;
-    }
+    if ((flags & kFlagPacketResend) != 0) ++counters_.resent;
     if (state_ == FrameState::incomplete && missing_count() == 0) state_ = FrameState::complete;
     return true;
 }

@@ -100,7 +100,6 @@ public:
     uint64_t timestamp() const { return timestamp_; }
     const std::vector<PartLayout>& parts() const { return parts_; }
     uint64_t received_bytes() const { return received_bytes_; }
-    uint32_t resent_in_frame() const { return resent_in_frame_; }
     uint32_t highest_seen() const { return highest_seen_; }
     // Payload packets the block has (known from the leader for multipart,
     // from the trailer or the short last packet otherwise; 0 while unknown).
@@ -138,7 +137,6 @@ private:
     uint32_t max_packet_ = 0;  // largest id with a place in the buffer
     uint32_t in_place_ = 0;
     uint64_t received_bytes_ = 0;
-    uint32_t resent_in_frame_ = 0;
     bool refused_ = false;
     AssemblerCounters counters_;
 };
