@@ -74,36 +74,28 @@ TEST_F(Logging, LevelWordIsTheHighestBitPresent) {
     }
 }
 
-TEST_F(Logging, ConsoleLinesHaveNoStampCarryLongMessagesInFullAndFollowTheSwitch) {
+// A file's lines are stamped, appended and flushed after every line (read
+// here before the file is closed); the console's have no stamp.
+TEST_F(Logging, FileAndConsoleLinesCarryLongMessagesInFullAndTheConsoleFollowsTheSwitch) {
     const std::string path = dir_ + "/a.log";
     const std::string long_message(5000, 'z');
+    ASSERT_TRUE(orntest::write_file(path, "earlier\n"));
     ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
     ASSERT_EQ(ORNLogStartFilename(path.c_str(), 1), ORN_OK);
     testing::internal::CaptureStdout();
     ORNLog(ORN_LOGLVL_WARN, ORN_LOGCAT_MISC, "on the console");
     ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_MISC, long_message.c_str());
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "WARNING: on the console\nINFO: " + long_message + "\n");
-    EXPECT_NE(orntest::read_file(path).find("\tINFO: " + long_message + "\n"), std::string::npos);
+    const std::string content = orntest::read_file(path);
+    EXPECT_TRUE(std::regex_match(content, std::regex("earlier\n" + kStamp + "\tWARNING: on the console\n" + kStamp +
+                                                     "\tINFO: " + long_message + "\n")))
+        << content;
 
     ASSERT_EQ(ORNLogStart(0), ORN_OK);
     testing::internal::CaptureStdout();
     ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_MISC, "quiet");
     ORNLog(ORN_LOGLVL_FATAL, ORN_LOGCAT_MISC, "fatal always shows");
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "FATAL: fatal always shows\n");
-}
-
-TEST_F(Logging, FileLinesAreStampedAndAppended) {
-    const std::string path = dir_ + "/a.log";
-    ASSERT_TRUE(orntest::write_file(path, "earlier\n"));
-    ORNLogSetLevel(ORN_LOGLVL_MASK_ALL);
-    ASSERT_EQ(ORNLogStartFilename(path.c_str(), 0), ORN_OK);
-    ORNLog(ORN_LOGLVL_ERROR, ORN_LOGCAT_CONNECT, "ORNC: first");
-    ORNLog(ORN_LOGLVL_INFO, ORN_LOGCAT_PARAM, "second");
-    // Flushed after every line: readable before the file is closed.
-    const std::string content = orntest::read_file(path);
-    EXPECT_TRUE(std::regex_match(
-        content, std::regex("earlier\n" + kStamp + "\tERROR: ORNC: first\n" + kStamp + "\tINFO: second\n")))
-        << content;
 }
 
 TEST_F(Logging, ExternalSinkGetsOneLineWithoutNewlineAndAnOverflowNotice) {
