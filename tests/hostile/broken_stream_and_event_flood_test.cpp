@@ -150,7 +150,6 @@ TEST_F(BrokenPeer, FramesCutMidStreamFailAloneAndTheHandleAcquiresAgain) {
     EXPECT_EQ(ORNCAcquisitionStop(handle.get()), ORNC_OK);
     EXPECT_LT(timed([&] { return ORNCStop(handle.get()); }), kCallBoundSeconds);
     EXPECT_LT(timed([&] { return ORNCDisconnect(handle.get()); }), kCallBoundSeconds);
-    EXPECT_EQ(sensor->counters().frames_cut, cut_run.frames_cut);
     EXPECT_EQ(again.null_calls(), 0);
     EXPECT_EQ(delivered_frames(again), whole_frames(cut_run.frames_sent + 1, sensor->counters().frames_sent, 0));
     EXPECT_EQ(log.count_containing("ERROR: ORNC: Retrievebuffer operation"), retrieve_failures);
@@ -239,8 +238,8 @@ TEST_F(BrokenPeer, EventFloodKeepsEveryFrameAndLeavesNoThreadOrDescriptor) {
     }
     EXPECT_GT(flood_heard, 0u);
     EXPECT_LE(flood_heard, flooded);
-    EXPECT_GT(frame_ids.size(), 0u);
-    EXPECT_LE(frame_ids.size(), frames_sent);
+    // Distinct ids, each one of this run's frames.
+    ASSERT_GT(frame_ids.size(), 0u);
     EXPECT_GT(*frame_ids.begin(), static_cast<int>(before.frames_sent));
     EXPECT_LE(*frame_ids.rbegin(), static_cast<int>(after.frames_sent));
     EXPECT_EQ(timestamps.size(), heard.size()) << "an event was told twice";

@@ -38,12 +38,9 @@ TEST(ConcurrentConnect, EveryThreadGetsItsOwnWholeDevice) {
     // A reference handle tells how many parameters a whole device has.
     int whole = 0;
     {
-        ornc_t ornc{nullptr};
-        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        ASSERT_EQ(ORNCConnectBySerialNumber(&ornc, &system.sys, "PARALLEL0"), ORNC_OK);
-        whole = ORNCGetDeviceParamsCount(&ornc);
-        ORNCDisconnect(&ornc);
-        ORNCDestroy(&ornc);
+        orntest::Handle reference;
+        ASSERT_EQ(ORNCConnectBySerialNumber(reference.get(), &system.sys, "PARALLEL0"), ORNC_OK);
+        whole = ORNCGetDeviceParamsCount(reference.get());
     }
     ASSERT_GT(whole, 50);
 

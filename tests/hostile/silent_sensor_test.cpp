@@ -11,7 +11,6 @@
 #include "environment.h"
 #include "handles.h"
 #include "hostile_support.h"
-#include "log_capture.h"
 #include "loopback.h"
 #include "ornsim/virtual_sensor.h"
 #include "sensor.h"
@@ -55,15 +54,7 @@ protected:
     // within the bound and with its log line; the faults stay on.
     void expect_refused_connect(const ornsim::FaultSwitches& faults) {
         first_sensor().set_faults(faults);
-        orntest::LogCapture log;
-        ornc_t ornc{nullptr};
-        ASSERT_EQ(ORNCInit(&ornc), ORNC_OK);
-        orntest::Stopwatch watch;
-        EXPECT_EQ(ORNCConnectByDevice(&ornc, first_), ORNC_ERR_DEVICE_CONNECT_FAILED);
-        EXPECT_LT(watch.seconds(), kCallBoundSeconds);
-        EXPECT_GE(log.count_containing("ERROR: ORNC: Unable to connect to device"), 1);
-        EXPECT_LE(ORNCDisconnect(&ornc), 0);
-        ORNCDestroy(&ornc);
+        EXPECT_EQ(hostile::connect_within(first_, kCallBoundSeconds), ORNC_ERR_DEVICE_CONNECT_FAILED);
     }
 
     orntest::ScopedEnv hosts_{"ORNC_LOOPBACK_HOSTS", "127.0.70.11-127.0.70.12"};

@@ -11,7 +11,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -225,14 +224,11 @@ TEST_F(AravisConformance, ArvTestReportsSuccessForEveryTestIncludingMultipartAnd
             against_sensor(kArvTest + " " + mode.arv_test_options + " -c " + kArvTestConfig, 240, mode.sensor_options);
         ASSERT_EQ(r.status, 0) << r.output;
         ASSERT_NE(r.output.find("Found 1 device"), std::string::npos) << r.output;
-        std::istringstream lines(r.output);
-        std::string line;
+        EXPECT_EQ(r.output.find("FAILURE"), std::string::npos) << r.output;
+        EXPECT_EQ(r.output.find("NoSupport"), std::string::npos) << r.output;
         int successes = 0;
-        while (std::getline(lines, line)) {
-            EXPECT_EQ(line.find("FAILURE"), std::string::npos) << line;
-            EXPECT_EQ(line.find("NoSupport"), std::string::npos) << line;
-            if (line.find("SUCCESS") != std::string::npos) ++successes;
-        }
+        for (size_t at = r.output.find("SUCCESS"); at != std::string::npos; at = r.output.find("SUCCESS", at + 1))
+            ++successes;
         for (const char* test : {"Genicam:Load", "Properties:SensorSizeCheck", "MultipleAcquisitionA:BufferCheck",
                                  "MultipleAcquisitionA:FrameRate", "SingleAcquisition:BufferCheck",
                                  "SoftwareTrigger:BufferCheck", "MultipleAcquisitionB:FrameRate", "Multipart:Enable",

@@ -71,7 +71,11 @@ protected:
         settings.dest_port = receiver.port();
         sender.configure(settings);
     }
-    void reconfigure() { sender.configure(settings); }
+    // The settings as they stand, with packets of `packet_size` bytes.
+    void reconfigure(uint32_t packet_size) {
+        settings.packet_size = packet_size;
+        sender.configure(settings);
+    }
 
     bool wait_complete(uint64_t wire_block_id) {
         return receiver.pump([&] {
@@ -91,8 +95,7 @@ protected:
 };
 
 TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
-    settings.packet_size = 1500;
-    reconfigure();
+    reconfigure(1500);
     const uint64_t timestamp = 0x0102030405060708ull;
     for (const bool chunked : {false, true}) {
         SCOPED_TRACE(chunked ? "chunked" : "plain");
@@ -142,8 +145,7 @@ TEST_F(StreamSenderTest, SingleImageWithExtendedIdsArrivesWholePlainOrChunked) {
 
 TEST_F(StreamSenderTest, StandardHeaderCarriesSixteenBitBlockIdsAndNeverZero) {
     settings.extended_ids = false;
-    settings.packet_size = 576;
-    reconfigure();
+    reconfigure(576);
     for (uint64_t id : {uint64_t{65535}, uint64_t{65536}, uint64_t{65537}}) {
         GvspFrame frame{id, 42, false, {mono8_part(64, 48, static_cast<uint32_t>(id))}, {}};
         ASSERT_TRUE(sender.send_frame(frame)) << sender.last_error();
@@ -160,8 +162,7 @@ TEST_F(StreamSenderTest, StandardHeaderCarriesSixteenBitBlockIdsAndNeverZero) {
 }
 
 TEST_F(StreamSenderTest, MultipartFrameDescribesEveryPartAndPlacesItsBytes) {
-    settings.packet_size = 1400;
-    reconfigure();
+    reconfigure(1400);
     const uint64_t block_id = 9, timestamp = 5555;
     GvspFrame frame{block_id, timestamp, true, scene_parts(64, 48, 9), chunk_data_for(timestamp, block_id)};
     const GvspFrame sent = frame;
@@ -221,9 +222,8 @@ TEST_F(StreamSenderTest, FramesThatCannotBeSentAreRefusedWithAReason) {
                              {true, 1500, 1, GvspFrame{4, 0, false, scene_parts(8, 8, 1), {}}, ""},  // single, 3 parts
                              {true, 1500, 0, single, "destination"}}) {
         settings.extended_ids = r.extended_ids;
-        settings.packet_size = r.packet_size;
         settings.dest_port = r.port != 0 ? receiver.port() : 0;
-        reconfigure();
+        reconfigure(r.packet_size);
         EXPECT_FALSE(sender.send_frame(r.frame)) << r.frame.block_id;
         EXPECT_NE(sender.last_error().find(r.says), std::string::npos) << sender.last_error();
     }
@@ -234,16 +234,15 @@ TEST_F(StreamSenderTest, FramesThatCannotBeSentAreRefusedWithAReason) {
 
     sender.close();
     settings.dest_port = receiver.port();
-    reconfigure();
+    reconfigure(settings.packet_size);
     EXPECT_FALSE(sender.send_frame(single));
     EXPECT_NE(sender.last_error().find("open"), std::string::npos);
     EXPECT_EQ(sender.counters().frames_rejected, 8u);
 }
 
 TEST_F(StreamSenderTest, ResendServesOnlyStoredBlocksAndClampsTheRange) {
-    settings.packet_size = 600;
     settings.resend_frames = 2;
-    reconfigure();
+    reconfigure(600);
     for (uint64_t id = 1; id <= 3; ++id)
         ASSERT_TRUE(sender.send_frame(GvspFrame{id, 0, false, {mono8_part(40, 30, static_cast<uint32_t>(id))}, {}}));
     ASSERT_TRUE(wait_complete(3));
@@ -270,19 +269,17 @@ TEST_F(StreamSenderTest, ResendServesOnlyStoredBlocksAndClampsTheRange) {
 }
 
 TEST_F(StreamSenderTest, PacketDelayAndLinkSpeedPaceTheBlock) {
-    settings.packet_size = 576;
     settings.tick_frequency = 1'000'000;  // microsecond ticks
     settings.packet_delay_ticks = 2000;   // 2 ms between packets
-    reconfigure();
+    reconfigure(576);
     auto start = std::chrono::steady_clock::now();
     ASSERT_TRUE(sender.send_frame(GvspFrame{1, 0, false, {mono8_part(54, 10, 1)}, {}}));  // 3 packets in all
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(4)) << "two gaps of 2 ms";
     ASSERT_TRUE(wait_complete(1));
 
-    settings.packet_size = 1500;
     settings.packet_delay_ticks = 0;
     settings.link_speed_bps = 50'000'000;  // 50 Mbit/s
-    reconfigure();
+    reconfigure(1500);
     start = std::chrono::steady_clock::now();
     ASSERT_TRUE(sender.send_frame(GvspFrame{2, 0, false, {mono8_part(320, 200, 1)}, {}}));  // 64 000 bytes
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(10)) << "at least 10 ms at 50 Mbit/s";

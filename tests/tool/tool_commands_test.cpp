@@ -180,7 +180,6 @@ TEST_F(ToolTest, ExecSendsACommandAndRefusesOtherKinds) {
     const long long first = latch();
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     const long long second = latch();
-    EXPECT_GT(first, 0);
     EXPECT_LT(first, 3000000000LL) << "the clock restarted at the reset";
     EXPECT_GE(second - first, 300000000LL) << "the second latch took the clock again";
 
