@@ -51,6 +51,17 @@ void close_file_locked() {
     }
 }
 
+// Reopens the file under the one lock: a line logged meanwhile waits for
+// the new file instead of finding none.
+orn_status_t restart_locked(int log_console) {
+    close_file_locked();
+    g_logenable.store(1);
+    g_logcon.store(log_console);
+    if (g_logname[0] == '\0') return ORN_OK;
+    g_logfile = std::fopen(g_logname, "a");
+    return g_logfile != nullptr ? ORN_OK : ORN_ERR_OPEN_FILE_APPEND;
+}
+
 }  // namespace
 
 extern "C" {
@@ -71,23 +82,14 @@ void ORNLogStop(void) {
 }
 
 orn_status_t ORNLogStart(int log_console) {
-    ORNLogStop();
     std::lock_guard<std::mutex> lock(g_log_mutex);
-    g_logenable.store(1);
-    g_logcon.store(log_console);
-    if (g_logname[0] == '\0') return ORN_OK;
-    g_logfile = std::fopen(g_logname, "a");
-    return g_logfile != nullptr ? ORN_OK : ORN_ERR_OPEN_FILE_APPEND;
+    return restart_locked(log_console);
 }
 
 orn_status_t ORNLogStartFilename(const char* name, int log_console) {
-    {
-        std::lock_guard<std::mutex> lock(g_log_mutex);
-        g_logcon.store(log_console);
-        close_file_locked();
-        ORNStringCopy(g_logname, name != nullptr ? name : "", kLogNameSize);
-    }
-    return ORNLogStart(log_console);
+    std::lock_guard<std::mutex> lock(g_log_mutex);
+    ORNStringCopy(g_logname, name != nullptr ? name : "", kLogNameSize);
+    return restart_locked(log_console);
 }
 
 void ORNLogSetFilename(const char* name) {
