@@ -34,11 +34,13 @@ using Clock = std::chrono::steady_clock;
 // one batch).
 constexpr std::chrono::seconds kCommandWait{2};
 // Moderation of the receiving thread's wake-ups while a frame streams in:
-// it lets packets gather in the socket for at most this long (a gigabit
-// link brings one 9 KB packet every 72 us, a 1.5 KB one every 12 us; a
-// ms of 10 Gbit/s is 1.25 MB, well inside the socket's buffer), and not
-// for less than the minimum (not worth a timer).
-constexpr std::chrono::microseconds kMaxGather{1000};
+// it lets packets gather in the socket for at most this long, and not for
+// less than the minimum (not worth a timer). The wait is also bounded by
+// one batch of packets at the frame's pace and by the frame's last payload
+// packet, so this bound only matters on slow links (a gigabit link brings one
+// 9 KB packet every 72 us: a batch of them is 2.3 ms) and when the pace
+// misleads; a 10 Gbit/s burst of that length is 3.1 MB.
+constexpr std::chrono::microseconds kMaxGather{2500};
 constexpr std::chrono::microseconds kMinGather{20};
 
 PvResult frame_status(const gvsp::FrameReport& report) {
@@ -164,6 +166,7 @@ private:
         Clock::time_point last_progress;  // a packet of the frame arrived
         Clock::time_point last_request;   // missing packets were asked for
         uint32_t requested_up_to = 0;     // highest packet id asked for
+        bool gathered = false;            // the thread waited for the frame's packets
     };
 
     void Signal() {
@@ -212,29 +215,50 @@ private:
 
     // While packets of a frame keep coming, the thread waits a little for
     // more before it drains the socket again, rather than waking once per
-    // packet: at most kMaxGather or one batch's worth of packets, and no
-    // later than the frame's expected end (its remaining packets at the
-    // pace they came so far). Only a
-    // command (the event descriptor) ends the wait early; a frame that fell
-    // silent is back to waits that only the socket ends, since no packet
-    // came to call this.
+    // packet: at most kMaxGather and one batch's worth of packets (fewer
+    // when the socket's buffer holds fewer), at the pace the frame's
+    // packets came so far. After the drain that found the leader, which
+    // has no pace of the frame yet, it waits for half of what is left at
+    // the previous frame's pace; after any later drain, until the last
+    // payload packet is due. The trailer follows that packet: the drain
+    // either takes it too or its arrival wakes the thread, so a pace a
+    // little too high costs no latency. Only a command (the event
+    // descriptor) ends the wait early; a frame that fell silent is back to
+    // waits that only the socket ends, since no packet came to call this.
     void Gather(Clock::time_point now) {
         const gvsp::FrameAssembler* frame = receiver_.newest();
-        const Watch* watch = frame != nullptr ? FindWatch(frame->block_id()) : nullptr;
+        Watch* watch = frame != nullptr ? FindWatch(frame->block_id()) : nullptr;
         if (watch == nullptr) {
             return;
         }
         const uint32_t seen = frame->highest_seen();
         const uint32_t total = frame->payload_packet_count();
-        if (seen == 0 || (total != 0 && total <= seen)) {
-            return;  // the trailer is what comes next: no waiting for it
+        if (total != 0 && total <= seen) {
+            return;  // only the trailer is left: its arrival wakes the thread
         }
         using std::chrono::microseconds;
-        const microseconds pace = std::chrono::duration_cast<microseconds>(now - watch->began) / int64_t{seen};
-        microseconds wait = std::min(kMaxGather, pace * static_cast<int64_t>(gvsp::BatchReceiver::kBatch));
-        if (total != 0) {
-            wait = std::min(wait, pace * int64_t{total - seen});
+        int64_t packets = GatherPackets();
+        if (!watch->gathered) {
+            watch->gathered = true;
+            // A frame that ended inside its first wait showed no pace of
+            // its own: the pace it waited on was too high for it.
+            if (!paced_since_leader_) {
+                last_pace_ /= 2;
+            }
+            paced_since_leader_ = false;
+            if (total != 0) {
+                packets = std::min<int64_t>(packets, (total - seen) / 2);
+            }
+        } else {
+            if (now > watch->began) {
+                last_pace_ = std::chrono::duration_cast<microseconds>(now - watch->began) / int64_t{std::max(seen, 1U)};
+                paced_since_leader_ = true;
+            }
+            if (total != 0) {
+                packets = std::min<int64_t>(packets, total - seen);
+            }
         }
+        const microseconds wait = std::min(kMaxGather, last_pace_ * packets);
         if (wait < kMinGather) {
             return;
         }
@@ -243,8 +267,17 @@ private:
         ::ppoll(&wake, 1, &span, nullptr);
     }
 
-    const Watch* FindWatch(uint64_t block_id) const {
-        for (const Watch& watch : watches_) {
+    // How many packets a gather may leave in the socket: one batch, or half
+    // of what the socket's buffer holds, whichever is less (the buffer is
+    // charged up to about twice a datagram's size).
+    int64_t GatherPackets() const {
+        const size_t charge = 2 * static_cast<size_t>(std::max<uint32_t>(setup_.packet_size, 1));
+        const size_t fit = static_cast<size_t>(receiver_.receive_buffer_bytes()) / charge / 2;
+        return static_cast<int64_t>(std::max<size_t>(1, std::min(gvsp::BatchReceiver::kBatch, fit)));
+    }
+
+    Watch* FindWatch(uint64_t block_id) {
+        for (Watch& watch : watches_) {
             if (watch.active && watch.block_id == block_id) {
                 return &watch;
             }
@@ -465,7 +498,10 @@ private:
     // The receiving thread's: one watch per open frame.
     static constexpr size_t kWatchSlots = gvsp::BatchReceiver::kMaxOpen;
     Watch watches_[kWatchSlots];
-    uint64_t drops_done_seen_ = 0;  // the receiving thread's
+    // Per payload packet, as the last drain within a frame found it.
+    std::chrono::microseconds last_pace_{0};
+    bool paced_since_leader_ = true;  // whether the frame gathered last set last_pace_
+    uint64_t drops_done_seen_ = 0;    // the receiving thread's
     std::atomic<int> free_buffers_{0};
     ResentPacketLedger resent_;
 
