@@ -150,23 +150,26 @@ def test_software_trigger_and_events(cam):
 
 
 def test_waiting_for_frames_leaves_other_threads_running(cam):
-    def count_for(seconds):
-        counted, stop = [0], time.monotonic() + seconds
-
-        def run():
-            while time.monotonic() < stop:
-                counted[0] += 1
-        thread = threading.Thread(target=run)
-        thread.start()
-        return thread, counted
-    thread, alone = count_for(1.0)
-    thread.join()
     cam["TriggerMode"] = "On"  # no trigger comes: frames() waits out its time-out
-    thread, beside = count_for(2.0)
+    longest_gap, stop = [0.0], threading.Event()
+
+    def run():
+        last = time.monotonic()
+        while not stop.is_set():
+            now = time.monotonic()
+            longest_gap[0], last = max(longest_gap[0], now - last), now
+    thread = threading.Thread(target=run)
+    thread.start()
+    cpu = time.thread_time()
     with pytest.raises(TimeoutError):
         next(cam.frames(timeout=2.0, trigger=None))
+    cpu = time.thread_time() - cpu
+    stop.set()
     thread.join()
-    assert beside[0] >= 2 * alone[0] * 0.7  # a wait holding the lock would stop it, polling halve it
+    # A wait holding the interpreter's lock would stall the other thread for
+    # the whole wait; a polling one would spend the wait on the CPU. Neither
+    # depends on how busy the machine is, unlike comparing two counts.
+    assert longest_gap[0] < 1.0 and cpu < 0.5, (longest_gap[0], cpu)
 
 
 def test_monitor_reads_while_another_controls(cam, sensor):
