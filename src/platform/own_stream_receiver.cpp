@@ -162,11 +162,20 @@ private:
         bool active = false;
         uint64_t block_id = 0;
         uint64_t packets = 0;             // the frame's datagrams when they last moved in number
-        Clock::time_point began;          // the thread first saw the frame
         Clock::time_point last_progress;  // a packet of the frame arrived
         Clock::time_point last_request;   // missing packets were asked for
         uint32_t requested_up_to = 0;     // highest packet id asked for
-        bool gathered = false;            // the thread waited for the frame's packets
+    };
+
+    // Where the pace of the newest frame is measured from: its highest
+    // packet id at its first drain, and when the last datagram of that
+    // drain arrived.
+    struct PaceAnchor {
+        bool set = false;
+        uint64_t block_id = 0;
+        uint32_t packet = 0;
+        uint32_t total = 0;  // the frame's payload packets (0: not known)
+        std::chrono::nanoseconds arrival{0};
     };
 
     void Signal() {
@@ -195,6 +204,7 @@ private:
                 continue;
             }
             gvsp::BatchReceiver::Wake wake;
+            const size_t finished_before = finished.size();
             if (!receiver_.receive(NextWakeMs(), &finished, wake_fd_, &wake)) {
                 ORN_LOGF(ORN_LOGLVL_WARN, ORN_LOGCAT_DATATRANSFER, "ORNC: The stream socket failed: %s",
                          std::strerror(errno));
@@ -204,66 +214,85 @@ private:
             if (wake.woken && ::read(wake_fd_, &wakes, sizeof wakes) < 0) {
                 // Drained by an earlier read: nothing is lost.
             }
+            if (wake.datagrams > 0) {
+                TrackPace(finished, finished_before);
+            }
             const Clock::time_point now = Clock::now();
             Supervise(now, &finished);
             Deliver(&finished);
             if (wake.datagrams > 0 && !wake.woken) {
-                Gather(now);
+                Gather();
             }
         }
     }
 
-    // While packets of a frame keep coming, the thread waits a little for
-    // more before it drains the socket again, rather than waking once per
-    // packet: at most kMaxGather and one batch's worth of packets (fewer
-    // when the socket's buffer holds fewer), at the pace the frame's
-    // packets came so far. After the drain that found the leader, which
-    // has no pace of the frame yet, it waits for half of what is left at
-    // the previous frame's pace; after any later drain, until the last
-    // payload packet is due. The trailer follows that packet: the drain
-    // either takes it too or its arrival wakes the thread, so a pace a
-    // little too high costs no latency. Only a command (the event
-    // descriptor) ends the wait early; a frame that fell silent is back to
-    // waits that only the socket ends, since no packet came to call this.
-    void Gather(Clock::time_point now) {
-        const gvsp::FrameAssembler* frame = receiver_.newest();
-        Watch* watch = frame != nullptr ? FindWatch(frame->block_id()) : nullptr;
-        if (watch == nullptr) {
+    // Measures the pace of the newest frame's packets from the kernel's
+    // receive stamps after a drain: the first drain of a frame anchors it,
+    // every later one (up to the one that ends the frame, whose last
+    // datagram is its trailer) measures from that anchor. Arrival stamps,
+    // unlike the times of the drains, keep a frame that ended inside a
+    // wait from looking slower than it came.
+    void TrackPace(const std::vector<gvsp::FrameReport>& finished, size_t finished_before) {
+        std::chrono::nanoseconds arrival;
+        if (!receiver_.last_arrival(&arrival)) {
             return;
         }
-        const uint32_t seen = frame->highest_seen();
+        const gvsp::FrameAssembler* frame = receiver_.newest();
+        uint32_t packet = 0;
+        if (frame != nullptr && anchor_.set && frame->block_id() == anchor_.block_id) {
+            packet = frame->highest_seen();
+            anchor_.total = frame->payload_packet_count();
+        } else if (frame == nullptr && anchor_.set && anchor_.total != 0) {
+            for (size_t i = finished_before; i < finished.size(); ++i) {
+                if (finished[i].block_id == anchor_.block_id && finished[i].state == gvsp::FrameState::complete) {
+                    packet = anchor_.total;
+                }
+            }
+        } else if (frame != nullptr) {
+            anchor_ =
+                PaceAnchor{true, frame->block_id(), frame->highest_seen(), frame->payload_packet_count(), arrival};
+            return;
+        }
+        if (packet > anchor_.packet + 1 && arrival > anchor_.arrival) {
+            // A pace beyond the longest gather is of no use (and a step of
+            // the clock between two stamps can make one).
+            last_pace_ =
+                std::min<std::chrono::nanoseconds>(kMaxGather, (arrival - anchor_.arrival) / (packet - anchor_.packet));
+        }
+    }
+
+    // While packets of a frame keep coming, the thread waits for more
+    // before it drains the socket again, rather than waking once per
+    // packet: until the frame's last payload packet is due at the pace
+    // measured last (by the anchor of this frame, so later waits of a frame
+    // that came slower than the one before end on time), for at most
+    // kMaxGather and no longer than the socket's buffer holds packets at
+    // that pace. The trailer follows the last payload packet: the drain
+    // either takes it too or its arrival wakes the thread. Only a command
+    // (the event descriptor) ends the wait early; a frame that fell silent
+    // is back to waits that only the socket ends, since no packet came to
+    // call this.
+    void Gather() {
+        const gvsp::FrameAssembler* frame = receiver_.newest();
+        if (frame == nullptr || FindWatch(frame->block_id()) == nullptr || !anchor_.set ||
+            anchor_.block_id != frame->block_id() || last_pace_.count() <= 0) {
+            return;
+        }
         const uint32_t total = frame->payload_packet_count();
-        if (total != 0 && total <= seen) {
+        if (total != 0 && total <= frame->highest_seen()) {
             return;  // only the trailer is left: its arrival wakes the thread
         }
-        using std::chrono::microseconds;
-        int64_t packets = GatherPackets();
-        if (!watch->gathered) {
-            watch->gathered = true;
-            // A frame that ended inside its first wait showed no pace of
-            // its own: the pace it waited on was too high for it.
-            if (!paced_since_leader_) {
-                last_pace_ /= 2;
-            }
-            paced_since_leader_ = false;
-            if (total != 0) {
-                packets = std::min<int64_t>(packets, (total - seen) / 2);
-            }
-        } else {
-            if (now > watch->began) {
-                last_pace_ = std::chrono::duration_cast<microseconds>(now - watch->began) / int64_t{std::max(seen, 1U)};
-                paced_since_leader_ = true;
-            }
-            if (total != 0) {
-                packets = std::min<int64_t>(packets, total - seen);
-            }
+        using std::chrono::nanoseconds;
+        nanoseconds wait = std::min<nanoseconds>(kMaxGather, last_pace_ * GatherPackets());
+        if (total != 0) {
+            const nanoseconds now = std::chrono::system_clock::now().time_since_epoch();
+            wait = std::min(wait, anchor_.arrival + last_pace_ * (total - anchor_.packet) - now);
         }
-        const microseconds wait = std::min(kMaxGather, last_pace_ * packets);
         if (wait < kMinGather) {
             return;
         }
         struct pollfd wake = {wake_fd_, POLLIN, 0};
-        const struct timespec span = {0, static_cast<long>(wait.count()) * 1000};
+        const struct timespec span = {0, static_cast<long>(wait.count())};
         ::ppoll(&wake, 1, &span, nullptr);
     }
 
@@ -318,7 +347,7 @@ private:
             if (frame_of[i] == nullptr && !unwatched.empty()) {
                 frame_of[i] = unwatched.back();
                 unwatched.pop_back();
-                watches_[i] = Watch{true, frame_of[i]->block_id, Progress(*frame_of[i]), now, now, {}, 0};
+                watches_[i] = Watch{true, frame_of[i]->block_id, Progress(*frame_of[i]), now, {}, 0};
             }
             watches_[i].active = frame_of[i] != nullptr;
         }
@@ -498,10 +527,9 @@ private:
     // The receiving thread's: one watch per open frame.
     static constexpr size_t kWatchSlots = gvsp::BatchReceiver::kMaxOpen;
     Watch watches_[kWatchSlots];
-    // Per payload packet, as the last drain within a frame found it.
-    std::chrono::microseconds last_pace_{0};
-    bool paced_since_leader_ = true;  // whether the frame gathered last set last_pace_
-    uint64_t drops_done_seen_ = 0;    // the receiving thread's
+    PaceAnchor anchor_;
+    std::chrono::nanoseconds last_pace_{0};  // per payload packet, as TrackPace found it last
+    uint64_t drops_done_seen_ = 0;           // the receiving thread's
     std::atomic<int> free_buffers_{0};
     ResentPacketLedger resent_;
 

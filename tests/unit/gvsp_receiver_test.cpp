@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <tuple>
 #include <utility>
@@ -67,9 +68,15 @@ TEST(GvspReceiver, SingleImagesLandByteExactInPlace) {
         std::vector<uint8_t> buffer(64 * 1024, 0xEE);
         peer.rx.queue_buffer(buffer.data(), buffer.size(), &buffer);
         const ornsim::GvspFrame image{7, 1234, false, {part(1, 160, 120, 3)}, {}};
+        const auto sent = std::chrono::system_clock::now().time_since_epoch();
         ASSERT_TRUE(peer.tx.send_frame(image));
         std::vector<gvsp::FrameReport> done = drain(peer.rx, 1);
         ASSERT_EQ(done.size(), 1u);
+        // The kernel's receive stamp, on the clock the receiving thread paces its waits by.
+        std::chrono::nanoseconds arrival{};
+        ASSERT_TRUE(peer.rx.last_arrival(&arrival));
+        EXPECT_LE(sent, arrival);
+        EXPECT_LE(arrival, std::chrono::system_clock::now().time_since_epoch());
         EXPECT_EQ(
             std::make_tuple(done[0].state, done[0].cookie, done[0].block_id, done[0].timestamp),
             std::make_tuple(gvsp::FrameState::complete, static_cast<void*>(&buffer), uint64_t{7}, uint64_t{1234}));

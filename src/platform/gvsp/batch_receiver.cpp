@@ -1,6 +1,8 @@
 #include "platform/gvsp/batch_receiver.h"
 
+#include <linux/sockios.h>
 #include <poll.h>
+#include <sys/ioctl.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -40,6 +42,16 @@ bool BatchReceiver::open(uint32_t local_address, uint16_t local_port, size_t bur
     if (!socket_.open(local_address, local_port, error)) return false;
     port_ = socket_.local_port();
     raise_receive_buffer(burst_bytes);
+    // The first ask turns the kernel's receive stamps on for this socket.
+    std::chrono::nanoseconds unused;
+    last_arrival(&unused);
+    return true;
+}
+
+bool BatchReceiver::last_arrival(std::chrono::nanoseconds* since_epoch) const {
+    struct timespec stamp = {};
+    if (::ioctl(socket_.fd(), SIOCGSTAMPNS, &stamp) != 0) return false;
+    *since_epoch = std::chrono::seconds(stamp.tv_sec) + std::chrono::nanoseconds(stamp.tv_nsec);
     return true;
 }
 

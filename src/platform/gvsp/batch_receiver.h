@@ -18,6 +18,7 @@
 #include <sys/socket.h>
 #include <sys/uio.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>
@@ -76,6 +77,10 @@ public:
     bool open(uint32_t local_address, uint16_t local_port, size_t burst_bytes, std::string* error);
     uint16_t port() const { return port_; }
     int receive_buffer_bytes() const { return rcvbuf_; }
+    // When the last datagram taken from the socket arrived, as the kernel
+    // stamped it (CLOCK_REALTIME); false before the first, or where the
+    // system keeps no such stamp.
+    bool last_arrival(std::chrono::nanoseconds* since_epoch) const;
 
     void queue_buffer(uint8_t* data, size_t capacity, void* cookie);
 
